@@ -1,0 +1,29 @@
+// What the operating system tells about itself and its user.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace jobshaper {
+
+// The system version of this process, one hexadecimal digit a component: 0x1049 is 10.4.9;
+// 0 when unknown. The job filter sets it once at its start.
+extern std::int32_t version;
+
+// What the filter asks its system for; tests pass their own.
+struct System {
+  std::optional<std::int32_t> version;  // none: the query failed
+};
+
+// The system that the filter runs on. Without a version of this kind it counts as 0x1050,
+// the newest level that any rule tests for.
+System thisSystem();
+
+// TMPDIR as it stands; without it the user's temporary directory.
+std::string temporaryDirectory();
+
+// The host's own name, never resolved. "localhost" when the system has none.
+std::string hostName();
+
+}  // namespace jobshaper

@@ -1,0 +1,354 @@
+#include "tests/support/program.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+// Both are set by the build: the paths of the two programs under test.
+#ifndef JOBSHAPER_PROGRAM
+#error "JOBSHAPER_PROGRAM is not set"
+#endif
+#ifndef JOBSHAPER_AT_PROGRAM
+#error "JOBSHAPER_AT_PROGRAM is not set"
+#endif
+
+namespace jobshaper::testing {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void closeIfOpen(int& descriptor) {
+  if (descriptor >= 0) ::close(descriptor);
+  descriptor = -1;
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& strings) {
+  std::vector<char*> result;
+  for (const std::string& s : strings) result.push_back(const_cast<char*>(s.c_str()));
+  result.push_back(nullptr);
+  return result;
+}
+
+std::string replaceNumber(std::string_view field, char lead) {
+  return std::string(1, lead) + std::string(field.empty() ? "" : "#");
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder() {
+  std::string pattern = "/tmp/jobshaper-test-XXXXXX";
+  if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << strerror(errno);
+  path_ = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
+  std::filesystem::remove_all(path_, ignored);
+}
+
+std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) ADD_FAILURE() << "cannot read " << path;
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void writeFile(const std::filesystem::path& path, std::string_view bytes) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream out(path, std::ios::binary);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!out.flush()) ADD_FAILURE() << "cannot write " << path;
+}
+
+Process::Process(const std::string& program, const std::vector<std::string>& argv,
+                 const std::map<std::string, std::string>& environment) {
+  // A child that leaves early must not end the test by SIGPIPE.
+  ::signal(SIGPIPE, SIG_IGN);
+  int in[2], out[2], err[2];
+  if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC)) {
+    ADD_FAILURE() << "pipe2: " << strerror(errno);
+    return;
+  }
+  std::vector<std::string> variables;
+  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
+  const std::vector<char*> argvPointers = pointers(argv);
+  const std::vector<char*> envPointers = pointers(variables);
+  pid_ = fork();
+  if (pid_ == 0) {
+    ::signal(SIGPIPE, SIG_DFL);  // as the scheduler starts its filters
+    dup2(in[0], 0);
+    dup2(out[1], 1);
+    dup2(err[1], 2);
+    execve(program.c_str(), argvPointers.data(), envPointers.data());
+    _exit(127);
+  }
+  ::close(in[0]);
+  ::close(out[1]);
+  ::close(err[1]);
+  in_ = in[1];
+  out_ = out[0];
+  err_ = err[0];
+  fcntl(in_, F_SETFL, O_NONBLOCK);
+}
+
+Process::~Process() {
+  closeIfOpen(in_);
+  closeIfOpen(out_);
+  closeIfOpen(err_);
+  if (pid_ > 0) {
+    ::kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+}
+
+// One round of poll: reads what there is and writes what it can of `pending`. False when
+// nothing happened within the time or nothing is left to wait for.
+bool Process::pump(int timeoutMs, std::string_view* pending) {
+  pollfd fds[3] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}, {-1, POLLOUT, 0}};
+  if (pending && !pending->empty()) fds[2].fd = in_;
+  if (fds[0].fd < 0 && fds[1].fd < 0 && fds[2].fd < 0) return false;
+  if (::poll(fds, 3, timeoutMs) <= 0) return false;
+  const auto readInto = [](int& descriptor, std::string& text) {
+    char buffer[65536];
+    const ssize_t n = ::read(descriptor, buffer, sizeof buffer);
+    if (n > 0) {
+      text.append(buffer, static_cast<std::size_t>(n));
+    } else {
+      closeIfOpen(descriptor);
+    }
+  };
+  if (fds[0].revents) readInto(out_, outcome_.out);
+  if (fds[1].revents) readInto(err_, outcome_.err);
+  if (fds[2].revents) {
+    const ssize_t n = ::write(in_, pending->data(), pending->size());
+    if (n >= 0) {
+      pending->remove_prefix(static_cast<std::size_t>(n));
+    } else if (errno != EAGAIN) {
+      *pending = {};  // the reader has left
+      closeIfOpen(in_);
+    }
+  }
+  return true;
+}
+
+void Process::write(std::string_view bytes) {
+  while (!bytes.empty() && in_ >= 0) {
+    if (!pump(20000, &bytes)) {
+      ADD_FAILURE() << "the program reads no more input";
+      return;
+    }
+  }
+}
+
+void Process::closeInput() { closeIfOpen(in_); }
+void Process::closeOutput() { closeIfOpen(out_); }
+void Process::kill(int signal) { ::kill(pid_, signal); }
+
+bool Process::waitForOutput(std::size_t bytes) {
+  while (outcome_.out.size() < bytes) {
+    if (!pump(20000, nullptr)) return false;
+  }
+  return true;
+}
+
+bool Process::waitForError(std::size_t bytes) {
+  while (outcome_.err.size() < bytes) {
+    if (!pump(20000, nullptr)) return false;
+  }
+  return true;
+}
+
+bool Process::waitForOutputText(std::string_view text) {
+  while (outcome_.out.find(text) == std::string::npos) {
+    if (!pump(20000, nullptr)) return false;
+  }
+  return true;
+}
+
+Outcome Process::finish() {
+  closeInput();
+  const auto deadline = Clock::now() + std::chrono::seconds(60);
+  while (out_ >= 0 || err_ >= 0) {
+    pump(1000, nullptr);
+    if (Clock::now() > deadline) {
+      ADD_FAILURE() << "the program does not end";
+      ::kill(pid_, SIGKILL);
+      break;
+    }
+  }
+  int status = 0;
+  if (pid_ > 0) waitpid(pid_, &status, 0);
+  pid_ = -1;
+  if (WIFEXITED(status)) outcome_.exitStatus = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) outcome_.signal = WTERMSIG(status);
+  return outcome_;
+}
+
+Job::Job()
+    : tmp_(std::make_shared<TemporaryFolder>()), other_(std::make_shared<TemporaryFolder>()) {
+  environment_["TMPDIR"] = tmp_->path();
+  environment_["DEVICE_URI"] = "socket://printer";
+  // Sanitizer builds read their settings from the environment.
+  for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+    if (const char* value = getenv(name)) environment_[name] = value;
+  }
+}
+
+Job& Job::jobId(std::string value) {
+  arguments_.at(0) = std::move(value);
+  return *this;
+}
+Job& Job::user(std::string value) {
+  arguments_.at(1) = std::move(value);
+  return *this;
+}
+Job& Job::title(std::string value) {
+  arguments_.at(2) = std::move(value);
+  return *this;
+}
+Job& Job::copies(std::string value) {
+  arguments_.at(3) = std::move(value);
+  return *this;
+}
+Job& Job::options(std::string value) {
+  arguments_.at(4) = std::move(value);
+  return *this;
+}
+Job& Job::input(std::string bytes) {
+  input_ = std::move(bytes);
+  return *this;
+}
+Job& Job::file(std::string path) {
+  arguments_.resize(5);
+  arguments_.push_back(std::move(path));
+  return *this;
+}
+Job& Job::fileWith(std::string_view bytes) {
+  const std::string path = other_->file("job.ps");
+  writeFile(path, bytes);
+  return file(path);
+}
+Job& Job::arguments(std::vector<std::string> all) {
+  arguments_ = std::move(all);
+  return *this;
+}
+Job& Job::version(std::string value) {
+  version_ = std::move(value);
+  return *this;
+}
+Job& Job::env(const std::string& name, std::string value) {
+  environment_[name] = std::move(value);
+  return *this;
+}
+Job& Job::unsetEnv(const std::string& name) {
+  environment_.erase(name);
+  return *this;
+}
+Job& Job::ppd(std::string_view text) {
+  const std::string path = other_->file("printer.ppd");
+  writeFile(path, text);
+  return env("PPD", path);
+}
+Job& Job::capture() {
+  writeFile(tmpFile("qvn_log"), "");
+  return *this;
+}
+Job& Job::log(int level, int module) {
+  writeFile(tmpFile("Debug/.DebugPlist/qvDebug.plist"),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+            "<plist version=\"1.0\">\n<dict>\n\t<key>Feiprion</key>\n\t<dict>\n"
+            "\t\t<key>debugFile</key>\n\t\t<string>debug.log</string>\n"
+            "\t\t<key>debugLevel</key>\n\t\t<integer>" +
+                std::to_string(level) + "</integer>\n\t\t<key>moduleNumber</key>\n\t\t<integer>" +
+                std::to_string(module) + "</integer>\n\t</dict>\n</dict>\n</plist>\n");
+  return *this;
+}
+
+std::vector<std::string> Job::argv() const {
+  std::vector<std::string> result{"Quorvan_Office"};  // CUPS passes the queue's name
+  if (version_) result.push_back(*version_);
+  result.insert(result.end(), arguments_.begin(), arguments_.end());
+  return result;
+}
+
+const std::string& Job::program() const {
+  static const std::string plain = JOBSHAPER_PROGRAM;
+  static const std::string at = JOBSHAPER_AT_PROGRAM;
+  return version_ ? at : plain;
+}
+
+Outcome Job::run() const {
+  Process process(program(), argv(), environment_);
+  process.write(input_);
+  return process.finish();
+}
+
+std::string hostName() {
+  char name[256] = {};
+  if (gethostname(name, sizeof name - 1) != 0) ADD_FAILURE() << "gethostname: " << strerror(errno);
+  return name;
+}
+
+std::string plainHeader(std::string_view user) {
+  const std::string name(user);
+  return std::string(kUel) +
+         "@PJL JOB\n"
+         "@PJL COMMENT Quorvan Macintosh driver\n"
+         "@PJL SET STRINGCODESET = UTF8\n"
+         "@PJL QJOBINFO USERID = \"" +
+         name + "\" HOSTID = \"" + hostName() +
+         "\"\n"
+         "@PJL SET JOBNAME = \"\"\n"
+         "@PJL SET USERNAME = \"" +
+         name +
+         "\"\n"
+         "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
+}
+
+std::string trailer() {
+  const std::string uel(kUel);
+  return uel + uel + "@PJL RDYMSG DISPLAY = \"\"\n@PJL EOJ\n@PJL QPORTROTATE\n" + uel;
+}
+
+std::string tmpLines(const Job& job) {
+  const std::string line = "tmp at " + job.environment().at("TMPDIR") + " \n";
+  return line + line;
+}
+
+std::string maskLog(std::string_view log) {
+  std::string result;
+  while (!log.empty()) {
+    const std::size_t end = log.find('\n');
+    std::string_view line = log.substr(0, end);
+    log.remove_prefix(end == std::string_view::npos ? log.size() : end + 1);
+    // A record's first line: module, type, six digits, tab, [time], tab, function, tab, line, tab.
+    const bool record = line.size() > 24 && line[8] == '\t' && line[9] == '[' && line[22] == ']';
+    if (record) {
+      result.append(line.substr(0, 2)).append("######\t[time]");
+      line.remove_prefix(23);
+      const std::size_t lineField = line.find("\tL", 1);
+      const std::size_t message = line.find('\t', lineField + 1);
+      result.append(line.substr(0, lineField)).append("\t");
+      result += replaceNumber(line.substr(lineField + 2, message - lineField - 2), 'L');
+      result.append(line.substr(message));
+    } else {
+      result.append(line);
+    }
+    result += '\n';
+  }
+  return result;
+}
+
+}  // namespace jobshaper::testing

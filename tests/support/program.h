@@ -1,0 +1,142 @@
+// Starts the built filter the way CUPS does: argument vector, environment and
+// three pipes; and collects what it answers.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace jobshaper::testing {
+
+// What a finished run left behind.
+struct Outcome {
+  std::string out;      // standard output, every byte
+  std::string err;      // standard error, every byte
+  int exitStatus = -1;  // -1 when a signal ended the process
+  int signal = 0;       // the signal that ended the process, or 0
+};
+
+// A folder of its own below the system's temporary directory, removed at the end.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::string& path() const { return path_; }
+  std::string file(std::string_view name) const { return path_ + "/" + std::string(name); }
+
+ private:
+  std::string path_;
+};
+
+// Whole file as bytes; a missing file fails the test and reads as "".
+std::string readFile(const std::filesystem::path& path);
+void writeFile(const std::filesystem::path& path, std::string_view bytes);
+
+// A started process whose input is fed step by step.
+class Process {
+ public:
+  Process(const std::string& program, const std::vector<std::string>& argv,
+          const std::map<std::string, std::string>& environment);
+  ~Process();  // kills a process that still runs
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  void write(std::string_view bytes);  // all of them; reads output meanwhile
+  void closeInput();
+  // Reads until standard output (standard error) holds this many bytes in all; false after 20 s.
+  bool waitForOutput(std::size_t bytes);
+  bool waitForError(std::size_t bytes);
+  // Like waitForOutput, until the text occurs.
+  bool waitForOutputText(std::string_view text);
+  void closeOutput();  // the reader of standard output leaves
+  void kill(int signal);
+  pid_t pid() const { return pid_; }
+  const std::string& out() const { return outcome_.out; }
+  const std::string& err() const { return outcome_.err; }
+  // Closes the input, reads both outputs to their end and waits; a process that
+  // does not end within 60 s is killed and fails the test.
+  Outcome finish();
+
+ private:
+  bool pump(int timeoutMs, std::string_view* pending);
+
+  pid_t pid_ = -1;
+  int in_ = -1;
+  int out_ = -1;
+  int err_ = -1;
+  Outcome outcome_;
+};
+
+// One print job. Defaults: job id "42", user "ada", title "Title", copies "1", no
+// options, job on standard input, DEVICE_URI "socket://printer", PPD unset, TMPDIR a
+// fresh folder; the environment holds nothing else.
+class Job {
+ public:
+  Job();
+
+  Job& jobId(std::string value);
+  Job& user(std::string value);
+  Job& title(std::string value);
+  Job& copies(std::string value);
+  Job& options(std::string value);
+  Job& input(std::string bytes);                 // standard input
+  Job& file(std::string path);                   // argv[6]
+  Job& fileWith(std::string_view bytes);         // argv[6], a new file outside TMPDIR
+  Job& arguments(std::vector<std::string> all);  // replaces argv[1]...
+  // The system version, as jobshaperAt takes it: "0x1049" or "failed". Without this
+  // call the run is jobshaper itself.
+  Job& version(std::string value);
+  Job& env(const std::string& name, std::string value);
+  Job& unsetEnv(const std::string& name);
+  Job& ppd(std::string_view text);  // PPD names a new file with this text
+  Job& capture();                   // puts the capture marker into TMPDIR
+  // Switches the diagnostic log on: writes the settings file into TMPDIR. The debug
+  // file is TMPDIR/"debug.log".
+  Job& log(int level, int module = 1);
+
+  const std::string& tmp() const { return tmp_->path(); }
+  std::string tmpFile(std::string_view name) const { return tmp_->file(name); }
+  const std::map<std::string, std::string>& environment() const { return environment_; }
+  std::vector<std::string> argv() const;
+  const std::string& program() const;
+
+  Outcome run() const;
+
+ private:
+  std::vector<std::string> arguments_{"42", "ada", "Title", "1", ""};
+  std::optional<std::string> version_;
+  std::map<std::string, std::string> environment_;
+  std::string input_;
+  std::shared_ptr<TemporaryFolder> tmp_;
+  std::shared_ptr<TemporaryFolder> other_;
+};
+
+// Bytes with their zeros: a literal loses what follows "\0" when it becomes a string_view.
+template <std::size_t n>
+std::string bytes(const char (&literal)[n]) {
+  return std::string(literal, n - 1);
+}
+
+// The host name that the header's QJOBINFO line carries on this machine.
+std::string hostName();
+// The seven header lines of a job without options.
+std::string plainHeader(std::string_view user = "ada");
+// "\x1b%-12345X"
+inline constexpr std::string_view kUel = "\x1b%-12345X";
+// The trailer of every job with PJL wrapping.
+std::string trailer();
+// The two lines with which every run that gets past its argument check opens standard error.
+std::string tmpLines(const Job& job);
+// A debug file with process ids, times and source lines masked: "AI######\t[time]\tmain\tL#\t{".
+std::string maskLog(std::string_view log);
+
+}  // namespace jobshaper::testing
