@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -135,6 +136,10 @@ struct UriRow {
   bool wrapped;
   bool appleTalk;
 };
+
+void PrintTo(const UriRow& row, std::ostream* out) {
+  *out << (row.version ? row.version : "this system") << " \"" << row.uri << '"';
+}
 
 class UriScheme : public ::testing::TestWithParam<UriRow> {};
 
