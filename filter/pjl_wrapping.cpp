@@ -1,0 +1,43 @@
+#include "filter/pjl_wrapping.h"
+
+#include <cstdio>
+
+namespace jobshaper {
+
+namespace {
+
+// Old systems cannot send PJL through USB: such a printer gets the PostScript alone.
+bool wrappingIsOn(const JobState& job) {
+  return job.usbPjlAllowed || !job.deviceUri.starts_with("usb:");
+}
+
+}  // namespace
+
+void createHeader(JobState& job, const char* userID) {
+  job.pjlHeader.initFromArgsStore(job.jobOptions, userID, "");
+}
+
+void writeHeader(JobState& job, JobOutput& output) {
+  if (wrappingIsOn(job)) {
+    for (const std::string& line : job.pjlHeader.objectEnumerator()) output.put(line);
+    output.flush();
+  }
+  if (job.deviceUri.starts_with("pap:")) {
+    std::fputs("[tarvel] this is an Appletalk connection\n", stderr);
+    job.isAppleTalk = true;
+  }
+}
+
+void writeTrailer(const JobState& job, JobOutput& output) {
+  if (wrappingIsOn(job)) {
+    // The exit string comes twice in a row: the first ends PostScript, the second starts PJL.
+    output.put(job.uelString);
+    output.put(job.uelString + "@PJL RDYMSG DISPLAY = \"\"\n");
+    output.put("@PJL EOJ\n");
+    output.put("@PJL QPORTROTATE\n");
+    output.put(job.uelString);
+  }
+  output.flush();
+}
+
+}  // namespace jobshaper
