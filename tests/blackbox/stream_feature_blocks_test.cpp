@@ -1,5 +1,5 @@
-// The page-size feature of the job and its repetition behind every paper-source feature: the
-// printer forgets the page size when it changes the tray.
+// What is collected of the job's first page-size feature, and where it is repeated: behind every
+// paper-source feature that follows.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -78,8 +78,8 @@ TEST(StreamPieces, FinalLineWithoutNewlineIsWrittenWithoutOne) {
 }
 
 TEST(StreamPieces, EveryLengthAroundTheBufferSizePassesWithEveryLineEnd) {
-  for (const std::size_t length : {0, 1, 1021, 1022, 1023, 1024, 1025, 1026, 2046, 2047, 2048, 2049,
-                                   2050, 3000, 3071, 3072, 3073}) {
+  for (const std::size_t length : {0U, 1U, 1021U, 1022U, 1023U, 1024U, 1025U, 1026U, 2046U, 2047U,
+                                   2048U, 2049U, 2050U, 3000U, 3071U, 3072U, 3073U}) {
     for (const char* end : {"", "\n", "\r", "\r\n"}) {
       SCOPED_TRACE(std::to_string(length) + " bytes, end " + ::testing::PrintToString(end));
       expectUnchanged(as(length) + end);
@@ -276,7 +276,7 @@ TEST(StreamPieces, ZeroByteAnywhereInAPieceKeepsItUnchanged) {
 }
 
 TEST(StreamPieces, ZeroByteCountsInThePieceThatHoldsItOnly) {
-  for (const std::size_t at : {6, 500, 1021, 1022, 1023}) {
+  for (const std::size_t at : {6U, 500U, 1021U, 1022U, 1023U}) {
     std::string line = "@PJL X" + as(1018) + "rest\n";
     line[at] = '\0';
     SCOPED_TRACE("zero byte at " + std::to_string(at));
@@ -297,7 +297,7 @@ TEST(StreamPieces, ZeroByteDoesNotEndAPiece) {
 }
 
 TEST(StreamPieces, ZeroBytesAlonePass) {
-  for (const std::size_t length : {1, 2, 1022, 1023, 1024, 1025, 2048, 3000}) {
+  for (const std::size_t length : {1U, 2U, 1022U, 1023U, 1024U, 1025U, 2048U, 3000U}) {
     SCOPED_TRACE(length);
     expectUnchanged(zeros(length));
     expectUnchanged(zeros(length) + "\n");
@@ -448,7 +448,7 @@ TEST(StreamPieces, InputByteByByteGivesTheSameAsInputAtOnce) {
 TEST(StreamPieces, InputInWritesOfAnySizeGivesTheSame) {
   const std::string input = as(1024) + "@PJL X\r\n" + zeros(1) + as(3000) + "\n@PJL Y\nend\n";
   const std::string body = as(1024) + "\n" + zeros(1) + as(3000) + "\nend\n";
-  for (const std::size_t size : {2, 3, 511, 1022, 1023, 1024, 1025, 4096}) {
+  for (const std::size_t size : {2U, 3U, 511U, 1022U, 1023U, 1024U, 1025U, 4096U}) {
     SCOPED_TRACE(size);
     Job job;
     Process process(job.program(), job.argv(), job.environment());

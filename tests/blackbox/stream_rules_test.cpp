@@ -390,6 +390,7 @@ TEST(StreamCollatedCopies, OptionValueIsTakenAsItStands) {
     expectBody(with(value), kCopiesLine, collated(value) + kCopiesLine);
   }
   expectBody(with("1<20><3E><20>2"), kCopiesLine, collated("1 > 2") + kCopiesLine);
+  expectBody(with(""), kCopiesLine, collated("") + kCopiesLine);
   expectBody(with("1"), kCopiesLine, collated("1") + kCopiesLine,
              headerWith("@PJL SET COPIES = 1\n"));
 }
