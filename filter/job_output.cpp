@@ -1,0 +1,52 @@
+#include "filter/job_output.h"
+
+#include <cstring>
+
+#include "platform/descriptor.h"
+
+namespace jobshaper {
+
+void JobOutput::add(Spans& spans, std::string_view bytes) {
+  if (bytes.empty()) return;
+  if (spans.count > 0) {
+    iovec& last = spans.at[spans.count - 1];
+    if (static_cast<char*>(last.iov_base) + last.iov_len == bytes.data()) {
+      last.iov_len += bytes.size();  // untouched pieces lie side by side
+      return;
+    }
+    if (spans.count == spans.at.size()) flush();
+  }
+  spans.at[spans.count++] = {const_cast<char*>(bytes.data()), bytes.size()};
+}
+
+void JobOutput::put(std::string_view bytes) {
+  if (bytes.size() > copies_.size() - copied_) flush();
+  if (bytes.size() > copies_.size()) {
+    pass(bytes);
+    flush();
+    return;
+  }
+  char* const copy = copies_.data() + copied_;
+  std::memcpy(copy, bytes.data(), bytes.size());
+  copied_ += bytes.size();
+  pass({copy, bytes.size()});
+}
+
+void JobOutput::captureOutgoing(std::string_view bytes) {
+  flush();
+  if (captureOut_ >= 0) writeAll(captureOut_, bytes);
+}
+
+void JobOutput::flush() {
+  if (incoming_.count > 0) writeAll(captureIn_, incoming_.at.data(), incoming_.count);
+  if (outgoing_.count > 0) {
+    if (captureOut_ >= 0) {
+      Spans copy = outgoing_;  // writing uses spans up
+      writeAll(captureOut_, copy.at.data(), copy.count);
+    }
+    writeAll(output_, outgoing_.at.data(), outgoing_.count);
+  }
+  incoming_.count = outgoing_.count = copied_ = 0;
+}
+
+}  // namespace jobshaper

@@ -1,0 +1,46 @@
+#include "filter/pjl_wrapping.h"
+
+#include <cstdio>
+
+namespace jobshaper {
+
+namespace {
+
+// Old systems cannot send PJL through USB: such a printer gets the PostScript alone.
+bool wrappingIsOn(const JobState& job) {
+  return job.usbPjlAllowed || !job.deviceUri.starts_with("usb:");
+}
+
+}  // namespace
+
+void createHeader(JobState& job, const char* userID) {
+  job.pjlHeader.initFromArgsStore(job.jobOptions, userID, "");
+}
+
+void writeHeader(JobState& job, JobOutput& output) {
+  if (wrappingIsOn(job)) {
+    for (const std::string& line : job.pjlHeader.objectEnumerator()) output.put(line);
+    output.flush();
+  }
+  if (job.deviceUri.starts_with("pap:")) {
+    std::fputs("[tarvel] this is an Appletalk connection\n", stderr);
+    job.isAppleTalk = true;
+  }
+}
+
+void writeTrailer(const JobState& job, JobOutput& output) {
+  // The exit string comes twice in a row: the first ends PostScript, the second starts PJL.
+  std::string trailer = job.uelString + job.uelString;
+  trailer += "@PJL RDYMSG DISPLAY = \"\"\n";
+  trailer += "@PJL EOJ\n";
+  trailer += "@PJL QPORTROTATE\n";
+  trailer += job.uelString;
+  if (wrappingIsOn(job)) {
+    output.put(trailer);
+  } else {
+    output.captureOutgoing(trailer);  // a capture ends like any other, so that it can be replayed
+  }
+  output.flush();
+}
+
+}  // namespace jobshaper

@@ -1,0 +1,175 @@
+#include "filter/stream_rewriter.h"
+
+#include <algorithm>
+
+#include "diag/log.h"
+#include "platform/system.h"
+#include "platform/text_encoding.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr std::int32_t kLastVersionWithoutPosterCollate = 0x103F;
+constexpr std::string_view kCollateOption = "com.apple.print.PrintSettings.PMCopyCollate..b.";
+constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
+
+constexpr std::string_view kRetentionModes[] = {
+    "JRVerify", "JRRepeat", "JRConf", "JRReserve", "JRPrinter",
+};
+
+bool contains(std::string_view line, std::string_view text) { return line.find(text) != line.npos; }
+
+bool isTrue(std::optional<std::string_view> value) {
+  return value && equalsIgnoringCase(*value, "true");
+}
+
+}  // namespace
+
+StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
+    : job_(job), output_(output), booklet_(job, output) {
+  posterCollate_ = version <= kLastVersionWithoutPosterCollate &&
+                   isTrue(job.jobOptions.getValue("QVPosterEnablePS")) &&
+                   isTrue(job.jobOptions.getValue(kCollateOption));
+  retained_ = job.printTo &&
+              std::ranges::find(kRetentionModes, *job.printTo) != std::ranges::end(kRetentionModes);
+  LogInfoBody("main", __LINE__, "Initialized begin and end markers.");
+}
+
+void StreamRewriter::handle(std::string_view piece) {
+  if (state_.skipCount > 0) {
+    --state_.skipCount;
+    return;
+  }
+  output_.captureIncoming(piece);
+  if (contains(piece, std::string_view("\0", 1))) {
+    output_.pass(piece);  // binary data, not a line: no rule applies
+    return;
+  }
+  std::string_view line = piece;
+  if (rewrite(line) == Fate::drop) return;
+  if (line.data() == piece.data()) {
+    output_.pass(line);
+  } else {
+    output_.put(line);
+  }
+}
+
+StreamRewriter::Fate StreamRewriter::rewrite(std::string_view& line) {
+  noteBlockStyle(line);
+  if (isBeforeDuplexer(line)) return Fate::drop;
+  forcePosterCollate(line);
+  if (startsJobPatch(line)) return Fate::drop;
+  collectPageSize(line);
+  repeatPageSize(line);
+  // "%%EndSetup" has its place here; the printer needs nothing at it, so it passes unchanged.
+  countPage(line);
+  collateRetained(line);
+  patchProlog(line);
+  foldBooklet(line);
+  return isJobPjl(line) ? Fate::drop : Fate::write;
+}
+
+// Some systems wrap features in sfcl{ ... }efcl. From the first such line on, the blocks that
+// the filter itself writes are wrapped the same way.
+void StreamRewriter::noteBlockStyle(std::string_view line) {
+  if (state_.sfclFound || !contains(line, "sfcl{")) return;
+  LogInfoBody("main", __LINE__, "Found sfcl{ marker. Resetting begin and end markers.");
+  state_.beginMarker = "sfcl{\n";
+  state_.endMarker = "}efcl\n";
+  state_.sfclFound = true;
+}
+
+// The code of a feature that has been replaced ends before the duplexer line.
+bool StreamRewriter::isBeforeDuplexer(std::string_view line) const {
+  return state_.dropUntilDuplexer && !contains(line, "statusdict /duplexer get exec");
+}
+
+// Old systems send posters uncollated, whatever the user chose.
+void StreamRewriter::forcePosterCollate(std::string_view& line) const {
+  if (posterCollate_ && contains(line, "/Collate")) line = "<< /Collate true >> setpagedevice\n";
+}
+
+// The job's own JobPatchFile feature is this line and the two after it; the filter puts its own
+// into the prolog. A later one is left alone.
+bool StreamRewriter::startsJobPatch(std::string_view line) {
+  if (state_.jobPatchHandled || !contains(line, "JobPatchFile")) return false;
+  state_.jobPatchHandled = true;
+  state_.skipCount = 2;
+  state_.dropUntilDuplexer = false;
+  return true;
+}
+
+// Keeps a copy of the job's first page-size feature, in markers of its own: the job's opening
+// marker stands on the line before the one that tells which feature it is.
+void StreamRewriter::collectPageSize(std::string_view line) {
+  if (state_.pageSizeDone) return;
+  if (contains(line, "PageRegion") || contains(line, "CustomPageSize") ||
+      contains(line, "*PageSize")) {
+    state_.pageSizeBlock = state_.beginMarker;
+    state_.collectingPageSize = true;
+  }
+  if (!state_.collectingPageSize) return;
+  state_.pageSizeBlock->append(line);
+  if (contains(line, "EndFeature")) {
+    state_.pageSizeBlock->append(state_.endMarker);
+    state_.collectingPageSize = false;
+    state_.pageSizeDone = true;
+  }
+}
+
+// Choosing a paper source makes the printer forget the page size, so the page-size feature is
+// repeated behind every paper-source feature that follows it. The first closing line stays in
+// front of the block for all repetitions.
+void StreamRewriter::repeatPageSize(std::string_view& line) {
+  if (contains(line, "InputSlot")) state_.inputSlotPending = true;
+  if (!state_.inputSlotPending) return;
+  if (!contains(line, state_.sfclFound ? "}efcl" : "cleartomark")) return;
+  state_.inputSlotPending = false;
+  if (!state_.pageSizeBlock) return;
+  if (state_.blockUseCount == 1) state_.pageSizeBlock->insert(0, line);
+  ++state_.blockUseCount;
+  state_.pageSizeDone = true;
+  line = *state_.pageSizeBlock;
+}
+
+void StreamRewriter::countPage(std::string_view& line) {
+  if (!line.starts_with("%%Page:")) return;
+  ++state_.pageNumber;
+  if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line);
+}
+
+// A retained job is printed again from the printer's disk, which needs its copies collated by
+// the interpreter.
+void StreamRewriter::collateRetained(std::string_view& line) {
+  if (!retained_ || !line.starts_with("%RBINumCopies: ")) return;
+  collated_ = "%!\n%Set collate copies = copy:\n<< /CollatedCopies ";
+  collated_ += job_.jobOptions.getValue(kCopiesOption).value_or("(null)");
+  collated_ += " >> setuserparams\n%EndUserSetup\n";
+  collated_ += line;
+  line = collated_;
+}
+
+// The marker feature tells the printer's patch files which driver made the job.
+void StreamRewriter::patchProlog(std::string_view& line) {
+  if (state_.prologPatched || !line.starts_with("%%BeginProlog")) return;
+  line =
+      "%%BeginProlog\n"
+      "%%BeginFeature: *JobPatchFile 1\n"
+      "%%Quorvan Macintosh PPD File 1\n"
+      "%%EndFeature\n";
+  state_.prologPatched = true;
+}
+
+// The filter's fold command replaces the code of the PPD's fold feature, which ends at the
+// duplexer line.
+void StreamRewriter::foldBooklet(std::string_view& line) {
+  state_.dropUntilDuplexer = job_.bookletMode && booklet_.fold(line);
+}
+
+// The filter's own header and trailer are the only PJL of the job.
+bool StreamRewriter::isJobPjl(std::string_view line) const {
+  return line.starts_with(job_.uelString) || line.starts_with("@PJL ");
+}
+
+}  // namespace jobshaper

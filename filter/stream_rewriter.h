@@ -1,0 +1,69 @@
+// The rules that rewrite the job's PostScript, piece by piece.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "filter/booklet_rules.h"
+#include "filter/job_output.h"
+#include "filter/job_state.h"
+
+namespace jobshaper {
+
+// What the rules remember from piece to piece.
+struct RewriteState {
+  std::string_view beginMarker = "[{\n";                   // opens a feature block
+  std::string_view endMarker = "} stopped cleartomark\n";  // closes a feature block
+  bool sfclFound = false;                    // the job uses sfcl{ ... }efcl feature blocks instead
+  int skipCount = 0;                         // following pieces to discard unread: 2, 1 or 0
+  bool jobPatchHandled = false;              // the job's own JobPatchFile feature has been removed
+  bool dropUntilDuplexer = false;            // discard lines up to the one that sets the duplexer
+  std::optional<std::string> pageSizeBlock;  // the job's first page-size feature
+  bool collectingPageSize = false;           // lines are being added to pageSizeBlock
+  bool pageSizeDone = false;      // nothing is collected any more: closed, or already repeated
+  bool inputSlotPending = false;  // a paper-source feature waits for its closing line
+  int blockUseCount = 1;          // repetitions of pageSizeBlock, plus one
+  bool prologPatched = false;     // the marker feature stands in the prolog
+  int pageNumber = 0;             // "%%Page:" lines seen
+};
+
+class StreamRewriter {
+ public:
+  // Refers to both. What the job's options and the system decide is settled here, once.
+  StreamRewriter(const JobState& job, JobOutput& output);
+
+  // Captures, rewrites and writes one piece, or drops it. Its bytes must stay as they are until
+  // the output's next flush.
+  void handle(std::string_view piece);
+
+  const RewriteState& state() const { return state_; }
+
+ private:
+  enum class Fate { write, drop };
+
+  // The rules in the order in which each line meets them. They may point `line` at other text.
+  Fate rewrite(std::string_view& line);
+
+  void noteBlockStyle(std::string_view line);
+  bool isBeforeDuplexer(std::string_view line) const;
+  void forcePosterCollate(std::string_view& line) const;
+  bool startsJobPatch(std::string_view line);
+  void collectPageSize(std::string_view line);
+  void repeatPageSize(std::string_view& line);
+  void countPage(std::string_view& line);
+  void collateRetained(std::string_view& line);
+  void patchProlog(std::string_view& line);
+  void foldBooklet(std::string_view& line);
+  bool isJobPjl(std::string_view line) const;
+
+  const JobState& job_;
+  JobOutput& output_;
+  RewriteState state_;
+  BookletRules booklet_;
+  bool posterCollate_;    // a poster job on a system that does not collate it itself
+  bool retained_;         // the printer keeps the job, in whatever way
+  std::string collated_;  // the line that repeats a retained job's copies
+};
+
+}  // namespace jobshaper

@@ -1,0 +1,56 @@
+// The PJL header of a job: complete lines built from the job's options, in the order in which
+// the printer is to receive them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "settings/argument_store.h"
+
+namespace jobshaper {
+
+// Universal Exit Language: the escape that brings the printer back to PJL from whatever
+// language it is in.
+inline constexpr std::string_view kUniversalExitLanguage = "\x1b%-12345X";
+
+// Lines are only ever appended. Option values go into them as they stand: neither quotes nor
+// line ends in a value are escaped.
+class pjlCreation {
+ public:
+  // Builds the whole header, from job start to the switch into PostScript. `argsStore` is
+  // referred to, not copied; it must outlive the builder.
+  void initFromArgsStore(const argumentStore& argsStore, std::string_view userID,
+                         std::string_view jobName);
+
+  // The three lines that charge the job to a user, an account and a department, converted to
+  // UTF-8; an absent option gives its empty form.
+  void addJobAcctgLines(const argumentStore& argsStore);
+
+  // Colour model and render mode, which the maker's generic driver leaves to the filter.
+  void addQvnGenericDrvCommands(const argumentStore& argsStore, std::string_view jobName);
+
+  void setDuplicateHeldJobs();
+
+  // Appends the number of copies behind everything else, the language switch included.
+  void insertNumCopies(std::int32_t copies);
+
+  std::size_t count() const { return pjlLines_.size(); }
+  const std::string& itemAtIndex(std::uint32_t index) const { return pjlLines_[index]; }
+  const std::vector<std::string>& objectEnumerator() const { return pjlLines_; }
+
+ private:
+  void append(std::string_view line) { pjlLines_.emplace_back(line); }
+  void appendJobIdentity(std::string_view userID, std::string_view jobName);
+  void appendBlankPages();
+  void appendSmallFontEnhancer();
+  void appendSingleCopy();
+  void appendJobRetention();
+
+  std::vector<std::string> pjlLines_;
+  const argumentStore* ticketData_ = nullptr;
+};
+
+}  // namespace jobshaper

@@ -1,0 +1,128 @@
+#include "platform/descriptor.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+namespace jobshaper {
+
+namespace {
+
+// Whether a failed call is worth repeating. A descriptor that somebody made non-blocking is
+// waited for, since a print job must not lose bytes by it.
+bool worthRepeating(int descriptor, short events) {
+  if (errno == EINTR) return true;
+  if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+  pollfd waiting{descriptor, events, 0};
+  return ::poll(&waiting, 1, -1) > 0 || errno == EINTR;
+}
+
+// Reads on until the buffer is full, the file ends or cannot be read.
+std::size_t readFully(int descriptor, char* buffer, std::size_t size) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const std::size_t n = readSome(descriptor, buffer + filled, size - filled);
+    if (n == 0) break;
+    filled += n;
+  }
+  return filled;
+}
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) {
+    reset();
+    descriptor_ = std::exchange(other.descriptor_, -1);
+  }
+  return *this;
+}
+
+void Descriptor::reset() {
+  if (valid()) ::close(descriptor_);
+  descriptor_ = -1;
+}
+
+Descriptor openForReading(const std::string& path) {
+  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat status {};
+  if (file.valid() && ::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) file.reset();
+  return file;
+}
+
+Descriptor createFile(const std::string& path) {
+  return Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+}
+
+void openMissingStandardStreams() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) == -1) ::open("/dev/null", O_RDWR);  // takes the lowest number
+  }
+}
+
+std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
+  for (;;) {
+    const ssize_t n = ::read(descriptor, buffer, size);
+    if (n >= 0) return static_cast<std::size_t>(n);
+    if (!worthRepeating(descriptor, POLLIN)) return 0;
+  }
+}
+
+bool writeAll(int descriptor, iovec* spans, std::size_t count) {
+  while (count > 0) {
+    const int atOnce = static_cast<int>(std::min<std::size_t>(count, IOV_MAX));
+    const ssize_t n = ::writev(descriptor, spans, atOnce);
+    if (n < 0) {
+      if (worthRepeating(descriptor, POLLOUT)) continue;
+      return false;
+    }
+    std::size_t written = static_cast<std::size_t>(n);
+    while (count > 0 && written >= spans->iov_len) {
+      written -= spans->iov_len;
+      ++spans;
+      --count;
+    }
+    if (count > 0) {
+      spans->iov_base = static_cast<char*>(spans->iov_base) + written;
+      spans->iov_len -= written;
+    }
+  }
+  return true;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+  iovec span{const_cast<char*>(bytes.data()), bytes.size()};
+  return writeAll(descriptor, &span, 1);
+}
+
+bool appendFile(const std::string& path, std::string& bytes) {
+  const Descriptor file = openForReading(path);
+  struct stat status {};
+  if (!file.valid() || ::fstat(file.get(), &status) != 0) return false;
+  const std::size_t before = bytes.size();
+  const auto size = static_cast<std::size_t>(status.st_size);
+  bytes.resize(before + size);
+  return readFully(file.get(), bytes.data() + before, size) == size;
+}
+
+bool replaceFile(const std::string& path, std::string_view bytes) {
+  const Descriptor file = createFile(path);
+  return file.valid() && writeAll(file.get(), bytes);
+}
+
+std::string readWholeFile(const std::string& path, std::size_t limit) {
+  // O_NONBLOCK: a pipe of that name must not hold the job up.
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  std::string bytes(std::min(limit, static_cast<std::size_t>(status.st_size)), '\0');
+  bytes.resize(readFully(file.get(), bytes.data(), bytes.size()));
+  return bytes;
+}
+
+}  // namespace jobshaper

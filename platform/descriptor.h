@@ -1,0 +1,60 @@
+// File descriptors: ownership, and the one loop each for reading and writing that knows
+// about interrupted, partial and non-blocking calls.
+#pragma once
+
+#include <sys/uio.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace jobshaper {
+
+// Owns a descriptor and closes it. -1: none.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+  ~Descriptor() { reset(); }
+
+  bool valid() const { return descriptor_ >= 0; }
+  int get() const { return descriptor_; }
+  void reset();
+
+ private:
+  int descriptor_ = -1;
+};
+
+// An existing file, to be read from its start. A directory counts as not openable.
+Descriptor openForReading(const std::string& path);
+
+// A new or emptied file that only its owner can read.
+Descriptor createFile(const std::string& path);
+
+// Standard input, output and error are opened on nothing if whoever started the process has
+// closed them; otherwise the next file to be opened would receive the job.
+void openMissingStandardStreams();
+
+// At least one byte, as soon as there is any. 0 at end of input and after a read error.
+std::size_t readSome(int descriptor, char* buffer, std::size_t size);
+
+// All bytes of all spans, in order; the spans are used up. False when the rest cannot be
+// written.
+bool writeAll(int descriptor, iovec* spans, std::size_t count);
+bool writeAll(int descriptor, std::string_view bytes);
+
+// Appends the whole of a file to `bytes`. False when it cannot be read to its end.
+bool appendFile(const std::string& path, std::string& bytes);
+
+// Makes these bytes the content of a file, which is created or emptied. False when they cannot
+// all be written.
+bool replaceFile(const std::string& path, std::string_view bytes);
+
+// The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
+// regular file.
+std::string readWholeFile(const std::string& path, std::size_t limit);
+
+}  // namespace jobshaper

@@ -1,0 +1,37 @@
+// The job, read in large blocks and handed out in pieces, the unit of the rewriting rules.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace jobshaper {
+
+// A piece is at most this long; a longer line is cut.
+inline constexpr std::size_t kLongestPiece = 1024;
+
+class PieceReader {
+ public:
+  // Reads from the descriptor, which is not owned.
+  explicit PieceReader(int descriptor);
+
+  // Reads on, blocking until there is at least one byte. All pieces handed out before become
+  // invalid. False at end of input, also after a read error and when the job is cancelled.
+  bool read();
+
+  // The next piece that has been read to its end: bytes up to and including '\n' or '\r', or
+  // 1024 bytes without one. At end of input the unterminated rest, unless it is empty. None
+  // when read() has to be called first or nothing is left.
+  std::optional<std::string_view> nextPiece();
+
+ private:
+  int descriptor_;
+  bool mayBlock_;  // not a regular file
+  bool endOfInput_ = false;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t begin_ = 0;  // of what has not been handed out
+  std::size_t end_ = 0;
+};
+
+}  // namespace jobshaper

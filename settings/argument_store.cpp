@@ -1,0 +1,71 @@
+#include "settings/argument_store.h"
+
+#include <cups/cups.h>
+
+#include <algorithm>
+
+#include "diag/log.h"
+#include "platform/text_encoding.h"
+
+namespace jobshaper {
+
+namespace {
+
+struct Placeholder {
+  std::string_view text;  // its hexadecimal digits may come in either case
+  char character;
+};
+
+// The order counts: what a row produces is not read again by a row above it, so "<3C>27>"
+// becomes "<27>" and stays so.
+constexpr Placeholder kPlaceholders[] = {
+    {"<27>", '\''}, {"<3D>", '='}, {"<20>", ' '}, {"<2C>", ','}, {"<3C>", '<'}, {"<3E>", '>'},
+};
+constexpr std::size_t kPlaceholderLength = 4;
+
+// Replaces every occurrence in one run, in place. A placeholder cannot overlap itself, and
+// what is put in is not searched again.
+void decode(std::string& value, const Placeholder& placeholder) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < value.size(); ++i, ++kept) {
+    const std::string_view here(value.data() + i, std::min(kPlaceholderLength, value.size() - i));
+    if (equalsIgnoringCase(here, placeholder.text)) {
+      value[kept] = placeholder.character;
+      i += kPlaceholderLength - 1;
+    } else {
+      value[kept] = value[i];
+    }
+  }
+  value.resize(kept);
+}
+
+}  // namespace
+
+void argumentStore::initWithOptionString(const char* optionString) {
+  constexpr char kMethod[] = "-[argumentStore initWithOptionString:]";
+  LogInfoBody(kMethod, 38, "{");
+  cups_option_t* parsed = nullptr;
+  const int n = cupsParseOptions(optionString, 0, &parsed);
+  for (int i = 0; i < n; ++i) {
+    std::string value = parsed[i].value;
+    if (value.size() >= kPlaceholderLength) {
+      for (const Placeholder& placeholder : kPlaceholders) decode(value, placeholder);
+    }
+    options_.insert_or_assign(parsed[i].name, std::move(value));
+  }
+  cupsFreeOptions(n, parsed);
+  LogInfoBody(kMethod, 101, "}");
+}
+
+void argumentStore::addOption(std::optional<std::string_view> name,
+                              std::optional<std::string_view> value) {
+  if (name && value) options_.insert_or_assign(std::string(*name), std::string(*value));
+}
+
+std::optional<std::string_view> argumentStore::getValue(std::string_view name) const {
+  const auto found = options_.find(name);
+  if (found == options_.end()) return std::nullopt;
+  return found->second;
+}
+
+}  // namespace jobshaper

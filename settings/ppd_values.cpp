@@ -1,0 +1,118 @@
+#include "settings/ppd_values.h"
+
+#include <cups/file.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "diag/log.h"
+#include "platform/text_encoding.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr std::string_view kManualBooklet = "*QvnManualBooklet";
+constexpr std::string_view kGeneric = "*QVGeneric";
+constexpr std::string_view kKeywords[] = {kManualBooklet, kGeneric};
+
+// The blanks and line ends of Unicode, in UTF-8.
+constexpr std::string_view kLineEnds[] = {
+    "\n", "\v", "\f", "\r", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9",
+};
+constexpr std::string_view kBlanks[] = {
+    " ",
+    "\t",
+    "\xC2\xA0",
+    "\xE1\x9A\x80",
+    "\xE2\x80\x80",
+    "\xE2\x80\x81",
+    "\xE2\x80\x82",
+    "\xE2\x80\x83",
+    "\xE2\x80\x84",
+    "\xE2\x80\x85",
+    "\xE2\x80\x86",
+    "\xE2\x80\x87",
+    "\xE2\x80\x88",
+    "\xE2\x80\x89",
+    "\xE2\x80\x8A",
+    "\xE2\x80\xAF",
+    "\xE2\x81\x9F",
+    "\xE3\x80\x80",
+};
+
+// The length of the table's text that `text` begins with, or 0.
+template <std::size_t n>
+std::size_t startsWithOneOf(std::string_view text, const std::string_view (&table)[n]) {
+  for (const std::string_view entry : table) {
+    if (text.starts_with(entry)) return entry.size();
+  }
+  return 0;
+}
+
+bool beginsWithKeyword(const char* line, std::string_view keyword) {
+  return strncasecmp(line, keyword.data(), keyword.size()) == 0;
+}
+
+}  // namespace
+
+void CupsFileCloser::operator()(_cups_file_s* file) const { cupsFileClose(file); }
+
+std::optional<std::string> ppdLineValue(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  if (colon == line.npos || !isValidUtf8(line)) return std::nullopt;
+  std::string_view rest = line.substr(colon + 1);
+  for (std::size_t n;
+       (n = std::max(startsWithOneOf(rest, kBlanks), startsWithOneOf(rest, kLineEnds))) != 0;) {
+    rest.remove_prefix(n);
+  }
+  std::size_t end = 0;
+  while (end < rest.size() && startsWithOneOf(rest.substr(end), kLineEnds) == 0) ++end;
+  std::string value(rest.substr(0, end));
+  std::erase(value, '"');
+  return value;
+}
+
+bool initPPDValues(PPDValues& ppdValues) {
+  const char* const path = std::getenv("PPD");
+  if (!path) return false;
+  ppdValues.file.reset(cupsFileOpen(path, "r"));
+  if (!ppdValues.file) {
+    constexpr char kMessage[] = "ERROR: Unable to open PPD file\n";
+    std::fputs(kMessage, stderr);
+    LogInfoBody("initPPDValues", 1816, "%s", kMessage);
+    return false;
+  }
+  bool anyStored = false;
+  char line[1024];  // a longer line comes in pieces, each taken as a line
+  while (cupsFileGetLine(ppdValues.file.get(), line, sizeof line) > 0) {
+    for (const std::string_view keyword : kKeywords) {
+      // A longer keyword that begins the same way counts too; the last line wins.
+      if (!beginsWithKeyword(line, keyword)) continue;
+      std::optional<std::string> value = ppdLineValue(line);
+      if (!value || value->empty()) continue;
+      ppdValues.values.insert_or_assign(std::string(keyword), std::move(*value));
+      anyStored = true;
+    }
+  }
+  return anyStored;
+}
+
+bool getTheValue(std::string_view keyword, std::string& value, const PPDValues& ppdValues) {
+  const auto found = ppdValues.values.find(keyword);
+  if (found == ppdValues.values.end()) return false;
+  value = found->second;
+  return true;
+}
+
+bool isQvnGenericDriver(bool& isColor, const PPDValues& ppdValues) {
+  isColor = false;
+  std::string value;
+  if (!getTheValue(kGeneric, value, ppdValues)) return false;
+  isColor = value == "Color";
+  return true;
+}
+
+}  // namespace jobshaper
