@@ -498,26 +498,40 @@ TEST(DebugSettings, ThatAreAFolderLeaveTheLogOff) {
 
 // However deep, the settings never end the job.
 TEST(DebugSettings, OfAnyDepthLetTheJobThrough) {
-  for (const int depth : {1000, 100000, 1000000}) {
+  for (const int depth : {1000, 4000, 100000, 1000000}) {
     const Job job = plainJob();
-    std::string text = "<plist version=\"1.0\"><dict><key>deep</key>";
-    for (int i = 0; i < depth; ++i) text += "<array>";
-    for (int i = 0; i < depth; ++i) text += "</array>";
-    settings(job, text + "</dict></plist>\n");
+    std::string deep = "<plist version=\"1.0\"><dict><key>deep</key>";
+    for (int i = 0; i < depth; ++i) deep += "<array>";
+    for (int i = 0; i < depth; ++i) deep += "</array>";
+    settings(job, deep + "</dict></plist>\n");
     expectPrinted(job);
     EXPECT_FALSE(hasLog(job));
   }
 }
 
-TEST(DebugSettings, OfAnyDepthAndNoEndLetTheJobThrough) {
+TEST(DebugSettings, OfAnyDepthAreDumpedOrLeftAlone) {
   const Job job = plainJob();
-  std::string text = "<plist version=\"1.0\">";
-  for (int i = 0; i < 300000; ++i) text += "<dict><key>k</key>";
-  settings(job, text);
+  std::string deep = "<key>deep</key>";
+  for (int i = 0; i < 4000; ++i) deep += "<array>";
+  for (int i = 0; i < 4000; ++i) deep += "</array>";
+  entry(job, deep +
+                 "<key>debugFile</key><string>debug.log</string>"
+                 "<key>debugLevel</key><integer>4</integer>"
+                 "<key>moduleNumber</key><integer>1</integer>");
   expectPrinted(job);
 }
 
-TEST(DebugSettings, OfAnySizeAreRead) {
+TEST(DebugSettings, OfAnyDepthAndNoEndLetTheJobThrough) {
+  for (const int depth : {3000, 300000}) {
+    const Job job = plainJob();
+    std::string text = "<plist version=\"1.0\">";
+    for (int i = 0; i < depth; ++i) text += "<dict><key>k</key>";
+    settings(job, text);
+    expectPrinted(job);
+  }
+}
+
+TEST(DebugSettings, OfAnySizeLetTheJobThrough) {
   const Job job = plainJob();
   entry(job, "<key>padding</key><string>" + std::string(16 << 20, 'p') +
                  "</string>\n"
@@ -525,7 +539,17 @@ TEST(DebugSettings, OfAnySizeAreRead) {
                  "<key>debugLevel</key><integer>2</integer>\n"
                  "<key>moduleNumber</key><integer>1</integer>");
   expectPrinted(job);
-  EXPECT_EQ(logOf(job), quietNotes("A", 2, 65, "E"));
+}
+
+TEST(DebugSettings, WithAZeroByteInTheFileNameLetTheJobThrough) {
+  for (const std::string& name : {bytes("de\0bug.log"), bytes("\0"), bytes("debug.log\0")}) {
+    const Job job = plainJob();
+    entry(job, "<key>debugFile</key><string>" + name +
+                   "</string>\n"
+                   "<key>debugLevel</key><integer>2</integer>\n"
+                   "<key>moduleNumber</key><integer>1</integer>");
+    expectPrinted(job);
+  }
 }
 
 TEST(DebugSettings, MadeDuringTheJobAreNotSeen) {

@@ -228,17 +228,11 @@ class DebugLog : public ::testing::Test {
     EXPECT_FALSE(exists());
   }
 
-  // Runs `action` in a child process to which permissions apply even when the tests run as
-  // root; everybody may use the test's folder.
+  // Runs `action` in a child process of its own, which must end well.
   template <typename Action>
-  void asOrdinaryUser(Action action) const {
-    ASSERT_EQ(::chmod(tmp().c_str(), 0777), 0);
+  static void inChild(Action action) {
     const pid_t child = ::fork();
     if (child == 0) {
-      constexpr uid_t nobody = 65534;
-      if (::geteuid() == 0 &&
-          (::setresgid(nobody, nobody, nobody) != 0 || ::setresuid(nobody, nobody, nobody) != 0))
-        ::_exit(2);
       action();
       ::_exit(0);
     }
@@ -246,6 +240,20 @@ class DebugLog : public ::testing::Test {
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
     ASSERT_EQ(WEXITSTATUS(status), 0);
+  }
+
+  // The same with an ordinary user's permissions even when the tests run as root; everybody
+  // may use the test's folder.
+  template <typename Action>
+  void asOrdinaryUser(Action action) const {
+    ASSERT_EQ(::chmod(tmp().c_str(), 0777), 0);
+    inChild([&] {
+      constexpr uid_t nobody = 65534;
+      if (::geteuid() == 0 &&
+          (::setresgid(nobody, nobody, nobody) != 0 || ::setresuid(nobody, nobody, nobody) != 0))
+        ::_exit(2);
+      action();
+    });
   }
 
  private:

@@ -112,13 +112,8 @@ INSTANTIATE_TEST_SUITE_P(
         // Without a socket a negative level opens no file.
         Settings{"LevelMinusOne", propertyList(entry("<integer>-1</integer>"))},
         Settings{"LevelSmallest", propertyList(entry("<integer>-2147483648</integer>"))},
-        Settings{"LevelTooLarge", propertyList(entry("<integer>2147483648</integer>"))},
-        Settings{"LevelOfThirtyTwoBits", propertyList(entry("<integer>4294967295</integer>"))},
-        Settings{"LevelWithAHighBit", propertyList(entry("<integer>4294967297</integer>"))},
         Settings{"LevelTooSmall", propertyList(entry("<integer>-2147483649</integer>"))},
-        Settings{"LevelFarTooSmall", propertyList(entry("<integer>-4294967289</integer>"))},
-        Settings{"LevelOfSixtyFourBits",
-                 propertyList(entry("<integer>18446744073709551615</integer>"))}),
+        Settings{"LevelFarTooSmall", propertyList(entry("<integer>-4294967289</integer>"))}),
     nameOf);
 
 INSTANTIATE_TEST_SUITE_P(
@@ -194,13 +189,15 @@ TEST_F(DebugLogSetup, StaysOffForEveryTruncatedFile) {
 TEST_F(DebugLogSetup, OutlivesEveryDamagedByte) {
   for (const char damage : {'\0', '<', '\xff'}) {
     for (std::size_t at = 0; at < kGood.size(); ++at) {
-      reset();
       std::string text = kGood;
       text[at] = damage;
       writeFile(settingsFile(), text);
-      setupDebug();
-      LogInfoBody("f", 1, "%s", "m");
-      EXPECT_EQ(logDebugLevel != 0, logDebugFilePtr != nullptr) << at;
+      inChild([] {
+        setupDebug();
+        LogInfoBody("f", 1, "%s", "m");
+        if ((logDebugLevel != 0) != (logDebugFilePtr != nullptr)) ::_exit(3);
+      });
+      if (HasFailure()) FAIL() << "byte " << static_cast<int>(damage) << " at " << at;
     }
   }
 }
@@ -319,6 +316,51 @@ TEST_F(DebugLogSetup, WrapsTheLargestModuleNumbers) {
   EXPECT_NE(log().find("?N######\t[time]\tlogger\tL0\tmID   -2147483585\n"), std::string::npos);
 }
 
+TEST_F(DebugLogSetup, ClampsIntegersToThirtyTwoBits) {
+  const struct {
+    const char* number;
+    std::int32_t level;
+    std::int32_t module;
+  } rows[] = {
+      {"2147483647", 2147483647, -2147483585},  {"2147483648", 2147483647, -2147483585},
+      {"4294967295", 2147483647, -2147483585},  {"4294967297", 2147483647, -2147483585},
+      {"-2147483648", 0, -2147483584},          {"-2147483649", 0, -2147483584},
+      {"-4294967289", 0, -2147483584},          {"9223372036854775807", 2147483647, -2147483585},
+      {"-9223372036854775808", 0, -2147483584},
+  };
+  for (const auto& row : rows) {
+    reset();
+    const std::string number = "<integer>" + std::string(row.number) + "</integer>";
+    settings(entry(number, number));
+    setupDebug();
+    EXPECT_EQ(logDebugLevel, row.level) << row.number;
+    EXPECT_EQ(logModuleID, row.module) << row.number;
+  }
+}
+
+TEST_F(DebugLogSetup, ClampsIntegersOfMoreThanSixtyFourBits) {
+  const struct {
+    const char* number;
+    std::int32_t level;
+    std::int32_t module;
+  } rows[] = {
+      {"9223372036854775808", 2147483647, -2147483585},
+      {"18446744073709551615", 2147483647, -2147483585},
+      {"18446744073709551623", 2147483647, -2147483585},
+      {"99999999999999999999999", 2147483647, -2147483585},
+      {"-9223372036854775809", 0, -2147483584},
+      {"-99999999999999999999999", 0, -2147483584},
+  };
+  for (const auto& row : rows) {
+    reset();
+    const std::string number = "<integer>" + std::string(row.number) + "</integer>";
+    settings(entry(number, number));
+    setupDebug();
+    EXPECT_EQ(logDebugLevel, row.level) << row.number;
+    EXPECT_EQ(logModuleID, row.module) << row.number;
+  }
+}
+
 // A record that begins with a zero byte is an empty string for the file.
 TEST_F(DebugLogSetup, WritesNothingForModuleCharacterZero) {
   for (const int number : {-64, 192}) {
@@ -332,9 +374,7 @@ TEST_F(DebugLogSetup, WritesNothingForModuleCharacterZero) {
 }
 
 TEST_F(DebugLogSetup, AddsNothingToAModuleThatItCannotRead) {
-  for (const char* module :
-       {"", "<string>1</string>", "<true/>", "<integer>2147483648</integer>",
-        "<integer>4294967298</integer>", "<integer>-2147483649</integer>", "<array/>"}) {
+  for (const char* module : {"", "<string>1</string>", "<true/>", "<array/>"}) {
     reset();
     settings(entry(integer(1), module));
     setupDebug();
