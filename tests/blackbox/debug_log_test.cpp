@@ -376,7 +376,7 @@ TEST(DebugFile, OfALevelThatOpensNoneIsNotReported) {
 
 // 256 characters: the low byte of the length is zero.
 TEST(DebugFile, WithAPathOfTwoHundredFiftySixCharactersIsNotOpened) {
-  for (const std::size_t length : {255, 256, 257}) {
+  for (const std::size_t length : {255U, 256U, 257U}) {
     const Job job = plainJob();
     const std::string name(length - job.tmp().size() - 1, 'n');
     entry(job, "<key>debugFile</key><string>" + name +

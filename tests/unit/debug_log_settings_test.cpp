@@ -167,7 +167,7 @@ TEST_F(DebugLogSetup, StaysOffWhenAFileStandsInTheWay) {
 TEST_F(DebugLogSetup, StaysOffWhenTheSettingsMayNotBeRead) {
   settings(entry(integer(7)));
   ASSERT_EQ(::chmod(settingsFile().c_str(), 0), 0);
-  asOrdinaryUser([this] {
+  asOrdinaryUser([] {
     setupDebug();
     if (!logDoneSetup || logDebugLevel != 0 || logDebugFilePtr) ::_exit(3);
   });
@@ -550,7 +550,7 @@ TEST_F(DebugLogFile, IsAppendedTo) {
 
 TEST_F(DebugLogFile, IsReadableAndWritableByEveryoneWhateverTheUmask) {
   settings(entry(integer(8)));
-  for (const mode_t mask : {0000, 0022, 0077, 0777}) {
+  for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
     reset();
     std::filesystem::remove(file("debug.log"));
     const mode_t former = ::umask(mask);

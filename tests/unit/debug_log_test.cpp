@@ -503,12 +503,13 @@ TEST_F(DebugLogDump, TakesEveryAsciiCharacterOfALabel) {
   EXPECT_EQ(log(), "AD######\t[time]\tf\tL1\tf L1: \x01\x7f\t~ 1b\n{78}\n");
 }
 
-TEST_F(DebugLogDump, OfNonAsciiPropertyListsComesAnyway) {
-  on(4);
+TEST_F(DebugLogDump, ReportsANonAsciiPropertyListAndGoesOn) {
+  on(6);
   plist_t text = plist_new_string("caf\xc3\xa9");
   dumpDictBody("f", 3, "l", text);
   plist_free(text);
-  expectErrorThenDump(log(), "", "AD######\t[time]\tf\tL3\t");
+  expectErrorThenDump(log(), "AE######\t[time]\tdumpDictBody\tL237\tERR cstr ERR\n",
+                      "AD######\t[time]\tf\tL3\t");
 }
 
 }  // namespace
