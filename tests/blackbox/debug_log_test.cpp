@@ -223,7 +223,7 @@ long dayMilliseconds(int minutesEast) {
   return ((now.tv_sec + minutesEast * 60L) % 86400) * 1000 + now.tv_usec / 1000;
 }
 
-void expectForm(Job job, int minutesEast) {
+void expectForm(const Job& job, int minutesEast) {
   constexpr long kDay = 86400000;
   const long begin = dayMilliseconds(minutesEast);
   Process process(job.program(), job.argv(), job.environment());
