@@ -167,20 +167,24 @@ done
 # The exception: pstops puts into the job of a CUPS queue what the filter looks
 # for. Its own PJL goes, so does its JobPatchFile feature; the page-size feature
 # is repeated after the paper source.
+expected_of_cups() { # JOB
+  {
+    echo '[{'
+    sed -n '/^%%BeginFeature: \*PageSize/,/^%%EndFeature/p' "$1"
+    echo '} stopped cleartomark'
+  } > page-size-block
+  sed -e "/^$uel/d" -e '/^@PJL /d' -e '/JobPatchFile/,+2d' "$1" |
+    sed -e '/InputSlot/,/cleartomark/{' -e '/cleartomark/r page-size-block' -e '}' |
+    with_marker_feature
+}
+
 make_cups_job document.pdf 'PageSize=A4 InputSlot=Tray2' > jobs/cups.ps
 for text in "^$uel@PJL" '^@PJL JOB' '^%%BeginFeature: \*JobPatchFile 1' '^%RBINumCopies: ' \
   '^%%BeginFeature: \*PageSize A4' '^%%BeginFeature: \*InputSlot Tray2' \
   '^%%BeginFeature: \*QVBookletFold false'; do
   require "$text in cups.ps" grep -qa "$text" jobs/cups.ps
 done
-{
-  echo '[{'
-  sed -n '/^%%BeginFeature: \*PageSize/,/^%%EndFeature/p' jobs/cups.ps
-  echo '} stopped cleartomark'
-} > page-size-block
-sed -e "/^$uel/d" -e '/^@PJL /d' -e '/JobPatchFile/,+2d' jobs/cups.ps |
-  sed -e '/InputSlot/,/cleartomark/{' -e '/cleartomark/r page-size-block' -e '}' |
-  with_marker_feature > expected-cups
+expected_of_cups jobs/cups.ps > expected-cups
 check 'CUPS' '' jobs/cups.ps expected-cups 5
 
 # A job held in the printer is collated there.
@@ -191,6 +195,15 @@ sed '/^%RBINumCopies: /i\
 %EndUserSetup' expected-cups > expected-held
 check 'CUPS, held job of two copies' 'PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=2' \
   jobs/cups.ps expected-held 5
+
+# A booklet's feature keeps its first line and what follows from the duplexer on.
+make_cups_job document.pdf 'PageSize=A4 InputSlot=Tray2 QVBookletFold=SaddleStitch' > jobs/booklet.ps
+require 'booklet feature in booklet.ps' grep -qa '^%%BeginFeature: \*QVBookletFold SaddleStitch' jobs/booklet.ps
+expected_of_cups jobs/booklet.ps |
+  sed -e '/QVBookletFold/,/statusdict \/duplexer get exec/{' \
+    -e '/QVBookletFold/s|$|\n\n<< /Fold 2 /Staple 4>> setpagedevice|p' \
+    -e '/statusdict \/duplexer get exec/!d' -e '}' > expected-booklet
+check 'CUPS, booklet' 'QVBookletFold=SaddleStitch' jobs/booklet.ps expected-booklet 5
 
 echo "$passed passed, $failed failed"
 ((failed == 0 && passed > 0))
