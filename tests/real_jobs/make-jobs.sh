@@ -26,7 +26,7 @@ make_cups_job() { # IN.pdf OPTIONS
   pages=$(mktemp)
   pdftops -paper A4 "$1" "$pages" &&
     PPD=$real_jobs_dir/printer.ppd /usr/lib/cups/filter/pstops \
-      42 anna 'How a booklet is folded' 1 "$2" "$pages" 2> /dev/null || status=$?
+      42 guest 'How a booklet is folded' 1 "$2" "$pages" 2> /dev/null || status=$?
   rm -f "$pages"
   return "$status"
 }

@@ -25,7 +25,7 @@ fail() {
 
 filter() { # OPTIONS < JOB > OUTPUT
   env -u PPD DEVICE_URI=socket://printer.local TMPDIR="$work/tmp" \
-    "$program" 42 anna 'How a booklet is folded' 1 "$1" 2> stderr
+    "$program" 42 guest 'How a booklet is folded' 1 "$1" 2> stderr
 }
 
 uel=$'\e%-12345X'
