@@ -1,5 +1,6 @@
 # Sourced by the tests of the instruction pages; $gs names Ghostscript and $here this folder.
 set -eu
+: "${gs?}" "${here?}"
 export LC_ALL=C
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

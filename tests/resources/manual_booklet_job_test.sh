@@ -41,7 +41,7 @@ print() { # VERSION LANG
   grep -v -a -e '^@PJL' -e '-12345X' "$1.out" > "$1.job"
   run txtwrite "$1-%d.txt" "$1.job" > "$1.log" || { cat "$1.log"; fail "$1: PostScript error"; }
   for text in "$1"-*.txt; do
-    printf '%s ' "$(tr -s ' \r' '\n\n' < "$text" | sed '/^$/d' | head -n 2 | tr '\n' ' ')"
+    printf '%s ' "$(tr -s ' \r' '\n' < "$text" | sed '/^$/d' | head -n 2 | tr '\n' ' ')"
   done > "$1.pages"
 }
 

@@ -42,7 +42,7 @@ for size in '595 842' '612 792'; do
     echo '1 2 3 i'
   } | sed "s/'/\xe2\x80\x99/g; s/\xc2\xa0/ /g" | tr -s ' ' '\n' | sed '/^$/d' | sort > expected
   run txtwrite text plain.ps
-  sed 's/\xc2\xa0/ /g' text | tr -s ' \r' '\n\n' | sed '/^$/d' | sort > words
+  sed 's/\xc2\xa0/ /g' text | tr -s ' \r' '\n' | sed '/^$/d' | sort > words
   test "$(wc -l < expected)" -gt 100 || fail "no texts in $words"
   diff expected words || fail "other words than in $words"
 
