@@ -99,6 +99,36 @@ TEST(FoldCommand, FollowsTheFirstPieceOfAnOverlongLineAndDropsTheRest) {
                  piece + "\n" + kSaddle + "statusdict /duplexer get exec\n");
 }
 
+TEST(FoldCommand, LineOfAFullPieceLosesItsNewlineToTheDrop) {
+  const std::string full = "QVBookletFold" + std::string(1011, 'x');
+  expectStitched(full + "\n", full + "\n" + kSaddle);
+  const std::string shorter = "QVBookletFold" + std::string(1010, 'x');
+  expectStitched(shorter + "\n", shorter + "\n\n" + kSaddle);
+}
+
+// So many bytes of text in lines of 64, the last one closed too.
+std::string filler(std::size_t size) {
+  std::string text(size, 'x');
+  for (std::size_t i = 63; i < size; i += 64) text[i] = '\n';
+  text.back() = '\n';
+  return text;
+}
+
+TEST(FoldCommand, IsFoundWhereverTheLineLiesInALargeJob) {
+  for (const std::size_t size : {4090u, 8185u, 16375u, 32760u, 65520u, 65526u, 65534u, 131060u}) {
+    SCOPED_TRACE(size);
+    const std::string input = filler(size) + "%%Feature: *QVBookletFold\n" + filler(size - 27) +
+                              "dup statusdict /duplexer get exec\n" + filler(size);
+    const std::string body = filler(size) +
+                             "%%Feature: *QVBookletFold\n\n<< /Fold 2 /Staple 4>> setpagedevice\n"
+                             "dup statusdict /duplexer get exec\n" +
+                             filler(size);
+    expectStitched(input, body);
+    Job job;
+    expectBody(job.options("QVBookletFold=SaddleStitch").fileWith(input), body);
+  }
+}
+
 TEST(FoldCommand, EveryFoldLineGetsIt) {
   expectStitched(
       "*QVBookletFold 1\na\nstatusdict /duplexer get exec 1\nb\n"
@@ -304,6 +334,16 @@ TEST(FoldCommand, FollowsTheCollatedCopiesOfARetainedJob) {
                      "<< /CollatedCopies 3 >> setuserparams\n%EndUserSetup\n"
                      "%RBINumCopies: QVBookletFold\n\n<< /Fold 1 >> setpagedevice\n" +
                      trailer());
+}
+
+TEST(FoldCommand, FollowsCollatedCopiesThatBringTheText) {
+  Job job = bookletJob("%RBINumCopies: 2\na\n",
+                       "BiFold PrintTo=JRPrinter "
+                       "com.apple.print.PrintSettings.PMCopies..n.=QVBookletFold");
+  expectBody(job,
+             "%!\n%Set collate copies = copy:\n"
+             "<< /CollatedCopies QVBookletFold >> setuserparams\n%EndUserSetup\n"
+             "%RBINumCopies: 2\n\n<< /Fold 1 >> setpagedevice\n");
 }
 
 TEST(FoldCommand, FollowsARepeatedPageSizeThatHoldsTheText) {
