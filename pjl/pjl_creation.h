@@ -4,10 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "pjl/option_table.h"
 #include "settings/argument_store.h"
 
 namespace jobshaper {
@@ -20,8 +24,8 @@ inline constexpr std::string_view kUniversalExitLanguage = "\x1b%-12345X";
 // line ends in a value are escaped.
 class pjlCreation {
  public:
-  // Builds the whole header, from job start to the switch into PostScript. `argsStore` is
-  // referred to, not copied; it must outlive the builder.
+  // Builds the whole header, from job start to the switch into PostScript. Comes before every
+  // other call. `argsStore` is referred to, not copied; it must outlive the builder.
   void initFromArgsStore(const argumentStore& argsStore, std::string_view userID,
                          std::string_view jobName);
 
@@ -42,7 +46,17 @@ class pjlCreation {
   const std::vector<std::string>& objectEnumerator() const { return pjlLines_; }
 
  private:
+  using Value = std::optional<std::string_view>;
+
   void append(std::string_view line) { pjlLines_.emplace_back(line); }
+  void appendJoined(std::initializer_list<std::string_view> parts);  // one line
+  // The lines of the value's row; false when it has none.
+  bool appendRow(std::span<const OptionRow> rows, std::string_view value);
+  void appendFromTable(std::string_view option, std::span<const OptionRow> rows);
+
+  // The option's value; none when the printer's own setting is to stand.
+  Value requested(std::string_view option) const;
+
   void appendJobIdentity(std::string_view userID, std::string_view jobName);
   void appendBlankPages();
   void appendSmallFontEnhancer();
