@@ -154,4 +154,11 @@ void pjlCreation::appendFromTable(std::string_view option, std::span<const Optio
   if (const Value value = requested(option)) appendRow(rows, *value);
 }
 
+void pjlCreation::appendFromTable(std::string_view option, std::string_view lineStart,
+                                  std::span<const OptionRow> rows) {
+  const Value value = requested(option);
+  const OptionRow* const row = value ? findRow(rows, *value) : nullptr;
+  if (row) appendJoined({lineStart, row->sent, "\n"});
+}
+
 }  // namespace jobshaper

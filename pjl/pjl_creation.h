@@ -38,6 +38,23 @@ class pjlCreation {
 
   void setDuplicateHeldJobs();
 
+  // Settings beyond the header, for callers that want them, in any order: each reads its option
+  // and appends its lines behind everything else. An absent option, the value "PrinterS" (the
+  // printer's own setting stands) and a value that the printer does not know append nothing,
+  // unless remarked here.
+  void setPaperSize();  // an unknown size is a custom size
+
+  // Width and height in points with an "x" between them, "612x792", sent in inches. Without an
+  // "x" nothing is appended; without a size that is reported on standard error.
+  void setCustomPaper(std::optional<std::string_view> size);
+
+  void setMediaType();  // an unknown type is passed on by name
+  void setPaperSource();
+  void setOutputBin();
+  void setSeparatorPage();
+  void setSeparatorSource();
+  void setOffsetPage();
+
   // Appends the number of copies behind everything else, the language switch included.
   void insertNumCopies(std::int32_t copies);
 
@@ -53,6 +70,9 @@ class pjlCreation {
   // The lines of the value's row; false when it has none.
   bool appendRow(std::span<const OptionRow> rows, std::string_view value);
   void appendFromTable(std::string_view option, std::span<const OptionRow> rows);
+  // For a table of values alone: `lineStart` is the line up to the value.
+  void appendFromTable(std::string_view option, std::string_view lineStart,
+                       std::span<const OptionRow> rows);
 
   // The option's value; none when the printer's own setting is to stand.
   Value requested(std::string_view option) const;
