@@ -161,4 +161,8 @@ void pjlCreation::appendFromTable(std::string_view option, std::string_view line
   if (row) appendJoined({lineStart, row->sent, "\n"});
 }
 
+void pjlCreation::appendPassedOn(std::string_view option, std::string_view lineStart) {
+  if (const Value value = requested(option)) appendJoined({lineStart, *value, "\n"});
+}
+
 }  // namespace jobshaper

@@ -42,6 +42,8 @@ class pjlCreation {
   // and appends its lines behind everything else. An absent option, the value "PrinterS" (the
   // printer's own setting stands) and a value that the printer does not know append nothing,
   // unless remarked here.
+  void setCopies();  // any value, read as a number: "PrinterS" gives 0
+  void setRotatePaper();
   void setPaperSize();  // an unknown size is a custom size
 
   // Width and height in points with an "x" between them, "612x792", sent in inches. Without an
@@ -51,9 +53,30 @@ class pjlCreation {
   void setMediaType();  // an unknown type is passed on by name
   void setPaperSource();
   void setOutputBin();
+  void setTonerDarkness();  // an unknown value is passed on
+  void setPictureGrade();
   void setSeparatorPage();
   void setSeparatorSource();
   void setOffsetPage();
+  void setCyan();  // the four balances pass on any value
+  void setMagenta();
+  void setYellow();
+  void setBlack();
+  void setColorCorrection();
+  void setGrayCorrection();
+  void setManualRGBImage();
+  void setManualRGBText();
+  void setManualRGBGraphics();
+  void setManualCMYK();
+  void setColorSaver();
+  void setBlackAndWhite();
+  void setBrightness();  // these three pass on any value
+  void setContrast();
+  void setSaturation();
+  void setImageSmoothing();
+  void setLineDetail();
+  void setCollation();  // any value but "true", even "PrinterS", switches collation off
+  void setResolution();
 
   // Appends the number of copies behind everything else, the language switch included.
   void insertNumCopies(std::int32_t copies);
@@ -73,6 +96,7 @@ class pjlCreation {
   // For a table of values alone: `lineStart` is the line up to the value.
   void appendFromTable(std::string_view option, std::string_view lineStart,
                        std::span<const OptionRow> rows);
+  void appendPassedOn(std::string_view option, std::string_view lineStart);
 
   // The option's value; none when the printer's own setting is to stand.
   Value requested(std::string_view option) const;
