@@ -3,13 +3,16 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "booklet/cover_queries.h"
 #include "diag/log.h"
+#include "filter/booklet_rules.h"
 #include "filter/job_output.h"
 #include "filter/job_setup.h"
 #include "filter/job_state.h"
-#include "filter/piece_reader.h"
 #include "filter/pjl_wrapping.h"
 #include "filter/stream_rewriter.h"
+#include "platform/cancellation.h"
+#include "platform/piece_reader.h"
 
 namespace jobshaper {
 
@@ -25,9 +28,18 @@ void rewriteStream(const JobState& job, JobOutput& output) {
   bool more = true;
   while (more) {
     more = input.read();
-    while (const auto piece = input.nextPiece()) rewriter.handle(*piece);
+    while (const auto piece = input.nextPiece()) {
+      rewriter.handle(*piece);
+      if (cancellationRequested()) return;
+    }
     output.flush();  // before the next read, which may wait
   }
+}
+
+// The files are gone, and whoever started the filter sees which signal ended it.
+[[noreturn]] void endCancelledJob(const JobState& job) {
+  removeManualBookletFiles(job);
+  endByCancellation();
 }
 
 }  // namespace
@@ -41,12 +53,19 @@ int filterJob(int argc, char* const argv[], const System& system) {
   if (!setUpJob(job, argc, argv, system)) return 1;
   createHeader(job, argv[2]);
   logJobSummary(job);
+  job.onlyInside = isOnlyPrintInside(job.jobOptions);
   takeRetentionMode(job);
+  deferCancellation();
+  const BookletSetup booklet = setUpBooklet(job, system);
+  if (booklet == BookletSetup::failed) return 1;
+  if (booklet == BookletSetup::cancelled) endCancelledJob(job);
 
   JobOutput output(STDOUT_FILENO, job.captureIn.get(), job.captureOut.get());
   writeHeader(job, output);
   rewriteStream(job, output);
   writeTrailer(job, output);
+  if (cancellationRequested()) endCancelledJob(job);
+  removeManualBookletFiles(job);
 
   LogInfoBody("main", __LINE__, "}");
   return 0;

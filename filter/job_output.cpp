@@ -32,6 +32,11 @@ void JobOutput::put(std::string_view bytes) {
   pass({copy, bytes.size()});
 }
 
+void JobOutput::captureOutgoing(std::string_view bytes) {
+  flush();
+  if (captureOut_ >= 0) writeAll(captureOut_, bytes);
+}
+
 void JobOutput::flush() {
   if (incoming_.count > 0) writeAll(captureIn_, incoming_.at.data(), incoming_.count);
   if (outgoing_.count > 0) {

@@ -32,6 +32,9 @@ class JobOutput {
     if (captureIn_ >= 0) add(incoming_, bytes);
   }
 
+  // Bytes for the outgoing capture alone.
+  void captureOutgoing(std::string_view bytes);
+
   void flush();
 
  private:

@@ -1,8 +1,10 @@
 // What the filter knows of its job, from start to exit.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "pjl/pjl_creation.h"
 #include "platform/descriptor.h"
@@ -34,6 +36,16 @@ struct JobState {
   std::optional<std::string> printTo;  // job retention mode
   pjlCreation pjlHeader;
   bool isAppleTalk = false;  // the printer is reached through "pap:"
+
+  bool onlyInside = false;        // the booklet's cover carries print on its inside only
+  bool bookletMode = false;       // the job is a booklet
+  std::string_view bookletName;   // its kind, for whoever looks at the state
+  std::string_view foldCommand;   // PostScript that folds and staples it, or nothing
+  bool manualBooklet = false;     // made by hand, on a printer without a duplex unit
+  std::string languageCode;       // folder of the instruction page
+  std::string instructionFolder;  // where the language folders are
+  std::string manualJobPath;      // the reordered job
+  std::int32_t halfPageCount = 0;
 };
 
 }  // namespace jobshaper

@@ -29,13 +29,16 @@ void writeHeader(JobState& job, JobOutput& output) {
 }
 
 void writeTrailer(const JobState& job, JobOutput& output) {
+  // The exit string comes twice in a row: the first ends PostScript, the second starts PJL.
+  std::string trailer = job.uelString + job.uelString;
+  trailer += "@PJL RDYMSG DISPLAY = \"\"\n";
+  trailer += "@PJL EOJ\n";
+  trailer += "@PJL QPORTROTATE\n";
+  trailer += job.uelString;
   if (wrappingIsOn(job)) {
-    // The exit string comes twice in a row: the first ends PostScript, the second starts PJL.
-    output.put(job.uelString);
-    output.put(job.uelString + "@PJL RDYMSG DISPLAY = \"\"\n");
-    output.put("@PJL EOJ\n");
-    output.put("@PJL QPORTROTATE\n");
-    output.put(job.uelString);
+    output.put(trailer);
+  } else {
+    output.captureOutgoing(trailer);  // a capture ends like any other, so that it can be replayed
   }
   output.flush();
 }

@@ -27,7 +27,7 @@ bool isTrue(std::optional<std::string_view> value) {
 }  // namespace
 
 StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
-    : job_(job), output_(output) {
+    : job_(job), output_(output), booklet_(job, output) {
   posterCollate_ = version <= kLastVersionWithoutPosterCollate &&
                    isTrue(job.jobOptions.getValue("QVPosterEnablePS")) &&
                    isTrue(job.jobOptions.getValue(kCollateOption));
@@ -66,7 +66,7 @@ StreamRewriter::Fate StreamRewriter::rewrite(std::string_view& line) {
   countPage(line);
   collateRetained(line);
   patchProlog(line);
-  state_.dropUntilDuplexer = false;
+  foldBooklet(line);
   return isJobPjl(line) ? Fate::drop : Fate::write;
 }
 
@@ -133,8 +133,10 @@ void StreamRewriter::repeatPageSize(std::string_view& line) {
   line = *state_.pageSizeBlock;
 }
 
-void StreamRewriter::countPage(std::string_view line) {
-  if (line.starts_with("%%Page:")) ++state_.pageNumber;
+void StreamRewriter::countPage(std::string_view& line) {
+  if (!line.starts_with("%%Page:")) return;
+  ++state_.pageNumber;
+  if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line);
 }
 
 // A retained job is printed again from the printer's disk, which needs its copies collated by
@@ -157,6 +159,12 @@ void StreamRewriter::patchProlog(std::string_view& line) {
       "%%Quorvan Macintosh PPD File 1\n"
       "%%EndFeature\n";
   state_.prologPatched = true;
+}
+
+// The filter's fold command replaces the code of the PPD's fold feature, which ends at the
+// duplexer line.
+void StreamRewriter::foldBooklet(std::string_view& line) {
+  state_.dropUntilDuplexer = job_.bookletMode && booklet_.fold(line);
 }
 
 // The filter's own header and trailer are the only PJL of the job.

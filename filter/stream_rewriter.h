@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "filter/booklet_rules.h"
 #include "filter/job_output.h"
 #include "filter/job_state.h"
 
@@ -50,14 +51,16 @@ class StreamRewriter {
   bool startsJobPatch(std::string_view line);
   void collectPageSize(std::string_view line);
   void repeatPageSize(std::string_view& line);
-  void countPage(std::string_view line);
+  void countPage(std::string_view& line);
   void collateRetained(std::string_view& line);
   void patchProlog(std::string_view& line);
+  void foldBooklet(std::string_view& line);
   bool isJobPjl(std::string_view line) const;
 
   const JobState& job_;
   JobOutput& output_;
   RewriteState state_;
+  BookletRules booklet_;
   bool posterCollate_;    // a poster job on a system that does not collate it itself
   bool retained_;         // the printer keeps the job, in whatever way
   std::string collated_;  // the line that repeats a retained job's copies

@@ -22,6 +22,17 @@ bool worthRepeating(int descriptor, short events) {
   return ::poll(&waiting, 1, -1) > 0 || errno == EINTR;
 }
 
+// Reads on until the buffer is full, the file ends or cannot be read.
+std::size_t readFully(int descriptor, char* buffer, std::size_t size) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const std::size_t n = readSome(descriptor, buffer + filled, size - filled);
+    if (n == 0) break;
+    filled += n;
+  }
+  return filled;
+}
+
 }  // namespace
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
@@ -89,19 +100,28 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return writeAll(descriptor, &span, 1);
 }
 
+bool appendFile(const std::string& path, std::string& bytes) {
+  const Descriptor file = openForReading(path);
+  struct stat status {};
+  if (!file.valid() || ::fstat(file.get(), &status) != 0) return false;
+  const std::size_t before = bytes.size();
+  const auto size = static_cast<std::size_t>(status.st_size);
+  bytes.resize(before + size);
+  return readFully(file.get(), bytes.data() + before, size) == size;
+}
+
+bool replaceFile(const std::string& path, std::string_view bytes) {
+  const Descriptor file = createFile(path);
+  return file.valid() && writeAll(file.get(), bytes);
+}
+
 std::string readWholeFile(const std::string& path, std::size_t limit) {
   // O_NONBLOCK: a pipe of that name must not hold the job up.
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
   std::string bytes(std::min(limit, static_cast<std::size_t>(status.st_size)), '\0');
-  std::size_t filled = 0;
-  while (filled < bytes.size()) {
-    const std::size_t n = readSome(file.get(), bytes.data() + filled, bytes.size() - filled);
-    if (n == 0) break;
-    filled += n;
-  }
-  bytes.resize(filled);
+  bytes.resize(readFully(file.get(), bytes.data(), bytes.size()));
   return bytes;
 }
 

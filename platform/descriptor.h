@@ -46,6 +46,13 @@ std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 bool writeAll(int descriptor, iovec* spans, std::size_t count);
 bool writeAll(int descriptor, std::string_view bytes);
 
+// Appends the whole of a file to `bytes`. False when it cannot be read to its end.
+bool appendFile(const std::string& path, std::string& bytes);
+
+// Makes these bytes the content of a file, which is created or emptied. False when they cannot
+// all be written.
+bool replaceFile(const std::string& path, std::string_view bytes);
+
 // The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
 // regular file.
 std::string readWholeFile(const std::string& path, std::size_t limit);

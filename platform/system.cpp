@@ -32,14 +32,17 @@ std::optional<std::int32_t> versionFromProduct(std::string_view product) {
 }
 
 System thisSystem() {
+  System system;
 #ifdef __APPLE__
   char product[32] = {};
   std::size_t size = sizeof product - 1;
-  if (sysctlbyname("kern.osproductversion", product, &size, nullptr, 0) != 0) return {std::nullopt};
-  return {versionFromProduct(product)};
+  if (sysctlbyname("kern.osproductversion", product, &size, nullptr, 0) == 0) {
+    system.version = versionFromProduct(product);
+  }
 #else
-  return {0x1050};
+  system.version = 0x1050;
 #endif
+  return system;
 }
 
 std::string temporaryDirectory() {

@@ -15,6 +15,8 @@ extern std::int32_t version;
 // What the filter asks its system for; tests pass their own.
 struct System {
   std::optional<std::int32_t> version;  // none: the query failed
+  // Where the instruction pages of manual booklets are installed, a folder a language.
+  std::string instructionFolder = "/Library/Printers/Quorvan/filter/.resource";
 };
 
 // A product version such as "10.4.9" as 0x1049, "14.5" as 0x1450: the major number's two

@@ -1,8 +1,11 @@
-#include "filter/piece_reader.h"
+#include "platform/piece_reader.h"
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
 
+#include "platform/cancellation.h"
 #include "platform/descriptor.h"
 
 namespace jobshaper {
@@ -25,14 +28,18 @@ std::optional<std::size_t> pieceLength(std::string_view bytes) {
 }  // namespace
 
 PieceReader::PieceReader(int descriptor)
-    : descriptor_(descriptor), buffer_(new char[kLongestPiece + kBlock]) {}
+    : descriptor_(descriptor), buffer_(new char[kLongestPiece + kBlock]) {
+  struct stat status {};
+  mayBlock_ = ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode);
+}
 
 bool PieceReader::read() {
   // What is left is the beginning of one piece, since all others have been handed out.
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
-  const std::size_t n = readSome(descriptor_, buffer_.get() + end_, kBlock);
+  const bool readable = mayBlock_ ? waitForInput(descriptor_) : !cancellationRequested();
+  const std::size_t n = readable ? readSome(descriptor_, buffer_.get() + end_, kBlock) : 0;
   end_ += n;
   endOfInput_ = n == 0;
   return !endOfInput_;

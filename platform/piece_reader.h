@@ -17,7 +17,7 @@ class PieceReader {
   explicit PieceReader(int descriptor);
 
   // Reads on, blocking until there is at least one byte. All pieces handed out before become
-  // invalid. False at end of input; a read error counts as such.
+  // invalid. False at end of input, also after a read error and when the job is cancelled.
   bool read();
 
   // The next piece that has been read to its end: bytes up to and including '\n' or '\r', or
@@ -27,6 +27,7 @@ class PieceReader {
 
  private:
   int descriptor_;
+  bool mayBlock_;  // not a regular file
   bool endOfInput_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // of what has not been handed out

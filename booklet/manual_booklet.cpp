@@ -1,0 +1,233 @@
+#include "booklet/manual_booklet.h"
+
+#include <cstdio>
+
+#include "diag/log.h"
+#include "platform/cancellation.h"
+#include "platform/piece_reader.h"
+#include "platform/system.h"
+#include "platform/text_encoding.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr std::string_view kFirstPass =
+    "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
+constexpr std::string_view kSecondPass =
+    "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
+// A page without marks, made with the procedures that every job of the system brings.
+constexpr std::string_view kBlankPage = "cg_md begin\nbp\nsdmtx\nep\nend\n";
+// Before this version every page is wrapped in a save of this name.
+constexpr std::string_view kRestorePage = "userdict /ESPsave get restore\n";
+constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;
+// How many lines of page 1 set up the blank page.
+constexpr int kPrefixLines = 4;
+
+bool reportNoFile() {
+  std::fputs("ERROR: Unable to create necessary file.\n", stderr);
+  return false;
+}
+
+// A last line that the end of the input has cut off.
+bool isUnterminated(std::string_view line) {
+  return line.size() < kLongestPiece && line.back() != '\n' && line.back() != '\r';
+}
+
+// One reordering, from the first line of the job to the finished output file.
+class Reordering {
+ public:
+  Reordering(const std::string& outputPath, const std::string& jobId,
+             std::optional<std::string_view> orientation, bool onlyInside);
+
+  bool createFiles();
+  bool takeLine(std::string_view line);
+  bool finish();
+
+ private:
+  bool beginPage();
+  bool keepHeaderApart();
+  std::string blankPage() const;
+  bool writeOutput();
+
+  const std::string outputPath_;
+  const bool safeName_;  // the job id names a file in the folder, not one elsewhere
+  const bool up_;
+  const bool down_;
+  const bool onlyInside_;
+  const std::string oddPath_, evenPath_, newEvenPath_, newOddPath_, headerPath_;
+
+  PageFile odd_;      // header, first pass request and odd pages
+  PageFile even_;     // the even page being read
+  PageFile newEven_;  // even pages before that one, last first
+  PageFile newOdd_;   // likewise for odd pages; "Up" only
+  PageFile header_;   // "Up" only
+  PageFile output_;
+
+  std::int32_t pageCounter_ = 0;
+  bool trailerBegun_ = false;
+  int firstPageLines_ = 0;       // counted from the first "%%Page:" line on
+  std::string firstPagePrefix_;  // as it came, in Mac OS Roman
+};
+
+std::string pathOf(std::string_view name, const std::string& jobId) {
+  std::string path = temporaryDirectory();
+  return path.append(name).append(jobId);
+}
+
+Reordering::Reordering(const std::string& outputPath, const std::string& jobId,
+                       std::optional<std::string_view> orientation, bool onlyInside)
+    : outputPath_(outputPath),
+      safeName_(jobId.find('/') == jobId.npos),
+      up_(orientation == "Up"),
+      down_(orientation == "Down"),
+      onlyInside_(onlyInside),
+      oddPath_(pathOf(kReorderedName, jobId)),
+      evenPath_(pathOf(kEvenName, jobId)),
+      newEvenPath_(pathOf(kNewEvenName, jobId)),
+      newOddPath_(pathOf(kNewOddName, jobId)),
+      headerPath_(pathOf(kHeaderName, jobId)) {}
+
+bool Reordering::createFiles() {
+  return (safeName_ && odd_.open(oddPath_) && even_.open(evenPath_) &&
+          newEven_.open(newEvenPath_) && newOdd_.open(newOddPath_) && output_.open(outputPath_)) ||
+         reportNoFile();
+}
+
+bool Reordering::takeLine(std::string_view line) {
+  if (trailerBegun_) return true;
+  if (line.starts_with("%%Page:")) {
+    ++pageCounter_;
+    if (!beginPage()) return false;
+  }
+  if (line.starts_with("%%Trailer")) {
+    trailerBegun_ = true;
+    return true;
+  }
+  if (pageCounter_ > 0 && firstPageLines_ < kPrefixLines) {
+    ++firstPageLines_;
+    firstPagePrefix_.append(line);
+  }
+  // As a C string: the text ends at a zero byte.
+  const std::string text = utf8FromMacRoman(line.substr(0, line.find('\0')));
+  const bool toOdd = pageCounter_ == 0 || pageCounter_ % 2 == 1;
+  (toOdd ? odd_ : even_).write(text);
+  return true;
+}
+
+bool Reordering::beginPage() {
+  if (pageCounter_ == 1) {
+    odd_.write(kFirstPass);
+    return !up_ || keepHeaderApart();
+  }
+  bool moved = true;
+  if (pageCounter_ % 2 == 1) {
+    moved = !up_ || reArrangedPages(pageCounter_, odd_, &newOdd_, oddPath_, newOddPath_);
+  } else if (pageCounter_ > 2) {
+    moved = reArrangedPages(pageCounter_, even_, &newEven_, evenPath_, newEvenPath_);
+  }
+  if (!moved) std::fputs("ERROR: Critical error in rearranging pages.\n", stderr);
+  return moved;
+}
+
+// With the odd pages reversed too, the header must not be reversed with them.
+bool Reordering::keepHeaderApart() {
+  std::string header;
+  if (!header_.open(headerPath_) || !odd_.close() || !appendFile(oddPath_, header)) {
+    return reportNoFile();
+  }
+  header_.write(header);
+  return (header_.close() && odd_.open(oddPath_)) || reportNoFile();
+}
+
+bool Reordering::finish() {
+  if (!even_.close() || !odd_.close() || !newEven_.close() || !newOdd_.close()) {
+    return reportNoFile();
+  }
+  std::string evenPages;
+  if (!appendFile(evenPath_, evenPages) || !appendFile(newEvenPath_, evenPages) ||
+      !replaceFile(evenPath_, evenPages)) {
+    return reportNoFile();
+  }
+  if (up_) {
+    std::string oddPages;
+    // A job without pages has no header apart.
+    if (pageCounter_ > 0 && !appendFile(headerPath_, oddPages)) return reportNoFile();
+    if (!appendFile(oddPath_, oddPages) || !appendFile(newOddPath_, oddPages) ||
+        !replaceFile(oddPath_, oddPages)) {
+      return reportNoFile();
+    }
+  }
+  return writeOutput() || reportNoFile();
+}
+
+std::string Reordering::blankPage() const {
+  std::string page = firstPagePrefix_;
+  page.append(kBlankPage);
+  if (version < kFirstVersionWithoutSave) page.append(kRestorePage);
+  return page;
+}
+
+bool Reordering::writeOutput() {
+  std::string pages;
+  if (!appendFile(oddPath_, pages)) return false;
+  output_.write(pages);
+  output_.write(kSecondPass);
+  const std::string blank = blankPage();
+  if (!down_) output_.write(blank);
+  if (onlyInside_) output_.write(blank);
+  pages.clear();
+  if (!appendFile(evenPath_, pages)) return false;
+  output_.write(pages);
+  if (down_) output_.write(blank);
+  return output_.close();
+}
+
+bool reorder(int input, Reordering& reordering) {
+  if (!reordering.createFiles()) return false;
+  PieceReader reader(input);
+  bool more = true;
+  while (more) {
+    more = reader.read();
+    while (const auto line = reader.nextPiece()) {
+      if (isUnterminated(*line) || cancellationRequested()) break;
+      if (!reordering.takeLine(*line)) return false;
+    }
+  }
+  return !cancellationRequested() && reordering.finish();
+}
+
+bool moveToReversed(std::int32_t pageNumber, PageFile& sideStream, PageFile* reversedStream,
+                    const std::string& sidePath, const std::string& reversedPath) {
+  std::string pages;
+  if (!sideStream.close() || !appendFile(sidePath, pages)) return false;
+  if (reversedStream && !reversedStream->close()) return false;
+  // Pages 3 and 4 are the first to find a page of their parity in the side file.
+  const bool first = pageNumber == 3 || pageNumber == 4;
+  if (!first && !appendFile(reversedPath, pages)) return false;
+  return sideStream.open(sidePath) && replaceFile(reversedPath, pages);
+}
+
+}  // namespace
+
+int manualBookletOrder(int input, const std::string& outputPath, const std::string& jobId,
+                       std::optional<std::string_view> orientation, bool onlyInside) {
+  LogInfoBody("manualBookletOrder", __LINE__, "{");
+  std::fprintf(stderr, "tmp at %s \n", temporaryDirectory().c_str());
+  Reordering reordering(outputPath, jobId, orientation, onlyInside);
+  const bool done = reorder(input, reordering);
+  LogInfoBody("manualBookletOrder", __LINE__, "}");
+  return done ? 1 : 0;
+}
+
+int reArrangedPages(std::int32_t pageNumber, PageFile& sideStream, PageFile* reversedStream,
+                    const std::string& sidePath, const std::string& reversedPath) {
+  LogInfoBody("reArrangedPages", __LINE__, "{");
+  const bool done =
+      moveToReversed(pageNumber, sideStream, reversedStream, sidePath, reversedPath) ||
+      reportNoFile();
+  LogInfoBody("reArrangedPages", __LINE__, "}");
+  return done ? 1 : 0;
+}
+
+}  // namespace jobshaper

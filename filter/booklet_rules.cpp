@@ -1,0 +1,226 @@
+#include "filter/booklet_rules.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include "booklet/cover_queries.h"
+#include "booklet/manual_booklet.h"
+#include "diag/log.h"
+#include "platform/cancellation.h"
+#include "settings/strings.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
+constexpr std::string_view kManualJobName = "/qvn_manualPS";
+constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;     // pages no longer need a save
+constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;    // LANG reads like "fr_FR.UTF-8"
+constexpr std::size_t kLargestPageCountFile = 64 * 1024;      // it holds one number
+constexpr std::size_t kLargestInstructionPage = 4096 * 1024;  // a page of PostScript
+
+// clang-format off
+struct FoldRow {
+  std::string_view option;   // value of QVBookletFold
+  std::string_view name;     // kind of booklet
+  std::string_view command;
+};
+
+constexpr FoldRow kFoldRows[] = {
+    {"Booklet",            "PlainBooklet",       ""},
+    {"SaddleStitch",       "SaddleStitch",       "<< /Fold 2 /Staple 4>> setpagedevice"},
+    {"BiFold",             "BiFold",             "<< /Fold 1 >> setpagedevice"},
+    {"DoNotFoldAndStaple", "DoNotFoldAndStaple", "<< /Fold 0 /Staple 0>> setpagedevice"},
+};
+// A fold choice that the PPD gains later still yields a folded booklet.
+constexpr FoldRow kOtherFold =
+    {"",                   "BookletFold",        "<< /Fold 2 >> setpagedevice"};
+
+struct MediaRow {
+  std::string_view option;  // value of QVBookletCoverType
+  std::string_view name;    // the printer's media type
+};
+
+constexpr MediaRow kCoverMediaRows[] = {
+    {"Plain",       "Plain"},
+    {"Card",        "Card Stock"},
+    {"Bond",        "Bond"},
+    {"Letterhead",  "Letterhead"},
+    {"Preprint",    "Preprinted"},
+    {"Colored",     "Colored Paper"},
+    {"Light",       "Light"},
+    {"Glossy",      "Glossy Paper"},
+    {"Heavy",       "Heavy"},
+    {"HeavyGlossy", "Heavy Glossy"},
+    {"Labels",      "Labels"},
+    {"Vinyl",       "Vinyl Labels"},
+    {"Rough",       "Rough"},
+    {"Recycled",    "Recycled"},
+    {"Custom1",     "Custom Type 1"},
+    {"Custom2",     "Custom Type 2"},
+    {"Custom3",     "Custom Type 3"},
+    {"Custom4",     "Custom Type 4"},
+    {"Custom5",     "Custom Type 5"},
+    {"Custom6",     "Custom Type 6"},
+    // "Printers", the printer's own choice, names no media type. The other options write it
+    // "PrinterS"; each spelling is the PPD's own.
+};
+// clang-format on
+
+// The job's fold, or none when it is no booklet.
+const FoldRow* foldOf(std::optional<std::string_view> option) {
+  if (!option || *option == "false" || *option == "PrinterS") return nullptr;
+  for (const FoldRow& row : kFoldRows) {
+    if (*option == row.option) return &row;
+  }
+  return &kOtherFold;
+}
+
+std::string languageFolder(std::string_view lang) {
+  if (version >= kFirstVersionWithEncoding) lang = lang.substr(0, lang.find('.'));
+  return std::string(lang == "en_US" ? "en" : lang);
+}
+
+// The pages of a booklet must not be repeated one by one, so the printer makes the copies.
+void moveCopiesToHeader(JobState& job) {
+  if (job.printTo) return;  // a retained job keeps its own way
+  const std::int32_t copies = integerValue(job.jobOptions.getValue(kCopiesOption).value_or(""));
+  if (integerValue(job.copiesArgument) == 1 && copies > 1) job.pjlHeader.insertNumCopies(copies);
+}
+
+bool openReorderedJob(JobState& job) {
+  job.inputFile = openForReading(job.manualJobPath);
+  job.inputStream = job.inputFile.get();
+  if (!job.inputFile.valid()) std::fputs("ERROR: Cannot read the print job.\n", stderr);
+  return job.inputFile.valid();
+}
+
+std::int32_t halfOfPageCount(const JobState& job) {
+  const auto path = job.jobOptions.getValue("QVBookletPageCountFilename");
+  if (!path) return 0;
+  return integerValue(readWholeFile(std::string(*path), kLargestPageCountFile)) / 2;
+}
+
+std::string_view mediaName(std::optional<std::string_view> option, std::string_view previous) {
+  for (const MediaRow& row : kCoverMediaRows) {
+    if (option == row.option) return row.name;
+  }
+  return previous;
+}
+
+}  // namespace
+
+BookletSetup setUpBooklet(JobState& job, const System& system) {
+  const FoldRow* const row = foldOf(job.jobOptions.getValue("QVBookletFold"));
+  if (!row) return BookletSetup::done;
+  job.bookletMode = true;
+  job.bookletName = row->name;
+  job.foldCommand = row->command;
+  LogInfoBody("main", __LINE__, "Job is Booklet");
+  std::string ignored;
+  job.manualBooklet = getTheValue("*QvnManualBooklet", ignored, job.ppdValues);
+  LogInfoBody("main", __LINE__, "value of verPrint %s", job.printTo.value_or("(null)").c_str());
+  moveCopiesToHeader(job);
+  if (job.manualBooklet) {
+    const char* const lang = std::getenv("LANG");
+    job.languageCode = languageFolder(lang ? lang : "en");
+    job.instructionFolder = system.instructionFolder;
+    job.manualJobPath = job.tempDirectory;
+    job.manualJobPath.append(kManualJobName).append(job.jobIdString);
+    if (!manualBookletOrder(job.inputStream, job.manualJobPath, job.jobIdString, std::nullopt,
+                            job.onlyInside)) {
+      if (cancellationRequested()) return BookletSetup::cancelled;
+      std::fputs("ERROR: Fatal error in manual booklet!\n", stderr);
+      return BookletSetup::failed;
+    }
+    if (!openReorderedJob(job)) return BookletSetup::failed;
+  }
+  job.halfPageCount = halfOfPageCount(job);
+  return BookletSetup::done;
+}
+
+void removeManualBookletFiles(const JobState& job) {
+  if (!job.manualBooklet) return;
+  for (const std::string_view name :
+       {kManualJobName, kReorderedName, kEvenName, kNewEvenName, kHeaderName, kNewOddName}) {
+    std::string path = job.tempDirectory;
+    ::unlink(path.append(name).append(job.jobIdString).c_str());
+  }
+}
+
+void BookletRules::atPage(int pageNumber, std::string_view& line) {
+  if (!job_.manualBooklet) {
+    requestCover(pageNumber, line);
+  } else if (pageNumber == 1) {
+    writeInstructionPage();
+  }
+}
+
+void BookletRules::writeInstructionPage() {
+  // The file's name ends in the name of nothing; the installed pages are called so.
+  std::string page;
+  if (job_.languageCode.find('/') == std::string::npos) {
+    page =
+        readWholeFile(job_.instructionFolder + "/" + job_.languageCode + ".lproj/instruction(null)",
+                      kLargestInstructionPage);
+  }
+  if (page.empty()) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
+  const bool needsSave = version < kFirstVersionWithoutSave;
+  output_.put("%%Page: 0 0\n");
+  if (needsSave) output_.put("userdict/ESPsave save put\n");
+  output_.put(page);
+  if (needsSave) output_.put("\nuserdict /ESPsave get restore\n");
+}
+
+void BookletRules::noteCoverSheet() {
+  if (const auto source = job_.jobOptions.getValue("QVBookletCoverSource")) {
+    setBookletSource(*source, coverSource_);
+  } else {
+    coverSource_ = kCoverPrintersChoice;
+  }
+  coverMediaType_ = mediaName(job_.jobOptions.getValue("QVBookletCoverType"), coverMediaType_);
+}
+
+// The cover is the sheet of the booklet's middle pages, so its tray and media are asked for at
+// the page where the printer is about to take it.
+void BookletRules::requestCover(int pageNumber, std::string_view& line) {
+  noteCoverSheet();
+  if (pageNumber != (job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1)) return;
+  const bool anySheet = coverMediaType_.empty() && coverSource_ == kCoverPrintersChoice;
+  if (anySheet && !job_.onlyInside) return;
+
+  // A cover with print inside only is not to be turned.
+  replacement_ = job_.onlyInside ? "1 dict dup /Duplex false put setpagedevice\n" : "";
+  replacement_.append(line);
+  if (anySheet) {
+    replacement_ += "\n";
+  } else {
+    replacement_ += "[{\n<< /DeferredMediaSelection true ";
+    if (coverSource_ == kCoverManualFeed) {
+      replacement_ += "/ManualFeed true ";
+    } else if (coverSource_ != kCoverPrintersChoice) {
+      replacement_ += "/ManualFeed false /MediaPosition " + std::to_string(coverSource_) + " ";
+    }
+    if (!coverMediaType_.empty()) {
+      replacement_.append("/MediaType (").append(coverMediaType_).append(")");
+    }
+    replacement_ += " >> setpagedevice\n} stopped cleartomark\n";
+  }
+  line = replacement_;
+}
+
+bool BookletRules::fold(std::string_view& line) {
+  if (line.find("QVBookletFold") == line.npos) return false;
+  // `line` may be what the cover rule made.
+  std::string folded(line);
+  folded.append("\n").append(job_.foldCommand).append("\n");
+  replacement_ = std::move(folded);
+  line = replacement_;
+  return true;
+}
+
+}  // namespace jobshaper

@@ -1,0 +1,54 @@
+// Booklet jobs: which kind a job is, and the rules that its lines meet.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "filter/job_output.h"
+#include "filter/job_state.h"
+#include "platform/system.h"
+
+namespace jobshaper {
+
+enum class BookletSetup {
+  done,       // not a booklet, or ready for the header and the line loop
+  failed,     // reported on standard error: the job ends with status 1
+  cancelled,  // by SIGTERM, during the reordering
+};
+
+// Decides whether the job is a booklet and of which kind. May append the number of copies to
+// the header; has a manual booklet reordered, which then becomes the job's input.
+[[nodiscard]] BookletSetup setUpBooklet(JobState& job, const System& system);
+
+// Deletes the temporary files of a manual booklet. Nothing happens for other jobs.
+void removeManualBookletFiles(const JobState& job);
+
+// The booklet rules of the line loop. Only for jobs in booklet mode.
+class BookletRules {
+ public:
+  // Refers to both.
+  BookletRules(const JobState& job, JobOutput& output) : job_(job), output_(output) {}
+
+  // At a "%%Page:" line, whose number counts from 1: writes the instruction page ahead of the
+  // first page of a manual booklet, or points `line` at the line with the request for the cover
+  // sheet. What it points to holds until the next call.
+  void atPage(int pageNumber, std::string_view& line);
+
+  // Puts the fold command behind a line that names the fold option. True when it did: the
+  // feature's own code is then to be dropped.
+  bool fold(std::string_view& line);
+
+ private:
+  void writeInstructionPage();
+  void requestCover(int pageNumber, std::string_view& line);
+  void noteCoverSheet();
+
+  const JobState& job_;
+  JobOutput& output_;
+  std::string replacement_;  // what a rule made of the line
+
+  std::int32_t coverSource_ = 0;     // tray code
+  std::string_view coverMediaType_;  // of the cover sheet; "" for none, kept from page to page
+};
+
+}  // namespace jobshaper

@@ -1,0 +1,50 @@
+#include "platform/cancellation.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace jobshaper {
+
+namespace {
+
+volatile sig_atomic_t requested = 0;
+
+extern "C" void noteCancellation(int) { requested = 1; }
+
+}  // namespace
+
+void deferCancellation() {
+  struct sigaction action {};
+  if (sigaction(SIGTERM, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;
+  action = {};
+  action.sa_handler = noteCancellation;
+  action.sa_flags = SA_RESETHAND;  // and no SA_RESTART: a blocked call returns
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+bool cancellationRequested() { return requested != 0; }
+
+bool waitForInput(int descriptor) {
+  // The signal is let in only while ppoll waits, so it cannot slip between test and wait.
+  sigset_t termination, before;
+  sigemptyset(&termination);
+  sigaddset(&termination, SIGTERM);
+  sigprocmask(SIG_BLOCK, &termination, &before);
+  pollfd input{descriptor, POLLIN, 0};
+  while (!requested && ppoll(&input, 1, nullptr, &before) < 0 && errno == EINTR) {
+  }
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  return !requested;
+}
+
+void endByCancellation() {
+  signal(SIGTERM, SIG_DFL);
+  raise(SIGTERM);
+  _exit(1);  // not reached unless the signal is blocked
+}
+
+}  // namespace jobshaper
