@@ -119,6 +119,17 @@ TEST(FloatValue, StopsAtTheEndOfTheView) {
   EXPECT_EQ(floatValue(std::string_view("1e39", 3)), 1000.0f);
 }
 
+TEST(IntegerReader, TakesANumberInParts) {
+  IntegerReader reader;
+  EXPECT_TRUE(reader.take(" \n"));
+  EXPECT_TRUE(reader.take(" -"));
+  EXPECT_TRUE(reader.take(""));
+  EXPECT_TRUE(reader.take("1"));
+  EXPECT_FALSE(reader.take("2 3"));
+  EXPECT_FALSE(reader.take("4"));
+  EXPECT_EQ(reader.value(), -12);
+}
+
 TEST(ReplaceString, ReplacesEveryOccurrenceFromTheLeft) {
   EXPECT_EQ(replaceString("a-b-c", "-", "+"), "a+b+c");
   EXPECT_EQ(replaceString("aaa", "aa", "b"), "ba");
