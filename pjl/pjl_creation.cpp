@@ -1,7 +1,6 @@
 #include "pjl/pjl_creation.h"
 
-#include <initializer_list>
-#include <optional>
+#include <algorithm>
 
 #include "diag/log.h"
 #include "platform/system.h"
@@ -11,27 +10,15 @@ namespace jobshaper {
 
 namespace {
 
-using Value = std::optional<std::string_view>;
-
-enum class Match { exact, ignoringCase };
-
-// One value of an option and the line that it puts into the header; "" for none.
-struct Row {
-  std::string_view value;
-  std::string_view line;
-  Match match = Match::exact;
-};
-
 // clang-format off
-constexpr Row kBlankPageRows[] = {
+constexpr OptionRow kBlankPageRows[] = {
     {"true",  "@PJL SET QBLANKPAGES = PRINT\n",      Match::ignoringCase},
     {"false", "@PJL SET QBLANKPAGES = DONOTPRINT\n", Match::ignoringCase},
 };
 
-constexpr Row kSmallFontRows[] = {
-    {"PrinterS",           ""},  // the printer's own setting stands
+constexpr OptionRow kSmallFontRows[] = {
     {"false",              "@PJL SET QSMALLFONTENHANCER = OFF\n", Match::ignoringCase},
-    {"Fonts",              "@PJL SET QSMALLFONTENHANCER = ON\n"},
+    {"Fonts",              "@PJL SET QSMALLFONTENHANCER = ON\n"},  // from here on case counts
     {"QvnPixelBoostFonts", "@PJL SET QSMALLFONTENHANCER = ON\n"},
     {"Horizontally",       "@PJL SET QSMALLFONTENHANCER = FULLPAGE\n"},
     {"FontsAndImages",     "@PJL SET QSMALLFONTENHANCER = FULLPAGE\n"},
@@ -40,22 +27,16 @@ constexpr Row kSmallFontRows[] = {
 };
 
 // Job retention: how the printer keeps a job that is not printed at once.
-struct HoldRow {
-  std::string_view value;
-  std::string_view hold;
-  std::string_view type;
-};
-
-constexpr HoldRow kHoldRows[] = {
-    {"JRConf",    "@PJL SET HOLD = ON\n",    "@PJL SET HOLDTYPE = PRIVATE\n"},  // needs the key
-    {"JRRepeat",  "@PJL SET HOLD = ON\n",    "@PJL SET HOLDTYPE = PUBLIC\n"},
-    {"JRReserve", "@PJL SET HOLD = STORE\n", "@PJL SET HOLDTYPE = PUBLIC\n"},
-    {"JRVerify",  "@PJL SET HOLD = PROOF\n", "@PJL SET HOLDTYPE = PUBLIC\n"},
+constexpr OptionRow kHoldRows[] = {
+    {"JRConf",    "@PJL SET HOLD = ON\n"    "@PJL SET HOLDTYPE = PRIVATE\n"},  // the key follows
+    {"JRRepeat",  "@PJL SET HOLD = ON\n"    "@PJL SET HOLDTYPE = PUBLIC\n"},
+    {"JRReserve", "@PJL SET HOLD = STORE\n" "@PJL SET HOLDTYPE = PUBLIC\n"},
+    {"JRVerify",  "@PJL SET HOLD = PROOF\n" "@PJL SET HOLDTYPE = PUBLIC\n"},
 };
 
 struct AccountingRow {
   std::string_view option;
-  std::string_view variable;
+  std::string_view lineStart;
 };
 
 constexpr AccountingRow kAccountingRows[] = {
@@ -64,22 +45,6 @@ constexpr AccountingRow kAccountingRows[] = {
     {"JADEPTNUM", "@PJL SET QJOBCREDDEPTID = \""},
 };
 // clang-format on
-
-template <std::size_t n>
-std::string_view lineOf(const Row (&rows)[n], std::string_view value) {
-  for (const Row& row : rows) {
-    const bool matches =
-        row.match == Match::exact ? value == row.value : equalsIgnoringCase(value, row.value);
-    if (matches) return row.line;
-  }
-  return "";
-}
-
-std::string concatenated(std::initializer_list<std::string_view> parts) {
-  std::string text;
-  for (const std::string_view part : parts) text.append(part);
-  return text;
-}
 
 }  // namespace
 
@@ -102,27 +67,22 @@ void pjlCreation::initFromArgsStore(const argumentStore& argsStore, std::string_
 
 void pjlCreation::appendJobIdentity(std::string_view userID, std::string_view jobName) {
   const std::string_view userName = ticketData_->getValue("JRUSERNAME").value_or(userID);
-  append(concatenated({kUniversalExitLanguage, "@PJL JOB\n"}));
+  appendJoined({kUniversalExitLanguage, "@PJL JOB\n"});
   append("@PJL COMMENT Quorvan Macintosh driver\n");
   append("@PJL SET STRINGCODESET = UTF8\n");
-  append(concatenated({"@PJL QJOBINFO USERID = \"", userID, "\" HOSTID = \"", hostName(), "\"\n"}));
-  append(concatenated({"@PJL SET JOBNAME = \"", jobName, "\"\n"}));
-  append(concatenated({"@PJL SET USERNAME = \"", userName, "\"\n"}));
+  appendJoined({"@PJL QJOBINFO USERID = \"", userID, "\" HOSTID = \"", hostName(), "\"\n"});
+  appendJoined({"@PJL SET JOBNAME = \"", jobName, "\"\n"});
+  appendJoined({"@PJL SET USERNAME = \"", userName, "\"\n"});
 }
 
-void pjlCreation::appendBlankPages() {
-  const Value value = ticketData_->getValue("QvnBlankPage");
-  const std::string_view line = value ? lineOf(kBlankPageRows, *value) : "";
-  if (!line.empty()) append(line);
-}
+void pjlCreation::appendBlankPages() { appendFromTable("QvnBlankPage", kBlankPageRows); }
 
 // Two generations of drivers name the setting differently; the first name that is present
-// decides, whatever the other holds.
+// decides, whatever the other holds. "PrinterS" is in no row: the printer's own setting stands.
 void pjlCreation::appendSmallFontEnhancer() {
   Value value = ticketData_->getValue("QvnDoubleStomp");
   if (!value) value = ticketData_->getValue("QvnPixelBoost");
-  const std::string_view line = value ? lineOf(kSmallFontRows, *value) : "";
-  if (!line.empty()) append(line);
+  if (value) appendRow(kSmallFontRows, *value);
 }
 
 // Only one copy is asked for here; more copies come from the job itself.
@@ -135,14 +95,10 @@ void pjlCreation::appendSingleCopy() {
 void pjlCreation::appendJobRetention() {
   const Value mode = ticketData_->getValue("PrintTo");
   if (!mode || *mode == "JRPrinter") return;  // print now
-  for (const HoldRow& row : kHoldRows) {
-    if (*mode != row.value) continue;
-    append(row.hold);
-    append(row.type);
-    if (row.value == "JRConf") {
-      const std::string_view key = ticketData_->getValue("JRHOLDKEY").value_or("(null)");
-      append(concatenated({"@PJL SET HOLDKEY = \"", key, "\"\n"}));
-    }
+  appendRow(kHoldRows, *mode);
+  if (*mode == "JRConf") {
+    const std::string_view key = ticketData_->getValue("JRHOLDKEY").value_or("(null)");
+    appendJoined({"@PJL SET HOLDKEY = \"", key, "\"\n"});
   }
   setDuplicateHeldJobs();  // for an unknown mode too
 }
@@ -152,7 +108,7 @@ void pjlCreation::addJobAcctgLines(const argumentStore& argsStore) {
   LogInfoBody(kMethod, __LINE__, "{");
   for (const AccountingRow& row : kAccountingRows) {
     const std::string_view value = argsStore.getValue(row.option).value_or("");
-    append(concatenated({row.variable, utf8FromMacRoman(value), "\"\n"}));
+    appendJoined({row.lineStart, utf8FromMacRoman(value), "\"\n"});
   }
   LogInfoBody(kMethod, __LINE__, "}");
 }
@@ -171,6 +127,42 @@ void pjlCreation::setDuplicateHeldJobs() { append("@PJL SET QDUPLICATEHELDJOBS =
 
 void pjlCreation::insertNumCopies(std::int32_t copies) {
   append("@PJL SET COPIES = " + std::to_string(copies) + "\n");
+}
+
+pjlCreation::Value pjlCreation::requested(std::string_view option) const {
+  const Value value = ticketData_->getValue(option);
+  return value == "PrinterS" ? std::nullopt : value;
+}
+
+void pjlCreation::appendJoined(std::initializer_list<std::string_view> parts) {
+  std::string& line = pjlLines_.emplace_back();
+  for (const std::string_view part : parts) line.append(part);
+}
+
+bool pjlCreation::appendRow(std::span<const OptionRow> rows, std::string_view value) {
+  const OptionRow* const row = findRow(rows, value);
+  if (!row) return false;
+  for (std::string_view rest = row->sent; !rest.empty();) {
+    const std::size_t length = std::min(rest.find('\n'), rest.size() - 1) + 1;
+    append(rest.substr(0, length));
+    rest.remove_prefix(length);
+  }
+  return true;
+}
+
+void pjlCreation::appendFromTable(std::string_view option, std::span<const OptionRow> rows) {
+  if (const Value value = requested(option)) appendRow(rows, *value);
+}
+
+void pjlCreation::appendFromTable(std::string_view option, std::string_view lineStart,
+                                  std::span<const OptionRow> rows) {
+  const Value value = requested(option);
+  const OptionRow* const row = value ? findRow(rows, *value) : nullptr;
+  if (row) appendJoined({lineStart, row->sent, "\n"});
+}
+
+void pjlCreation::appendPassedOn(std::string_view option, std::string_view lineStart) {
+  if (const Value value = requested(option)) appendJoined({lineStart, *value, "\n"});
 }
 
 }  // namespace jobshaper

@@ -21,7 +21,7 @@ void deferCancellation() {
   if (sigaction(SIGTERM, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;
   action = {};
   action.sa_handler = noteCancellation;
-  action.sa_flags = SA_RESETHAND;  // and no SA_RESTART: a blocked call returns
+  action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a blocked call returns
   sigemptyset(&action.sa_mask);
   sigaction(SIGTERM, &action, nullptr);
 }

@@ -28,6 +28,10 @@ class IntegerReader {
 // The same for a whole text.
 std::int32_t integerValue(std::string_view text);
 
+// The same with a decimal point and an exponent, in single precision and in every locale.
+// "inf", "nan" and hexadecimals are text; the result is always finite.
+float floatValue(std::string_view text);
+
 // `text` with every occurrence of `target` replaced, found from the left without overlap and
 // case-sensitively. An empty target is never found.
 std::string replaceString(std::string_view text, std::string_view target,

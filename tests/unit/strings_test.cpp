@@ -2,8 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+#include <string>
+
 namespace jobshaper {
 namespace {
+
+constexpr float kLargest = std::numeric_limits<float>::max();
 
 TEST(IntegerValue, ReadsWhiteSpaceSignAndDigits) {
   EXPECT_EQ(integerValue("16"), 16);
@@ -12,10 +18,12 @@ TEST(IntegerValue, ReadsWhiteSpaceSignAndDigits) {
   EXPECT_EQ(integerValue("+3"), 3);
   EXPECT_EQ(integerValue("007"), 7);
   EXPECT_EQ(integerValue("4.9"), 4);
+  EXPECT_EQ(integerValue("1e3"), 1);
+  EXPECT_EQ(integerValue("0x10"), 0);
 }
 
 TEST(IntegerValue, IsZeroWithoutDigits) {
-  for (const char* text : {"", "  ", "x7", "- 7", "+-7", "--7", "."}) {
+  for (const char* text : {"", "  ", "x7", "- 7", "+-7", "-+7", "--7", "+", "-", ".", ".5"}) {
     EXPECT_EQ(integerValue(text), 0) << text;
   }
 }
@@ -23,10 +31,92 @@ TEST(IntegerValue, IsZeroWithoutDigits) {
 TEST(IntegerValue, IsClampedTo32Bits) {
   EXPECT_EQ(integerValue("2147483647"), 2147483647);
   EXPECT_EQ(integerValue("2147483648"), 2147483647);
+  EXPECT_EQ(integerValue("4294967296"), 2147483647);
   EXPECT_EQ(integerValue("-2147483648"), -2147483647 - 1);
   EXPECT_EQ(integerValue("-2147483649"), -2147483647 - 1);
   EXPECT_EQ(integerValue("99999999999999999999999999"), 2147483647);
   EXPECT_EQ(integerValue("-99999999999999999999999999"), -2147483647 - 1);
+}
+
+TEST(IntegerValue, StopsAtTheEndOfTheView) {
+  EXPECT_EQ(integerValue(std::string_view("1234", 2)), 12);
+  EXPECT_EQ(integerValue(std::string_view("1\0002", 3)), 1);
+}
+
+TEST(FloatValue, ReadsDecimalsWithPointAndExponent) {
+  EXPECT_EQ(floatValue("612"), 612.0f);
+  EXPECT_EQ(floatValue("612.00"), 612.0f);
+  EXPECT_EQ(floatValue("8.5in"), 8.5f);
+  EXPECT_EQ(floatValue(".5"), 0.5f);
+  EXPECT_EQ(floatValue("5."), 5.0f);
+  EXPECT_EQ(floatValue("1e3"), 1000.0f);
+  EXPECT_EQ(floatValue("1E+3"), 1000.0f);
+  EXPECT_EQ(floatValue("15e-1"), 1.5f);
+  EXPECT_EQ(floatValue("1e"), 1.0f);
+  EXPECT_EQ(floatValue("1e+"), 1.0f);
+  EXPECT_EQ(floatValue("1,5"), 1.0f);
+  EXPECT_EQ(floatValue("1.5.5"), 1.5f);
+}
+
+TEST(FloatValue, TakesOneSignAfterWhiteSpace) {
+  EXPECT_EQ(floatValue("+8.5"), 8.5f);
+  EXPECT_EQ(floatValue("-8.5"), -8.5f);
+  EXPECT_EQ(floatValue(" \t\n\v\f\r-.5"), -0.5f);
+  EXPECT_EQ(floatValue("--8.5"), 0.0f);
+  EXPECT_EQ(floatValue("+-8.5"), 0.0f);
+  EXPECT_EQ(floatValue("- 8.5"), 0.0f);
+}
+
+TEST(FloatValue, TextWithoutNumberIsPlainZero) {
+  for (const char* text : {"", " ", "+", "-", ".", "-.", "e5", "-e5", "inf", "-inf", "INFINITY",
+                           "nan", "-nan", "nan(1)", "Foo", "-Foo"}) {
+    EXPECT_EQ(floatValue(text), 0.0f) << text;
+    EXPECT_FALSE(std::signbit(floatValue(text))) << text;
+  }
+}
+
+TEST(FloatValue, KnowsNoHexadecimals) {
+  EXPECT_EQ(floatValue("0x10"), 0.0f);
+  EXPECT_EQ(floatValue("0x1p4"), 0.0f);
+  EXPECT_EQ(floatValue("A"), 0.0f);
+}
+
+TEST(FloatValue, IsReadInSinglePrecision) {
+  EXPECT_EQ(floatValue("16777217"), 16777216.0f);
+  EXPECT_EQ(floatValue("0.1"), 0.1f);
+  // Halfway between two numbers but for the last digit: a reading by way of double precision
+  // loses that digit and takes the lower one.
+  EXPECT_EQ(floatValue("1.00000005960464477540"), std::nextafter(1.0f, 2.0f));
+}
+
+TEST(FloatValue, ClampsWhatIsTooLarge) {
+  EXPECT_EQ(floatValue("3.4028235e38"), kLargest);
+  for (const char* text : {"1e39", "3.5e38", "1e400", "1e99999999999999999999", "0.001e42",
+                           "000.1E+40", ".1e40", "12345678901234567890e30"}) {
+    EXPECT_EQ(floatValue(text), kLargest) << text;
+    EXPECT_EQ(floatValue(std::string("-") + text), -kLargest) << text;
+  }
+  EXPECT_EQ(floatValue("1" + std::string(400, '0')), kLargest);
+  EXPECT_EQ(floatValue("1" + std::string(400, '0') + "e-100"), kLargest);
+  EXPECT_EQ(floatValue("1" + std::string(400, '0') + ".5x"), kLargest);
+  EXPECT_EQ(floatValue("0." + std::string(400, '0') + "1e500"), kLargest);
+}
+
+TEST(FloatValue, WhatIsTooSmallIsZero) {
+  EXPECT_EQ(floatValue("1e-40"), 1e-40f);
+  EXPECT_GT(floatValue("1e-45"), 0.0f);
+  for (const char* text :
+       {"1e-50", "1e-400", "1e-99999999999999999999", "1000e-60", "0.001e-50", "0e999"}) {
+    EXPECT_EQ(floatValue(text), 0.0f) << text;
+  }
+  EXPECT_EQ(floatValue("0." + std::string(400, '0') + "1"), 0.0f);
+  EXPECT_EQ(floatValue("0." + std::string(400, '0') + "1e100"), 0.0f);
+  EXPECT_EQ(floatValue("1" + std::string(100, '0') + "e-400"), 0.0f);
+}
+
+TEST(FloatValue, StopsAtTheEndOfTheView) {
+  EXPECT_EQ(floatValue(std::string_view("12345", 2)), 12.0f);
+  EXPECT_EQ(floatValue(std::string_view("1e39", 3)), 1000.0f);
 }
 
 TEST(IntegerReader, TakesANumberInParts) {

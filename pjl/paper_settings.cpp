@@ -1,0 +1,199 @@
+// What the printer prints on, where it takes it from and where it puts it: paper size and type,
+// paper source, separator sheets, output bin and job offset.
+#include "pjl/pjl_creation.h"
+
+#include <cstdio>
+
+#include "settings/strings.h"
+
+namespace jobshaper {
+
+namespace {
+
+// clang-format off
+constexpr OptionRow kPaperSizeRows[] = {
+    {"A3",        "@PJL SET PAPER = A3\n"},
+    {"A4",        "@PJL SET PAPER = A4\n"},
+    {"A5",        "@PJL SET PAPER = A5\n"},
+    {"A6",        "@PJL SET PAPER = A6\n"},
+    {"B4",        "@PJL SET PAPER = JIS B4\n"},  // with a blank, as the printers know it
+    {"B5",        "@PJL SET PAPER = JISB5\n"},   // and this one without; "ISOB5" is the other B5
+    {"Letter",    "@PJL SET PAPER = LETTER\n"},
+    {"Legal",     "@PJL SET PAPER = LEGAL\n"},
+    {"Executive", "@PJL SET PAPER = EXECUTIVE\n"},
+    {"Folio",     "@PJL SET PAPER = FOLIO\n"},
+    {"Statement", "@PJL SET PAPER = STATEMENT\n"},
+    {"Universal", "@PJL SET PAPER = CUSTOM\n"},  // no dimensions follow
+    {"OthEnv",    "@PJL SET PAPER = OTHERENVELOPE\n"},
+    {"Monarch",   "@PJL SET PAPER = MONARCH\n"},
+    {"Comm10",    "@PJL SET PAPER = COM10\n"},
+    {"DL",        "@PJL SET PAPER = DL\n"},
+    {"C4",        "@PJL SET PAPER = COM9\n"},    // meant: C4 is asked for under this name
+    {"C5",        "@PJL SET PAPER = C5\n"},
+    {"ISOB5",     "@PJL SET PAPER = B5\n"},      // the plain name is the ISO size
+    {"11x17",     "@PJL SET PAPER = LEDGER\n"},  // a name here, not a custom size
+    {"Tabloid",   "@PJL SET PAPER = LEDGER\n"},
+    {"Oficio",    "@PJL SET PAPER = OFICIO\n"},
+};
+
+constexpr OptionRow kMediaTypeRows[] = {
+    {"Plain",         "@PJL SET MEDIATYPE = \"PLAIN\"\n"},
+    {"Bond",          "@PJL SET MEDIATYPE = \"BOND\"\n"},
+    {"Transparency",  "@PJL SET MEDIATYPE = \"TRANSPARENCY\"\n"},
+    {"Card",          "@PJL SET MEDIATYPE = \"CARDSTOCK\"\n"},
+    {"Cardstock",     "@PJL SET MEDIATYPE = \"CARDSTOCK\"\n"},
+    {"Labels",        "@PJL SET MEDIATYPE = \"LABELS\"\n"},
+    {"LabelsPaper",   "@PJL SET MEDIATYPE = \"LABELS\"\n"},
+    {"Letterhead",    "@PJL SET MEDIATYPE = \"LETTERHEAD\"\n"},
+    {"Preprint",      "@PJL SET MEDIATYPE = \"PREPRINTED\"\n"},
+    {"Colored",       "@PJL SET MEDIATYPE = \"COLORED\"\n"},
+    {"Envelope",      "@PJL SET MEDIATYPE = \"ENVELOPE\"\n"},
+    {"Light",         "@PJL SET MEDIATYPE = \"LIGHT\"\n"},
+    {"Heavy",         "@PJL SET MEDIATYPE = \"HEAVY\"\n"},
+    {"Rough",         "@PJL SET MEDIATYPE = \"ROUGH\"\n"},
+    {"RoughCotton",   "@PJL SET MEDIATYPE = \"ROUGH\"\n"},
+    {"Recycled",      "@PJL SET MEDIATYPE = \"RECYCLED\"\n"},
+    {"HeavyGlossy",   "@PJL SET MEDIATYPE = \"HEAVYGLOSSY\"\n"},
+    {"RoughEnvelope", "@PJL SET MEDIATYPE = \"ROUGHENVELOPE\"\n"},
+    {"Custom1",       "@PJL SET MEDIATYPE = \"CUSTOMTYPE1\"\n"},
+    {"Custom2",       "@PJL SET MEDIATYPE = \"CUSTOMTYPE2\"\n"},
+    {"Custom3",       "@PJL SET MEDIATYPE = \"CUSTOMTYPE3\"\n"},
+    {"Custom4",       "@PJL SET MEDIATYPE = \"CUSTOMTYPE4\"\n"},
+    {"Custom5",       "@PJL SET MEDIATYPE = \"CUSTOMTYPE5\"\n"},
+    {"Custom6",       "@PJL SET MEDIATYPE = \"CUSTOMTYPE6\"\n"},
+    {"Vinyl",         "@PJL SET MEDIATYPE = \"VINYL\"\n"},
+    {"VinylPaper",    "@PJL SET MEDIATYPE = \"VINYL\"\n"},
+    {"Glossy",        "@PJL SET MEDIATYPE = \"GLOSSY\"\n"},
+};
+
+// Values of "@PJL SET QPAPERSOURCE = " and of "@PJL SET QSEPARATORSOURCE = ".
+constexpr OptionRow kTrayRows[] = {
+    {"Tray1",              "TRAY1"},
+    {"Tray2",              "TRAY2"},
+    {"Tray3",              "TRAY3"},
+    {"Tray4",              "TRAY4"},
+    {"Tray5",              "TRAY5"},
+    {"MultipurposeFeeder", "MPFEEDER"},
+    {"EnvFeeder",          "FEEDER"},
+    {"EnvDrawr2",          "TRAY2"},  // an envelope drawer takes the place of a tray
+    {"EnvDrawr3",          "TRAY3"},
+    {"EnvDrawr4",          "TRAY4"},
+};
+
+// Only paper is fed by hand; a separator sheet never is, and that is meant.
+constexpr OptionRow kManualFeedRows[] = {
+    {"ManualPaper", "@PJL SET QPAPERSOURCE = MANUALPAPER\n"},
+    {"ManualEnv",   "@PJL SET QPAPERSOURCE = MANUALENVELOPE\n"},
+};
+static_assert(!findRow(kTrayRows, "ManualPaper") && !findRow(kTrayRows, "ManualEnv"));
+
+constexpr OptionRow kOutputBinRows[] = {
+    {"Bin1",         "@PJL SET OUTBIN = OPTIONALOUTBIN1\n"},
+    {"FinisherBin1", "@PJL SET OUTBIN = OPTIONALOUTBIN1\n"},
+    {"Bin2",         "@PJL SET OUTBIN = OPTIONALOUTBIN2\n"},
+    {"FinisherBin2", "@PJL SET OUTBIN = OPTIONALOUTBIN2\n"},
+    {"Bin3",         "@PJL SET OUTBIN = OPTIONALOUTBIN3\n"},
+    {"Bin4",         "@PJL SET OUTBIN = OPTIONALOUTBIN4\n"},
+    {"Bin5",         "@PJL SET OUTBIN = OPTIONALOUTBIN5\n"},
+    {"Bin6",         "@PJL SET OUTBIN = OPTIONALOUTBIN6\n"},
+    {"Bin7",         "@PJL SET OUTBIN = OPTIONALOUTBIN7\n"},
+    {"Bin8",         "@PJL SET OUTBIN = OPTIONALOUTBIN8\n"},
+    {"Bin9",         "@PJL SET OUTBIN = OPTIONALOUTBIN9\n"},
+    {"Bin10",        "@PJL SET OUTBIN = OPTIONALOUTBIN10\n"},
+    {"StandardBin",  "@PJL SET OUTBIN = UPPER\n"},
+    {"2ndExitBin",   "@PJL SET OUTBIN = UPPER\n"},  // meant: the same bin as "StandardBin"
+};
+
+constexpr OptionRow kSeparatorPageRows[] = {
+    {"Jobs",   "@PJL SET QSEPARATORSHEETS = BETWEENJOBS\n"},
+    {"Copies", "@PJL SET QSEPARATORSHEETS = BETWEENCOPIES\n"},
+    {"Pages",  "@PJL SET QSEPARATORSHEETS = BETWEENPAGES\n"},
+    {"None",   "@PJL SET QSEPARATORSHEETS = NONE\n"},
+    {"NoneF",  "@PJL SET QSEPARATORSHEETS = NONE\n"},
+};
+
+constexpr OptionRow kOffsetRows[] = {
+    {"Jobs",   "@PJL SET JOBOFFSET = BETWEENJOBS\n"},
+    {"Copies", "@PJL SET JOBOFFSET = BETWEENCOPIES\n"},
+    {"None",   "@PJL SET JOBOFFSET = NONE\n"},  // unlike the separator sheets, no "NoneF"
+};
+static_assert(!findRow(kOffsetRows, "NoneF") && !findRow(kOffsetRows, "Pages"));
+// clang-format on
+
+// The dimensions in a size that has no name: what follows the one "Custom.", or the whole value.
+// Two of them leave no size to tell.
+std::optional<std::string_view> customSize(std::string_view media) {
+  constexpr std::string_view kMark = "Custom.";
+  const std::size_t mark = media.find(kMark);
+  if (mark == media.npos) return media;
+  const std::string_view size = media.substr(mark + kMark.size());
+  if (size.find(kMark) != size.npos) return std::nullopt;
+  return size;
+}
+
+// The inches of a number of points, to two places.
+std::string inches(std::string_view points) {
+  char text[64];  // the largest number has 37 digits before the point
+  std::snprintf(text, sizeof text, "%.2f", static_cast<double>(floatValue(points) / 72.0f));
+  return text;
+}
+
+// The slot of the job. Where the first page has a slot of its own, that of the other pages
+// counts, and only when it is another one. The dialog's primary feed comes last.
+std::optional<std::string_view> chosenSlot(const argumentStore& options) {
+  const auto slot = options.getValue("InputSlot");
+  if (const auto firstPage = options.getValue("AP_FIRSTPAGE_InputSlot")) {
+    return slot == firstPage ? std::nullopt : slot;
+  }
+  if (const auto preset = options.getValue("AP_D_InputSlot")) return preset;
+  return slot ? slot : options.getValue("com.apple.print.PrintSettings.PMPrimaryPaperFeed..a.1");
+}
+
+}  // namespace
+
+void pjlCreation::setPaperSize() {
+  const Value media = requested("media");
+  if (media && !appendRow(kPaperSizeRows, *media)) setCustomPaper(customSize(*media));
+}
+
+void pjlCreation::setCustomPaper(std::optional<std::string_view> size) {
+  if (!size) {
+    std::fputs("ERROR: Custom media size value is nil.\n", stderr);
+    std::fflush(stderr);
+    return;
+  }
+  const std::size_t x = size->find('x');
+  if (x == size->npos) return;
+  std::string_view height = size->substr(x + 1);
+  height = height.substr(0, height.find('x'));  // a third part means nothing
+  append("@PJL SET QCUSTOMPAPERUNITS = INCHES\n");
+  appendJoined({"@PJL SET QCUSTOMPAPERWIDTH = ", inches(size->substr(0, x)), "\n"});
+  appendJoined({"@PJL SET QCUSTOMPAPERHEIGHT = ", inches(height), "\n"});
+}
+
+void pjlCreation::setMediaType() {
+  const Value type = requested("MediaType");
+  if (type && !appendRow(kMediaTypeRows, *type)) {
+    appendJoined({"@PJL SET MEDIATYPE = \"", *type, "\"\n"});
+  }
+}
+
+void pjlCreation::setPaperSource() {
+  const Value slot = chosenSlot(*ticketData_);
+  if (!slot || appendRow(kManualFeedRows, *slot)) return;
+  if (const OptionRow* const tray = findRow(kTrayRows, *slot)) {
+    appendJoined({"@PJL SET QPAPERSOURCE = ", tray->sent, "\n"});
+  }
+}
+
+void pjlCreation::setOutputBin() { appendFromTable("OutputBin", kOutputBinRows); }
+
+void pjlCreation::setSeparatorPage() { appendFromTable("SepPages", kSeparatorPageRows); }
+
+void pjlCreation::setSeparatorSource() {
+  appendFromTable("SepSource", "@PJL SET QSEPARATORSOURCE = ", kTrayRows);
+}
+
+void pjlCreation::setOffsetPage() { appendFromTable("Offset", kOffsetRows); }
+
+}  // namespace jobshaper

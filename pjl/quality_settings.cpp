@@ -1,0 +1,191 @@
+// How the pages look and how often they come: copies, collation and orientation, toner, colour,
+// image quality and resolution.
+#include "pjl/pjl_creation.h"
+
+#include "settings/strings.h"
+
+namespace jobshaper {
+
+namespace {
+
+// clang-format off
+constexpr OptionRow kRotatePaperRows[] = {
+    {"2", "@PJL SET QIMAGEORIENTATION = ROTATEPAPER\n"},  // landscape
+};
+
+// The driver's 6 to 10 are the printer's 1 to 5; every other value goes to the printer as it is.
+constexpr OptionRow kTonerDarknessRows[] = {
+    {"6",  "@PJL SET DENSITY = 1\n"},
+    {"7",  "@PJL SET DENSITY = 2\n"},
+    {"8",  "@PJL SET DENSITY = 3\n"},
+    {"9",  "@PJL SET DENSITY = 4\n"},
+    {"10", "@PJL SET DENSITY = 5\n"},
+};
+
+// The suffix letter belongs to the value, and differs between the two-state settings.
+constexpr OptionRow kPictureGradeRows[] = {
+    {"TrueM",  "@PJL SET QPICTUREGRADE = ON\n"},
+    {"FalseM", "@PJL SET QPICTUREGRADE = OFF\n"},
+};
+
+constexpr OptionRow kColorSaverRows[] = {
+    {"TrueM",  "@PJL SET QCOLORSAVER = ON\n"},
+    {"FalseM", "@PJL SET QCOLORSAVER = OFF\n"},
+};
+
+constexpr OptionRow kBlackAndWhiteRows[] = {
+    {"TrueM",  "@PJL SET QCOLORMODEL = BLACK\n"},
+    {"FalseM", "@PJL SET QCOLORMODEL = CMYK\n"},
+};
+
+constexpr OptionRow kImageSmoothingRows[] = {
+    {"TrueF",  "@PJL SET QIMAGESMOOTHING = ON\n"},
+    {"FalseF", "@PJL SET QIMAGESMOOTHING = OFF\n"},
+};
+
+constexpr OptionRow kLineDetailRows[] = {
+    {"TrueF",  "@PJL SET QLINEDETAIL = ON\n"},
+    {"FalseF", "@PJL SET QLINEDETAIL = OFF\n"},
+};
+
+// Gray correction sets the same variable; by design it has no manual mode.
+constexpr OptionRow kCorrectionRows[] = {
+    {"FalseM", "@PJL SET QCOLORCORRECTION = OFF\n"},
+    {"Auto",   "@PJL SET QCOLORCORRECTION = AUTO\n"},
+};
+
+constexpr OptionRow kManualCorrectionRows[] = {
+    {"Manual", "@PJL SET QCOLORCORRECTION = MANUAL\n"},
+};
+static_assert(!findRow(kCorrectionRows, "Manual"));
+
+// Values of "@PJL SET QMANUALCOLORRGBIMAGE = ", "@PJL SET QMANUALCOLORRGBTEXT = " and
+// "@PJL SET QMANUALCOLORRGBGRAPHICS = ".
+constexpr OptionRow kManualRGBRows[] = {
+    {"Vivid",            "VIVID"},
+    {"sRGBVivid",        "SRGBVIVID"},
+    {"sRGBDisplay",      "SRGBDISPLAY"},
+    {"DisplayRealBlack", "DISPLAYREALBLACK"},
+    {"Off",              "OFF"},
+};
+
+// One option for all three kinds of object.
+constexpr OptionRow kManualCMYKRows[] = {
+    {"VividCMYK", "@PJL SET QMANUALCOLORCMYKIMAGE = VIVIDCMYK\n"
+                  "@PJL SET QMANUALCOLORCMYKTEXT = VIVIDCMYK\n"
+                  "@PJL SET QMANUALCOLORCMYKGRAPHICS = VIVIDCMYK\n"},
+    {"EuroCMYK",  "@PJL SET QMANUALCOLORCMYKIMAGE = EURO\n"
+                  "@PJL SET QMANUALCOLORCMYKTEXT = EURO\n"
+                  "@PJL SET QMANUALCOLORCMYKGRAPHICS = EURO\n"},
+    {"USCMYK",    "@PJL SET QMANUALCOLORCMYKIMAGE = SWOP\n"
+                  "@PJL SET QMANUALCOLORCMYKTEXT = SWOP\n"
+                  "@PJL SET QMANUALCOLORCMYKGRAPHICS = SWOP\n"},
+    {"Off",       "@PJL SET QMANUALCOLORCMYKIMAGE = OFF\n"
+                  "@PJL SET QMANUALCOLORCMYKTEXT = OFF\n"
+                  "@PJL SET QMANUALCOLORCMYKGRAPHICS = OFF\n"},
+};
+
+// The image-quality modes print at 600 dots per inch and enhance the image.
+constexpr OptionRow kResolutionRows[] = {
+    {"300dpi",  "@PJL SET RESOLUTION = 300\n"},
+    {"600dpi",  "@PJL SET RESOLUTION = 600\n"},
+    {"1200dpi", "@PJL SET RESOLUTION = 1200\n"},
+    {"1200IQ",  "@PJL SET RESOLUTION = 600\n"
+                "@PJL SET QIMAGEENHANCE = ON\n"
+                "@PJL SET QIMAGEENHANCETYPE = 2\n"
+                "@PJL SET QSCREENING = IET\n"},
+    {"2400IQ",  "@PJL SET RESOLUTION = 600\n"
+                "@PJL SET QIMAGEENHANCE = ON\n"
+                "@PJL SET QIMAGEENHANCETYPE = 4\n"
+                "@PJL SET QSCREENING = IET\n"},
+    {"4800CQ",  "@PJL SET RESOLUTION = 600\n"
+                "@PJL SET QIMAGEENHANCE = ON\n"
+                "@PJL SET QIMAGEENHANCETYPE = 2\n"  // meant: as "1200IQ"; 4 is of "2400IQ" alone
+                "@PJL SET QSCREENING = IET\n"},
+};
+static_assert(findRow(kResolutionRows, "4800CQ")->sent == findRow(kResolutionRows, "1200IQ")->sent);
+// clang-format on
+
+constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
+constexpr std::string_view kOrientationOption = "com.apple.print.PrintSettings.PMOrientation..n.";
+constexpr std::string_view kCollateOption = "com.apple.print.PrintSettings.PMCopyCollate..b.";
+
+}  // namespace
+
+void pjlCreation::setCopies() {
+  if (const Value copies = ticketData_->getValue(kCopiesOption)) {
+    insertNumCopies(integerValue(*copies));
+  }
+}
+
+void pjlCreation::setRotatePaper() { appendFromTable(kOrientationOption, kRotatePaperRows); }
+
+void pjlCreation::setTonerDarkness() {
+  const Value darkness = requested("TonerDarkness");
+  if (darkness && !appendRow(kTonerDarknessRows, *darkness)) {
+    appendJoined({"@PJL SET DENSITY = ", *darkness, "\n"});
+  }
+}
+
+void pjlCreation::setPictureGrade() { appendFromTable("PictureGrade", kPictureGradeRows); }
+
+void pjlCreation::setCyan() { appendPassedOn("CyanBalance", "@PJL SET QCOLORBALANCECYAN = "); }
+
+void pjlCreation::setMagenta() {
+  appendPassedOn("MagentaBalance", "@PJL SET QCOLORBALANCEMAGENTA = ");
+}
+
+void pjlCreation::setYellow() {
+  appendPassedOn("YellowBalance", "@PJL SET QCOLORBALANCEYELLOW = ");
+}
+
+void pjlCreation::setBlack() { appendPassedOn("BlackBalance", "@PJL SET QCOLORBALANCEBLACK = "); }
+
+void pjlCreation::setColorCorrection() {
+  appendFromTable("MediaColor", kManualCorrectionRows);
+  appendFromTable("MediaColor", kCorrectionRows);
+}
+
+void pjlCreation::setGrayCorrection() { appendFromTable("GrayCorrection", kCorrectionRows); }
+
+void pjlCreation::setManualRGBImage() {
+  appendFromTable("ManualRGBImage", "@PJL SET QMANUALCOLORRGBIMAGE = ", kManualRGBRows);
+}
+
+void pjlCreation::setManualRGBText() {
+  appendFromTable("ManualRGBText", "@PJL SET QMANUALCOLORRGBTEXT = ", kManualRGBRows);
+}
+
+void pjlCreation::setManualRGBGraphics() {
+  appendFromTable("ManualRGBGraphics", "@PJL SET QMANUALCOLORRGBGRAPHICS = ", kManualRGBRows);
+}
+
+void pjlCreation::setManualCMYK() { appendFromTable("ManualCMYK", kManualCMYKRows); }
+
+void pjlCreation::setColorSaver() { appendFromTable("ColorSaver", kColorSaverRows); }
+
+void pjlCreation::setBlackAndWhite() { appendFromTable("BLW", kBlackAndWhiteRows); }
+
+void pjlCreation::setBrightness() {
+  appendPassedOn("QvnBrightness", "@PJL SET QIMAGEBRIGHTNESS = ");
+}
+
+void pjlCreation::setContrast() { appendPassedOn("QvnContrast", "@PJL SET QIMAGECONTRAST = "); }
+
+void pjlCreation::setSaturation() {
+  appendPassedOn("QvnSaturation", "@PJL SET QIMAGESATURATION = ");
+}
+
+void pjlCreation::setImageSmoothing() { appendFromTable("ImageSmoothing", kImageSmoothingRows); }
+
+void pjlCreation::setLineDetail() { appendFromTable("QvnLineDetail", kLineDetailRows); }
+
+void pjlCreation::setCollation() {
+  if (const Value collate = ticketData_->getValue(kCollateOption)) {
+    append(*collate == "true" ? "@PJL SET QCOLLATION = ON\n" : "@PJL SET QCOLLATION = OFF\n");
+  }
+}
+
+void pjlCreation::setResolution() { appendFromTable("Resolution", kResolutionRows); }
+
+}  // namespace jobshaper
