@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ManualBookletCollation, OfARetainedJobIsSetInTheReorderedJob) {
   Job job = manualJob(join("%RBINumCopies: 3\n", kPage1, "%RBINumCopies: 3\n"), kThreeVerified);
   const std::string_view line =
-      "%!\n%%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n%%EndUserSetup\n"
+      "%!\n%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n%EndUserSetup\n"
       "%RBINumCopies: 3\n";
   expectOutcome(job.run(),
                 join(headerWith("@PJL SET HOLD = PROOF\n@PJL SET HOLDTYPE = PUBLIC\n"
