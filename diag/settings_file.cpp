@@ -1,8 +1,8 @@
 #include "diag/settings_file.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
+#include <string_view>
 
 #include "platform/descriptor.h"
 
@@ -10,9 +10,25 @@ namespace jobshaper {
 
 namespace {
 
-// The property-list library recurses once a nesting level. This size allows every list that
-// somebody writes and none that is deep enough to exhaust the stack.
-constexpr std::size_t kLargestFile = 64 * 1024;
+constexpr std::size_t kLargestFile = 16 * 1024 * 1024;
+// The property-list library recurses once a nesting level. Nobody writes as many dictionaries
+// and arrays as it takes to exhaust the stack.
+constexpr std::size_t kMostContainers = 4096;
+
+std::size_t occurrences(std::string_view text, std::string_view word) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; at += word.size()) ++count;
+  return count;
+}
+
+// The library takes more than a well-formed list; what is cut off, holds a byte that no XML has
+// or nests too deep is left alone.
+bool isWholeList(std::string_view xml) {
+  const std::size_t last = xml.find_last_not_of(" \t\r\n");
+  return last != xml.npos && xml.substr(0, last + 1).ends_with("</plist>") &&
+         xml.find('\0') == xml.npos &&
+         occurrences(xml, "<dict") + occurrences(xml, "<array") <= kMostContainers;
+}
 
 // The member `key` of `dictionary` when it has this type.
 plist_t member(plist_t dictionary, const char* key, plist_type type) {
@@ -27,7 +43,7 @@ bool SettingsFile::read(const std::string& path) {
   plist_free(root_);
   root_ = nullptr;
   const std::string bytes = readWholeFile(path, kLargestFile + 1);
-  if (bytes.empty() || bytes.size() > kLargestFile) return false;
+  if (bytes.size() > kLargestFile || !isWholeList(bytes)) return false;
   plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root_);
   return root_ != nullptr;
 }
@@ -55,12 +71,10 @@ std::optional<std::int32_t> SettingsFile::entryInteger(const char* key) const {
 std::optional<std::string> SettingsFile::entryString(const char* key) const {
   plist_t const item = member(entry(), key, PLIST_STRING);
   if (!item) return std::nullopt;
-  char* text = nullptr;
-  plist_get_string_val(item, &text);
-  std::optional<std::string> result;
-  if (text) result = text;
-  std::free(text);
-  return result;
+  std::uint64_t length = 0;
+  const char* const text = plist_get_string_ptr(item, &length);
+  if (!text) return std::nullopt;
+  return std::string(text, length);
 }
 
 }  // namespace jobshaper

@@ -30,7 +30,7 @@ std::optional<std::size_t> pieceLength(std::string_view bytes) {
 PieceReader::PieceReader(int descriptor)
     : descriptor_(descriptor), buffer_(new char[kLongestPiece + kBlock]) {
   struct stat status {};
-  mayBlock_ = ::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode);
+  mayBlock_ = ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 bool PieceReader::read() {

@@ -1,0 +1,456 @@
+// The printer's PPD file: which of its lines make a queue a generic one, in colour or not.
+// The answer shows in the header's QCOLORMODEL and RENDERMODE lines.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "tests/support/program.h"
+
+namespace {
+
+using namespace jobshaper::testing;
+
+constexpr std::string_view kPage = "showpage\n";
+constexpr std::string_view kColour =
+    "@PJL SET QCOLORMODEL = CMYK\n"
+    "@PJL SET RENDERMODE  = COLOR\n";
+constexpr std::string_view kMono =
+    "@PJL SET QCOLORMODEL = BLACK\n"
+    "@PJL SET RENDERMODE  = GRAYSCALE\n";
+constexpr std::string_view kNotGeneric = "";
+
+std::string headerWith(std::string_view more) {
+  return "\x1b%-12345X@PJL JOB\n"
+         "@PJL COMMENT Quorvan Macintosh driver\n"
+         "@PJL SET STRINGCODESET = UTF8\n"
+         "@PJL QJOBINFO USERID = \"ada\" HOSTID = \"" +
+         hostName() +
+         "\"\n"
+         "@PJL SET JOBNAME = \"\"\n"
+         "@PJL SET USERNAME = \"ada\"\n" +
+         std::string(more) + "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
+}
+
+void expectJob(Job& job, std::string_view lines, const std::string& messages = "") {
+  const Outcome outcome = job.input(std::string(kPage)).run();
+  EXPECT_EQ(outcome.out, headerWith(lines) + std::string(kPage) + trailer());
+  EXPECT_EQ(outcome.err, tmpLines(job) + messages);
+  EXPECT_EQ(outcome.exitStatus, 0);
+}
+
+void expectPpd(std::string_view ppd, std::string_view lines) {
+  SCOPED_TRACE("PPD: " + std::string(ppd.substr(0, 200)));
+  Job job;
+  job.ppd(ppd);
+  expectJob(job, lines);
+}
+
+// The log from the end of the option store's records to the options of the job summary.
+std::string logAroundPpd(const std::string& log) {
+  const std::string_view storeEnd = "\t-[argumentStore initWithOptionString:]\tL#\t}\n";
+  const std::size_t begin = log.find(storeEnd);
+  const std::size_t end = log.find("AI######\t[time]\tmain\tL#\t\n=====");
+  if (begin == std::string::npos || end == std::string::npos) return "incomplete log:\n" + log;
+  return log.substr(begin + storeEnd.size(), end - begin - storeEnd.size());
+}
+
+constexpr std::string_view kBuilderRecords =
+    "AI######\t[time]\t-[pjlCreation initFromArgsStore:userID:jobName:]\tL#\t{\n"
+    "AI######\t[time]\t-[pjlCreation initFromArgsStore:userID:jobName:]\tL#\t}\n"
+    "AI######\t[time]\tmain\tL#\t\n\nFilter version = 3.9\n\n";
+
+void expectLog(Job& job, const std::string& beforeBuilder, const std::string& options) {
+  job.log(1).input(std::string(kPage)).run();
+  EXPECT_EQ(logAroundPpd(maskLog(readFile(job.tmpFile("debug.log")))),
+            beforeBuilder + std::string(kBuilderRecords) + options);
+}
+
+TEST(PpdKeyword, ColourMakesAColourQueue) {
+  expectPpd("*QVGeneric: \"Color\"\n", kColour);
+  expectPpd("*QVGeneric: Color\n", kColour);
+}
+
+TEST(PpdKeyword, AnyOtherValueMakesABlackQueue) {
+  expectPpd("*QVGeneric: \"Mono\"\n", kMono);
+  expectPpd("*QVGeneric: Mono\n", kMono);
+  expectPpd("*QVGeneric: True\n", kMono);
+  expectPpd("*QVGeneric: Colour\n", kMono);
+  expectPpd("*QVGeneric: Colo\n", kMono);
+  expectPpd("*QVGeneric: Color, Mono\n", kMono);
+  expectPpd("*QVGeneric: \xc3\xa4\n", kMono);
+}
+
+TEST(PpdKeyword, LetterCaseOfTheValueCounts) {
+  expectPpd("*QVGeneric: \"color\"\n", kMono);
+  expectPpd("*QVGeneric: \"COLOR\"\n", kMono);
+  expectPpd("*QVGeneric: coloR\n", kMono);
+}
+
+TEST(PpdKeyword, LetterCaseOfTheKeywordDoesNotCount) {
+  expectPpd("*qvgeneric: \"Color\"\n", kColour);
+  expectPpd("*QVGENERIC: \"Color\"\n", kColour);
+  expectPpd("*qVgEnErIc: Mono\n", kMono);
+}
+
+TEST(PpdKeyword, StandsAtTheStartOfItsLine) {
+  expectPpd(" *QVGeneric: Color\n", kNotGeneric);
+  expectPpd("\t*QVGeneric: Color\n", kNotGeneric);
+  expectPpd("%*QVGeneric: Color\n", kNotGeneric);
+  expectPpd("QVGeneric: Color\n", kNotGeneric);
+  expectPpd("**QVGeneric: Color\n", kNotGeneric);
+  expectPpd("*%QVGeneric: Color\n", kNotGeneric);
+  expectPpd("*DefaultQVGeneric: Color\n", kNotGeneric);
+  expectPpd("*NickName: \"*QVGeneric: Color\"\n", kNotGeneric);
+}
+
+TEST(PpdKeyword, IncompleteKeywordIsNone) {
+  expectPpd("*QVGeneri: Color\n", kNotGeneric);
+  expectPpd("*QVGener\n", kNotGeneric);
+  expectPpd("*Q\n", kNotGeneric);
+  expectPpd("*QV Generic: Color\n", kNotGeneric);
+}
+
+TEST(PpdKeyword, LongerKeywordMatchesToo) {
+  expectPpd("*QVGenericDriver: Color\n", kColour);
+  expectPpd("*QVGeneric2: Color\n", kColour);
+  expectPpd("*qvgenericdriver: Mono\n", kMono);
+  expectPpd("*QVGeneric Type/Kind of driver: Color\n", kColour);
+  expectPpd("*QVGeneric : Color\n", kColour);
+  expectPpd("*QVGeneric\xc3\xa9: Color\n", kColour);
+}
+
+TEST(PpdKeyword, LastLineWins) {
+  expectPpd("*QVGeneric: Color\n*QVGeneric: Mono\n", kMono);
+  expectPpd("*QVGeneric: Mono\n*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGeneric: Mono\n*Other: x\n*QVGeneric: Mono\n*Other: y\n*qvgeneric: Color\n",
+            kColour);
+}
+
+TEST(PpdKeyword, LaterLongerKeywordWins) {
+  expectPpd("*QVGeneric: Mono\n*QVGenericDriver: Color\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGenericDriver: Mono\n", kMono);
+  expectPpd("*QVGenericDriver: Mono\n*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGenericDriver: Color\n*QVGeneric: Mono\n", kMono);
+}
+
+TEST(PpdKeyword, ManualBookletKeywordMakesNoGenericQueue) {
+  expectPpd("*QvnManualBooklet: True\n", kNotGeneric);
+  expectPpd("*QvnManualBooklet: \"Color\"\n", kNotGeneric);
+}
+
+TEST(PpdKeyword, BothKeywordsStandSideBySide) {
+  expectPpd("*QvnManualBooklet: True\n*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QvnManualBooklet: Mono\n", kColour);
+  expectPpd("*QVGeneric: Mono\n*QvnManualBooklet: Color\n", kMono);
+  expectPpd("*QvnManualBooklet:\n*QVGeneric: Mono\n", kMono);
+}
+
+TEST(PpdValue, BlanksAndTabsBeforeItAreSkipped) {
+  expectPpd("*QVGeneric:Color\n", kColour);
+  expectPpd("*QVGeneric:\"Color\"\n", kColour);
+  expectPpd("*QVGeneric:     Color\n", kColour);
+  expectPpd("*QVGeneric:\tColor\n", kColour);
+  expectPpd("*QVGeneric: \t \t\"Color\"\n", kColour);
+}
+
+TEST(PpdValue, BlanksAndTabsAfterItBelongToIt) {
+  expectPpd("*QVGeneric: Color \n", kMono);
+  expectPpd("*QVGeneric: Color\t\n", kMono);
+  expectPpd("*QVGeneric: \"Color\" \n", kMono);
+  expectPpd("*QVGeneric: \"Color\"\t\r\n", kMono);
+}
+
+TEST(PpdValue, BlanksInQuotesBelongToIt) {
+  expectPpd("*QVGeneric: \" Color\"\n", kMono);
+  expectPpd("*QVGeneric: \"Color \"\n", kMono);
+}
+
+TEST(PpdValue, EveryQuoteIsRemoved) {
+  expectPpd("*QVGeneric: \"Color\n", kColour);
+  expectPpd("*QVGeneric: Color\"\n", kColour);
+  expectPpd("*QVGeneric: C\"o\"l\"o\"r\n", kColour);
+  expectPpd("*QVGeneric: \"\"\"Color\"\"\"\n", kColour);
+  expectPpd("*QVGeneric: 'Color'\n", kMono);
+}
+
+TEST(PpdValue, BeginsAfterTheFirstColon) {
+  expectPpd("*QVGeneric: Color:\n", kMono);
+  expectPpd("*QVGeneric: x: Color\n", kMono);
+  expectPpd("*QVGeneric:: Color\n", kMono);
+  expectPpd("*QVGeneric x: Color\n", kColour);
+}
+
+TEST(PpdValue, EmptyOneStoresNothing) {
+  expectPpd("*QVGeneric:\n", kNotGeneric);
+  expectPpd("*QVGeneric:", kNotGeneric);
+  expectPpd("*QVGeneric:   \t \n", kNotGeneric);
+  expectPpd("*QVGeneric: \"\"\n", kNotGeneric);
+  expectPpd("*QVGeneric: \"\"\"\n", kNotGeneric);
+  expectPpd("*QVGeneric:\r\n", kNotGeneric);
+}
+
+TEST(PpdValue, EmptyOneLeavesTheEarlierValue) {
+  expectPpd("*QVGeneric: Color\n*QVGeneric:\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGeneric: \"\"\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGenericDriver:   \n", kColour);
+}
+
+TEST(PpdValue, BlankInQuotesIsNotEmpty) {
+  expectPpd("*QVGeneric: \" \"\n", kMono);
+  expectPpd("*QVGeneric: Color\n*QVGeneric: \" \"\n", kMono);
+}
+
+TEST(PpdValue, DoesNotReachIntoTheNextLine) {
+  expectPpd("*QVGeneric:\nColor\n", kNotGeneric);
+  expectPpd("*QVGeneric: \"\nColor\"\n", kNotGeneric);
+  expectPpd("*QVGeneric: \"Col\nor\"\n", kMono);
+}
+
+TEST(PpdValue, LineWithoutColonStoresNothing) {
+  expectPpd("*QVGeneric\n", kNotGeneric);
+  expectPpd("*QVGeneric", kNotGeneric);
+  expectPpd("*QVGeneric Color\n", kNotGeneric);
+  expectPpd("*QVGeneric \"Color\"\n", kNotGeneric);
+  expectPpd("*QVGeneric: Color\n*QVGeneric\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGeneric Mono\n", kColour);
+}
+
+TEST(PpdValue, LineThatIsNotUtf8StoresNothing) {
+  expectPpd("*QVGeneric: \x80\n", kNotGeneric);
+  expectPpd("*QVGeneric: Color\xff\n", kNotGeneric);
+  expectPpd("*QVGeneric\x8a: Color\n", kNotGeneric);
+  expectPpd("*QVGeneric: \xc3\n", kNotGeneric);
+  expectPpd("*QVGeneric: \xc0\xaf\n", kNotGeneric);          // overlong
+  expectPpd("*QVGeneric: \xed\xa0\x80\n", kNotGeneric);      // surrogate
+  expectPpd("*QVGeneric: \xf4\x90\x80\x80\n", kNotGeneric);  // above U+10FFFF
+}
+
+TEST(PpdValue, LineThatIsNotUtf8LeavesTheOthers) {
+  expectPpd("*QVGeneric: Color\n*QVGeneric: \xff\n", kColour);
+  expectPpd("*QVGeneric: \xff\n*QVGeneric: Mono\n", kMono);
+  expectPpd("*NickName: \"\x8a\"\n*QVGeneric: Color\n*Title: \"\xff\"\n", kColour);
+}
+
+TEST(PpdFile, LinesMayEndInEveryUsualWay) {
+  expectPpd("*PPD-Adobe: \"4.3\"\n*QVGeneric: \"Color\"\n*End\n", kColour);
+  expectPpd("*PPD-Adobe: \"4.3\"\r\n*QVGeneric: \"Color\"\r\n*End\r\n", kColour);
+  expectPpd("*PPD-Adobe: \"4.3\"\r*QVGeneric: \"Color\"\r*End\r", kColour);
+  expectPpd("*PPD-Adobe: \"4.3\"\n\n\r\n\r*QVGeneric: Color\r\n", kColour);
+}
+
+TEST(PpdFile, LastLineMayBeUnterminated) {
+  expectPpd("*QVGeneric: Color", kColour);
+  expectPpd("*QVGeneric: Mono\n*QVGeneric: \"Color\"", kColour);
+  expectPpd("*QVGeneric: Color\r", kColour);
+}
+
+TEST(PpdFile, MarkBeforeTheFirstLineHidesItsKeyword) {
+  expectPpd("\xef\xbb\xbf*QVGeneric: Color\n", kNotGeneric);
+  expectPpd("\xef\xbb\xbf*QVGeneric: Color\n*QVGeneric: Mono\n", kMono);
+}
+
+TEST(PpdFile, WithoutLinesItIsNoGenericQueue) {
+  expectPpd("", kNotGeneric);
+  expectPpd("\n", kNotGeneric);
+  expectPpd("\n\n\r\n\r", kNotGeneric);
+}
+
+TEST(PpdFile, LinesAfterEmptyOnesAreRead) {
+  expectPpd("\n\n\n*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGeneric: Mono\n\n\n*QVGeneric: Color\n", kColour);
+}
+
+TEST(PpdFile, ZeroByteEndsItsLineEarly) {
+  expectPpd(bytes("*QVGeneric: Color\0, perhaps\n"), kColour);
+  expectPpd(bytes("*QVGeneric: Color\0\xff\n"), kColour);
+  expectPpd(bytes("*QVGeneric\0: Color\n"), kNotGeneric);
+  expectPpd(bytes("*QVGeneric:\0 Color\n"), kNotGeneric);
+  expectPpd(bytes("*QVGen\0eric: Color\n"), kNotGeneric);
+  expectPpd(bytes("\0*QVGeneric: Color\n"), kNotGeneric);
+  expectPpd(bytes("*QVGeneric: Mono\n\0\n*QVGeneric: Color\n"), kColour);
+}
+
+TEST(PpdFile, CutLineKeepsWhatStandsBeforeTheCut) {
+  // The value of the overlong line is neither "Color" nor empty, and its rest is no keyword.
+  expectPpd("*QVGeneric: Color" + std::string(3000, 'r') + "\n", kMono);
+  expectPpd("*QVGeneric: Color" + std::string(3000, ' ') + "\n", kMono);
+  expectPpd("*QVGeneric: " + std::string(990, ' ') + "Color\n", kColour);
+}
+
+TEST(PpdFile, TextBehindTheCutIsNoLongerPartOfTheLine) {
+  expectPpd("*QVGeneric: " + std::string(3000, ' ') + "Color\n", kNotGeneric);
+  expectPpd("*QVGeneric" + std::string(3000, 'x') + ": Color\n", kNotGeneric);
+  expectPpd("*QVGeneric: Color\n*QVGeneric: " + std::string(2000, ' ') + "Mono\n", kColour);
+}
+
+TEST(PpdFile, RestOfACutLineIsALineOfItsOwn) {
+  // A line is cut after 1022 or 1023 bytes, which is up to the library that reads it.
+  expectPpd(std::string(1022, 'x') + "*QVGeneric: Color\n" + std::string(1023, 'x') +
+                "*QVGeneric: Color\n",
+            kColour);
+}
+
+TEST(PpdFile, CutInsideACharacterStoresNothing) {
+  // One of the two lines is cut inside its two-byte character, wherever the cut is; the other's
+  // value is made of whole characters.
+  const std::string even = "*QVGeneric: " + std::string(10, 'x');
+  std::string characters;
+  for (int i = 0; i < 1000; ++i) characters += "\xc3\xa9";
+  Job job;
+  job.ppd("*QVGeneric: Color\n" + even + characters + "\n");
+  const std::string first = job.input(std::string(kPage)).run().out;
+  job.ppd("*QVGeneric: Color\n" + even + "x" + characters + "\n");
+  const std::string second = job.run().out;
+  const std::string stored = headerWith(kMono) + std::string(kPage) + trailer();
+  const std::string notStored = headerWith(kColour) + std::string(kPage) + trailer();
+  EXPECT_TRUE((first == stored && second == notStored) || (first == notStored && second == stored))
+      << first << second;
+}
+
+TEST(PpdFile, LineEndAtTheCutDoesNoHarm) {
+  for (std::size_t length = 1019; length <= 1026; ++length) {
+    for (const char* lineEnd : {"\n", "\r\n", "\r"}) {
+      SCOPED_TRACE(length);
+      expectPpd(std::string(length, 'x') + lineEnd + "*QVGeneric: Color" + lineEnd, kColour);
+    }
+  }
+}
+
+TEST(PpdFile, LongFileIsReadToItsEnd) {
+  std::string ppd = "*PPD-Adobe: \"4.3\"\n*QVGeneric: Mono\n";
+  while (ppd.size() < 4'000'000) ppd += "*Font Courier: Standard \"(002.004S)\" Standard ROM\n";
+  expectPpd(ppd + "*QVGeneric: \"Color\"\n", kColour);
+  expectPpd(ppd, kMono);
+}
+
+TEST(PpdFile, LongFileWithoutLineEndsIsReadToItsEnd) {
+  expectPpd(std::string(2'000'000, 'x') + "\n*QVGeneric: Color\n", kColour);
+}
+
+TEST(PpdFile, CompressedFileIsReadLikeAnyOther) {
+  // gzip of the line *QVGeneric: "Color"
+  expectPpd(bytes("\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xd3\x0a\x0c\x73\x4f\xcd"
+                  "\x4b\x2d\xca\x4c\xb6\x52\x50\x72\xce\xcf\xc9\x2f\x52\xe2\x02\x00"
+                  "\xa7\x7f\xfb\x8b\x14\x00\x00\x00"),
+            kColour);
+}
+
+TEST(PpdFile, WithoutPpdNothingIsSaid) {
+  Job job;
+  job.unsetEnv("PPD");
+  expectJob(job, kNotGeneric);
+}
+
+TEST(PpdFile, UnopenableOneIsReportedAndTheJobGoesOn) {
+  for (const std::string& path :
+       {std::string("/nonexistent/printer.ppd"), std::string(), std::string("/dev/null/x")}) {
+    SCOPED_TRACE(path);
+    Job job;
+    job.env("PPD", path);
+    expectJob(job, kNotGeneric, "ERROR: Unable to open PPD file\n");
+  }
+}
+
+TEST(PpdFile, UnopenableOneLeavesTheOptionOfTheJob) {
+  Job job;
+  job.env("PPD", "/nonexistent/printer.ppd").options("QVGeneric=Color");
+  expectJob(job, kColour, "ERROR: Unable to open PPD file\n");
+}
+
+TEST(PpdFile, EmptyDeviceIsAnEmptyFile) {
+  Job job;
+  job.env("PPD", "/dev/null");
+  expectJob(job, kNotGeneric);
+}
+
+TEST(PpdFile, FolderOpensAndHasNoLines) {
+  Job job;
+  job.env("PPD", job.tmp());
+  expectJob(job, kNotGeneric);
+}
+
+TEST(PpdFile, StaysOpenWhileTheJobIsRead) {
+  Job job;
+  job.ppd("*QVGeneric: Color\n");
+  Process process(job.program(), job.argv(), job.environment());
+  ASSERT_TRUE(process.waitForOutputText("ENTER LANGUAGE"));
+  int open = 0;
+  const std::string folder = "/proc/" + std::to_string(process.pid()) + "/fd";
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    std::error_code gone;
+    open += std::filesystem::read_symlink(entry.path(), gone) == job.environment().at("PPD");
+  }
+  EXPECT_EQ(open, 1);
+  EXPECT_EQ(process.finish().exitStatus, 0);
+}
+
+TEST(GenericDriver, PpdReplacesTheOptionOfTheJob) {
+  Job mono;
+  mono.options("QVGeneric=Color").ppd("*QVGeneric: Mono\n");
+  expectJob(mono, kMono);
+  Job colour;
+  colour.options("QVGeneric=Mono").ppd("*QVGeneric: \"Color\"\n");
+  expectJob(colour, kColour);
+}
+
+TEST(GenericDriver, PpdWithoutTheKeywordLeavesTheOptionOfTheJob) {
+  Job job;
+  job.options("QVGeneric=Color").ppd("*QvnManualBooklet: True\n*QVGeneric:\n");
+  expectJob(job, kColour);
+}
+
+TEST(GenericDriver, OptionOfAnotherSpellingIsNotReplaced) {
+  Job job;
+  job.options("*QVGeneric=Color").ppd("*QVGeneric: Mono\n");
+  expectJob(job, kMono);
+}
+
+TEST(GenericDriver, OptionDumpShowsWhatThePpdSays) {
+  Job colour;
+  expectLog(colour.options("a=1 b=2").ppd("*qvgenericdriver: \"Color\"\n"), "",
+            "AI######\t[time]\tmain\tL#\tQVGeneric\tColor\n"
+            "AI######\t[time]\tmain\tL#\ta\t1\n"
+            "AI######\t[time]\tmain\tL#\tb\t2\n");
+  Job mono;
+  expectLog(mono.options("QVGeneric=Color").ppd("*QVGeneric: color\n"), "",
+            "AI######\t[time]\tmain\tL#\tQVGeneric\tMono\n");
+}
+
+TEST(GenericDriver, OptionDumpLacksItWithoutTheKeyword) {
+  Job job;
+  expectLog(job.options("a=1").ppd("*QvnManualBooklet: True\n"), "",
+            "AI######\t[time]\tmain\tL#\ta\t1\n");
+  Job without;
+  expectLog(without, "", "");
+}
+
+TEST(PpdTrace, UnopenablePpdIsLoggedBeforeTheHeaderIsBuilt) {
+  Job job;
+  job.env("PPD", "/nonexistent/printer.ppd").options("a=1");
+  expectLog(job, "AI######\t[time]\tinitPPDValues\tL#\tERROR: Unable to open PPD file\n\n",
+            "AI######\t[time]\tmain\tL#\ta\t1\n");
+}
+
+TEST(PpdTrace, UnopenablePpdIsLoggedWithItsFixedLineNumber) {
+  Job job;
+  job.env("PPD", "/nonexistent/printer.ppd").log(1).run();
+  EXPECT_NE(readFile(job.tmpFile("debug.log"))
+                .find("\tinitPPDValues\tL1816\tERROR: Unable to open PPD file\n\n"),
+            std::string::npos);
+}
+
+TEST(PpdTrace, MissingPpdIsNotLogged) {
+  Job job;
+  expectLog(job.unsetEnv("PPD"), "", "");
+}
+
+TEST(PpdTrace, PpdWithoutKeywordsIsNotLogged) {
+  Job job;
+  expectLog(job.ppd(""), "", "");
+  Job folder;
+  expectLog(folder.env("PPD", folder.tmp()), "", "");
+}
+
+}  // namespace

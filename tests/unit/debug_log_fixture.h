@@ -1,0 +1,265 @@
+// What the tests of the diagnostic log share: its process-wide state put back before and
+// after each test, a temporary directory of the test's own, captured standard error, and
+// the sockets of a debugging application.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "diag/debug_log.h"
+#include "tests/support/program.h"
+
+namespace jobshaper::testing {
+
+// A debug file (or a datagram) with process id and times masked as maskLog does it, but with
+// the source lines kept: "AI######\t[time]\tmain\tL302\t{". Whatever has another form, or the
+// process id of another process, stays as it is.
+inline std::string masked(std::string_view log) {
+  constexpr std::string_view form = "\t[dd:dd:dd.ddd]\t";
+  char pid[16];
+  std::snprintf(pid, sizeof pid, "%06d", logCurrentPID);
+  const std::size_t pidLength = std::strlen(pid);
+  const auto fits = [&](std::string_view rest) {
+    if (rest.substr(0, pidLength) != pid || rest.size() < pidLength + form.size()) return false;
+    for (std::size_t i = 0; i < form.size(); ++i) {
+      const char c = rest[pidLength + i];
+      if (form[i] == 'd' ? !std::isdigit(static_cast<unsigned char>(c)) : c != form[i])
+        return false;
+    }
+    return true;
+  };
+  std::string result;
+  for (std::size_t i = 0; i < log.size();) {
+    if (fits(log.substr(i))) {
+      result += "######\t[time]\t";
+      i += pidLength + form.size();
+    } else {
+      result += log[i++];
+    }
+  }
+  return result;
+}
+
+// The file's text with what the XML format has around every property list.
+inline std::string propertyList(std::string_view root) {
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+         "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+         "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+         "<plist version=\"1.0\">\n" +
+         std::string(root) + "\n</plist>\n";
+}
+
+// This program's entry; each value is its XML element, an empty one leaves the key out.
+inline std::string entry(std::string_view level, std::string_view module = "<integer>1</integer>",
+                         std::string_view file = "<string>debug.log</string>") {
+  const auto pair = [](std::string_view key, std::string_view value) {
+    if (value.empty()) return std::string();
+    return "\t\t<key>" + std::string(key) + "</key>\n\t\t" + std::string(value) + "\n";
+  };
+  return "<dict>\n\t<key>Feiprion</key>\n\t<dict>\n" + pair("debugFile", file) +
+         pair("debugLevel", level) + pair("moduleNumber", module) + "\t</dict>\n</dict>";
+}
+
+inline std::string integer(long long value) {
+  return "<integer>" + std::to_string(value) + "</integer>";
+}
+
+// The next message on a socket, or none within the time.
+inline std::optional<std::string> receive(int socket, int timeoutMs = 5000) {
+  pollfd waiting{socket, POLLIN, 0};
+  if (::poll(&waiting, 1, timeoutMs) <= 0) return std::nullopt;
+  std::string message(300000, '\0');
+  const ssize_t n = ::recv(socket, message.data(), message.size(), 0);
+  if (n < 0) return std::nullopt;
+  message.resize(static_cast<std::size_t>(n));
+  return message;
+}
+
+// Two connected sockets: the log's end and the debugging application's.
+class SocketPair {
+ public:
+  explicit SocketPair(int type = SOCK_DGRAM) {
+    int both[2];
+    if (::socketpair(AF_UNIX, type, 0, both) != 0) {
+      ADD_FAILURE() << "socketpair: " << strerror(errno);
+      return;
+    }
+    log_ = both[0];
+    application_ = both[1];
+  }
+  ~SocketPair() {
+    closeLog();
+    closeApplication();
+  }
+  SocketPair(const SocketPair&) = delete;
+  SocketPair& operator=(const SocketPair&) = delete;
+
+  int log() const { return log_; }
+  int application() const { return application_; }
+  void forgetLog() { log_ = -1; }  // the log has closed it
+  void closeLog() { close(log_); }
+  void closeApplication() { close(application_); }
+
+ private:
+  static void close(int& descriptor) {
+    if (descriptor >= 0) ::close(descriptor);
+    descriptor = -1;
+  }
+
+  int log_ = -1;
+  int application_ = -1;
+};
+
+// An unconnected datagram socket for the log, and the bound one it is to reach.
+class DatagramSockets {
+ public:
+  DatagramSockets() {
+    log_ = ::socket(AF_INET, SOCK_DGRAM, 0);
+    application_ = ::socket(AF_INET, SOCK_DGRAM, 0);
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr generic;
+    std::memcpy(&generic, &address_, sizeof generic);
+    socklen_t size = sizeof generic;
+    if (log_ < 0 || application_ < 0 || ::bind(application_, &generic, size) != 0 ||
+        ::getsockname(application_, &generic, &size) != 0) {
+      ADD_FAILURE() << "datagram sockets: " << strerror(errno);
+    }
+    std::memcpy(&address_, &generic, sizeof address_);
+  }
+  ~DatagramSockets() {
+    ::close(log_);
+    ::close(application_);
+  }
+  DatagramSockets(const DatagramSockets&) = delete;
+  DatagramSockets& operator=(const DatagramSockets&) = delete;
+
+  int log() const { return log_; }
+  int application() const { return application_; }
+  sockaddr address() const {
+    sockaddr result;
+    std::memcpy(&result, &address_, sizeof result);
+    return result;
+  }
+
+ private:
+  int log_ = -1;
+  int application_ = -1;
+  sockaddr_in address_{};
+};
+
+class DebugLog : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (const char* value = std::getenv("TMPDIR")) formerTmp_ = value;
+    setenv("TMPDIR", folder_.path().c_str(), 1);
+    reset();
+    ::testing::internal::CaptureStderr();
+    capturing_ = true;
+  }
+
+  void TearDown() override {
+    if (capturing_) err();
+    reset();
+    formerTmp_ ? setenv("TMPDIR", formerTmp_->c_str(), 1) : unsetenv("TMPDIR");
+  }
+
+  // The state of a process that has logged nothing yet.
+  static void reset() {
+    if (logDebugFilePtr) std::fclose(logDebugFilePtr);
+    logDoneSetup = false;
+    logCurrentPID = 0;
+    logDebugLevel = 0;
+    logModuleID = 0;
+    logDebugFilePtr = nullptr;
+    logClientFD = 0;
+    std::memset(&logSocketFile, 0, sizeof logSocketFile);
+    logSocketFileSize = 16;
+  }
+
+  // A log that is set up: this level, module A, process 4242, "debug.log" open.
+  void on(std::int32_t level) {
+    onWithoutFile(level);
+    logDebugFilePtr = std::fopen(file("debug.log").c_str(), "a");
+    ASSERT_NE(logDebugFilePtr, nullptr);
+  }
+  static void onWithoutFile(std::int32_t level) {
+    logDoneSetup = true;
+    logCurrentPID = 4242;
+    logDebugLevel = level;
+    logModuleID = 65;
+  }
+
+  std::string tmp() const { return folder_.path(); }
+  std::string file(std::string_view name) const { return folder_.file(name); }
+  std::string settingsFile() const { return file("Debug/.DebugPlist/qvDebug.plist"); }
+  void settings(std::string_view root) const { writeFile(settingsFile(), propertyList(root)); }
+
+  bool exists(std::string_view name = "debug.log") const {
+    return std::filesystem::exists(file(name));
+  }
+  std::string log() const { return masked(readFile(file("debug.log"))); }
+
+  // Standard error up to here; once a test.
+  std::string err() {
+    capturing_ = false;
+    return ::testing::internal::GetCapturedStderr();
+  }
+  std::string tmpLine() const { return "tmp at " + tmp() + " \n"; }
+
+  void expectOff() const {
+    EXPECT_TRUE(logDoneSetup);
+    EXPECT_EQ(logDebugLevel, 0);
+    EXPECT_EQ(logDebugFilePtr, nullptr);
+    EXPECT_FALSE(exists());
+  }
+
+  // Runs `action` in a child process of its own, which must end well.
+  template <typename Action>
+  static void inChild(Action action) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      action();
+      ::_exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+  }
+
+  // The same with an ordinary user's permissions even when the tests run as root; everybody
+  // may use the test's folder.
+  template <typename Action>
+  void asOrdinaryUser(Action action) const {
+    ASSERT_EQ(::chmod(tmp().c_str(), 0777), 0);
+    inChild([&] {
+      constexpr uid_t nobody = 65534;
+      if (::geteuid() == 0 &&
+          (::setresgid(nobody, nobody, nobody) != 0 || ::setresuid(nobody, nobody, nobody) != 0))
+        ::_exit(2);
+      action();
+    });
+  }
+
+ private:
+  TemporaryFolder folder_;
+  std::optional<std::string> formerTmp_;
+  bool capturing_ = false;
+};
+
+}  // namespace jobshaper::testing

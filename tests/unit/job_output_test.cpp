@@ -1,0 +1,158 @@
+#include "filter/job_output.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "tests/support/program.h"
+
+namespace jobshaper {
+namespace {
+
+using testing::readFile;
+using testing::TemporaryFolder;
+
+class JobOutputTest : public ::testing::Test {
+ protected:
+  int create(const char* name) {
+    return open(folder_.file(name).c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+  }
+  std::string content(const char* name) const { return readFile(folder_.file(name)); }
+
+  TemporaryFolder folder_;
+  int out_ = create("out");
+  int captureIn_ = create("in");
+  int captureOut_ = create("copy");
+};
+
+TEST_F(JobOutputTest, KeepsTheOrderOfPassedAndCopiedBytes) {
+  const std::string job = "one two three";
+  const std::string_view view = job;
+  JobOutput output(out_, -1, -1);
+  output.pass(view.substr(0, 4));
+  std::string passing = "1.5 ";
+  output.put(passing);
+  passing = "gone";
+  output.pass(view.substr(4, 4));
+  output.pass(view.substr(8));
+  output.put("");
+  output.pass("");
+  output.flush();
+  EXPECT_EQ(content("out"), "one 1.5 two three");
+}
+
+TEST_F(JobOutputTest, CopiesTheOutputAndOnlyTheOutputToItsCapture) {
+  JobOutput output(out_, captureIn_, captureOut_);
+  output.captureIncoming("incoming");
+  output.pass("outgoing");
+  output.flush();
+  output.captureOutgoing(" and a trailer");
+  EXPECT_EQ(content("out"), "outgoing");
+  EXPECT_EQ(content("in"), "incoming");
+  EXPECT_EQ(content("copy"), "outgoing and a trailer");
+}
+
+TEST_F(JobOutputTest, TakesAnyNumberOfPieces) {
+  std::string job, expected;
+  for (int i = 0; i < 5000; ++i) job += std::to_string(i) + "\n";
+  JobOutput output(out_, captureIn_, captureOut_);
+  for (std::size_t at = 0; at + 2 < job.size(); at += 3) {  // every third byte is skipped
+    const std::string_view piece(job.data() + at, 2);
+    output.captureIncoming(piece);
+    output.pass(piece);
+    output.put("+");
+    expected.append(piece).append("+");
+  }
+  output.flush();
+  EXPECT_EQ(content("out"), expected);
+  EXPECT_EQ(content("copy"), expected);
+  std::erase(expected, '+');
+  EXPECT_EQ(content("in"), expected);
+}
+
+TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
+  std::string expected;
+  JobOutput output(out_, -1, captureOut_);
+  for (std::size_t size : {1U, 16383U, 16384U, 16385U, 100000U, 5U}) {
+    std::string text(size, static_cast<char>('a' + size % 26));
+    output.put(text);
+    expected += text;
+    text.assign(size, '?');
+  }
+  output.flush();
+  EXPECT_EQ(content("out"), expected);
+  EXPECT_EQ(content("copy"), expected);
+}
+
+TEST_F(JobOutputTest, WritesTheCapturesAheadOfTheOutput) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string job(1 << 20, 'x');
+  const pid_t child = fork();
+  if (child == 0) {
+    JobOutput output(ends[1], captureIn_, captureOut_);
+    output.captureIncoming(job);
+    output.pass(job);
+    output.flush();  // blocks: nobody reads
+    _exit(0);
+  }
+  char first;
+  ASSERT_EQ(read(ends[0], &first, 1), 1);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(content("in").size(), job.size());
+  EXPECT_EQ(content("copy").size(), job.size());
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(JobOutputTest, GoesOnAfterAWriteError) {
+  JobOutput output(open("/dev/full", O_WRONLY), -1, captureOut_);
+  output.pass("first");
+  output.flush();
+  output.pass(" second");
+  output.flush();
+  EXPECT_EQ(content("copy"), "first second");
+}
+
+extern "C" void ignoreAlarm(int) {}
+
+TEST_F(JobOutputTest, LosesNothingToInterruptedAndShortWrites) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::string job;
+  for (int i = 0; i < 200000; ++i) job += std::to_string(i) + ",";
+  const pid_t child = fork();
+  if (child == 0) {
+    close(ends[0]);
+    struct sigaction action {};
+    action.sa_handler = ignoreAlarm;  // without SA_RESTART
+    sigaction(SIGALRM, &action, nullptr);
+    ualarm(2000, 2000);
+    JobOutput output(ends[1], -1, -1);
+    const std::string_view view = job;
+    for (std::size_t at = 0; at < view.size(); at += 70000) {
+      output.put("#");
+      output.pass(view.substr(at, 70000));
+    }
+    output.flush();
+    _exit(0);
+  }
+  close(ends[1]);
+  std::string received;
+  char buffer[3000];
+  for (ssize_t n; (n = read(ends[0], buffer, sizeof buffer)) > 0; usleep(50)) {
+    received.append(buffer, static_cast<std::size_t>(n));
+  }
+  close(ends[0]);
+  waitpid(child, nullptr, 0);
+  std::erase(received, '#');
+  EXPECT_EQ(received, job);
+}
+
+}  // namespace
+}  // namespace jobshaper

@@ -1,0 +1,58 @@
+#include "platform/system.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "tests/support/program.h"
+
+namespace jobshaper {
+namespace {
+
+TEST(Version, HasAHexadecimalDigitAComponent) {
+  EXPECT_EQ(versionFromProduct("10.4.9"), 0x1049);
+  EXPECT_EQ(versionFromProduct("10.3"), 0x1030);
+  EXPECT_EQ(versionFromProduct("14.5"), 0x1450);
+  EXPECT_EQ(versionFromProduct("9.2.2"), 0x0922);
+  EXPECT_EQ(versionFromProduct("11"), 0x1100);
+  EXPECT_EQ(versionFromProduct("99.0"), 0x9900);
+}
+
+TEST(Version, HoldsAtMostFInAComponent) {
+  EXPECT_EQ(versionFromProduct("10.15.7"), 0x10F7);
+  EXPECT_EQ(versionFromProduct("10.16.99"), 0x10FF);
+}
+
+TEST(Version, IsUnknownForAnythingElse) {
+  EXPECT_EQ(versionFromProduct(""), std::nullopt);
+  EXPECT_EQ(versionFromProduct("sonoma"), std::nullopt);
+  EXPECT_EQ(versionFromProduct("10."), std::nullopt);
+  EXPECT_EQ(versionFromProduct("10-4"), std::nullopt);
+  EXPECT_EQ(versionFromProduct("100.1"), std::nullopt);
+}
+
+#ifndef __APPLE__
+TEST(Version, CountsAsTheNewestKnownLevelElsewhere) { EXPECT_EQ(thisSystem().version, 0x1050); }
+#endif
+
+TEST(ThisSystem, ReadsInstructionPagesFromTheirOneInstalledPlace) {
+  EXPECT_EQ(thisSystem().instructionFolder, "/Library/Printers/Quorvan/filter/.resource");
+}
+
+TEST(TemporaryDirectory, IsTheEnvironmentsAsItStands) {
+  setenv("TMPDIR", "/some//where/", 1);
+  EXPECT_EQ(temporaryDirectory(), "/some//where/");
+}
+
+#ifndef __APPLE__
+TEST(TemporaryDirectory, FallsBackWhenUnsetOrEmpty) {
+  setenv("TMPDIR", "", 1);
+  EXPECT_EQ(temporaryDirectory(), "/tmp");
+  unsetenv("TMPDIR");
+  EXPECT_EQ(temporaryDirectory(), "/tmp");
+}
+#endif
+
+TEST(HostName, IsTheMachinesOwn) { EXPECT_EQ(hostName(), testing::hostName()); }
+
+}  // namespace
+}  // namespace jobshaper

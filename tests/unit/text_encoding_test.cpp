@@ -1,0 +1,41 @@
+#include "platform/text_encoding.h"
+
+#include <gtest/gtest.h>
+
+namespace jobshaper {
+namespace {
+
+TEST(MacRoman, BecomesUtf8AsAppleMapsIt) {
+  EXPECT_EQ(utf8FromMacRoman(""), "");
+  EXPECT_EQ(utf8FromMacRoman("plain \t~\x7f"), "plain \t~\x7f");
+  EXPECT_EQ(utf8FromMacRoman("\x80\x8a\x9f"),
+            "\xC3\x84\xC3\xA4\xC3\xBC");                  // Adieresis adieresis udieresis
+  EXPECT_EQ(utf8FromMacRoman("\xdb"), "\xE2\x82\xAC");    // euro sign
+  EXPECT_EQ(utf8FromMacRoman("\xf0"), "\xEF\xA3\xBF");    // U+F8FF
+  EXPECT_EQ(utf8FromMacRoman("a\xff z"), "a\xCB\x87 z");  // caron
+}
+
+TEST(Utf8, IsCheckedByteForByte) {
+  for (const char* good : {"", "ascii", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
+                           "\xEE\x80\x80", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+    EXPECT_TRUE(isValidUtf8(good)) << good;
+  }
+  for (const char* bad :
+       {"\x80", "\xBF", "\xC3", "\xC3(", "\xE2\x82", "\xE2(\xA1", "\xF0\x90\x80",
+        "\xF8\x88\x80\x80", "\xFF", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80",
+        "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF7\xBF\xBF\xBF", "ok\xC3"}) {
+    EXPECT_FALSE(isValidUtf8(bad)) << bad;
+  }
+}
+
+TEST(LetterCase, IsIgnoredForAsciiLettersOnly) {
+  EXPECT_TRUE(equalsIgnoringCase("TrUe", "true"));
+  EXPECT_TRUE(equalsIgnoringCase("", ""));
+  EXPECT_FALSE(equalsIgnoringCase("true ", "true"));
+  EXPECT_FALSE(equalsIgnoringCase("tru", "true"));
+  EXPECT_FALSE(equalsIgnoringCase("[", "{"));        // 32 apart like a letter's two cases
+  EXPECT_FALSE(equalsIgnoringCase("\x80", "\x8a"));  // A and a with dieresis
+}
+
+}  // namespace
+}  // namespace jobshaper
