@@ -20,7 +20,6 @@ constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopi
 constexpr std::string_view kManualJobName = "/qvn_manualPS";
 constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;     // pages no longer need a save
 constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;    // LANG reads like "fr_FR.UTF-8"
-constexpr std::size_t kLargestPageCountFile = 64 * 1024;      // it holds one number
 constexpr std::size_t kLargestInstructionPage = 4096 * 1024;  // a page of PostScript
 
 // clang-format off
@@ -102,7 +101,14 @@ bool openReorderedJob(JobState& job) {
 std::int32_t halfOfPageCount(const JobState& job) {
   const auto path = job.jobOptions.getValue("QVBookletPageCountFilename");
   if (!path) return 0;
-  return integerValue(readWholeFile(std::string(*path), kLargestPageCountFile)) / 2;
+  const Descriptor file = openRegularFile(std::string(*path));
+  if (!file.valid()) return 0;
+  IntegerReader number;
+  char buffer[4096];
+  while (const std::size_t n = readSome(file.get(), buffer, sizeof buffer)) {
+    if (!number.take({buffer, n})) break;
+  }
+  return number.value() / 2;
 }
 
 std::string_view mediaName(std::optional<std::string_view> option, std::string_view previous) {

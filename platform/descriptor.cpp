@@ -55,6 +55,13 @@ Descriptor openForReading(const std::string& path) {
   return file;
 }
 
+Descriptor openRegularFile(const std::string& path) {
+  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  return file;
+}
+
 Descriptor createFile(const std::string& path) {
   return Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
 }
@@ -116,10 +123,9 @@ bool replaceFile(const std::string& path, std::string_view bytes) {
 }
 
 std::string readWholeFile(const std::string& path, std::size_t limit) {
-  // O_NONBLOCK: a pipe of that name must not hold the job up.
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor file = openRegularFile(path);
   struct stat status {};
-  if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  if (!file.valid() || ::fstat(file.get(), &status) != 0) return {};
   std::string bytes(std::min(limit, static_cast<std::size_t>(status.st_size)), '\0');
   bytes.resize(readFully(file.get(), bytes.data(), bytes.size()));
   return bytes;

@@ -31,6 +31,10 @@ class Descriptor {
 // An existing file, to be read from its start. A directory counts as not openable.
 Descriptor openForReading(const std::string& path);
 
+// An existing regular file, opened without waiting: a pipe of that name must not hold the job
+// up. None when it is anything else.
+Descriptor openRegularFile(const std::string& path);
+
 // A new or emptied file that only its owner can read.
 Descriptor createFile(const std::string& path);
 

@@ -5,19 +5,39 @@
 
 namespace jobshaper {
 
-std::int32_t integerValue(std::string_view text) {
-  const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
-  if (start == text.npos) return 0;
-  const bool negative = text[start] == '-';
-  const bool sign = negative || text[start] == '+';
-  using Limits = std::numeric_limits<std::int32_t>;
-  std::int64_t value = 0;
-  for (std::size_t i = start + sign; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+namespace {
+using Limits = std::numeric_limits<std::int32_t>;
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+}  // namespace
+
+bool IntegerReader::take(std::string_view part) {
+  return std::ranges::all_of(part, [this](char c) { return take(c); });
+}
+
+bool IntegerReader::take(char c) {
+  if (place_ == Place::beforeNumber && kWhiteSpace.find(c) != kWhiteSpace.npos) return true;
+  if (place_ == Place::beforeNumber && (c == '-' || c == '+')) {
+    negative_ = c == '-';
+    place_ = Place::inNumber;
+  } else if (place_ != Place::behindNumber && c >= '0' && c <= '9') {
     // Held just beyond the 32 bits, so that no number of digits overflows.
-    value = std::min<std::int64_t>(value * 10 + (text[i] - '0'), std::int64_t{Limits::max()} + 1);
+    digits_ = std::min<std::int64_t>(digits_ * 10 + (c - '0'), std::int64_t{Limits::max()} + 1);
+    place_ = Place::inNumber;
+  } else {
+    place_ = Place::behindNumber;
   }
+  return place_ != Place::behindNumber;
+}
+
+std::int32_t IntegerReader::value() const {
   return static_cast<std::int32_t>(
-      std::clamp<std::int64_t>(negative ? -value : value, Limits::min(), Limits::max()));
+      std::clamp<std::int64_t>(negative_ ? -digits_ : digits_, Limits::min(), Limits::max()));
+}
+
+std::int32_t integerValue(std::string_view text) {
+  IntegerReader reader;
+  reader.take(text);
+  return reader.value();
 }
 
 std::string replaceString(std::string_view text, std::string_view target,

@@ -7,8 +7,25 @@
 
 namespace jobshaper {
 
-// The integer that a text begins with: white space, a sign, decimal digits; anything may
-// follow. 0 without digits. Clamped to 32 bits.
+// Reads the integer that a text begins with: white space, a sign, decimal digits; anything may
+// follow. The text may come in parts.
+class IntegerReader {
+ public:
+  // False once the number has ended: what follows does not matter.
+  bool take(std::string_view part);
+  // 0 without digits; clamped to 32 bits.
+  std::int32_t value() const;
+
+ private:
+  enum class Place { beforeNumber, inNumber, behindNumber };
+  bool take(char c);
+
+  Place place_ = Place::beforeNumber;
+  bool negative_ = false;
+  std::int64_t digits_ = 0;
+};
+
+// The same for a whole text.
 std::int32_t integerValue(std::string_view text);
 
 // `text` with every occurrence of `target` replaced, found from the left without overlap and

@@ -29,6 +29,17 @@ TEST(IntegerValue, IsClampedTo32Bits) {
   EXPECT_EQ(integerValue("-99999999999999999999999999"), -2147483647 - 1);
 }
 
+TEST(IntegerReader, TakesANumberInParts) {
+  IntegerReader reader;
+  EXPECT_TRUE(reader.take(" \n"));
+  EXPECT_TRUE(reader.take(" -"));
+  EXPECT_TRUE(reader.take(""));
+  EXPECT_TRUE(reader.take("1"));
+  EXPECT_FALSE(reader.take("2 3"));
+  EXPECT_FALSE(reader.take("4"));
+  EXPECT_EQ(reader.value(), -12);
+}
+
 TEST(ReplaceString, ReplacesEveryOccurrenceFromTheLeft) {
   EXPECT_EQ(replaceString("a-b-c", "-", "+"), "a+b+c");
   EXPECT_EQ(replaceString("aaa", "aa", "b"), "ba");
