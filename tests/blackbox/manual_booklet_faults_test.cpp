@@ -413,6 +413,17 @@ TEST(CancelledJob, GetsItsTrailerAtOnce) {
 
 TEST(CancelledJob, GetsItsTrailerBeforeTheFirstByte) { expectCancelledAfter(Job(), "", ""); }
 
+TEST(CancelledJob, GetsItsTrailerAfterTheLineThatIsNotWhole) {
+  Job job;
+  Process process(job.program(), job.argv(), job.environment());
+  process.write("%!PS\nhalf a li");
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  expectCancelled(process.finish(), join(plainHeader(), "%!PS\nhalf a li", trailer()),
+                  tmpLines(job));
+}
+
 TEST(CancelledJob, GetsItsTrailerInAFoldedBooklet) {
   Job job;
   job.options("QVBookletFold=SaddleStitch");

@@ -4,13 +4,16 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/system.h"
 #include "tests/support/program.h"
@@ -318,6 +321,45 @@ TEST_F(ManualBookletParts, IncludeAHeaderFileForUpAlone) {
   EXPECT_EQ(errors_, join(tmpLine(), kNoFile));
   EXPECT_EQ(order(join(kTop, pages("12345"))), 1);
   EXPECT_EQ(order(join(kTop, pages("12345")), "Down"), 1);
+}
+
+// Files of this process end at this size, without a signal.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t size) : handler_(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{size, before_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  sighandler_t handler_;
+  rlimit before_{};
+};
+
+TEST_F(ManualBookletParts, WithoutRoomForTheReversedPagesAreReportedTwice) {
+  const std::string text(400000, 'x');
+  const std::string evens = join("%%Page: 1\n%%Page: 2\n", text, "\n%%Page: 3\n%%Page: 4\n", text,
+                                 "\n%%Page: 5\n%%Page: 6\n", text, "\n%%Page: 7\n");
+  const std::string odds = join("%%Page: 1\n", text, "\n%%Page: 2\n%%Page: 3\n", text,
+                                "\n%%Page: 4\n%%Page: 5\n", text, "\n");
+  for (const auto& [job, orientation] : {std::pair{evens, std::optional<std::string_view>()},
+                                         std::pair{evens, std::optional<std::string_view>("Down")},
+                                         std::pair{odds, std::optional<std::string_view>("Up")}}) {
+    writeFile(path("job.ps"), job);
+    const int input = open(path("job.ps").c_str(), O_RDONLY | O_CLOEXEC);
+    const FileSizeLimit limit(500000);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(manualBookletOrder(input, path("reordered.ps"), "42", orientation, false), 0);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), join(tmpLine(), kNoFile, kNoRearranging));
+    close(input);
+  }
 }
 
 // ---- the reversed run of pages
