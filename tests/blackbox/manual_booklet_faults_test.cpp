@@ -1,0 +1,591 @@
+// Jobs that cannot be brought to their end: manual booklets without room for their temporary
+// files, and jobs of every kind that are cancelled.
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "tests/blackbox/manual_booklets.h"
+
+namespace jobshaper::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kCannotRead = "ERROR: Cannot read the print job.\n";
+
+// Asks every 10 ms, ten seconds at most.
+bool becomesTrue(const std::function<bool()>& condition) {
+  for (int i = 0; i < 1000; ++i) {
+    if (condition()) return true;
+    usleep(10000);
+  }
+  return condition();
+}
+
+std::string contentOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+bool hasEnded(const Process& process) {
+  siginfo_t info{};
+  const auto id = static_cast<id_t>(process.pid());
+  return waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+}
+
+// Ends although its input stays open and nobody reads its output.
+bool endsByItself(const Process& process) {
+  return becomesTrue([&] { return hasEnded(process); });
+}
+
+// True once the process sleeps, which it does in a read without input or a write without a reader.
+bool sleeps(const Process& process) {
+  int seen = 0;
+  return becomesTrue([&] {
+    const std::string stat = contentOf(join("/proc/", std::to_string(process.pid()), "/stat"));
+    const std::size_t name = stat.rfind(')');
+    seen = name != std::string::npos && stat.compare(name, 3, ") S") == 0 ? seen + 1 : 0;
+    return seen == 10;
+  });
+}
+
+// ---- files that cannot be created
+
+void expectFailure(const Outcome& outcome, const Job& job) {
+  expectOutcome(outcome, "", join(threeTmpLines(job), kNoFile, kFatal), 1);
+}
+
+class ManualBookletObstacle : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(ManualBookletObstacle, EndsTheJobBeforeItIsRead) {
+  Job job = manualJob("");
+  fs::create_directory(job.tmpFile(join(GetParam(), "42")));
+  Process process(job.program(), job.argv(), job.environment());
+  EXPECT_TRUE(endsByItself(process));
+  expectFailure(process.finish(), job);
+}
+
+TEST_P(ManualBookletObstacle, LeavesTheFilesThatAreThere) {
+  Job job = manualJob(join(kTop, pages("12345")));
+  fs::create_directory(job.tmpFile(join(GetParam(), "42")));
+  writeFile(job.tmpFile("headerPS42"), "of another run");
+  expectFailure(job.run(), job);
+  EXPECT_TRUE(fs::is_directory(job.tmpFile(join(GetParam(), "42"))));
+  EXPECT_EQ(readFile(job.tmpFile("headerPS42")), "of another run");
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, ManualBookletObstacle,
+                         ::testing::Values("pageReOrdered", "pageEven", "newEvenOrder",
+                                           "newOddOrder", "qvn_manualPS"));
+
+TEST(ManualBookletFault, InTheHeaderFileThatOnlyOtherOrientationsNeedIsNone) {
+  Job job = manualJob(join(kTop, pages("12345")));
+  fs::create_directory(job.tmpFile("headerPS42"));
+  expectOutcome(job.run(),
+                join(plainHeader(), kTop, kFirstPass, kInstruction, pages("135"), kSecondPass,
+                     kBlank, pages("42"), trailer()),
+                join(threeTmpLines(job), kNoInstruction));
+}
+
+TEST(ManualBookletFault, TemporaryDirectoryIsMissing) {
+  Job job = manualJob(join(kTop, pages("12345")));
+  job.env("TMPDIR", job.tmpFile("no such folder"));
+  expectFailure(job.run(), job);
+  EXPECT_FALSE(fs::exists(job.tmpFile("no such folder")));
+}
+
+TEST(ManualBookletFault, TemporaryDirectoryIsAFile) {
+  Job job = manualJob(join(kTop, pages("12345")));
+  writeFile(job.tmpFile("file"), "");
+  job.env("TMPDIR", job.tmpFile("file"));
+  expectFailure(job.run(), job);
+}
+
+TEST(ManualBookletFault, TemporaryDirectoryIsReadOnly) {
+  Job job = manualJob(join(kTop, pages("12345")));
+  fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
+  Outcome outcome;
+  // Root passes over permissions unless it gives up that right, here for this thread alone.
+  std::thread([&] {
+    if (prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) != 0 && geteuid() == 0) {
+      ADD_FAILURE() << "PR_CAPBSET_DROP: " << strerror(errno);
+    }
+    outcome = job.run();
+  }).join();
+  expectFailure(outcome, job);
+  EXPECT_TRUE(fs::is_empty(job.tmp()));
+}
+
+TEST(ManualBookletFault, JobIdHoldsASlash) {
+  for (const char* id : {"a/b", "/b", "/../b", "a/../b"}) {
+    Job job = manualJob(join(kTop, pages("12345")));
+    job.jobId(id);
+    // With these folders the names would lead to files.
+    for (const char* name : kManualFiles) {
+      fs::create_directory(job.tmpFile(join(name, "a")));
+      fs::create_directory(job.tmpFile(name));
+    }
+    expectFailure(job.run(), job);
+    for (const auto& entry : fs::recursive_directory_iterator(job.tmp())) {
+      EXPECT_TRUE(entry.is_directory()) << entry.path();
+    }
+  }
+}
+
+TEST(ManualBookletFault, IsNoneOfPlainJobsAndPrinterMadeBooklets) {
+  for (const char* options : {"", "QVBookletFold=Booklet"}) {
+    Job job;
+    job.jobId("a/b").env("TMPDIR", job.tmpFile("no such folder"));
+    job.options(options).input(std::string(kTop));
+    expectOutcome(job.run(), join(plainHeader(), kTop, trailer()), tmpLines(job));
+  }
+}
+
+TEST(ManualBookletFault, IsCapturedAsNothing) {
+  Job job = manualJob(join(kTop, pages("12345")));
+  job.capture();
+  fs::create_directory(job.tmpFile("pageEven42"));
+  const std::string line = "tmp at " + job.tmp() + " \n";
+  expectOutcome(job.run(), "", join(line, line, kCaptureOn, line, kNoFile, kFatal), 1);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), "");
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), "");
+}
+
+// ---- files that fail later
+
+// A reordering that has taken this much of its job and waits for more.
+class WaitingReordering {
+ public:
+  explicit WaitingReordering(std::string_view start) : WaitingReordering(manualJob(""), start) {}
+  WaitingReordering(Job job, std::string_view start)
+      : job_(std::move(job)), process_(job_.program(), job_.argv(), job_.environment()) {
+    process_.write(start);
+  }
+
+  std::string file(std::string_view name) const { return job_.tmpFile(join(name, "42")); }
+  const Job& job() const { return job_; }
+  Process& process() { return process_; }
+
+ private:
+  Job job_;
+  Process process_;
+};
+
+// Every line is in its file before the next one is waited for.
+TEST(ManualBookletFiles, HoldEveryLineWhileTheJobWaits) {
+  WaitingReordering run(kTop);
+  const auto expectSideFiles = [&](std::string_view odd, std::string_view even) {
+    EXPECT_TRUE(sleeps(run.process()));
+    EXPECT_EQ(readFile(run.file("pageReOrdered")), odd);
+    EXPECT_EQ(readFile(run.file("pageEven")), even);
+  };
+  expectSideFiles(kTop, "");
+  run.process().write("%%Page: 1 1\nhalf a li");
+  expectSideFiles(join(kTop, kFirstPass, "%%Page: 1 1\n"), "");
+  run.process().write("ne\n%%Page: 2 2\n");
+  expectSideFiles(join(kTop, kFirstPass, "%%Page: 1 1\nhalf a line\n"), "%%Page: 2 2\n");
+  run.process().write("%%Page: 3 3\n%%Page: 4 4\nx\n");
+  expectSideFiles(join(kTop, kFirstPass, "%%Page: 1 1\nhalf a line\n%%Page: 3 3\n"),
+                  "%%Page: 4 4\nx\n");
+  EXPECT_EQ(readFile(run.file("newEvenOrder")), "%%Page: 2 2\n");
+  EXPECT_EQ(readFile(run.file("newOddOrder")), "");
+  EXPECT_FALSE(fs::exists(run.file("headerPS")));
+  EXPECT_EQ(run.process().finish().exitStatus, 0);
+  expectNoManualFiles(run.job());
+}
+
+TEST(ManualBookletFault, SideFileCannotBeReopened) {
+  WaitingReordering run(join(kTop, pages("123")));
+  ASSERT_TRUE(sleeps(run.process()));
+  fs::remove(run.file("pageEven"));
+  fs::create_directory(run.file("pageEven"));
+  run.process().write(pages("45"));
+  expectOutcome(run.process().finish(), "",
+                join(threeTmpLines(run.job()), kNoFile, kNoRearranging, kFatal), 1);
+  EXPECT_EQ(readFile(run.file("pageReOrdered")), join(kTop, kFirstPass, pages("13")));
+  for (const char* name : {"qvn_manualPS", "newEvenOrder", "newOddOrder"}) {
+    EXPECT_TRUE(fs::is_regular_file(run.file(name))) << name;
+  }
+}
+
+TEST(ManualBookletFault, ReversedFileCannotBeReopened) {
+  WaitingReordering run(join(kTop, pages("12345")));
+  ASSERT_TRUE(sleeps(run.process()));
+  fs::remove(run.file("newEvenOrder"));
+  fs::create_directory(run.file("newEvenOrder"));
+  run.process().write(pages("67"));
+  expectOutcome(run.process().finish(), "",
+                join(threeTmpLines(run.job()), kNoFile, kNoRearranging, kFatal), 1);
+  EXPECT_TRUE(fs::is_regular_file(run.file("pageReOrdered")));
+  EXPECT_TRUE(fs::is_regular_file(run.file("pageEven")));
+  EXPECT_TRUE(fs::is_regular_file(run.file("qvn_manualPS")));
+}
+
+TEST(ManualBookletFault, FilesCannotBeReadAtTheEnd) {
+  for (const char* name : {"pageReOrdered", "pageEven"}) {
+    WaitingReordering run(join(kTop, pages("12")));
+    ASSERT_TRUE(sleeps(run.process()));
+    fs::remove(run.file(name));
+    fs::create_directory(run.file(name));
+    expectFailure(run.process().finish(), run.job());
+  }
+}
+
+TEST(ManualBookletFault, ReorderedFileCannotBeOpened) {
+  WaitingReordering run(join(kTop, pages("12")));
+  ASSERT_TRUE(sleeps(run.process()));
+  fs::remove(run.file("qvn_manualPS"));
+  expectOutcome(run.process().finish(), "", join(threeTmpLines(run.job()), kCannotRead), 1);
+}
+
+// ---- no room
+
+// Files of this process and of those that it starts end at this size, without a signal.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t size) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{size, before_.rlim_max};
+    handler_ = signal(SIGXFSZ, SIG_IGN);
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
+  sighandler_t handler_ = SIG_DFL;
+};
+
+Outcome runWithLimit(const Job& job, rlim_t size) {
+  const FileSizeLimit limit(size);
+  return job.run();
+}
+
+// A page of 400000 bytes.
+std::string bigPage(std::string_view start) {
+  return join(start, std::string(400000 - start.size() - 1, 'x'), "\n");
+}
+
+TEST(ManualBookletRoom, MissingForTheOddPages) {
+  const Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), bigPage("%%Page: 2 2\n")));
+  expectFailure(runWithLimit(job, 200000), job);
+  EXPECT_TRUE(fs::exists(job.tmpFile("pageReOrdered42")));
+  EXPECT_TRUE(fs::exists(job.tmpFile("qvn_manualPS42")));
+}
+
+TEST(ManualBookletRoom, MissingForTheLastEvenPage) {
+  const Job job = manualJob(join(kTop, kPage1, bigPage("%%Page: 2 2\n")));
+  expectFailure(runWithLimit(job, 200000), job);
+}
+
+TEST(ManualBookletRoom, MissingForTheReversedPages) {
+  const Job job =
+      manualJob(join("%%Page: 1\n", bigPage("%%Page: 2\n"), "%%Page: 3\n", bigPage("%%Page: 4\n"),
+                     "%%Page: 5\n", bigPage("%%Page: 6\n"), "%%Page: 7\n"));
+  expectOutcome(runWithLimit(job, 500000), "",
+                join(threeTmpLines(job), kNoFile, kNoRearranging, kFatal), 1);
+}
+
+TEST(ManualBookletRoom, MissingForAllEvenPages) {
+  const Job job = manualJob(join("%%Page: 1\n", bigPage("%%Page: 2\n"), "%%Page: 3\n",
+                                 bigPage("%%Page: 4\n"), "%%Page: 5\n"));
+  expectFailure(runWithLimit(job, 500000), job);
+}
+
+TEST(ManualBookletRoom, MissingForTheReorderedJob) {
+  const Job job = manualJob(join(bigPage("%%Page: 1\n"), bigPage("%%Page: 2\n")));
+  expectFailure(runWithLimit(job, 500000), job);
+  EXPECT_TRUE(fs::exists(job.tmpFile("qvn_manualPS42")));
+}
+
+TEST(ManualBookletRoom, ThatIsJustEnoughIsEnough) {
+  // 400000 bytes and the first pass request, the second one, and a blank page of "%%Page: 1\n",
+  // the first piece of 1024 bytes and the two that follow.
+  const std::string page = bigPage("%%Page: 1\n");
+  const std::string body =
+      join(kFirstPass, page, kSecondPass, page.substr(0, 10 + 3 * 1024), kProcedures);
+  const std::string out = join(plainHeader(), kFirstPass, kInstruction, page, kSecondPass,
+                               page.substr(0, 10 + 3 * 1024), kProcedures, trailer());
+  const Job job = manualJob(page);
+  expectOutcome(runWithLimit(job, body.size()), out, join(threeTmpLines(job), kNoInstruction));
+  expectFailure(runWithLimit(job, body.size() - 1), job);
+}
+
+TEST(ManualBookletRoom, MissingOnAFullDisk) {
+  const Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), std::string(500000, 'x'), "\n"));
+  Outcome outcome;
+  std::thread([&] {
+    // A disk of its own for this thread and the filter, where that may be had.
+    const bool disk = unshare(CLONE_NEWNS) == 0 &&
+                      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                      mount("none", job.tmp().c_str(), "tmpfs", 0, "size=512k,mode=0700") == 0;
+    outcome = disk ? job.run() : runWithLimit(job, 524288);
+  }).join();
+  expectFailure(outcome, job);
+}
+
+// ---- cancelled during the reordering
+
+void expectCancelled(const Outcome& outcome, std::string_view out, std::string_view err) {
+  EXPECT_EQ(outcome.out, out);
+  EXPECT_EQ(outcome.err, err);
+  EXPECT_EQ(outcome.signal, SIGTERM);
+}
+
+TEST(CancelledReordering, EndsAtOnceWithoutOutputAndFiles) {
+  WaitingReordering run(join(kTop, pages("1234"), "half a line"));
+  ASSERT_TRUE(sleeps(run.process()));
+  run.process().kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(run.process()));
+  expectCancelled(run.process().finish(), "", threeTmpLines(run.job()));
+  EXPECT_TRUE(fs::is_empty(run.job().tmp()));
+}
+
+TEST(CancelledReordering, EndsAtOnceBeforeTheFirstByte) {
+  WaitingReordering run("");
+  ASSERT_TRUE(sleeps(run.process()));
+  run.process().kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(run.process()));
+  expectCancelled(run.process().finish(), "", threeTmpLines(run.job()));
+  EXPECT_TRUE(fs::is_empty(run.job().tmp()));
+}
+
+TEST(CancelledReordering, EndsAtOnceInTheTrailer) {
+  WaitingReordering run(join(kTop, pages("12"), "%%Trailer\n"));
+  ASSERT_TRUE(sleeps(run.process()));
+  run.process().kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(run.process()));
+  expectCancelled(run.process().finish(), "", threeTmpLines(run.job()));
+  EXPECT_TRUE(fs::is_empty(run.job().tmp()));
+}
+
+TEST(CancelledReordering, KeepsTheCaptureFiles) {
+  Job job = manualJob("");
+  job.capture();
+  WaitingReordering run(job, join(kTop, pages("12")));
+  ASSERT_TRUE(sleeps(run.process()));
+  run.process().kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(run.process()));
+  const std::string line = "tmp at " + job.tmp() + " \n";
+  expectCancelled(run.process().finish(), "", join(line, line, kCaptureOn, line));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), "");
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), "");
+  expectNoManualFiles(job);
+}
+
+// ---- cancelled in the line loop, waiting for input
+
+// Takes the start of a job, whose last piece holds a zero byte and is thus sent at once, and is
+// then cancelled.
+void expectCancelledAfter(const Job& job, std::string_view start, std::string_view body) {
+  Process process(job.program(), job.argv(), job.environment());
+  process.write(start);
+  EXPECT_TRUE(process.waitForOutput(plainHeader().size() + body.size()));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  expectCancelled(process.finish(), join(plainHeader(), body, trailer()), tmpLines(job));
+}
+
+TEST(CancelledJob, GetsItsTrailerAtOnce) {
+  const std::string start = join(kTop, "@PJL EOJ\n", kPage1, bytes("%\0\n"));
+  expectCancelledAfter(Job(), start, join(kTop, kPage1, bytes("%\0\n")));
+}
+
+TEST(CancelledJob, GetsItsTrailerBeforeTheFirstByte) { expectCancelledAfter(Job(), "", ""); }
+
+TEST(CancelledJob, GetsItsTrailerAfterTheLineThatIsNotWhole) {
+  Job job;
+  Process process(job.program(), job.argv(), job.environment());
+  process.write("%!PS\nhalf a li");
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  expectCancelled(process.finish(), join(plainHeader(), "%!PS\nhalf a li", trailer()),
+                  tmpLines(job));
+}
+
+TEST(CancelledJob, GetsItsTrailerInAFoldedBooklet) {
+  Job job;
+  job.options("QVBookletFold=SaddleStitch");
+  // Cancelled while the code of the fold feature is dropped.
+  expectCancelledAfter(
+      job, join(kTop, bytes("*QVBookletFold\nold\n%\0\n")),
+      join(kTop, "*QVBookletFold\n\n<< /Fold 2 /Staple 4>> setpagedevice\n", bytes("%\0\n")));
+}
+
+TEST(CancelledJob, GetsItsTrailerInTheCaptureToo) {
+  Job job;
+  job.version("0x102f").env("DEVICE_URI", "usb://Quorvan/C400").capture();
+  Process process(job.program(), job.argv(), job.environment());
+  process.write("%!PS\nshowpage\n");
+  EXPECT_TRUE(becomesTrue([&] { return contentOf(job.tmpFile("qvn_ps")) == "%!PS\nshowpage\n"; }));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  expectCancelled(process.finish(), "%!PS\nshowpage\n", join(tmpLines(job), kCaptureOn));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), join("%!PS\nshowpage\n", trailer()));
+}
+
+TEST(CancelledJob, LeavesFilesOfPrinterMadeBookletsAlone) {
+  Job job;
+  job.options("QVBookletFold=Booklet");
+  writeFile(job.tmpFile("pageEven42"), "of another program");
+  expectCancelledAfter(job, kTop.substr(0, 0), "");
+  EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
+}
+
+// ---- cancelled in the line loop, waiting for the reader of its output
+
+std::string manyLines() {
+  std::string result;
+  for (int i = 0; i < 200000; ++i) result += "0 0 moveto (some text of the page) show\n";
+  return result;  // eight million bytes, far more than any buffer on the way
+}
+
+// Cancelled while its output is blocked, the job ends early, and with the trailer.
+void expectCutShort(Process& process, std::string_view body, std::string_view err) {
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  usleep(100000);
+  EXPECT_FALSE(hasEnded(process));
+  const Outcome outcome = process.finish();
+  const std::string end = trailer();
+  ASSERT_GE(outcome.out.size(), end.size());
+  const std::string sent = outcome.out.substr(0, outcome.out.size() - end.size());
+  EXPECT_LT(sent.size(), body.size());
+  EXPECT_TRUE(sent == body.substr(0, sent.size()));
+  EXPECT_EQ(outcome.out.substr(sent.size()), end);
+  EXPECT_EQ(outcome.err, err);
+  EXPECT_EQ(outcome.signal, SIGTERM);
+}
+
+TEST(CancelledOutput, OfAPlainJobEndsWithTheTrailer) {
+  Job job;
+  const std::string text = manyLines();
+  job.fileWith(text);
+  Process process(job.program(), job.argv(), job.environment());
+  expectCutShort(process, join(plainHeader(), text), tmpLines(job));
+}
+
+TEST(CancelledOutput, OfAFoldedBookletEndsWithTheTrailer) {
+  Job job;
+  const std::string text = manyLines();
+  job.options("QVBookletFold=BiFold");
+  job.fileWith(join("*QVBookletFold\nstatusdict /duplexer get exec\n", text));
+  Process process(job.program(), job.argv(), job.environment());
+  expectCutShort(process,
+                 join(plainHeader(), "*QVBookletFold\n\n<< /Fold 1 >> setpagedevice\n",
+                      "statusdict /duplexer get exec\n", text),
+                 tmpLines(job));
+}
+
+TEST(CancelledOutput, OfAManualBookletEndsWithTheTrailerAndRemovesItsFiles) {
+  Job job = manualJob("");
+  const std::string text = manyLines();
+  job.fileWith(join(kTop, kPage1, text));
+  Process process(job.program(), job.argv(), job.environment());
+  expectCutShort(process, join(plainHeader(), kTop, kFirstPass, kInstruction, kPage1, text),
+                 join(threeTmpLines(job), kNoInstruction));
+  EXPECT_TRUE(fs::is_empty(job.tmp()));
+}
+
+TEST(CancelledOutput, ThatNobodyReadsAnyMoreEndsToo) {
+  Job job = manualJob("");
+  job.fileWith(join(kTop, kPage1, manyLines()));
+  Process process(job.program(), job.argv(), job.environment());
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  process.closeOutput();
+  EXPECT_TRUE(endsByItself(process));
+  EXPECT_EQ(process.finish().signal, SIGTERM);
+  EXPECT_TRUE(fs::is_empty(job.tmp()));
+}
+
+// ---- cancelled twice
+
+TEST(SecondCancellation, EndsTheJobThoughItsOutputIsBlocked) {
+  Job job;
+  job.fileWith(manyLines());
+  Process process(job.program(), job.argv(), job.environment());
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  usleep(100000);
+  EXPECT_FALSE(hasEnded(process));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  const Outcome outcome = process.finish();
+  EXPECT_EQ(outcome.signal, SIGTERM);
+  EXPECT_EQ(outcome.out.find("@PJL EOJ"), std::string::npos);
+}
+
+TEST(SecondCancellation, EndsAManualBookletThoughItsOutputIsBlocked) {
+  Job job = manualJob("");
+  job.fileWith(join(kTop, kPage1, manyLines()));
+  Process process(job.program(), job.argv(), job.environment());
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  usleep(100000);
+  EXPECT_FALSE(hasEnded(process));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  EXPECT_EQ(process.finish().signal, SIGTERM);
+}
+
+// ---- cancellation ignored from the start
+
+// Starts processes that ignore SIGTERM.
+class IgnoredCancellation : public ::testing::Test {
+ protected:
+  IgnoredCancellation() : before_(signal(SIGTERM, SIG_IGN)) {}
+  ~IgnoredCancellation() override { signal(SIGTERM, before_); }
+
+ private:
+  sighandler_t before_;
+};
+
+TEST_F(IgnoredCancellation, LetsAPlainJobBePrinted) {
+  const Job job;
+  Process process(job.program(), job.argv(), job.environment());
+  process.write(bytes("%!PS\n\0\n"));
+  EXPECT_TRUE(process.waitForOutput(plainHeader().size() + 7));
+  process.kill(SIGTERM);
+  process.kill(SIGTERM);
+  process.write("showpage\n");
+  expectOutcome(process.finish(), join(plainHeader(), bytes("%!PS\n\0\nshowpage\n"), trailer()),
+                tmpLines(job));
+}
+
+TEST_F(IgnoredCancellation, LetsAManualBookletBePrinted) {
+  WaitingReordering run(join(kTop, kPage1));
+  ASSERT_TRUE(sleeps(run.process()));
+  run.process().kill(SIGTERM);
+  run.process().kill(SIGTERM);
+  run.process().write(kPage2);
+  expectOutcome(run.process().finish(),
+                join(plainHeader(), kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank,
+                     kPage2, trailer()),
+                join(threeTmpLines(run.job()), kNoInstruction));
+  expectNoManualFiles(run.job());
+}
+
+}  // namespace
+}  // namespace jobshaper::testing

@@ -1,0 +1,103 @@
+// What the tests of manual booklets share: a job that is reordered, and the texts that the
+// reordering and the line loop add to it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "tests/support/program.h"
+
+namespace jobshaper::testing {
+
+inline constexpr std::string_view kManualPpd = "*PPD-Adobe: \"4.3\"\n*QvnManualBooklet: True\n";
+inline constexpr std::string_view kFirstPass =
+    "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
+inline constexpr std::string_view kSecondPass =
+    "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
+inline constexpr std::string_view kProcedures = "cg_md begin\nbp\nsdmtx\nep\nend\n";
+inline constexpr std::string_view kRestore = "userdict /ESPsave get restore\n";
+// The instruction page on a current system, when there is no file for it.
+inline constexpr std::string_view kInstruction = "%%Page: 0 0\n";
+inline constexpr std::string_view kNoInstruction = "instructionAsData is less than or equal to 0\n";
+inline constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
+inline constexpr std::string_view kNoFile = "ERROR: Unable to create necessary file.\n";
+inline constexpr std::string_view kNoRearranging = "ERROR: Critical error in rearranging pages.\n";
+inline constexpr std::string_view kFatal = "ERROR: Fatal error in manual booklet!\n";
+
+inline constexpr std::string_view kTop = "%!PS-Adobe-3.0\n%%EndSetup\n";
+inline constexpr std::string_view kPages[] = {"",
+                                              "%%Page: 1 1\n1a\n1b\n1c\n1d\n",
+                                              "%%Page: 2 2\n2a\n2b\n2c\n2d\n",
+                                              "%%Page: 3 3\n3a\n3b\n3c\n3d\n",
+                                              "%%Page: 4 4\n4a\n4b\n4c\n4d\n",
+                                              "%%Page: 5 5\n5a\n5b\n5c\n5d\n",
+                                              "%%Page: 6 6\n6a\n6b\n6c\n6d\n",
+                                              "%%Page: 7 7\n7a\n7b\n7c\n7d\n",
+                                              "%%Page: 8 8\n8a\n8b\n8c\n8d\n"};
+inline constexpr std::string_view kPage1 = kPages[1];
+inline constexpr std::string_view kPage2 = kPages[2];
+inline constexpr std::string_view kBlank =
+    "%%Page: 1 1\n1a\n1b\n1c\ncg_md begin\nbp\nsdmtx\nep\nend\n";
+inline constexpr std::string_view kTrailer = "%%Trailer\n%%Pages: 8\n%%EOF\n";
+
+inline constexpr const char* kManualFiles[] = {"qvn_manualPS", "pageReOrdered", "pageEven",
+                                               "newEvenOrder", "headerPS",      "newOddOrder"};
+
+template <typename... Parts>
+std::string join(const Parts&... parts) {
+  std::string result;
+  (result.append(std::string_view(parts)), ...);
+  return result;
+}
+
+// "31": page 3, then page 1.
+inline std::string pages(std::string_view numbers) {
+  std::string result;
+  for (const char number : numbers) result += kPages[number - '0'];
+  return result;
+}
+
+inline Job manualJob(std::string input, std::string_view options = "") {
+  Job job;
+  job.ppd(kManualPpd).options(join("QVBookletFold=Booklet", options)).input(std::move(input));
+  return job;
+}
+
+// The log's line, the set-up's and the reordering's.
+inline std::string threeTmpLines(const Job& job) {
+  const std::string line = "tmp at " + job.environment().at("TMPDIR") + " \n";
+  return line + line + line;
+}
+
+inline void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err,
+                          int status = 0) {
+  EXPECT_EQ(outcome.out, out);
+  EXPECT_EQ(outcome.err, err);
+  EXPECT_EQ(outcome.exitStatus, status);
+  EXPECT_EQ(outcome.signal, 0);
+}
+
+inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42") {
+  for (const char* name : kManualFiles) {
+    EXPECT_FALSE(std::filesystem::exists(job.tmpFile(name + jobId))) << name;
+  }
+}
+
+// A job with an instruction page, for which there is no file.
+inline void expectPrinted(const Job& job, std::string_view body) {
+  expectOutcome(job.run(), join(plainHeader(), body, trailer()),
+                join(threeTmpLines(job), kNoInstruction));
+  expectNoManualFiles(job);
+}
+
+// A job without any page, and thus without an instruction page.
+inline void expectPrintedWithoutPages(const Job& job, std::string_view body) {
+  expectOutcome(job.run(), join(plainHeader(), body, trailer()), threeTmpLines(job));
+  expectNoManualFiles(job);
+}
+
+}  // namespace jobshaper::testing
