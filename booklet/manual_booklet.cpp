@@ -42,6 +42,7 @@ class Reordering {
 
   bool createFiles();
   bool takeLine(std::string_view line);
+  bool flush();
   bool finish();
 
  private:
@@ -114,6 +115,8 @@ bool Reordering::takeLine(std::string_view line) {
   (toOdd ? odd_ : even_).write(text);
   return true;
 }
+
+bool Reordering::flush() { return (odd_.flush() && even_.flush()) || reportNoFile(); }
 
 bool Reordering::beginPage() {
   if (pageCounter_ == 1) {
@@ -188,6 +191,7 @@ bool reorder(int input, Reordering& reordering) {
   PieceReader reader(input);
   bool more = true;
   while (more) {
+    if (!reordering.flush()) return false;  // the next read may wait
     more = reader.read();
     while (const auto line = reader.nextPiece()) {
       if (isUnterminated(*line) || cancellationRequested()) break;

@@ -191,8 +191,7 @@ void BookletRules::noteCoverSheet() {
   coverMediaType_ = mediaName(job_.jobOptions.getValue("QVBookletCoverType"), coverMediaType_);
 }
 
-// The cover is the sheet of the booklet's middle pages, so its tray and media are asked for at
-// the page where the printer is about to take it.
+// The cover's tray and media are asked for at the page with which the printer takes the sheet.
 void BookletRules::requestCover(int pageNumber, std::string_view& line) {
   noteCoverSheet();
   if (pageNumber != (job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1)) return;

@@ -30,9 +30,12 @@ void rewriteStream(const JobState& job, JobOutput& output) {
     more = input.read();
     while (const auto piece = input.nextPiece()) {
       rewriter.handle(*piece);
-      if (cancellationRequested()) return;
+      if (cancellationRequested()) {
+        more = false;
+        break;
+      }
     }
-    output.flush();  // before the next read, which may wait
+    output.flush();  // the next read may wait, and takes the pieces' place
   }
 }
 
