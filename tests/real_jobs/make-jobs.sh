@@ -30,3 +30,9 @@ make_cups_job() { # IN.pdf OPTIONS
   rm -f "$pages"
   return "$status"
 }
+
+# Adds to a job of groff the procedure set that the blank page of a manual booklet calls, which
+# only jobs from macOS bring with them. groff's EP ends a page.
+with_blank_page_procedures() {
+  sed 's/^%%EndProlog.*/\/cg_md 3 dict def cg_md begin \/bp {} def \/sdmtx {} def \/ep {EP} def end\n&/'
+}

@@ -2,20 +2,23 @@
 # A manual booklet as its user gets it: jobs made by groff, filtered, rendered, and the order of
 # the rendered pages read back from the marks that the pages carry.
 #
-#   manual-booklet.sh JOBSHAPER_AT INSTRUCTION_FOLDER
+#   manual-booklet.sh JOBSHAPER_AT INSTRUCTION_PAGE
 set -euo pipefail
 
+. "$(dirname "${BASH_SOURCE[0]}")/make-jobs.sh"
+
 jobshaper_at=$1
-export JOBSHAPER_INSTRUCTIONS=$2
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
+mkdir -p "$folder/en.lproj"
+cp "$2" "$folder/en.lproj/instruction(null)"
+export JOBSHAPER_INSTRUCTIONS=$folder
 export TMPDIR=$folder/tmp DEVICE_URI=socket://printer PPD=$folder/printer.ppd LANG=en_US.UTF-8
 mkdir "$TMPDIR"
 printf '*PPD-Adobe: "4.3"\n*QvnManualBooklet: True\n' > "$PPD"
 status=0
 
-# COUNT pages, each with a mark of its number, and a definition of the procedure set that the
-# blank page calls: only jobs from macOS bring it with them. groff's BP and EP begin and end a page.
+# COUNT pages, each with a mark of its number.
 make_job() {
   {
     echo ".nf"
@@ -23,8 +26,7 @@ make_job() {
       if ((page > 1)); then echo ".bp"; fi
       printf 'mark-%d\nA line of page %d.\n' "$page" "$page"
     done
-  } | groff -Tps |
-    sed 's/^%%EndProlog.*/\/cg_md 3 dict def cg_md begin \/bp {} def \/sdmtx {} def \/ep {EP} def end\n&/'
+  } | groff -Tps | with_blank_page_procedures
 }
 
 # The marks of a filtered job's pages in the order of the paper, "-" for a page without one.
