@@ -28,13 +28,7 @@ void rewriteStream(const JobState& job, JobOutput& output) {
   bool more = true;
   while (more) {
     more = input.read();
-    while (const auto piece = input.nextPiece()) {
-      rewriter.handle(*piece);
-      if (cancellationRequested()) {
-        more = false;
-        break;
-      }
-    }
+    if (!rewriter.handleAll(input.allPieces())) more = false;
     output.flush();  // the next read may wait, and takes the pieces' place
   }
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "diag/log.h"
+#include "platform/cancellation.h"
+#include "platform/piece_reader.h"
 #include "platform/system.h"
 #include "platform/text_encoding.h"
 
@@ -34,6 +36,49 @@ StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
   retained_ = job.printTo &&
               std::ranges::find(kRetentionModes, *job.printTo) != std::ranges::end(kRetentionModes);
   LogInfoBody("main", __LINE__, "Initialized begin and end markers.");
+}
+
+std::optional<TriggerSet> StreamRewriter::watchedTexts() const {
+  const bool pending = state_.skipCount > 0 || state_.dropUntilDuplexer ||
+                       state_.collectingPageSize || state_.inputSlotPending;
+  if (pending) return std::nullopt;
+  // A rule that fires once is looked for until it has; the others only in jobs that know them.
+  unsigned watched =
+      triggerSet(kUniversalExitLanguage) | triggerSet("@PJL ") | triggerSet("InputSlot");
+  if (!state_.sfclFound) watched |= triggerSet("sfcl{");
+  if (!state_.jobPatchHandled) watched |= triggerSet("JobPatchFile");
+  if (!state_.pageSizeDone) {
+    watched |= triggerSet("PageRegion") | triggerSet("CustomPageSize") | triggerSet("*PageSize");
+  }
+  if (!state_.prologPatched) watched |= triggerSet("%%BeginProlog");
+  if (retained_) watched |= triggerSet("%RBINumCopies: ");
+  if (posterCollate_) watched |= triggerSet("/Collate");
+  if (job_.bookletMode) watched |= triggerSet("%%Page:") | triggerSet("QVBookletFold");
+  return static_cast<TriggerSet>(watched);
+}
+
+void StreamRewriter::passUntouched(std::string_view pieces) {
+  output_.captureIncoming(pieces);
+  output_.pass(pieces);
+}
+
+bool StreamRewriter::handleAll(std::string_view pieces) {
+  while (!pieces.empty()) {
+    std::string_view piece;
+    if (const auto watched = watchedTexts()) {
+      const std::size_t trigger = findTrigger(pieces, *watched);
+      if (trigger == pieces.npos) break;
+      piece = pieceAround(pieces, trigger);
+    } else {
+      piece = firstPiece(pieces);
+    }
+    passUntouched({pieces.data(), piece.data()});
+    handle(piece);
+    pieces = {piece.data() + piece.size(), pieces.data() + pieces.size()};
+    if (cancellationRequested()) return false;
+  }
+  passUntouched(pieces);
+  return true;
 }
 
 void StreamRewriter::handle(std::string_view piece) {

@@ -8,6 +8,7 @@
 #include "filter/booklet_rules.h"
 #include "filter/job_output.h"
 #include "filter/job_state.h"
+#include "filter/trigger_search.h"
 
 namespace jobshaper {
 
@@ -25,13 +26,17 @@ struct RewriteState {
   bool inputSlotPending = false;  // a paper-source feature waits for its closing line
   int blockUseCount = 1;          // repetitions of pageSizeBlock, plus one
   bool prologPatched = false;     // the marker feature stands in the prolog
-  int pageNumber = 0;             // "%%Page:" lines seen
+  int pageNumber = 0;             // "%%Page:" lines seen by the rules
 };
 
 class StreamRewriter {
  public:
   // Refers to both. What the job's options and the system decide is settled here, once.
   StreamRewriter(const JobState& job, JobOutput& output);
+
+  // Does with whole pieces, which lie side by side, what handle() does with each. What no rule can
+  // touch is passed at once. False when the job was cancelled and the rest left alone.
+  bool handleAll(std::string_view pieces);
 
   // Captures, rewrites and writes one piece, or drops it. Its bytes must stay as they are until
   // the output's next flush.
@@ -41,6 +46,10 @@ class StreamRewriter {
 
  private:
   enum class Fate { write, drop };
+
+  // The texts that can make a rule act in the present state; none when every line can.
+  std::optional<TriggerSet> watchedTexts() const;
+  void passUntouched(std::string_view pieces);
 
   // The rules in the order in which each line meets them. They may point `line` at other text.
   Fate rewrite(std::string_view& line);

@@ -14,18 +14,37 @@ namespace {
 
 constexpr std::size_t kBlock = 128 * 1024;
 
-// The length of the piece that these bytes begin with; none when its end is not among them.
-std::optional<std::size_t> pieceLength(std::string_view bytes) {
+// Where the line of the byte at `position` begins: behind the last line end before it. A line
+// end at `position` itself belongs to its line.
+std::size_t lineBegin(std::string_view bytes, std::size_t position) {
+  if (position == 0) return 0;
+  const std::size_t newline = bytes.rfind('\n', position - 1);
+  std::size_t begin = newline == bytes.npos ? 0 : newline + 1;
+  // Most jobs know one kind of line end: the other is looked for behind it only.
+  const std::size_t carriageReturn = bytes.substr(begin, position - begin).rfind('\r');
+  if (carriageReturn != bytes.npos) begin += carriageReturn + 1;
+  return begin;
+}
+
+bool isWholePiece(std::string_view piece) {
+  return piece.size() == kLongestPiece || piece.ends_with('\n') || piece.ends_with('\r');
+}
+
+}  // namespace
+
+std::string_view firstPiece(std::string_view bytes) {
   const std::string_view window = bytes.substr(0, kLongestPiece);
   const std::size_t newline = window.find('\n');
   const std::size_t carriageReturn = window.substr(0, newline).find('\r');
   const std::size_t last = std::min(newline, carriageReturn);
-  if (last != window.npos) return last + 1;
-  if (window.size() == kLongestPiece) return kLongestPiece;
-  return std::nullopt;
+  return last == window.npos ? window : window.substr(0, last + 1);
 }
 
-}  // namespace
+std::string_view pieceAround(std::string_view bytes, std::size_t position) {
+  const std::size_t line = lineBegin(bytes, position);
+  const std::size_t begin = line + (position - line) / kLongestPiece * kLongestPiece;
+  return firstPiece(bytes.substr(begin));
+}
 
 PieceReader::PieceReader(int descriptor)
     : descriptor_(descriptor), buffer_(new char[kLongestPiece + kBlock]) {
@@ -46,12 +65,20 @@ bool PieceReader::read() {
 }
 
 std::optional<std::string_view> PieceReader::nextPiece() {
-  const std::string_view bytes(buffer_.get() + begin_, end_ - begin_);
-  std::optional<std::size_t> length = pieceLength(bytes);
-  if (!length && endOfInput_ && !bytes.empty()) length = bytes.size();
-  if (!length) return std::nullopt;
-  begin_ += *length;
-  return bytes.substr(0, *length);
+  const std::string_view piece = firstPiece({buffer_.get() + begin_, end_ - begin_});
+  if (piece.empty() || !(isWholePiece(piece) || endOfInput_)) return std::nullopt;
+  begin_ += piece.size();
+  return piece;
+}
+
+std::string_view PieceReader::allPieces() {
+  std::string_view bytes(buffer_.get() + begin_, end_ - begin_);
+  if (!endOfInput_) {
+    const std::size_t line = lineBegin(bytes, bytes.size());
+    bytes = bytes.substr(0, line + (bytes.size() - line) / kLongestPiece * kLongestPiece);
+  }
+  begin_ += bytes.size();
+  return bytes;
 }
 
 }  // namespace jobshaper

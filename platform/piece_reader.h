@@ -11,6 +11,13 @@ namespace jobshaper {
 // A piece is at most this long; a longer line is cut.
 inline constexpr std::size_t kLongestPiece = 1024;
 
+// The piece that these bytes, which begin with a piece, begin with; all of them when it does not
+// end among them.
+std::string_view firstPiece(std::string_view bytes);
+
+// The piece of these bytes, which begin with a piece, that holds the byte at `position`.
+std::string_view pieceAround(std::string_view bytes, std::size_t position);
+
 class PieceReader {
  public:
   // Reads from the descriptor, which is not owned.
@@ -24,6 +31,9 @@ class PieceReader {
   // 1024 bytes without one. At end of input the unterminated rest, unless it is empty. None
   // when read() has to be called first or nothing is left.
   std::optional<std::string_view> nextPiece();
+
+  // All pieces that nextPiece() would hand out until it has none, side by side.
+  std::string_view allPieces();
 
  private:
   int descriptor_;
