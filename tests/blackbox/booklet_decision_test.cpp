@@ -5,12 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "tests/support/program.h"
+#include "tests/blackbox/booklet_jobs.h"
 
 namespace jobshaper::testing {
 namespace {
-
-constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
 
 // A job with the PPD feature of the fold option, whose own code ends at the duplexer line.
 constexpr std::string_view kJob =
@@ -24,41 +22,6 @@ constexpr std::string_view kJob =
     "%%Page: 1 1\n"
     "showpage\n"
     "%%Trailer\n";
-
-std::string operator+(std::string left, std::string_view right) { return left.append(right); }
-
-// The header of a plain job with more lines ahead of the switch into PostScript.
-std::string headerWith(std::string_view lines) {
-  std::string header = plainHeader();
-  return header.insert(header.find("@PJL ENTER LANGUAGE"), lines);
-}
-
-void expectRun(const Job& job, std::string_view out, std::string_view err) {
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, 0);
-  EXPECT_EQ(outcome.signal, 0);
-}
-
-// The whole output on this system, on 10.4.9 and on 10.5.
-void expectOut(Job job, std::string_view out) {
-  expectRun(job, out, tmpLines(job));
-  for (const char* version : {"0x1049", "0x1050"}) {
-    SCOPED_TRACE(version);
-    expectRun(job.version(version), out, tmpLines(job));
-  }
-}
-
-void expectBody(const Job& job, std::string_view body) {
-  expectOut(job, plainHeader() + body + trailer());
-}
-
-Job bookletJob(std::string input, const std::string& fold = "SaddleStitch") {
-  Job job;
-  job.options("QVBookletFold=" + fold).input(std::move(input));
-  return job;
-}
 
 // What becomes of kJob with this fold command.
 std::string foldedJob(std::string_view command) {

@@ -6,65 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/program.h"
+#include "tests/blackbox/booklet_jobs.h"
 
 namespace jobshaper::testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Cover options that leave nothing but the inside of the cover to print.
-constexpr std::string_view kOnlyInside =
-    " QVBookletCoverPage=true QVInsideFrontCover=true QVInsideBackCover=False";
-constexpr std::string_view kOutside = " QVBookletCoverPage=true QVOutsideFrontCover=true";
-constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
-
-std::string operator+(std::string left, std::string_view right) { return left.append(right); }
-
-void expectRun(const Job& job, std::string_view out, std::string_view err) {
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, 0);
-  EXPECT_EQ(outcome.signal, 0);
-}
-
-// The whole output on this system, on 10.4.9 and on 10.5.
-void expectBody(Job job, std::string_view body) {
-  const std::string out = plainHeader() + body + trailer();
-  expectRun(job, out, tmpLines(job));
-  for (const char* version : {"0x1049", "0x1050"}) {
-    SCOPED_TRACE(version);
-    expectRun(job.version(version), out, tmpLines(job));
-  }
-}
-
-// A job of so many pages, in which the line of page `at` reads `line` instead.
-std::string pages(int count, int at = 0, std::string_view line = {}) {
-  std::string result = "%!PS-Adobe-3.0\n";
-  for (int page = 1; page <= count; ++page) {
-    const std::string number = std::to_string(page);
-    result += page == at ? std::string(line) : "%%Page: " + number + " " + number + "\n";
-    result += "showpage\n";
-  }
-  return result + "%%Trailer\n%%EOF\n";
-}
-
-// A folded booklet with these further options, whose page-count file holds this text.
-Job coverJob(std::string_view pageCount, std::string_view options, std::string input) {
-  Job job;
-  const std::string path = job.tmpFile("count");
-  writeFile(path, pageCount);
-  job.options(std::string("QVBookletFold=BiFold QVBookletPageCountFilename=") + path + " " +
-              options);
-  return job.input(std::move(input));
-}
-
-// The page line `page` behind the request for a cover sheet with outside print.
-std::string request(std::string_view page, std::string_view parameters) {
-  return std::string(page) + "[{\n<< /DeferredMediaSelection true " + parameters +
-         " >> setpagedevice\n} stopped cleartomark\n";
-}
 
 // ---- the answer: only inside
 

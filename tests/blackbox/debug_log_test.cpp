@@ -448,7 +448,7 @@ TEST(DebugLog, HasTheOtherMarkersAsTheyAreMet) {
 
 TEST(DebugLog, GoesTogetherWithTheCapture) {
   const Job job = plainJob().log(1).capture();
-  expectPrinted(job, tmpLines(job) + "INFO: Logging enabled by the user.\n");
+  expectPrinted(job, tmpLines(job) + kCaptureOn);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kJob);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), printed());
   EXPECT_EQ(logOf(job), quietNotes("A", 1, 65, "I") + jobRecords());

@@ -28,7 +28,6 @@ constexpr std::string_view kUsage =
     "ERROR: Version = 3.9 \n\tjobshaper job-id user title copies options [file]\n"
     "ERROR: Printer filter did not launch.\n";
 constexpr std::string_view kCannotRead = "ERROR: Cannot read the print job.\n";
-constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
 constexpr std::string_view kNoCaptureIn =
     "ERROR: Cannot write incoming print data to a log file.\n";
 constexpr std::string_view kNoCaptureOut =
@@ -39,20 +38,11 @@ constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk connectio
 
 constexpr std::string_view kJobText = "%!PS-Adobe-3.0\nshowpage\n";
 
-std::string operator+(std::string left, std::string_view right) { return left.append(right); }
-
 // Standard output of a job without options.
 std::string plainJob(std::string_view body = kJobText) { return plainHeader() + body + trailer(); }
 
 // The "tmp at" line as the diagnostic log and the job set-up write it, one each.
 std::string tmpLine(std::string_view folder) { return std::string("tmp at ") + folder + " \n"; }
-
-void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err, int status) {
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, status);
-  EXPECT_EQ(outcome.signal, 0);
-}
 
 // Runs the job without the right to pass over file permissions, which root has. The
 // bounding set belongs to the thread, so only this run is concerned.
@@ -489,21 +479,14 @@ TEST(Capture, UnwritableFolderIsReportedTwiceAndTheJobStillPrinted) {
 
 // ---- the generic driver's PPD keyword
 
-// The header of a job whose only setting is the generic driver's colour.
-std::string headerWithGeneric(std::string_view lines) {
-  const std::string enter = "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
-  const std::string header = plainHeader();
-  return header.substr(0, header.size() - enter.size()) + lines + enter;
-}
-
 std::string colorJob() {
-  return headerWithGeneric("@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n") +
-         kJobText + trailer();
+  return headerWith("@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n") + kJobText +
+         trailer();
 }
 
 std::string monoJob() {
-  return headerWithGeneric("@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n") +
-         kJobText + trailer();
+  return headerWith("@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n") + kJobText +
+         trailer();
 }
 
 void expectWithPpd(std::string_view ppd, std::string_view options, const std::string& out) {

@@ -4,42 +4,12 @@
 
 #include <string>
 
-#include "tests/support/program.h"
+#include "tests/blackbox/booklet_jobs.h"
 
 namespace jobshaper::testing {
 namespace {
 
 constexpr std::string_view kSaddle = "<< /Fold 2 /Staple 4>> setpagedevice\n";
-constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
-
-std::string operator+(std::string left, std::string_view right) { return left.append(right); }
-
-void expectRun(const Job& job, std::string_view out, std::string_view err) {
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, 0);
-  EXPECT_EQ(outcome.signal, 0);
-}
-
-// The whole output on this system, on 10.4.9 and on 10.5.
-void expectOut(Job job, std::string_view out) {
-  expectRun(job, out, tmpLines(job));
-  for (const char* version : {"0x1049", "0x1050"}) {
-    SCOPED_TRACE(version);
-    expectRun(job.version(version), out, tmpLines(job));
-  }
-}
-
-void expectBody(const Job& job, std::string_view body) {
-  expectOut(job, plainHeader() + body + trailer());
-}
-
-Job bookletJob(std::string input, const std::string& fold = "SaddleStitch") {
-  Job job;
-  job.options("QVBookletFold=" + fold).input(std::move(input));
-  return job;
-}
 
 // A saddle-stitched job whose input and body are these.
 void expectStitched(std::string input, std::string_view body) {

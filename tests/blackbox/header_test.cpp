@@ -14,19 +14,6 @@ using namespace jobshaper::testing;
 
 constexpr std::string_view kPage = "%!PS-Adobe-3.0\nshowpage\n";
 
-// Whole header of a job of user `user`: its name in the USERNAME line, then `more`.
-std::string headerOf(std::string_view user, std::string_view userName, std::string_view more) {
-  return "\x1b%-12345X@PJL JOB\n"
-         "@PJL COMMENT Quorvan Macintosh driver\n"
-         "@PJL SET STRINGCODESET = UTF8\n"
-         "@PJL QJOBINFO USERID = \"" +
-         std::string(user) + "\" HOSTID = \"" + hostName() +
-         "\"\n"
-         "@PJL SET JOBNAME = \"\"\n"
-         "@PJL SET USERNAME = \"" +
-         std::string(userName) + "\"\n" + std::string(more) + "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
-}
-
 void expectHeader(Job job, const std::string& header) {
   const Outcome outcome = job.input(std::string(kPage)).run();
   EXPECT_EQ(outcome.out, header + std::string(kPage) + trailer());

@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,6 +19,7 @@
 #include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
+#include "tests/support/file_size_limit.h"
 
 namespace jobshaper::testing {
 namespace {
@@ -255,27 +255,6 @@ TEST(ManualBookletFault, ReorderedFileCannotBeOpened) {
 
 // ---- no room
 
-// Files of this process and of those that it starts end at this size, without a signal.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t size) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{size, before_.rlim_max};
-    handler_ = signal(SIGXFSZ, SIG_IGN);
-    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    signal(SIGXFSZ, handler_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit before_{};
-  sighandler_t handler_ = SIG_DFL;
-};
-
 Outcome runWithLimit(const Job& job, rlim_t size) {
   const FileSizeLimit limit(size);
   return job.run();
@@ -352,8 +331,9 @@ void expectCancelled(const Outcome& outcome, std::string_view out, std::string_v
   EXPECT_EQ(outcome.signal, SIGTERM);
 }
 
-TEST(CancelledReordering, EndsAtOnceWithoutOutputAndFiles) {
-  WaitingReordering run(join(kTop, pages("1234"), "half a line"));
+// Takes the start of a job and is cancelled while it waits for more.
+void expectNothingLeftAfter(std::string_view start) {
+  WaitingReordering run(start);
   ASSERT_TRUE(sleeps(run.process()));
   run.process().kill(SIGTERM);
   EXPECT_TRUE(endsByItself(run.process()));
@@ -361,22 +341,14 @@ TEST(CancelledReordering, EndsAtOnceWithoutOutputAndFiles) {
   EXPECT_TRUE(fs::is_empty(run.job().tmp()));
 }
 
-TEST(CancelledReordering, EndsAtOnceBeforeTheFirstByte) {
-  WaitingReordering run("");
-  ASSERT_TRUE(sleeps(run.process()));
-  run.process().kill(SIGTERM);
-  EXPECT_TRUE(endsByItself(run.process()));
-  expectCancelled(run.process().finish(), "", threeTmpLines(run.job()));
-  EXPECT_TRUE(fs::is_empty(run.job().tmp()));
+TEST(CancelledReordering, EndsAtOnceWithoutOutputAndFiles) {
+  expectNothingLeftAfter(join(kTop, pages("1234"), "half a line"));
 }
+
+TEST(CancelledReordering, EndsAtOnceBeforeTheFirstByte) { expectNothingLeftAfter(""); }
 
 TEST(CancelledReordering, EndsAtOnceInTheTrailer) {
-  WaitingReordering run(join(kTop, pages("12"), "%%Trailer\n"));
-  ASSERT_TRUE(sleeps(run.process()));
-  run.process().kill(SIGTERM);
-  EXPECT_TRUE(endsByItself(run.process()));
-  expectCancelled(run.process().finish(), "", threeTmpLines(run.job()));
-  EXPECT_TRUE(fs::is_empty(run.job().tmp()));
+  expectNothingLeftAfter(join(kTop, pages("12"), "%%Trailer\n"));
 }
 
 TEST(CancelledReordering, KeepsTheCaptureFiles) {

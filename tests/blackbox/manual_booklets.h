@@ -23,7 +23,6 @@ inline constexpr std::string_view kRestore = "userdict /ESPsave get restore\n";
 // The instruction page on a current system, when there is no file for it.
 inline constexpr std::string_view kInstruction = "%%Page: 0 0\n";
 inline constexpr std::string_view kNoInstruction = "instructionAsData is less than or equal to 0\n";
-inline constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
 inline constexpr std::string_view kNoFile = "ERROR: Unable to create necessary file.\n";
 inline constexpr std::string_view kNoRearranging = "ERROR: Critical error in rearranging pages.\n";
 inline constexpr std::string_view kFatal = "ERROR: Fatal error in manual booklet!\n";
@@ -71,14 +70,6 @@ inline Job manualJob(std::string input, std::string_view options = "") {
 inline std::string threeTmpLines(const Job& job) {
   const std::string line = "tmp at " + job.environment().at("TMPDIR") + " \n";
   return line + line + line;
-}
-
-inline void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err,
-                          int status = 0) {
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, status);
-  EXPECT_EQ(outcome.signal, 0);
 }
 
 inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42") {

@@ -22,19 +22,6 @@ void expectFiltered(const Job& job, const std::string& header) {
   EXPECT_EQ(outcome.exitStatus, 0);
 }
 
-// The header of ada's job with `userName` in its USERNAME line and `more` after it.
-std::string headerWith(std::string_view userName, std::string_view more = "") {
-  return "\x1b%-12345X@PJL JOB\n"
-         "@PJL COMMENT Quorvan Macintosh driver\n"
-         "@PJL SET STRINGCODESET = UTF8\n"
-         "@PJL QJOBINFO USERID = \"ada\" HOSTID = \"" +
-         hostName() +
-         "\"\n"
-         "@PJL SET JOBNAME = \"\"\n"
-         "@PJL SET USERNAME = \"" +
-         std::string(userName) + "\"\n" + std::string(more) + "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
-}
-
 struct UserNameRow {
   std::string options;
   std::string userName;
@@ -44,7 +31,8 @@ struct UserNameRow {
 void expectUserNames(const std::vector<UserNameRow>& rows) {
   for (const UserNameRow& row : rows) {
     SCOPED_TRACE("options: " + row.options);
-    expectFiltered(Job().options(row.options).input(std::string(kPage)), headerWith(row.userName));
+    expectFiltered(Job().options(row.options).input(std::string(kPage)),
+                   headerOf("ada", row.userName, ""));
   }
 }
 
@@ -182,7 +170,7 @@ TEST(OptionString, LastOfSeveralValuesCounts) {
 TEST(OptionString, NameAloneIsTrue) {
   expectUserNames({{"JRUSERNAME", "true"}, {"a JRUSERNAME b", "true"}});
   expectFiltered(Job().options("QvnBlankPage").input(std::string(kPage)),
-                 headerWith("ada", "@PJL SET QBLANKPAGES = PRINT\n"));
+                 headerWith("@PJL SET QBLANKPAGES = PRINT\n"));
   expectDump("duplex", {{"duplex", "true"}});
 }
 
@@ -190,7 +178,7 @@ TEST(OptionString, NameAloneAfterNoIsFalse) {
   for (const char* options : {"noQvnBlankPage", "NoQvnBlankPage", "NOQvnBlankPage"}) {
     SCOPED_TRACE(options);
     expectFiltered(Job().options(options).input(std::string(kPage)),
-                   headerWith("ada", "@PJL SET QBLANKPAGES = DONOTPRINT\n"));
+                   headerWith("@PJL SET QBLANKPAGES = DONOTPRINT\n"));
   }
   expectDump("nocollate", {{"collate", "false"}});
   expectDump("notebook", {{"tebook", "false"}});
@@ -332,8 +320,7 @@ TEST(ValueEscape, PlaceholdersAreDecodedInEveryOption) {
                      .options("PrintTo=JRConf JRHOLDKEY=1<2C>2 JAUSERID=a<20>b JAACCTNUM=<27>x<27> "
                               "JADEPTNUM=<3C>d<3E>")
                      .input(std::string(kPage)),
-                 headerWith("ada",
-                            "@PJL SET HOLD = ON\n"
+                 headerWith("@PJL SET HOLD = ON\n"
                             "@PJL SET HOLDTYPE = PRIVATE\n"
                             "@PJL SET HOLDKEY = \"1,2\"\n"
                             "@PJL SET QDUPLICATEHELDJOBS = SAVE\n"

@@ -21,18 +21,6 @@ constexpr std::string_view kMono =
     "@PJL SET RENDERMODE  = GRAYSCALE\n";
 constexpr std::string_view kNotGeneric = "";
 
-std::string headerWith(std::string_view more) {
-  return "\x1b%-12345X@PJL JOB\n"
-         "@PJL COMMENT Quorvan Macintosh driver\n"
-         "@PJL SET STRINGCODESET = UTF8\n"
-         "@PJL QJOBINFO USERID = \"ada\" HOSTID = \"" +
-         hostName() +
-         "\"\n"
-         "@PJL SET JOBNAME = \"\"\n"
-         "@PJL SET USERNAME = \"ada\"\n" +
-         std::string(more) + "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
-}
-
 void expectJob(Job& job, std::string_view lines, const std::string& messages = "") {
   const Outcome outcome = job.input(std::string(kPage)).run();
   EXPECT_EQ(outcome.out, headerWith(lines) + std::string(kPage) + trailer());

@@ -15,17 +15,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kJobText = "%!PS-Adobe-3.0\nshowpage\n";
 
-std::string operator+(std::string left, std::string_view right) { return left.append(right); }
-
 // Standard output of a job without options.
 std::string plainJob(std::string_view body = kJobText) { return plainHeader() + body + trailer(); }
-
-void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err, int status) {
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, status);
-  EXPECT_EQ(outcome.signal, 0);
-}
 
 const std::string kSeparator = "\n" + std::string(88, '=');
 
@@ -125,7 +116,7 @@ TEST(RunLog, HoldsTheWholeRunOfAJobWithFileOptionsPpdAndCapture) {
   std::string out;
   for (const std::string& line : header) out += line;
   out = out + kJobText + trailer();
-  expectOutcome(job.run(), out, tmpLines(job) + "INFO: Logging enabled by the user.\n", 0);
+  expectOutcome(job.run(), out, tmpLines(job) + kCaptureOn, 0);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kJobText);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
 

@@ -5,35 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/program.h"
+#include "tests/blackbox/stream_jobs.h"
 
 namespace jobshaper::testing {
 namespace {
-
-struct Row {
-  std::string input;
-  std::string body;
-};
-
-void expectBody(Job job, const std::string& input, const std::string& body) {
-  const Outcome outcome = job.input(input).run();
-  EXPECT_EQ(outcome.out, plainHeader() + body + trailer());
-  EXPECT_EQ(outcome.err, tmpLines(job));
-  EXPECT_EQ(outcome.exitStatus, 0);
-}
-
-void expectBody(const std::string& input, const std::string& body) {
-  expectBody(Job(), input, body);
-}
-
-void expectUnchanged(const std::string& input) { expectBody(input, input); }
-
-void expectRows(const std::vector<Row>& rows) {
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    SCOPED_TRACE("row " + std::to_string(i));
-    expectBody(rows[i].input, rows[i].body);
-  }
-}
 
 // Features as the print dialog's PPD writes them, in both styles.
 const std::string kA4 =

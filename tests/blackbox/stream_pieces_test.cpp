@@ -481,7 +481,7 @@ TEST(StreamPieces, CapturedInputHoldsEveryPieceButTheSkippedOnes) {
   const std::string out =
       plainHeader() + bytes("\na\0b\nJobPatchFile 2\nthree\n") + as(3000) + trailer();
   EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, tmpLines(job) + "INFO: Logging enabled by the user.\n");
+  EXPECT_EQ(outcome.err, tmpLines(job) + kCaptureOn);
   EXPECT_EQ(outcome.exitStatus, 0);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps")),
             bytes("@PJL X\r\na\0b\nJobPatchFile 1\nJobPatchFile 2\nthree\n") + as(3000));

@@ -6,63 +6,19 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/program.h"
+#include "tests/blackbox/stream_jobs.h"
 
 namespace jobshaper::testing {
 namespace {
 
-struct Row {
-  std::string input;
-  std::string body;
-};
-
-void expectBody(Job job, const std::string& input, const std::string& body,
-                const std::string& header = plainHeader()) {
-  const Outcome outcome = job.input(input).run();
-  EXPECT_EQ(outcome.out, header + body + trailer());
-  EXPECT_EQ(outcome.err, tmpLines(job));
-  EXPECT_EQ(outcome.exitStatus, 0);
-}
-
-void expectBody(const std::string& input, const std::string& body) {
-  expectBody(Job(), input, body);
-}
-
-void expectUnchanged(const std::string& input) { expectBody(input, input); }
-
-void expectRows(const std::vector<Row>& rows) {
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    SCOPED_TRACE("row " + std::to_string(i));
-    expectBody(rows[i].input, rows[i].body);
-  }
-}
-
-// The messages that the line loop leaves in the debug file, one a line.
-std::string loopMessages(const std::string& input) {
+// What the line loop logs of a job with this input.
+std::string messagesOf(const std::string& input) {
   Job job;
   job.log(1).input(input).run();
-  const std::string log = maskLog(readFile(job.tmpFile("debug.log")));
-  const std::string lead = "AI######\t[time]\tmain\tL#\t";
-  std::string result;
-  bool headerSeen = false;
-  for (std::size_t at = 0; at < log.size();) {
-    const std::size_t end = log.find('\n', at);
-    const std::string line = log.substr(at, end - at);
-    at = end + 1;
-    if (line.compare(0, lead.size(), lead) != 0) continue;
-    const std::string message = line.substr(lead.size());
-    if (headerSeen) result += message + "\n";
-    if (message == "@PJL ENTER LANGUAGE = POSTSCRIPT") headerSeen = true;
-  }
-  return result;
+  return loopMessages(job);
 }
 
 // ---- the alternative feature-block markers
-
-const std::string kQuiet = "Initialized begin and end markers.\n}\n";
-const std::string kSwitched =
-    "Initialized begin and end markers.\n"
-    "Found sfcl{ marker. Resetting begin and end markers.\n}\n";
 
 TEST(StreamMarkers, LineWithSfclPassesUnchanged) {
   expectUnchanged("sfcl{\nx\n}efcl\n");
@@ -70,26 +26,27 @@ TEST(StreamMarkers, LineWithSfclPassesUnchanged) {
 }
 
 TEST(StreamMarkers, SwitchIsLoggedOnce) {
-  EXPECT_EQ(loopMessages(""), kQuiet);
-  EXPECT_EQ(loopMessages("sfcl{\n"), kSwitched);
-  EXPECT_EQ(loopMessages("x /sfcl{y\n"), kSwitched);
-  EXPECT_EQ(loopMessages("sfcl{"), kSwitched);
-  EXPECT_EQ(loopMessages("sfcl{\rsfcl{\nsfcl{ sfcl{\n"), kSwitched);
+  EXPECT_EQ(messagesOf(""), kUsualMessages);
+  EXPECT_EQ(messagesOf("sfcl{\n"), kSwitchMessages);
+  EXPECT_EQ(messagesOf("x /sfcl{y\n"), kSwitchMessages);
+  EXPECT_EQ(messagesOf("sfcl{"), kSwitchMessages);
+  EXPECT_EQ(messagesOf("sfcl{\rsfcl{\nsfcl{ sfcl{\n"), kSwitchMessages);
 }
 
 TEST(StreamMarkers, OtherTextsDoNotSwitch) {
-  EXPECT_EQ(loopMessages("SFCL{\nSfcl{\nsfcl {\nsfcl\n{\nsfcl(\n}efcl\nefcl{\nsfc{\n"), kQuiet);
+  EXPECT_EQ(messagesOf("SFCL{\nSfcl{\nsfcl {\nsfcl\n{\nsfcl(\n}efcl\nefcl{\nsfc{\n"),
+            kUsualMessages);
 }
 
 TEST(StreamMarkers, LineThatIsDroppedLaterStillSwitches) {
-  EXPECT_EQ(loopMessages("JobPatchFile sfcl{\n"), kSwitched);
-  EXPECT_EQ(loopMessages("@PJL sfcl{\n"), kSwitched);
+  EXPECT_EQ(messagesOf("JobPatchFile sfcl{\n"), kSwitchMessages);
+  EXPECT_EQ(messagesOf("@PJL sfcl{\n"), kSwitchMessages);
 }
 
 TEST(StreamMarkers, LinesThatMeetNoRuleDoNotSwitch) {
-  EXPECT_EQ(loopMessages(bytes("sfcl{\0\n")), kQuiet);
-  EXPECT_EQ(loopMessages("JobPatchFile\nsfcl{\nsfcl{\n"), kQuiet);
-  EXPECT_EQ(loopMessages(std::string(1020, 'a') + "sfcl{\n"), kQuiet);
+  EXPECT_EQ(messagesOf(bytes("sfcl{\0\n")), kUsualMessages);
+  EXPECT_EQ(messagesOf("JobPatchFile\nsfcl{\nsfcl{\n"), kUsualMessages);
+  EXPECT_EQ(messagesOf(std::string(1020, 'a') + "sfcl{\n"), kUsualMessages);
 }
 
 // ---- poster jobs
@@ -316,12 +273,6 @@ TEST(StreamProlog, ZeroByteLineIsNotReplaced) {
 // ---- collated copies of retained jobs
 
 const std::string kCopiesLine = "%RBINumCopies: 5\n";
-
-std::string headerWith(const std::string& lines) {
-  const std::string header = plainHeader();
-  const std::string last = "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
-  return header.substr(0, header.size() - last.size()) + lines + last;
-}
 
 std::string collated(const std::string& copies) {
   return "%!\n%Set collate copies = copy:\n<< /CollatedCopies " + copies +

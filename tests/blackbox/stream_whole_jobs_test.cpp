@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tests/support/program.h"
+#include "tests/blackbox/stream_jobs.h"
 
 namespace jobshaper::testing {
 namespace {
@@ -24,35 +24,6 @@ std::string lines(std::string_view text, std::string_view lineEnd) {
   return result;
 }
 
-std::string headerWith(const std::string& extra) {
-  const std::string header = plainHeader();
-  const std::string last = "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
-  return header.substr(0, header.size() - last.size()) + extra + last;
-}
-
-// The messages of the line loop: what main logs after the last header line.
-std::string loopMessages(const Job& job) {
-  const std::string log = maskLog(readFile(job.tmpFile("debug.log")));
-  const std::string lead = "AI######\t[time]\tmain\tL#\t";
-  std::string result;
-  bool headerSeen = false;
-  for (std::size_t at = 0; at < log.size();) {
-    const std::size_t end = log.find('\n', at);
-    const std::string line = log.substr(at, end - at);
-    at = end + 1;
-    if (line.compare(0, lead.size(), lead) != 0) continue;
-    const std::string message = line.substr(lead.size());
-    if (headerSeen) result += message + "\n";
-    if (message == "@PJL ENTER LANGUAGE = POSTSCRIPT") headerSeen = true;
-  }
-  return result;
-}
-
-const std::string kUsualMessages = "Initialized begin and end markers.\n}\n";
-const std::string kSwitchMessages =
-    "Initialized begin and end markers.\n"
-    "Found sfcl{ marker. Resetting begin and end markers.\n}\n";
-
 // Runs the job with capture and log on, from standard input and from a file, and compares
 // everything that it leaves behind.
 void expectJob(const std::string& options, const std::string& version, const std::string& input,
@@ -70,7 +41,7 @@ void expectJob(const std::string& options, const std::string& version, const std
     const Outcome outcome = job.run();
     const std::string out = header + body + trailer();
     EXPECT_EQ(outcome.out, out);
-    EXPECT_EQ(outcome.err, tmpLines(job) + "INFO: Logging enabled by the user.\n");
+    EXPECT_EQ(outcome.err, tmpLines(job) + kCaptureOn);
     EXPECT_EQ(outcome.exitStatus, 0);
     EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), captured);
     EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);

@@ -24,7 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
 constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk connection\n";
 
 // A job that brings PJL of its own, and what is left of it.
@@ -36,15 +35,6 @@ constexpr std::string_view kJob =
     "\x1b%-12345X@PJL EOJ\n"
     "\x1b%-12345X";
 constexpr std::string_view kBody = "%!PS-Adobe-3.0\nshowpage\n";
-
-std::string operator+(std::string left, std::string_view right) { return left.append(right); }
-
-void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err) {
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, 0);
-  EXPECT_EQ(outcome.signal, 0);
-}
 
 bool soon(const std::function<bool()>& condition) {
   for (int i = 0; i < 2000; ++i) {

@@ -301,21 +301,21 @@ std::string hostName() {
   return name;
 }
 
-std::string plainHeader(std::string_view user) {
-  const std::string name(user);
+std::string headerOf(std::string_view user, std::string_view userName, std::string_view lines) {
   return std::string(kUel) +
          "@PJL JOB\n"
          "@PJL COMMENT Quorvan Macintosh driver\n"
          "@PJL SET STRINGCODESET = UTF8\n"
          "@PJL QJOBINFO USERID = \"" +
-         name + "\" HOSTID = \"" + hostName() +
+         user + "\" HOSTID = \"" + hostName() +
          "\"\n"
          "@PJL SET JOBNAME = \"\"\n"
          "@PJL SET USERNAME = \"" +
-         name +
-         "\"\n"
-         "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
+         userName + "\"\n" + lines + "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
 }
+
+std::string headerWith(std::string_view lines) { return headerOf("ada", "ada", lines); }
+std::string plainHeader(std::string_view user) { return headerOf(user, user, ""); }
 
 std::string trailer() {
   const std::string uel(kUel);
@@ -349,6 +349,13 @@ std::string maskLog(std::string_view log) {
     result += '\n';
   }
   return result;
+}
+
+void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err, int status) {
+  EXPECT_EQ(outcome.out, out);
+  EXPECT_EQ(outcome.err, err);
+  EXPECT_EQ(outcome.exitStatus, status);
+  EXPECT_EQ(outcome.signal, 0);
 }
 
 }  // namespace jobshaper::testing

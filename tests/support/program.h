@@ -126,17 +126,32 @@ std::string bytes(const char (&literal)[n]) {
   return std::string(literal, n - 1);
 }
 
+// A view behind a string, as C++20 leaves it out.
+inline std::string operator+(std::string left, std::string_view right) {
+  return left.append(right);
+}
+
 // The host name that the header's QJOBINFO line carries on this machine.
 std::string hostName();
+// The header of user's job with this name in its USERNAME line and these lines behind it.
+std::string headerOf(std::string_view user, std::string_view userName, std::string_view lines);
+// The header of ada's job with these lines ahead of the switch into PostScript.
+std::string headerWith(std::string_view lines);
 // The seven header lines of a job without options.
 std::string plainHeader(std::string_view user = "ada");
 // "\x1b%-12345X"
 inline constexpr std::string_view kUel = "\x1b%-12345X";
 // The trailer of every job with PJL wrapping.
 std::string trailer();
+// Standard error of a run with the capture marker, behind the "tmp at" lines.
+inline constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
 // The two lines with which every run that gets past its argument check opens standard error.
 std::string tmpLines(const Job& job);
 // A debug file with process ids, times and source lines masked: "AI######\t[time]\tmain\tL#\t{".
 std::string maskLog(std::string_view log);
+
+// Everything that a run which no signal ended left behind.
+void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err,
+                   int status = 0);
 
 }  // namespace jobshaper::testing

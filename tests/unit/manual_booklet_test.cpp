@@ -4,10 +4,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -16,6 +14,7 @@
 #include <utility>
 
 #include "platform/system.h"
+#include "tests/support/file_size_limit.h"
 #include "tests/support/program.h"
 
 namespace jobshaper {
@@ -323,26 +322,6 @@ TEST_F(ManualBookletParts, IncludeAHeaderFileForUpAlone) {
   EXPECT_EQ(order(join(kTop, pages("12345")), "Down"), 1);
 }
 
-// Files of this process end at this size, without a signal.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t size) : handler_(signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{size, before_.rlim_max};
-    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    signal(SIGXFSZ, handler_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  sighandler_t handler_;
-  rlimit before_{};
-};
-
 TEST_F(ManualBookletParts, WithoutRoomForTheReversedPagesAreReportedTwice) {
   const std::string text(400000, 'x');
   const std::string evens = join("%%Page: 1\n%%Page: 2\n", text, "\n%%Page: 3\n%%Page: 4\n", text,
@@ -354,7 +333,7 @@ TEST_F(ManualBookletParts, WithoutRoomForTheReversedPagesAreReportedTwice) {
                                          std::pair{odds, std::optional<std::string_view>("Up")}}) {
     writeFile(path("job.ps"), job);
     const int input = open(path("job.ps").c_str(), O_RDONLY | O_CLOEXEC);
-    const FileSizeLimit limit(500000);
+    const testing::FileSizeLimit limit(500000);
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(manualBookletOrder(input, path("reordered.ps"), "42", orientation, false), 0);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), join(tmpLine(), kNoFile, kNoRearranging));
