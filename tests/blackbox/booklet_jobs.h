@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,12 +22,20 @@ inline void expectRun(const Job& job, std::string_view out, std::string_view err
   expectOutcome(job.run(), out, err);
 }
 
+// The same without and with a capture, which holds what was printed.
+inline void expectOutAndCapture(Job job, std::string_view out) {
+  expectRun(job, out, tmpLines(job));
+  expectRun(job.capture(), out, tmpLines(job) + kCaptureOn);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
+  std::filesystem::remove(job.tmpFile("qvn_log"));
+}
+
 // The whole output on this system, on 10.4.9 and on 10.5.
 inline void expectOut(Job job, std::string_view out) {
-  expectRun(job, out, tmpLines(job));
+  expectOutAndCapture(job, out);
   for (const char* version : {"0x1049", "0x1050"}) {
     SCOPED_TRACE(version);
-    expectRun(job.version(version), out, tmpLines(job));
+    expectOutAndCapture(job.version(version), out);
   }
 }
 

@@ -78,17 +78,50 @@ inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42")
   }
 }
 
+// What a system before 10.5 gets instead: every page in a save of its own.
+inline std::string onOldSystem(std::string body) {
+  const auto insertBehind = [&body](std::string_view text, std::string_view addition) {
+    for (std::size_t at = 0; (at = body.find(text, at)) != body.npos; at += text.size()) {
+      body.insert(at + text.size(), addition);
+    }
+  };
+  insertBehind(kProcedures, kRestore);
+  insertBehind(kInstruction, "userdict/ESPsave save put\n\nuserdict /ESPsave get restore\n");
+  return body;
+}
+
+// The run of a manual booklet, without and with a capture, which holds what was printed.
+inline void expectBooklet(const Job& job, std::string_view body, std::string_view messages) {
+  const std::string out = join(plainHeader(), body, trailer());
+  expectOutcome(job.run(), out, join(threeTmpLines(job), messages));
+  expectNoManualFiles(job);
+  Job captured = job;
+  captured.capture();
+  const std::string tmpLine = tmpLines(job).substr(0, tmpLines(job).size() / 2);
+  expectOutcome(captured.run(), out, join(tmpLines(job), kCaptureOn, tmpLine, messages));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
+  expectNoManualFiles(job);
+  std::filesystem::remove(job.tmpFile("qvn_log"));
+}
+
+// On this system, and unless the job asks for one itself, on 10.5 and 10.4.9.
+inline void expectBookletEverywhere(const Job& job, std::string_view body,
+                                    std::string_view messages) {
+  expectBooklet(job, body, messages);
+  if (job.program() != Job().program()) return;
+  SCOPED_TRACE("on another system");
+  expectBooklet(Job(job).version("0x1050"), body, messages);
+  expectBooklet(Job(job).version("0x1049"), onOldSystem(std::string(body)), messages);
+}
+
 // A job with an instruction page, for which there is no file.
 inline void expectPrinted(const Job& job, std::string_view body) {
-  expectOutcome(job.run(), join(plainHeader(), body, trailer()),
-                join(threeTmpLines(job), kNoInstruction));
-  expectNoManualFiles(job);
+  expectBookletEverywhere(job, body, kNoInstruction);
 }
 
 // A job without any page, and thus without an instruction page.
 inline void expectPrintedWithoutPages(const Job& job, std::string_view body) {
-  expectOutcome(job.run(), join(plainHeader(), body, trailer()), threeTmpLines(job));
-  expectNoManualFiles(job);
+  expectBookletEverywhere(job, body, "");
 }
 
 }  // namespace jobshaper::testing
