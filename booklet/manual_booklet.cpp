@@ -18,9 +18,8 @@ constexpr std::string_view kSecondPass =
     "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
 // A page without marks, made with the procedures that every job of the system brings.
 constexpr std::string_view kBlankPage = "cg_md begin\nbp\nsdmtx\nep\nend\n";
-// Before this version every page is wrapped in a save of this name.
+// Undoes the save that old systems wrap every page in.
 constexpr std::string_view kRestorePage = "userdict /ESPsave get restore\n";
-constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;
 // How many lines of page 1 set up the blank page.
 constexpr int kPrefixLines = 4;
 

@@ -11,6 +11,9 @@
 
 namespace jobshaper {
 
+// Before this system version every page is wrapped in a save named ESPsave.
+inline constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;
+
 // Temporary files of a job: this folder, one of these names and the job id.
 inline constexpr std::string_view kReorderedName = "/pageReOrdered";
 inline constexpr std::string_view kEvenName = "/pageEven";

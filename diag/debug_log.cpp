@@ -246,7 +246,7 @@ void LogFormatAndSend(const char* function, int line, RecordType type, const cha
     std::string record =
         formatted("%c%cXXXX%06d\t[%02d:%02d:%02d.%03u]\t%s\n", logModuleID, typeLetter,
                   logCurrentPID, local.tm_hour, local.tm_min, local.tm_sec, milliseconds, message);
-    // The reader takes exactly this many bytes: the text and 29 fixed ones.
+    // In the place of the four X: how many bytes the reader takes, the text and 29 fixed ones.
     const auto length = static_cast<std::uint32_t>(std::strlen(message) + 29);
     for (std::size_t i = 0; i < 4; ++i) record[2 + i] = static_cast<char>(length >> (24 - 8 * i));
     sendToDebugApp(record.data(), length);

@@ -10,15 +10,14 @@
 #include "booklet/manual_booklet.h"
 #include "diag/log.h"
 #include "platform/cancellation.h"
+#include "settings/option_names.h"
 #include "settings/strings.h"
 
 namespace jobshaper {
 
 namespace {
 
-constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
 constexpr std::string_view kManualJobName = "/qvn_manualPS";
-constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;     // pages no longer need a save
 constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;    // LANG reads like "fr_FR.UTF-8"
 constexpr std::size_t kLargestInstructionPage = 4096 * 1024;  // a page of PostScript
 

@@ -7,14 +7,13 @@
 #include "platform/piece_reader.h"
 #include "platform/system.h"
 #include "platform/text_encoding.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
 namespace {
 
 constexpr std::int32_t kLastVersionWithoutPosterCollate = 0x103F;
-constexpr std::string_view kCollateOption = "com.apple.print.PrintSettings.PMCopyCollate..b.";
-constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
 
 constexpr std::string_view kRetentionModes[] = {
     "JRVerify", "JRRepeat", "JRConf", "JRReserve", "JRPrinter",

@@ -5,6 +5,7 @@
 #include "diag/log.h"
 #include "platform/system.h"
 #include "platform/text_encoding.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
@@ -87,7 +88,7 @@ void pjlCreation::appendSmallFontEnhancer() {
 
 // Only one copy is asked for here; more copies come from the job itself.
 void pjlCreation::appendSingleCopy() {
-  if (ticketData_->getValue("com.apple.print.PrintSettings.PMCopies..n.") == "1") {
+  if (ticketData_->getValue(kCopiesOption) == "1") {
     append("@PJL SET COPIES = 1\n");
   }
 }

@@ -2,6 +2,7 @@
 // image quality and resolution.
 #include "pjl/pjl_creation.h"
 
+#include "settings/option_names.h"
 #include "settings/strings.h"
 
 namespace jobshaper {
@@ -106,9 +107,7 @@ constexpr OptionRow kResolutionRows[] = {
 static_assert(findRow(kResolutionRows, "4800CQ")->sent == findRow(kResolutionRows, "1200IQ")->sent);
 // clang-format on
 
-constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
 constexpr std::string_view kOrientationOption = "com.apple.print.PrintSettings.PMOrientation..n.";
-constexpr std::string_view kCollateOption = "com.apple.print.PrintSettings.PMCopyCollate..b.";
 
 }  // namespace
 
