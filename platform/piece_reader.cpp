@@ -35,10 +35,6 @@ std::size_t lineBegin(std::string_view bytes, std::size_t position) {
   return begin;
 }
 
-bool isWholePiece(std::string_view piece) {
-  return piece.size() == kLongestPiece || piece.ends_with('\n') || piece.ends_with('\r');
-}
-
 }  // namespace
 
 std::string_view firstPiece(std::string_view bytes) {
@@ -74,14 +70,7 @@ bool PieceReader::read() {
   return !endOfInput_;
 }
 
-std::optional<std::string_view> PieceReader::nextPiece() {
-  const std::string_view piece = firstPiece({buffer_.get() + begin_, end_ - begin_});
-  if (piece.empty() || !(isWholePiece(piece) || endOfInput_)) return std::nullopt;
-  begin_ += piece.size();
-  return piece;
-}
-
-std::string_view PieceReader::allPieces() {
+std::string_view PieceReader::pieces() {
   std::string_view bytes(buffer_.get() + begin_, end_ - begin_);
   if (!endOfInput_) {
     const std::size_t line = lineBegin(bytes, bytes.size());

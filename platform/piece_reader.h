@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 #include "platform/descriptor.h"
@@ -37,13 +36,10 @@ class PieceReader {
   // invalid. False at end of input, also after a read error and when the job is cancelled.
   bool read();
 
-  // The next piece that has been read to its end: bytes up to and including '\n' or '\r', or
-  // 1024 bytes without one. At end of input the unterminated rest, unless it is empty. None
-  // when read() has to be called first or nothing is left.
-  std::optional<std::string_view> nextPiece();
-
-  // All pieces that nextPiece() would hand out until it has none, side by side.
-  std::string_view allPieces();
+  // The pieces that have been read to their end, side by side: each ends with '\n' or '\r', or
+  // has 1024 bytes without one. At end of input the last may be an unterminated rest. To be
+  // called once after each read().
+  std::string_view pieces();
 
  private:
   int descriptor_;
