@@ -43,18 +43,18 @@ class Document:
     def fixed(self, size: int, count: int):
         """This many pages, which share the size: each is overprinted with the same marks until it
         is large enough."""
-        page = self.pages[1]
-        set_up_end = page.rindex(b"%%EndPageSetup\n") + len(b"%%EndPageSetup\n")
-        # groff's EP ends a page, behind the last marks.
-        marks_end = page.rindex(b"\n", 0, page.rindex(b"EP\n")) + 1
-        marks = page[set_up_end:marks_end]
-        each = (size - len(self.head) - len(self.tail)) // count
-        room = max(0, each - (len(page) - len(marks)))
-        filling = marks * (room // len(marks)) + marks[: marks.rindex(b"\n", 0, room % len(marks) + 1) + 1
-                                                       if b"\n" in marks[: room % len(marks)] else 0]
+        lines = self.pages[1].splitlines(keepends=True)
+        begin = len(lines) - lines[::-1].index(b"%%EndPageSetup\n")
+        end = max(i for i, line in enumerate(lines) if line.endswith(b"EP\n"))  # groff's end of a page
+        set_up, marks, close = b"".join(lines[:begin]), lines[begin:end], b"".join(lines[end:])
+        room = (size - len(self.head) - len(self.tail)) // count - len(set_up) - len(close)
+        filling = bytearray()
+        for line in itertools.cycle(marks):
+            if len(filling) + len(line) > room:
+                break
+            filling += line
         for number in range(1, count + 1):
-            yield b"%%%%Page: %d %d\n" % (number, number)
-            yield page[:set_up_end] + filling + page[marks_end:]
+            yield b"%%%%Page: %d %d\n" % (number, number) + set_up + filling + close
 
     def write(self, target: pathlib.Path, size: int, pages: int = 0, cut: bool = False) -> pathlib.Path:
         """`pages` makes so many pages of equal size; `cut` ends the last page where the size ends."""

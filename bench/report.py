@@ -19,12 +19,10 @@ KIND_NOTES = {
 }
 
 
-def table(header, rows):
-    lines = ["| " + " | ".join(header) + " |"]
-    lines.append("|" + "|".join("---" if i == 0 or isinstance(rows[0][i], str) and not rows[0][i][:1].isdigit()
-                                else "---:" for i in range(len(header))) + "|")
-    lines += ["| " + " | ".join(row) + " |" for row in rows]
-    return "\n".join(lines)
+def table(header, rows, texts=1):
+    """The first `texts` columns hold text, the others numbers."""
+    rule = ["---"] * texts + ["---:"] * (len(header) - texts)
+    return "\n".join("| " + " | ".join(row) + " |" for row in [header, rule, *rows])
 
 
 def percent(value):
@@ -70,13 +68,13 @@ COLUMNS = ["Job", "Command", "Share of `cat`, pipe to pipe", "Share of `cat`, fi
 def stream_table(results):
     rows = [measured_row(results, title, name, row)
             for kind, title in KINDS.items() for name, row in results["stream"][kind].items()]
-    return table(COLUMNS, rows)
+    return table(COLUMNS, rows, texts=2)
 
 
 def by_hand_table(results):
     rows = [measured_row(results, f"{pages} pages", name, row)
             for pages, by_command in results["by_hand"].items() for name, row in by_command.items()]
-    return table(COLUMNS, rows)
+    return table(COLUMNS, rows, texts=2)
 
 
 def start_table(results):

@@ -48,13 +48,15 @@ def arguments():
     parser.add_argument("--again", action="store_true", help="write the documents from the last results")
     options = parser.parse_args()
     if options.quick:
-        options.size, options.rounds, options.no_docs = 10, 3, True
+        options.size, options.rounds, options.no_docs = 20, 3, True
+        options.booklet_size = options.booklet_size or 4
     if options.size < 1 or options.rounds < 1:
         stop("--size and --rounds begin at 1")
     options.booklet_size = options.booklet_size or max(1, options.size // 4)
     options.starts = 40 if options.quick else 300
-    # Instruction counts do not need large jobs.
-    options.count_sizes = (MEGABYTE // 4, MEGABYTE // 2) if options.quick else (MEGABYTE, 2 * MEGABYTE)
+    # Instruction counts do not need large jobs. They take long for commands that count many.
+    options.count_sizes = (MEGABYTE, 2 * MEGABYTE)
+    options.counted = [PLAIN] if options.quick else [*STREAM, *BY_HAND]
     return options
 
 
@@ -175,6 +177,8 @@ def instructions(results, documents, options, work):
                 for size in (small, large)
             ]
             for command in candidates:
+                if command not in options.counted:
+                    continue
                 counts = [pool.submit(count_instructions, command, job, work) for job in sized]
                 tasks.append((str(pages or kind), command, [job.stat().st_size for job in sized], counts))
         for where, command, sizes, counts in tasks:
