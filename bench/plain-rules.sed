@@ -6,6 +6,10 @@
 # returns; the limit of 1024 bytes a piece, so zero bytes do not protect a line; all rules of
 # retained jobs, posters and booklets.
 
+# Most lines hold nothing that any rule looks for, and one search for everything is twice as fast as
+# one for each.
+/^\x1b%-12345X\|^@PJL \|sfcl{\|}efcl\|JobPatchFile\|PageRegion\|CustomPageSize\|[*]PageSize\|InputSlot\|cleartomark\|^%%BeginProlog/!b
+
 # The job's own PJL.
 /^\x1b%-12345X/d
 /^@PJL /d

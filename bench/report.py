@@ -26,7 +26,7 @@ def table(header, rows, texts=1):
 
 
 def percent(value):
-    return f"{value * 100:.0f} %"
+    return f"{value * 100:.0f} %" if value >= 0.1 else f"{value * 100:.1f} %"
 
 
 def factor(value):
@@ -44,8 +44,10 @@ def mebibytes(kib):
     return f"{kib / 1024:.1f}"
 
 
-def above(results, row):
-    """Peak memory above the program that only parses the options."""
+def above(results, name, row):
+    """Peak memory above the program that only parses the options; not for those without libcups."""
+    if name in (CAT.name, CAT_AGAIN.name, SED.name):
+        return "–"
     return f"{(row['memory'] - results['start'][PARSE.name]['memory']) / 1024:+.1f}"
 
 
@@ -58,7 +60,7 @@ def conditions(results):
 
 def measured_row(results, where, name, row):
     return [where, name, percent(row["pipe"]), percent(row["file"]), f"{row['cpu']:.3f}", per_byte(row),
-            mebibytes(row["memory"]), above(results, row)]
+            mebibytes(row["memory"]), above(results, name, row)]
 
 
 COLUMNS = ["Job", "Command", "Share of `cat`, pipe to pipe", "Share of `cat`, file to pipe",
@@ -83,20 +85,19 @@ def start_table(results):
         count = row.get("instructions")
         rows.append([name, f"{row['against_cat']:.2f}", f"{row['against_parse']:.2f}",
                      f"{row['cpu_against_parse']:.2f}", f"{count / 1e6:.2f}" if count else "–",
-                     mebibytes(row["memory"]), above(results, row)])
+                     mebibytes(row["memory"]), above(results, name, row)])
     return table(["Command", "Time, `cat` = 1", "Time, `parse_only` = 1", "CPU time, `parse_only` = 1",
                   "Million instructions", "Peak memory, MiB", "above `parse_only`, MiB"], rows)
-
-
-def extremes(results, name, key):
-    values = [results["stream"][kind][name][key] for kind in KINDS]
-    return min(values), max(values)
 
 
 def times_less(results, name):
     """How many times the filter's CPU seconds another command takes: over the kinds, least first."""
     values = [results["stream"][kind][name]["cpu"] / results["stream"][kind][PLAIN.name]["cpu"] for kind in KINDS]
     return f"{factor(min(values))} to {factor(max(values))} times"
+
+
+def range_of(values):
+    return f"{min(values):.1f} to {max(values):.1f}"
 
 
 def summary_table(results):
@@ -113,6 +114,8 @@ def findings(results):
     lines = [
         f"* In CPU seconds, `sed` with the same rules takes {times_less(results, SED.name)} and `pstops` "
         f"{times_less(results, PSTOPS.name)} as much as the filter.",
+        f"* With capture on a job takes "
+        f"{range_of([results['stream'][kind][CAPTURE.name]['against_plain'] for kind in KINDS])} times as long.",
         f"* A job of one page takes {start[PLAIN.name]['against_parse']:.2f} times as long as a program that only "
         f"calls `cupsParseOptions`, {start[PLAIN.name]['against_cat']:.1f} times as long as `cat`; `pstops` "
         f"{start[PSTOPS.name]['against_cat']:.1f} times as long as `cat`.",
@@ -139,49 +142,54 @@ what carries over from one machine to another.
 {conditions(results)}. Beside the filter: {machine['cat']}, {machine['sed']}, {machine['pstops']}.
 The load of the machine was {machine['load']:.2f} before the first run.
 
-![Bar chart of the two tables' main columns](benchmarks.svg)
+![Bar chart of what the tables say](benchmarks.svg)
+
+## How it was measured
+
+**Jobs.** A document of five pages, made by groff and Ghostscript and printed through CUPS's `pstops`,
+which puts in the features of paper size, tray and booklet that the filter's rules look for. Its pages are
+repeated up to {results['size']} MB.
+
+| Job | What stands in it |
+| --- | --- |
+{kinds}
+
+**Commands.** `cat` is the least that any filter can cost. `cat, again` is a second `cat` among the
+commands: how far it is from 100 % is how far off the other shares can be. `sed` has the filter's rules for
+an ordinary job, `bench/plain-rules.sed`, and prints what the filter prints between header and trailer; that
+was compared. `pstops` is the filter that CUPS itself runs on every PostScript job. *Capture on* writes what
+comes in and what goes out to two files as well, *trace on* the diagnostic log. `parse_only` calls
+`cupsParseOptions` and ends: no filter that uses libcups can start faster. All run in the C locale.
+
+**Columns.** *Share of `cat`*: the time that `cat` takes from its start to the last byte, as a share of the
+time that the command takes. *Pipe to pipe*: one process writes the job from memory into a pipe of the
+default size, another reads the output from such a pipe and throws it away. *File to pipe*: the job is a
+file in the page cache, as standard input. *CPU seconds*: user and system time of the command alone, pipe to
+pipe; MB are powers of ten. *Instructions*: those of the command without the kernel's, as
+`valgrind --tool=callgrind` counts them, as the difference between two sizes of the job, so without the
+start; they do not depend on the machine's load. *Peak memory*: the resident set, with the parts of shared
+libraries and files that are mapped.
 
 ## Large jobs
 
 {stream_table(results)}
 
-**Jobs.** A document of five pages, made by groff and Ghostscript and printed through CUPS's `pstops`, which
-puts in the features of paper size, tray and booklet that the rules look for. Its pages are repeated up to
-{results['size']} MB.
-
-| Job | What stands in it |
-|---|---|
-{kinds}
-
-**Commands.** `cat, again` is a second `cat`: how far it is from 100 % is how far off the other shares can
-be. *Capture on* writes what comes in and what goes out to two files beside the output, *trace on* the
-diagnostic log. `sed` has the filter's rules for an ordinary job, `bench/plain-rules.sed`, and its output was
-compared with the filter's. `pstops` is the filter that CUPS itself runs on every PostScript job. All run in
-the C locale.
-
-**Columns.** *Share of `cat`*: the time that `cat` takes, from start to the last byte, as a share of the time
-that the command takes. *Pipe to pipe*: between two pipes of the default size, one process that writes the job
-from memory and one that reads and throws away. *File to pipe*: the job is a file in the page cache, as
-standard input. *CPU seconds*: of the command alone, user and system, pipe to pipe; MB and 100 MB are powers of
-ten. *Instructions*: the command's own, without the kernel's, as `valgrind --tool=callgrind` counts them, as
-difference of two sizes, so without the start; millions a megabyte. They do not depend on the machine's load.
-*Peak memory* is the resident set, shared libraries and the kernel's file pages in it included; `parse_only`
-only calls `cupsParseOptions` and ends.
-
 ## Booklets made by hand
 
 {by_hand_table(results)}
 
-Jobs of {results['booklet_size']} MB, of the text kind, so the pages of the first are 64 times as large as
-those of the last. The job is reordered through temporary files before anything is printed.
-The instruction page is not installed where this runs; it would add one page.
+Jobs of the text kind, {results['booklet_size']} MB each, so the pages of the first are 64 times as large as
+those of the last. The filter reorders the job through temporary files before it prints anything. `sed` and
+`pstops` do not: they have the same work as above.
 
 ## A job of one page
 
 {start_table(results)}
 
-{results['one_page']} bytes, from a file to a pipe, medians of {results['starts']} interleaved runs, every
-ratio taken run by run. Most of this time goes into loading libcups and the libraries behind it.
+{results['one_page']} bytes, from a file to a pipe, medians of {results['starts']} interleaved runs, every ratio
+taken run by run. Most of this time goes into loading libcups and the libraries behind it.
+
+## In short
 
 {findings(results)}
 """
@@ -203,13 +211,16 @@ your machine.
 
 # The chart.
 
-SERIES = [
-    (PLAIN, "#1b5e9b"),
-    (CAPTURE, "#7fb3dd"),
-    (SED, "#d98c2b"),
-    (PSTOPS, "#8d8d8d"),
-]
-BAR, GAP, LEFT, RIGHT, ROW = 13, 12, 100, 60, 4 * 13 + 12
+COLOURS = {
+    PLAIN: "#1b5e9b",
+    CAPTURE: "#7fb3dd",
+    MANUAL: "#3f8f5f",
+    SED: "#d98c2b",
+    PSTOPS: "#8d8d8d",
+    PARSE: "#b9a3cf",
+}
+LABELS = {SED: "sed, same rules"}
+WIDTH, BAR, GAP, LABEL_WIDTH, VALUE_WIDTH = 920, 13, 12, 92, 52
 
 
 def text(x, y, content, anchor="start", weight="normal", size=12, colour="#222"):
@@ -217,57 +228,76 @@ def text(x, y, content, anchor="start", weight="normal", size=12, colour="#222")
             f'fill="{colour}">{content}</text>')
 
 
-def panel(results, left, top, width, title, key, show, reference):
-    """One group of bars for each kind of job, the values at their ends."""
-    values = {(kind, command.name): results["stream"][kind][command.name][key]
-              for kind in KINDS for command, _ in SERIES}
-    longest = max([reference] + list(values.values()))
-    scale = (width - LEFT - RIGHT) / longest
-    x0 = left + LEFT
+def bars(left, top, title, groups, show, reference=0.0):
+    """Groups of bars, each a label and its (command, value) pairs; the values stand at their ends.
+    Answers with the drawing and where it ends."""
+    longest = max([reference] + [value for _, group in groups for _, value in group])
+    scale = (WIDTH / 2 - 32 - LABEL_WIDTH - VALUE_WIDTH) / longest
+    origin = left + LABEL_WIDTH
     parts = [text(left, top, title, weight="bold", size=13)]
     y = top + 18
-    bottom = y + len(KINDS) * ROW - GAP
-    if reference:
-        x = x0 + reference * scale
-        parts.append(f'<line x1="{x:.1f}" y1="{y - 4}" x2="{x:.1f}" y2="{bottom + 4}" stroke="#a33" '
-                     'stroke-dasharray="4 3"/>')
-        parts.append(text(x, bottom + 18, "cat", anchor="middle", size=11, colour="#a33"))
-    for kind, name in KINDS.items():
-        parts.append(text(x0 - 8, y + 2 * BAR + 4, name, anchor="end"))
-        for command, colour in SERIES:
-            value = values[kind, command.name]
-            parts.append(f'<rect x="{x0}" y="{y + 1}" width="{max(1.0, value * scale):.1f}" height="{BAR - 2}" '
-                         f'fill="{colour}"/>')
-            parts.append(text(x0 + value * scale + 4, y + BAR - 3, show(value), size=10))
+    for label, group in groups:
+        parts.append(text(origin - 8, y + len(group) * BAR / 2 + 4, label, anchor="end"))
+        for command, value in group:
+            parts.append(f'<rect x="{origin}" y="{y + 1}" width="{max(1.0, value * scale):.1f}" '
+                         f'height="{BAR - 2}" fill="{COLOURS[command]}"/>')
+            parts.append(text(origin + value * scale + 4, y + BAR - 3, show(value), size=10))
             y += BAR
         y += GAP
-    parts.append(f'<line x1="{x0}" y1="{top + 14}" x2="{x0}" y2="{bottom + 4}" stroke="#222"/>')
+    bottom = y - GAP + 4
+    parts.append(f'<line x1="{origin}" y1="{top + 14}" x2="{origin}" y2="{bottom}" stroke="#222"/>')
+    if reference:
+        x = origin + reference * scale
+        parts.append(f'<line x1="{x:.1f}" y1="{top + 14}" x2="{x:.1f}" y2="{bottom}" stroke="#a33" '
+                     'stroke-dasharray="4 3"/>')
+        parts.append(text(x, bottom + 13, "cat", anchor="middle", size=11, colour="#a33"))
+    return "\n".join(parts), bottom
+
+
+def legend(y):
+    parts, x = [], 16
+    for command, colour in COLOURS.items():
+        label = LABELS.get(command, command.name)
+        parts.append(f'<rect x="{x}" y="{y}" width="12" height="12" fill="{colour}"/>')
+        parts.append(text(x + 17, y + 10, label))
+        x += 17 + round(6.1 * len(label)) + 22
     return "\n".join(parts)
+
+
+def stream_groups(results, key):
+    return [(title, [(command, results["stream"][kind][command.name][key])
+                     for command in (PLAIN, CAPTURE, SED, PSTOPS)]) for kind, title in KINDS.items()]
+
+
+def by_hand_groups(results):
+    return [(f"{pages} pages", [(command, by_command[command.name]["cpu"]) for command in (MANUAL, SED, PSTOPS)])
+            for pages, by_command in results["by_hand"].items()]
+
+
+def start_groups(results):
+    return [(command.name, [(command, results["start"][command.name]["against_cat"])]) for command in (PARSE, PLAIN, PSTOPS)]
 
 
 def chart(results):
-    width, half = 920, 460
-    top = 78
-    height = top + 18 + len(KINDS) * ROW + 34
-    parts = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" width="{width}" height="{height}" '
-        'font-family="Helvetica, Arial, sans-serif">',
+    right = WIDTH // 2 + 16
+    share, bottom = bars(16, 60, "Share of the speed of cat, pipe to pipe (longer is better)",
+                         stream_groups(results, "pipe"), percent, reference=1.0)
+    cpu, _ = bars(right, 60, "CPU seconds per 100 MB (shorter is better)", stream_groups(results, "cpu"),
+                  "{:.2f}".format)
+    by_hand, end = bars(16, bottom + 52, "Booklets made by hand: CPU seconds per 100 MB",
+                        by_hand_groups(results), "{:.2f}".format)
+    start, _ = bars(right, bottom + 52, "A job of one page: time, cat = 1", start_groups(results),
+                    "{:.1f}".format, reference=1.0)
+    height = end + 40
+    return "\n".join([
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" width="{WIDTH}" '
+        f'height="{height}" font-family="Helvetica, Arial, sans-serif">',
         "<title>The filter beside cat, sed and pstops</title>",
-        f'<rect width="{width}" height="{height}" fill="white"/>',
-    ]
-    x = 16
-    for command, colour in SERIES:
-        label = "sed, same rules" if command is SED else command.name
-        parts.append(f'<rect x="{x}" y="16" width="12" height="12" fill="{colour}"/>')
-        parts.append(text(x + 18, 26, label))
-        x += 18 + 7 * len(label) + 28
-    parts.append(panel(results, 16, top - 20, half - 16, "Share of the speed of cat, pipe to pipe (longer is better)",
-                       "pipe", percent, 1.0))
-    parts.append(panel(results, half + 16, top - 20, half - 32, "CPU seconds per 100 MB (shorter is better)", "cpu",
-                       lambda value: f"{value:.2f}", 0))
-    parts.append(text(16, height - 10, conditions(results), size=10, colour="#555"))
-    parts.append("</svg>\n")
-    return "\n".join(parts)
+        f'<rect width="{WIDTH}" height="{height}" fill="white"/>',
+        legend(16), share, cpu, by_hand, start,
+        text(16, height - 10, conditions(results), size=10, colour="#555"),
+        "</svg>\n",
+    ])
 
 
 def write(results, root: pathlib.Path):

@@ -11,6 +11,7 @@ import pathlib
 import platform
 import re
 import shutil
+import signal
 import statistics
 import subprocess
 import sys
@@ -38,7 +39,7 @@ def arguments():
     parser.add_argument("--size", type=int, default=200, metavar="MB", help="of each job (200)")
     parser.add_argument("--booklet-size", type=int, metavar="MB",
                         help="of the jobs for booklets made by hand (a quarter of --size)")
-    parser.add_argument("--rounds", type=int, default=7, help="interleaved runs of each command (7)")
+    parser.add_argument("--rounds", type=int, default=11, help="interleaved runs of each command (11)")
     parser.add_argument("--quick", action="store_true",
                         help="a look in less than a minute: small jobs, few rounds, documents left alone")
     parser.add_argument("--no-instructions", action="store_true", help="leave valgrind out")
@@ -117,7 +118,9 @@ def summary(runs: dict, size: int) -> dict:
     """The rows of one job: a command each."""
     rows = {}
     for name, piped in runs["pipe"].items():
+        plain = runs["pipe"].get(PLAIN.name, [])
         rows[name] = {
+            "against_plain": statistics.median([a["wall"] / b["wall"] for a, b in zip(piped, plain)] or [0.0]),
             "pipe": share_of_cat(runs["pipe"], name),
             "file": share_of_cat(runs["file"], name),
             "cpu": median(piped, "cpu") / size * 100 * MEGABYTE,
@@ -232,6 +235,8 @@ def run_all(options, work) -> dict:
         "stream": {},
         "by_hand": {},
     }
+    if results["machine"]["load"] > 0.5:
+        say(f"the machine is busy (load {results['machine']['load']:.1f}): the shares of cat will be inexact")
     say("making the documents")
     documents = make_documents(work)
 
@@ -281,6 +286,7 @@ def inner(work):
 
 def main():
     options = arguments()
+    signal.signal(signal.SIGTERM, lambda *_: stop("ended by a signal"))  # the jobs are removed
     last = commands.BUILD / "results.json"
     if options.again:
         results = json.loads(last.read_text())
