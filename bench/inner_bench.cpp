@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -55,7 +56,7 @@ void search(benchmark::State& state, const std::string& job) {
       benchmark::DoNotOptimize(region.data());
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * job.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(job.size()));
 }
 
 void rules(benchmark::State& state, const std::string& job) {
@@ -71,7 +72,7 @@ void rules(benchmark::State& state, const std::string& job) {
       output.flush();
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * job.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(job.size()));
 }
 
 // The plain loop, a piece at a time: what the search saves.
@@ -92,7 +93,7 @@ void pieces(benchmark::State& state, const std::string& job) {
       output.flush();
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * job.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(job.size()));
 }
 
 }  // namespace

@@ -3,10 +3,10 @@
 # them, in the given folder. Every one has been through CUPS's pstops: this is what the filter gets.
 set -euo pipefail
 export LC_ALL=C
+# shellcheck source=tests/real_jobs/make-jobs.sh
+. "$(dirname "${BASH_SOURCE[0]}")/../tests/real_jobs/make-jobs.sh"
 mkdir -p "$1"
 cd "$1"
-# shellcheck source=tests/real_jobs/make-jobs.sh
-. "$OLDPWD/tests/real_jobs/make-jobs.sh"
 
 gs_pdf() { # DEVICE OUT.pdf: the pages as pictures, as a scanner makes them
   gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE="$1" -r100 -dTextAlphaBits=4 -dGraphicsAlphaBits=4 \
@@ -15,9 +15,12 @@ gs_pdf() { # DEVICE OUT.pdf: the pages as pictures, as a scanner makes them
 # The booklet feature stands in every job, so that all commands get the same one.
 through_cups() { # NAME < JOB
   cat > job.tmp
+  # shellcheck disable=SC2154 # make-jobs.sh sets it
   PPD=$real_jobs_dir/printer.ppd /usr/lib/cups/filter/pstops 42 guest Title 1 \
-    'PageSize=A4 InputSlot=Tray2 QVBookletFold=SaddleStitch' job.tmp > "$1.ps" 2> pstops.log ||
-    { cat pstops.log >&2; return 1; }
+    'PageSize=A4 InputSlot=Tray2 QVBookletFold=SaddleStitch' job.tmp > "$1.ps" 2> pstops.log || {
+    cat pstops.log >&2
+    return 1
+  }
 }
 
 make_document > document.ps
