@@ -12,6 +12,7 @@
 #include "filter/pjl_wrapping.h"
 #include "filter/stream_rewriter.h"
 #include "platform/cancellation.h"
+#include "platform/descriptor.h"
 #include "platform/piece_reader.h"
 
 namespace jobshaper {
@@ -23,6 +24,7 @@ void takeRetentionMode(JobState& job) {
 }
 
 void rewriteStream(const JobState& job, JobOutput& output) {
+  enlargePipe(STDOUT_FILENO);
   PieceReader input(job.inputStream);
   StreamRewriter rewriter(job, output);
   bool more = true;

@@ -72,6 +72,17 @@ void openMissingStandardStreams() {
   }
 }
 
+void enlargePipe(int descriptor) {
+#if defined(F_SETPIPE_SZ)
+  const int size = ::fcntl(descriptor, F_GETPIPE_SZ);
+  if (size > 0 && static_cast<std::size_t>(size) < kPipeSize) {
+    ::fcntl(descriptor, F_SETPIPE_SZ, static_cast<int>(kPipeSize));
+  }
+#else
+  static_cast<void>(descriptor);
+#endif
+}
+
 std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
   for (;;) {
     const ssize_t n = ::read(descriptor, buffer, size);

@@ -42,6 +42,14 @@ Descriptor createFile(const std::string& path);
 // closed them; otherwise the next file to be opened would receive the job.
 void openMissingStandardStreams();
 
+// What a pipe is asked to hold: enough for writer and reader to work side by side, little enough
+// for the system to grant it to a hundred jobs at once.
+inline constexpr std::size_t kPipeSize = 256 * 1024;
+
+// Makes a pipe hold kPipeSize bytes if it holds less and the system can. Nothing happens to
+// other descriptors.
+void enlargePipe(int descriptor);
+
 // At least one byte, as soon as there is any. 0 at end of input and after a read error.
 std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 

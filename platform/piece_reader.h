@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/descriptor.h"
+
 namespace jobshaper {
 
 // A piece is at most this long; a longer line is cut.
@@ -18,10 +20,18 @@ std::string_view firstPiece(std::string_view bytes);
 // The piece of these bytes, which begin with a piece, that holds the byte at `position`.
 std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
+// How much is read at once. Any size from 1 byte on will do: a build with a small one shows that
+// nothing depends on where the reads end.
+#if defined(JOBSHAPER_INPUT_BLOCK)
+inline constexpr std::size_t kInputBlock = JOBSHAPER_INPUT_BLOCK;
+#else
+inline constexpr std::size_t kInputBlock = kPipeSize;  // all that a pipe holds
+#endif
+
 class PieceReader {
  public:
-  // Reads from the descriptor, which is not owned.
-  explicit PieceReader(int descriptor);
+  // Reads from the descriptor, which is not owned, `block` bytes at a time or fewer.
+  explicit PieceReader(int descriptor, std::size_t block = kInputBlock);
 
   // Reads on, blocking until there is at least one byte. All pieces handed out before become
   // invalid. False at end of input, also after a read error and when the job is cancelled.
@@ -37,6 +47,7 @@ class PieceReader {
 
  private:
   int descriptor_;
+  std::size_t block_;
   bool mayBlock_;  // not a regular file
   bool endOfInput_ = false;
   std::unique_ptr<char[]> buffer_;

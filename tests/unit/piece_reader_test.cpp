@@ -75,7 +75,7 @@ TEST(PieceReader, JoinsPiecesAcrossItsBlocks) {
 TEST(PieceReader, HandsOutWhatHasComeBeforeItWaitsForMore) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  PieceReader reader(ends[0]);
+  PieceReader reader(ends[0], 100);
   ASSERT_EQ(write(ends[1], "one\ntw", 6), 6);
   ASSERT_TRUE(reader.read());
   EXPECT_EQ(reader.nextPiece(), "one\n");
