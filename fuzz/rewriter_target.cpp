@@ -56,6 +56,12 @@ std::size_t upTo(std::size_t limit, unsigned& random) {
   return 1 + (random >> 8) % limit;
 }
 
+// Both ways to search, with any set of texts to look for.
+void compareSearches(std::string_view job, unsigned random) {
+  const auto watched = static_cast<TriggerSet>(upTo(0xFFFF, random));
+  FUZZ_CHECK(findTrigger(job, watched) == findTriggerPlain(job, watched));
+}
+
 void runPlain(StreamRewriter& rewriter, std::string_view job) {
   while (!job.empty()) {
     const std::string_view piece = firstPiece(job);
@@ -68,7 +74,7 @@ void runPlain(StreamRewriter& rewriter, std::string_view job) {
 void runReads(StreamRewriter& rewriter, JobOutput& output, std::string_view job, unsigned random) {
   static MemoryFile file;
   file.fill("");
-  PieceReader input(file.descriptor());
+  PieceReader input(file.descriptor(), upTo(2 * kLongestPiece, random));
   std::size_t given = 0;
   for (bool more = true; more;) {
     const std::size_t next = std::min(upTo(job.size() / 2 + 1, random), job.size() - given);
@@ -109,6 +115,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool capture = pageCount & 16;
   const unsigned cuts = input.setting();
   const std::string_view job = input.rest();
+
+  compareSearches(job, static_cast<unsigned>(size));
 
   // Only a manual booklet, whose page is missing here, has something to say.
   std::optional<Redirected> quiet;
