@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "filter/stream_rewriter.h"
+#include "fuzz/process_file.h"
 #include "fuzz/support.h"
 #include "platform/piece_reader.h"
 #include "platform/system.h"
@@ -31,7 +32,7 @@ void setBooklet(JobState& job, unsigned settings, unsigned pageCount) {
   static constexpr std::string_view kFolds[] = {"", "<< /Fold 2 >> setpagedevice"};
   static constexpr std::string_view kSources[] = {"", "Tray2", "ManualPaper", "Other"};
   job.bookletMode = settings & 1;
-  job.manualBooklet = settings & 2;
+  job.manualBooklet = (settings & 3) == 3;
   job.onlyInside = settings & 4;
   job.foldCommand = kFolds[settings >> 3 & 1];
   if (const unsigned source = settings >> 4 & 3) {
@@ -44,7 +45,7 @@ void setBooklet(JobState& job, unsigned settings, unsigned pageCount) {
 }
 
 struct Destination {
-  MemoryFile out, in, copy;
+  ProcessFile out, in, copy;
   JobOutput output(bool capture) {
     return {out.descriptor(), capture ? in.descriptor() : -1, capture ? copy.descriptor() : -1};
   }
@@ -72,19 +73,18 @@ void runPlain(StreamRewriter& rewriter, std::string_view job) {
 
 // A file that grows before each read.
 void runReads(StreamRewriter& rewriter, JobOutput& output, std::string_view job, unsigned random) {
-  static MemoryFile file;
-  file.fill("");
+  static ProcessFile file;
   PieceReader input(file.descriptor(), upTo(2 * kLongestPiece, random));
-  std::size_t given = 0;
   for (bool more = true; more;) {
-    const std::size_t next = std::min(upTo(job.size() / 2 + 1, random), job.size() - given);
-    FUZZ_CHECK(pwrite(file.descriptor(), job.data() + given, next, static_cast<off_t>(given)) ==
-               static_cast<ssize_t>(next));
-    given += next;
+    const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());
+    file.append(job.substr(0, next));
+    job.remove_prefix(next);
     more = input.read();
     FUZZ_CHECK(rewriter.handleAll(input.allPieces()));
     output.flush();
   }
+  FUZZ_CHECK(job.empty());
+  file.take();
 }
 
 // What a read brings, in memory: any number of whole pieces.
@@ -112,7 +112,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const unsigned booklet = input.setting();
   const unsigned pageCount = input.setting();
   setBooklet(state, booklet, pageCount & 15);
-  const bool capture = pageCount & 16;
+  const bool capture = (pageCount & 48) == 16;
   const unsigned cuts = input.setting();
   const std::string_view job = input.rest();
 
