@@ -1,0 +1,370 @@
+#!/usr/bin/python3
+"""Prints real documents through a real scheduler to a printer on the loopback interface.
+
+usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER [UNITTEST-ARGUMENTS]
+
+The queues run our built programs, each behind a recorder of its arguments, environment and
+input. What the printer gets must be what a direct run of the filter makes of the record.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import listener
+import private_cups
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+UEL = b"\x1b%-12345X"
+TRAILER = UEL + UEL + b'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n' + UEL
+SWITCH = b"@PJL ENTER LANGUAGE = POSTSCRIPT\n"
+# What the log never shows, of whatever job.
+CRASHES = re.compile(r"crashed|insecure permissions|Sanitizer|runtime error:|core dumped"
+                     r"|\(null\)|Cannot start|cannot be completed|are not used"
+                     r"|instructionAsData|ERROR: ")
+# What it shows of jobs only that are to end early.
+EARLY_ENDS = re.compile(r"stopped with status|did not catch|was killed|Backend returned status"
+                        r"|Job stopped|aborted|[Cc]ancel")
+# Every program that the scheduler starts for a job makes one of these lines.
+PROGRAM_END = re.compile(r"^PID \d+ \(([^)]*)\) (.*)$")
+
+FILTER, ENTRY_PROGRAM, RECORDER = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
+
+
+def split_record(path):
+    return path.read_bytes().split(b"\0")[:-1]
+
+
+class Documents:
+    """What is printed, made by the tools that applications use."""
+
+    pages = 5
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.postscript = folder / "document.ps"
+        self.pdf = folder / "document.pdf"
+        script = SOURCE / "tests" / "real_jobs" / "make-jobs.sh"
+        subprocess.run(["bash", "-ec", '. "$0"; make_document > "$1"; make_pdf "$1" > "$2"',
+                        script, self.postscript, self.pdf], check=True, timeout=60)
+        # More than pipes and sockets hold, so that it is on its way for as long as one wants.
+        self.large = folder / "large.ps"
+        text = self.postscript.read_bytes()
+        padding = b"% " + b"x" * 77 + b"\n"
+        self.large.write_bytes(text.replace(b"\n%%Page: 3", b"\n" + padding * 150000
+                                            + b"%%Page: 3", 1))
+
+
+class PrintedJob:
+    """A job that has been printed: what was recorded on the way, and what the printer got."""
+
+    def __init__(self, number, printer_bytes, records):
+        self.number = number
+        self.received = printer_bytes
+        self.queue_argv = split_record(records / f"{number}.jobshaper-queue.argv")
+        self.argv = split_record(records / f"{number}.jobshaper.argv")
+        self.environment = dict(entry.split(b"=", 1) for entry in
+                                split_record(records / f"{number}.jobshaper.environment"))
+        self.input = records / f"{number}.jobshaper.input"
+
+    @property
+    def header(self):
+        return self.received[:self.received.index(SWITCH)]
+
+    @property
+    def body(self):
+        body = self.received[self.received.index(SWITCH) + len(SWITCH):-len(TRAILER)]
+        return re.sub(rb"\A@PJL SET COPIES = \d+\n", b"", body)
+
+    @property
+    def added(self):
+        """What the entry program put behind the options."""
+        return self.argv[5][len(self.queue_argv[5]):].decode("latin-1").split()
+
+
+def direct_run(job, filter_program):
+    """What the filter makes of the same arguments, environment and input."""
+    with open(job.input, "rb") as recorded:
+        done = subprocess.run(job.argv, executable=filter_program, env=job.environment,
+                              stdin=recorded, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              timeout=60, check=False)
+    if done.returncode != 0:
+        raise private_cups.Failure(f"the filter ended with {done.returncode}: {done.stderr!r}")
+    return done.stdout
+
+
+class SchedulerTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.work = pathlib.Path(tempfile.mkdtemp(prefix="prints-", dir="/tmp"))
+        cls.addClassCleanup(shutil.rmtree, cls.work, ignore_errors=True)
+        cls.work.chmod(0o755)
+        cls.documents = Documents(cls.work)
+        cls.cups = private_cups.PrivateCups()
+        cls.addClassCleanup(cls.cups.stop)
+        cls.printer = listener.Listener()
+        cls.addClassCleanup(cls.printer.close)
+        cls.second_printer = listener.Listener()
+        cls.addClassCleanup(cls.second_printer.close)
+
+        cls.filter = cls.cups.add_filter("jobshaper", FILTER, folder="real")
+        cls.cups.add_filter("jobshaper-queue", ENTRY_PROGRAM, folder="real")
+        cls.cups.add_filter("jobshaper", RECORDER)
+        cls.cups.add_filter("jobshaper-queue", RECORDER)
+        cls.records = cls.cups.bin / "filter" / "records"
+        cls.records.mkdir()
+        cls.records.chmod(0o777)
+
+        ppd = cls.work / "office.ppd"
+        ppd.write_text((SOURCE / "tests/real_jobs/printer.ppd").read_text()
+                       .replace('0 jobshaper"', '0 jobshaper-queue"'))
+        cls.ppd = ppd
+        cls.cups.start()
+        cls.cups.add_queue("Office", ppd, cls.printer.uri)
+        cls.early_ends = set()
+
+    # ---- steps
+
+    def received_by(self, printer, count):
+        private_cups.wait_until(lambda: len(printer.jobs) >= count, 10, "the printer's last byte")
+        return printer.jobs[count - 1]
+
+    def finish(self, number, printer, count):
+        self.cups.wait_for(number)
+        return PrintedJob(number, self.received_by(printer, count), self.records)
+
+    def print(self, file, options=None, queue="Office", printer=None, **arguments):
+        """Prints a file and checks what holds for every job."""
+        printer = printer or self.printer
+        count = len(printer.jobs) + 1
+        number = self.cups.lp(queue, file, options, **arguments)
+        job = self.finish(number, printer, count)
+        self.check(job)
+        return job
+
+    def check(self, job):
+        self.assertEqual(self.cups.state_of(job.number), "completed",
+                         "\n".join(self.cups.log_of(job.number)))
+        self.check_start(job)
+        self.assert_same(job.received, direct_run(job, self.filter))
+        self.check_folders()
+
+    def check_start(self, job):
+        self.assertTrue(job.received.startswith(UEL + b"@PJL JOB\n"), job.received[:200])
+        self.assertTrue(job.received.endswith(TRAILER), job.received[-200:])
+        self.assertEqual(job.argv[:5], job.queue_argv[:5])
+        self.assertEqual(job.argv[6:], job.queue_argv[6:])
+        self.assertTrue(job.argv[5].startswith(job.queue_argv[5]))
+
+    def check_folders(self, expected=()):
+        self.assertEqual({path.name for path in self.cups.temp.iterdir()}, set(expected))
+
+    def assert_same(self, received, expected):
+        if received != expected:
+            at = next((i for i, (a, b) in enumerate(zip(received, expected)) if a != b),
+                      min(len(received), len(expected)))
+            self.fail(f"{len(received)} bytes received, {len(expected)} expected; from byte {at}: "
+                      f"{received[at:at + 80]!r}, {expected[at:at + 80]!r}")
+
+    def assert_pages(self, job, pages):
+        page_file = self.work / "body.ps"
+        page_file.write_bytes(job.body)
+        done = subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=bbox",
+                               page_file], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, timeout=60, check=False)
+        output = done.stdout.decode(errors="replace")
+        self.assertEqual(done.returncode, 0, output)
+        self.assertEqual(output.count("%%BoundingBox:"), pages, output)
+
+    # ---- ordinary jobs
+
+    def test_pdf(self):
+        job = self.print(self.documents.pdf)
+        self.assert_pages(job, self.documents.pages)
+        self.assertEqual(job.added, ["com.apple.print.PrintSettings.PMCopies..n.=1",
+                                     "QVBookletFold=false"])
+        self.assertIn(b"@PJL SET COPIES = 1\n", job.header)
+
+    def test_postscript(self):
+        self.assert_pages(self.print(self.documents.postscript), self.documents.pages)
+
+    def test_postscript_of_an_application(self):
+        job = self.print(self.documents.postscript,
+                         {"document-format": "application/vnd.adobe-reader-postscript"})
+        self.assert_pages(job, self.documents.pages)
+
+    def test_file_without_another_filter(self):
+        job = self.print(self.documents.postscript,
+                         {"document-format": "application/vnd.cups-postscript"})
+        self.assertEqual(len(job.argv), 7)
+        self.assert_pages(job, self.documents.pages)
+
+    def test_three_copies(self):
+        job = self.print(self.documents.pdf, {"copies": "3"})
+        self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
+        self.assertNotIn(b"@PJL SET COPIES", job.received)
+        self.assertIn(b"%RBINumCopies: 3\n", job.body)
+        self.assert_pages(job, self.documents.pages)
+
+    def test_file_name_with_blanks(self):
+        path = self.work / "The \"first\" draft's 2nd {copy}.pdf"
+        shutil.copyfile(self.documents.pdf, path)
+        job = self.print(path)
+        self.assertEqual(job.argv[3].decode(), path.name)
+        self.assert_pages(job, self.documents.pages)
+
+    # ---- the options of our printers
+
+    def test_retained_job_with_a_pin(self):
+        job = self.print(self.documents.pdf,
+                         {"copies": "2", "PrintTo": "JRConf", "JRHOLDKEY": "1234"})
+        self.assertIn(b'@PJL SET HOLD = ON\n@PJL SET HOLDTYPE = PRIVATE\n'
+                      b'@PJL SET HOLDKEY = "1234"\n', job.header)
+        self.assertIn(b"<< /CollatedCopies 2 >> setuserparams\n%%EndUserSetup\n%RBINumCopies: 2\n",
+                      job.body)
+        self.assert_pages(job, self.documents.pages)
+
+    def test_hostile_values(self):
+        values = {
+            "JRUSERNAME": "Zo\u00eb O'Hara \"x\" \\y {z} <20> =,",
+            "JRHOLDKEY": "1 2\n\"3'\\4<3C>",
+            "JAUSERID": "Andr\u00e9 \u20ac",
+            "JAACCTNUM": "\u041e\u043b\u044f",
+            "JADEPTNUM": "a b\\c",
+            "PrintTo": "JRConf",
+            "QVBookletFold": "No such {fold}",
+            "InputSlot": "Tray99",
+            "QvnBlankPage": "maybe",
+            "media": "Custom.1x1",
+        }
+        job = self.print(self.documents.pdf, values, user="Zo\u00eb \"2\"", title="<20> %s\n{")
+        self.assertEqual(job.argv[2].decode(), "Zo\u00eb \"2\"")
+        for line in (
+                "USERNAME = \"Zo\u00eb O'Hara \"x\" \\y {z}   =,\"",
+                "HOLDKEY = \"1 2\n\"3'\\4<\"",
+                "QJOBCREDUSERNAME = \"Andr\u00e9 \u20ac\"",
+                "QJOBCREDDEPTID = \"a b\\c\""):
+            self.assertIn(f"@PJL SET {line}\n".encode(), job.header)
+
+    # ---- jobs that end early
+
+    def start_large_job(self):
+        """A job that the filter is in the middle of; the printer does not read."""
+        self.printer.hold()
+        connections = self.printer.connections
+        number = self.cups.lp("Office", self.documents.large,
+                              {"document-format": "application/vnd.adobe-reader-postscript"})
+        self.early_ends.add(number)
+        private_cups.wait_until(lambda: self.printer.connections > connections, 20,
+                                "the connection to the printer")
+        return number
+
+    def wait_until_stuck(self, number):
+        """Waits until nothing moves any more."""
+        def size():
+            path = self.records / f"{number}.jobshaper.input"
+            return path.stat().st_size if path.exists() else 0
+        last = -1
+        while size() != last or last == 0:
+            last = size()
+            private_cups.time.sleep(0.3)
+        self.assertLess(last, self.documents.large.stat().st_size)
+
+    def test_cancel_in_mid_job(self):
+        count = len(self.printer.jobs) + 1
+        number = self.start_large_job()
+        self.wait_until_stuck(number)
+        self.cups.cancel(number)
+        self.printer.release()
+        job = self.finish(number, self.printer, count)
+        self.assertEqual(self.cups.state_of(number), "canceled")
+        self.check_start(job)
+        whole = direct_run(job, self.filter)
+        self.assertLess(len(job.body), self.documents.large.stat().st_size)
+        self.assert_same(job.received[:-len(TRAILER)], whole[:len(job.received) - len(TRAILER)])
+        self.check_folders()
+        self.print(self.documents.pdf)
+
+    def test_printer_hangs_up_in_mid_job(self):
+        count = len(self.printer.jobs) + 1
+        number = self.start_large_job()
+        self.printer.hang_up_after(100000)
+        self.printer.release()
+        job = self.finish(number, self.printer, count)
+        self.assert_same(job.received, direct_run(job, self.filter)[:len(job.received)])
+        self.assertGreaterEqual(len(job.received), 100000)
+        ends = {name.rsplit("/", 1)[-1]: how for name, how in
+                (PROGRAM_END.match(line).groups() for line in self.cups.log_of(number)
+                 if PROGRAM_END.match(line))}
+        self.assertEqual(ends["jobshaper-queue"], "exited with no errors.")
+        self.check_folders()
+        self.print(self.documents.pdf)
+
+    def test_two_jobs_at_once(self):
+        self.cups.add_queue("Second", self.ppd, self.second_printer.uri)
+        printers = (self.printer, self.second_printer)
+        counts = [len(printer.jobs) + 1 for printer in printers]
+        for printer in printers:
+            printer.hold()
+        connections = [printer.connections for printer in printers]
+        numbers = [self.cups.lp(queue, self.documents.large,
+                                {"document-format": "application/vnd.adobe-reader-postscript"},
+                                user=queue.lower())
+                   for queue in ("Office", "Second")]
+        private_cups.wait_until(lambda: all(printer.connections > before for printer, before
+                                            in zip(printers, connections)), 20, "both connections")
+        for printer in printers:
+            printer.release()
+        jobs = [self.finish(*job) for job in zip(numbers, printers, counts)]
+        for job, user in zip(jobs, (b"office", b"second")):
+            self.assertIn(b'USERID = "' + user + b'"', job.header)
+            self.check(job)
+
+    # ---- for support
+
+    def test_capture_and_trace(self):
+        temp = self.cups.temp
+        settings = temp / "Debug" / ".DebugPlist" / "qvDebug.plist"
+        settings.parent.mkdir(parents=True)
+        for folder in (settings.parent, settings.parent.parent):
+            folder.chmod(0o755)
+        settings.write_text("""\
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict><key>Feiprion</key><dict>
+<key>debugFile</key><string>debug.log</string>
+<key>debugLevel</key><integer>7</integer>
+<key>moduleNumber</key><integer>1</integer>
+</dict></dict></plist>
+""")
+        (temp / "qvn_log").write_bytes(b"")
+        try:
+            count = len(self.printer.jobs) + 1
+            number = self.cups.lp("Office", self.documents.pdf)
+            job = self.finish(number, self.printer, count)
+            self.check_folders(["Debug", "qvn_log", "qvn_ps", "qvn_ps2", "debug.log"])
+            self.assert_same((temp / "qvn_ps2").read_bytes(), job.received)
+            self.assert_same((temp / "qvn_ps").read_bytes(), job.input.read_bytes())
+            log = (temp / "debug.log").read_bytes()
+            self.assertIn(b"ARGV[0] = Office", log)
+            self.assertIn(b"PMCopies..n.\t1", log)
+        finally:
+            for path in temp.iterdir():
+                shutil.rmtree(path) if path.is_dir() else path.unlink()
+        self.check(job)
+
+
+class LogTest(unittest.TestCase):
+    """Runs last: what the scheduler wrote while the others ran."""
+
+    def test_log(self):
+        pass
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0]] + sys.argv[4:], verbosity=2)
