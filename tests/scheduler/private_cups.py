@@ -10,6 +10,7 @@ import grp
 import os
 import pathlib
 import pwd
+import re
 import shutil
 import signal
 import socket
@@ -19,6 +20,8 @@ import time
 
 SYSTEM_BIN = pathlib.Path("/usr/lib/cups")
 CUPSD = "/usr/sbin/cupsd"
+# The log line with which the scheduler settles the fate of a job.
+END_OF_JOB = re.compile(r"^Job (completed|canceled|aborted|stopped)\b", re.M)
 SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
@@ -101,6 +104,7 @@ SystemGroup {administrators}
 Listen {self.socket}
 ServerName localhost
 LogLevel debug
+LogTimeFormat usecs
 LogDebugHistory 0
 MaxLogSize 0
 Browsing No
@@ -212,14 +216,14 @@ ErrorPolicy abort-job
         return [line.split(mark, 1)[1] for line in self.log_text().splitlines() if mark in line]
 
     def wait_for(self, job, seconds=30):
-        """Waits until the scheduler is done with a job."""
-        wait_until(lambda: "Unloading..." in self.log_of(job), seconds, f"the end of job {job}")
+        """Waits until a job has ended, and all programs that the scheduler started for it."""
+        def ended():
+            lines = "\n".join(self.log_of(job))
+            started = set(re.findall(r"^Started (?:filter|backend) .*\(PID (\d+)\)$", lines, re.M))
+            return (END_OF_JOB.search(lines)
+                    and started <= set(re.findall(r"^PID (\d+) \(", lines, re.M)))
+        wait_until(ended, seconds, f"the end of job {job}")
 
     def state_of(self, job):
-        """What the scheduler thinks of a job that has ended."""
-        lines = "\n".join(self.log_of(job))
-        for mark, state in (("Job completed.", "completed"), ("Job canceled", "canceled"),
-                            ("Canceled by", "canceled"), ("Job aborted", "aborted")):
-            if mark in lines:
-                return state
-        return "stopped"
+        """"completed", "canceled", "aborted", or "stopped", of a job that has ended."""
+        return END_OF_JOB.search("\n".join(self.log_of(job))).group(1)
