@@ -18,26 +18,17 @@ import unittest
 
 import listener
 import private_cups
+from recorded_cups import RecordedCups, TRAILER, UEL
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
-UEL = b"\x1b%-12345X"
-TRAILER = UEL + UEL + b'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n' + UEL
-SWITCH = b"@PJL ENTER LANGUAGE = POSTSCRIPT\n"
-# What the log never shows, of whatever job.
-CRASHES = re.compile(r"crashed|insecure permissions|Sanitizer|runtime error:|core dumped"
-                     r"|\(null\)|Cannot start|cannot be completed|are not used"
-                     r"|instructionAsData|ERROR: ")
-# What it shows of jobs only that are to end early.
-EARLY_ENDS = re.compile(r"stopped with status|did not catch|was killed|Backend returned status"
-                        r"|Job stopped|aborted|[Cc]ancel")
-# Every program that the scheduler starts for a job makes one of these lines.
-PROGRAM_END = re.compile(r"^PID \d+ \(([^)]*)\) (.*)$")
+# What the scheduler writes of a program or file that is not as it must be.
+CRASH = re.compile(r"crashed|insecure permissions|Sanitizer|runtime error:|core dumped")
+# What is wrong with a job, unless it was to end early.
+TROUBLE = re.compile(r"^E |stopped with status|did not catch|Backend returned status"
+                     r"|Job (?:canceled|aborted|stopped)|Cannot start|not be completed|not used")
+LOG_LINE = re.compile(r"^(. )\[[^]]*\] (?:\[Job (\d+)\] )?(.*)$")
 
 FILTER, ENTRY_PROGRAM, RECORDER = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
-
-
-def split_record(path):
-    return path.read_bytes().split(b"\0")[:-1]
 
 
 class Documents:
@@ -60,33 +51,6 @@ class Documents:
                                             + b"%%Page: 3", 1))
 
 
-class PrintedJob:
-    """A job that has been printed: what was recorded on the way, and what the printer got."""
-
-    def __init__(self, number, printer_bytes, records):
-        self.number = number
-        self.received = printer_bytes
-        self.queue_argv = split_record(records / f"{number}.jobshaper-queue.argv")
-        self.argv = split_record(records / f"{number}.jobshaper.argv")
-        self.environment = dict(entry.split(b"=", 1) for entry in
-                                split_record(records / f"{number}.jobshaper.environment"))
-        self.input = records / f"{number}.jobshaper.input"
-
-    @property
-    def header(self):
-        return self.received[:self.received.index(SWITCH)]
-
-    @property
-    def body(self):
-        body = self.received[self.received.index(SWITCH) + len(SWITCH):-len(TRAILER)]
-        return re.sub(rb"\A@PJL SET COPIES = \d+\n", b"", body)
-
-    @property
-    def added(self):
-        """What the entry program put behind the options."""
-        return self.argv[5][len(self.queue_argv[5]):].decode("latin-1").split()
-
-
 def direct_run(job, filter_program):
     """What the filter makes of the same arguments, environment and input."""
     with open(job.input, "rb") as recorded:
@@ -105,20 +69,12 @@ class SchedulerTest(unittest.TestCase):
         cls.addClassCleanup(shutil.rmtree, cls.work, ignore_errors=True)
         cls.work.chmod(0o755)
         cls.documents = Documents(cls.work)
-        cls.cups = private_cups.PrivateCups()
+        cls.cups = RecordedCups(FILTER, ENTRY_PROGRAM, RECORDER)
         cls.addClassCleanup(cls.cups.stop)
         cls.printer = listener.Listener()
         cls.addClassCleanup(cls.printer.close)
         cls.second_printer = listener.Listener()
         cls.addClassCleanup(cls.second_printer.close)
-
-        cls.filter = cls.cups.add_filter("jobshaper", FILTER, folder="real")
-        cls.cups.add_filter("jobshaper-queue", ENTRY_PROGRAM, folder="real")
-        cls.cups.add_filter("jobshaper", RECORDER)
-        cls.cups.add_filter("jobshaper-queue", RECORDER)
-        cls.records = cls.cups.bin / "filter" / "records"
-        cls.records.mkdir()
-        cls.records.chmod(0o777)
 
         ppd = cls.work / "office.ppd"
         ppd.write_text((SOURCE / "tests/real_jobs/printer.ppd").read_text()
@@ -126,24 +82,27 @@ class SchedulerTest(unittest.TestCase):
         cls.ppd = ppd
         cls.cups.start()
         cls.cups.add_queue("Office", ppd, cls.printer.uri)
-        cls.early_ends = set()
 
     # ---- steps
 
-    def received_by(self, printer, count):
-        private_cups.wait_until(lambda: len(printer.jobs) >= count, 10, "the printer's last byte")
-        return printer.jobs[count - 1]
+    def setUp(self):
+        self.log_start = len(self.cups.log_text())
+        self.early_ends = set()
 
-    def finish(self, number, printer, count):
-        self.cups.wait_for(number)
-        return PrintedJob(number, self.received_by(printer, count), self.records)
+    def tearDown(self):
+        wrong = []
+        for line in self.cups.log_text()[self.log_start:].splitlines():
+            level, job, text = LOG_LINE.match(line).groups()
+            early = job is not None and int(job) in self.early_ends
+            if CRASH.search(text) or (not early and TROUBLE.search(level + text)):
+                wrong.append(line)
+        self.assertEqual(wrong, [])
+        self.assertTrue(self.cups.running())
+        self.assertRegex(self.cups.command("lpstat", "-p", "Office"), "is idle.*enabled since")
 
-    def print(self, file, options=None, queue="Office", printer=None, **arguments):
+    def print(self, file, options=None, queue="Office", **arguments):
         """Prints a file and checks what holds for every job."""
-        printer = printer or self.printer
-        count = len(printer.jobs) + 1
-        number = self.cups.lp(queue, file, options, **arguments)
-        job = self.finish(number, printer, count)
+        job = self.cups.print(queue, self.printer, file, options, **arguments)
         self.check(job)
         return job
 
@@ -151,7 +110,7 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual(self.cups.state_of(job.number), "completed",
                          "\n".join(self.cups.log_of(job.number)))
         self.check_start(job)
-        self.assert_same(job.received, direct_run(job, self.filter))
+        self.assert_same(job.received, direct_run(job, self.cups.real_filter))
         self.check_folders()
 
     def check_start(self, job):
@@ -267,7 +226,7 @@ class SchedulerTest(unittest.TestCase):
     def wait_until_stuck(self, number):
         """Waits until nothing moves any more."""
         def size():
-            path = self.records / f"{number}.jobshaper.input"
+            path = self.cups.records / f"{number}.jobshaper.input"
             return path.stat().st_size if path.exists() else 0
         last = -1
         while size() != last or last == 0:
@@ -275,16 +234,21 @@ class SchedulerTest(unittest.TestCase):
             private_cups.time.sleep(0.3)
         self.assertLess(last, self.documents.large.stat().st_size)
 
+    def end_of_filter(self, number):
+        return next(line.partition("jobshaper-queue) ")[2] for line in self.cups.log_of(number)
+                    if re.match(r"PID \d+ \(\S*/jobshaper-queue\)", line))
+
     def test_cancel_in_mid_job(self):
         count = len(self.printer.jobs) + 1
         number = self.start_large_job()
         self.wait_until_stuck(number)
         self.cups.cancel(number)
         self.printer.release()
-        job = self.finish(number, self.printer, count)
+        job = self.cups.finish(number, self.printer, count)
         self.assertEqual(self.cups.state_of(number), "canceled")
+        self.assertEqual(self.end_of_filter(number), "was terminated normally with signal 15.")
         self.check_start(job)
-        whole = direct_run(job, self.filter)
+        whole = direct_run(job, self.cups.real_filter)
         self.assertLess(len(job.body), self.documents.large.stat().st_size)
         self.assert_same(job.received[:-len(TRAILER)], whole[:len(job.received) - len(TRAILER)])
         self.check_folders()
@@ -295,13 +259,10 @@ class SchedulerTest(unittest.TestCase):
         number = self.start_large_job()
         self.printer.hang_up_after(100000)
         self.printer.release()
-        job = self.finish(number, self.printer, count)
-        self.assert_same(job.received, direct_run(job, self.filter)[:len(job.received)])
+        job = self.cups.finish(number, self.printer, count)
+        self.assert_same(job.received, direct_run(job, self.cups.real_filter)[:len(job.received)])
         self.assertGreaterEqual(len(job.received), 100000)
-        ends = {name.rsplit("/", 1)[-1]: how for name, how in
-                (PROGRAM_END.match(line).groups() for line in self.cups.log_of(number)
-                 if PROGRAM_END.match(line))}
-        self.assertEqual(ends["jobshaper-queue"], "exited with no errors.")
+        self.assertEqual(self.end_of_filter(number), "exited with no errors.")
         self.check_folders()
         self.print(self.documents.pdf)
 
@@ -320,7 +281,7 @@ class SchedulerTest(unittest.TestCase):
                                             in zip(printers, connections)), 20, "both connections")
         for printer in printers:
             printer.release()
-        jobs = [self.finish(*job) for job in zip(numbers, printers, counts)]
+        jobs = [self.cups.finish(*job) for job in zip(numbers, printers, counts)]
         for job, user in zip(jobs, (b"office", b"second")):
             self.assertIn(b'USERID = "' + user + b'"', job.header)
             self.check(job)
@@ -344,9 +305,7 @@ class SchedulerTest(unittest.TestCase):
 """)
         (temp / "qvn_log").write_bytes(b"")
         try:
-            count = len(self.printer.jobs) + 1
-            number = self.cups.lp("Office", self.documents.pdf)
-            job = self.finish(number, self.printer, count)
+            job = self.cups.print("Office", self.printer, self.documents.pdf)
             self.check_folders(["Debug", "qvn_log", "qvn_ps", "qvn_ps2", "debug.log"])
             self.assert_same((temp / "qvn_ps2").read_bytes(), job.received)
             # The feature that the filter replaces is skipped unread.
@@ -360,13 +319,6 @@ class SchedulerTest(unittest.TestCase):
             for path in temp.iterdir():
                 shutil.rmtree(path) if path.is_dir() else path.unlink()
         self.check(job)
-
-
-class LogTest(unittest.TestCase):
-    """Runs last: what the scheduler wrote while the others ran."""
-
-    def test_log(self):
-        pass
 
 
 if __name__ == "__main__":
