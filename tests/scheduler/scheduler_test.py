@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Prints real documents through a real scheduler to a printer on the loopback interface.
 
-usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER [UNITTEST-ARGUMENTS]
+usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER PPD-FOLDER [UNITTEST-ARGUMENTS]
 
 The queues run our built programs, each behind a recorder of its arguments, environment and
 input. What the printer gets must be what a direct run of the filter makes of the record.
@@ -21,6 +21,11 @@ import private_cups
 from recorded_cups import RecordedCups, TRAILER, UEL
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
+# PostScript that goes through pstops alone, as an application made it.
+APPLICATION_POSTSCRIPT = "application/vnd.adobe-reader-postscript"
+# The page that explains a booklet made by hand, where the package installs it.
+INSTRUCTIONS = pathlib.Path(
+    "/Library/Printers/Quorvan/filter/.resource/en.lproj/instruction(null)")
 # What the scheduler writes of a program or file that is not as it must be.
 CRASH = re.compile(r"crashed|insecure permissions|Sanitizer|runtime error:|core dumped")
 # What is wrong with a job, unless it was to end early.
@@ -28,7 +33,7 @@ TROUBLE = re.compile(r"^E |stopped with status|did not catch|Backend returned st
                      r"|Job (?:canceled|aborted|stopped)|Cannot start|not be completed|not used")
 LOG_LINE = re.compile(r"^(. )\[[^]]*\] (?:\[Job (\d+)\] )?(.*)$")
 
-FILTER, ENTRY_PROGRAM, RECORDER = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
+FILTER, ENTRY_PROGRAM, RECORDER, PPDS = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
 
 
 class Documents:
@@ -76,12 +81,13 @@ class SchedulerTest(unittest.TestCase):
         cls.second_printer = listener.Listener()
         cls.addClassCleanup(cls.second_printer.close)
 
-        ppd = cls.work / "office.ppd"
-        ppd.write_text((SOURCE / "tests/real_jobs/printer.ppd").read_text()
-                       .replace('0 jobshaper"', '0 jobshaper-queue"'))
-        cls.ppd = ppd
         cls.cups.start()
-        cls.cups.add_queue("Office", ppd, cls.printer.uri)
+        cls.add_queue("Office", "color-finisher")
+        cls.add_queue("Small", "small-mono")
+
+    @classmethod
+    def add_queue(cls, name, model, *options, uri=None):
+        cls.cups.add_queue(name, PPDS / f"quorvan-{model}.ppd", uri or cls.printer.uri, *options)
 
     # ---- steps
 
@@ -145,16 +151,14 @@ class SchedulerTest(unittest.TestCase):
     def test_pdf(self):
         job = self.print(self.documents.pdf)
         self.assert_pages(job, self.documents.pages)
-        self.assertEqual(job.added, ["com.apple.print.PrintSettings.PMCopies..n.=1",
-                                     "QVBookletFold=false"])
+        self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=1", job.added)
         self.assertIn(b"@PJL SET COPIES = 1\n", job.header)
 
     def test_postscript(self):
         self.assert_pages(self.print(self.documents.postscript), self.documents.pages)
 
     def test_postscript_of_an_application(self):
-        job = self.print(self.documents.postscript,
-                         {"document-format": "application/vnd.adobe-reader-postscript"})
+        job = self.print(self.documents.postscript, {"document-format": APPLICATION_POSTSCRIPT})
         self.assert_pages(job, self.documents.pages)
 
     def test_file_without_another_filter(self):
@@ -164,11 +168,16 @@ class SchedulerTest(unittest.TestCase):
         self.assert_pages(job, self.documents.pages)
 
     def test_three_copies(self):
-        job = self.print(self.documents.pdf, {"copies": "3"})
-        self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
-        self.assertNotIn(b"@PJL SET COPIES", job.received)
-        self.assertIn(b"%RBINumCopies: 3\n", job.body)
-        self.assert_pages(job, self.documents.pages)
+        for file in (self.documents.pdf, self.documents.postscript):
+            for collate in ("false", "true"):
+                with self.subTest(file=file.name, collate=collate):
+                    job = self.print(file, {"copies": "3", "collate": collate})
+                    self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
+                    self.assertIn("com.apple.print.PrintSettings.PMCopyCollate..b.=" + collate,
+                                  job.added)
+                    self.assertNotIn(b"@PJL SET COPIES", job.received)
+                    self.assertIn(b"%RBINumCopies: 3\n", job.body)
+                    self.assert_pages(job, self.documents.pages)
 
     def test_file_name_with_blanks(self):
         path = self.work / "The \"first\" draft's 2nd {copy}.pdf"
@@ -177,16 +186,110 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual(job.argv[3].decode(), path.name)
         self.assert_pages(job, self.documents.pages)
 
+    def test_long_device_uri(self):
+        uri = self.printer.uri + "&filler="
+        uri += "x" * (112 - len(uri))
+        self.add_queue("Far", "mono-duplex", uri=uri)
+        job = self.print(self.documents.pdf, queue="Far")
+        self.assertEqual(job.environment[b"DEVICE_URI"].decode(), uri[:99])
+        self.assert_pages(job, self.documents.pages)
+
     # ---- the options of our printers
 
     def test_retained_job_with_a_pin(self):
-        job = self.print(self.documents.pdf,
-                         {"copies": "2", "PrintTo": "JRConf", "JRHOLDKEY": "1234"})
-        self.assertIn(b'@PJL SET HOLD = ON\n@PJL SET HOLDTYPE = PRIVATE\n'
-                      b'@PJL SET HOLDKEY = "1234"\n', job.header)
-        self.assertIn(b"<< /CollatedCopies 2 >> setuserparams\n%EndUserSetup\n%RBINumCopies: 2\n",
-                      job.body)
+        for collate in ("false", "true"):
+            with self.subTest(collate=collate):
+                job = self.print(self.documents.pdf, {
+                    "copies": "2", "collate": collate, "PrintTo": "JRConf", "JRHOLDKEY": "1234"})
+                self.assertIn(b'@PJL SET HOLD = ON\n@PJL SET HOLDTYPE = PRIVATE\n'
+                              b'@PJL SET HOLDKEY = "1234"\n', job.header)
+                self.assertIn(b"<< /CollatedCopies 2 >> setuserparams\n%EndUserSetup\n"
+                              b"%RBINumCopies: 2\n", job.body)
+                self.assert_pages(job, self.documents.pages)
+
+    def test_every_finishing(self):
+        commands = {
+            "false": None,
+            "PrinterS": None,
+            "Booklet": b"",
+            "SaddleStitch": b"<< /Fold 2 /Staple 4>> setpagedevice",
+            "BiFold": b"<< /Fold 1 >> setpagedevice",
+            "DoNotFoldAndStaple": b"<< /Fold 0 /Staple 0>> setpagedevice",
+        }
+        ppd = (PPDS / "quorvan-color-finisher.ppd").read_text()
+        choices = re.findall(r"^\*QVBookletFold ([^/:]*)", ppd, re.M)
+        self.assertEqual(set(choices), set(commands))
+        options = [({"QVBookletFold": choice}, choice) for choice in choices]
+        for number, choice in re.findall(
+                r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (.*)"$', ppd, re.M):
+            options.append(({"finishings": number}, choice))
+        self.assertGreater(len(options), len(choices))
+        for wanted, choice in options:
+            with self.subTest(wanted):
+                # The shortest way through the scheduler: there are many of them.
+                job = self.print(self.documents.postscript,
+                                 {**wanted, "document-format": APPLICATION_POSTSCRIPT})
+                self.assert_fold(job, choice, commands[choice])
+                self.assert_pages(job, self.documents.pages)
+
+    def assert_fold(self, job, choice, command):
+        line = b"%%BeginFeature: *QVBookletFold " + choice.encode() + b"\n"
+        after = job.body[job.body.index(line) + len(line):].split(b"\n", 3)
+        if command is None:
+            self.assertIn(b"statusdict /duplexer get exec", after[0])
+        else:
+            self.assertEqual(after[:2], [b"", command])
+            self.assertIn(b"statusdict /duplexer get exec", after[2])
+
+    def test_defaults_of_the_administrator(self):
+        self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
+                       "-o", "PrintTo=JRVerify", "-o", "QvnBlankPage=false")
+        job = self.print(self.documents.pdf, queue="Booklets")
+        for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=false"):
+            self.assertIn(option, job.added)
+        self.assertIn(b"@PJL SET HOLD = PROOF\n", job.header)
+        self.assertIn(b"@PJL SET QBLANKPAGES = DONOTPRINT\n", job.header)
+        self.assertIn(b"\n<< /CollatedCopies 1 >> setuserparams\n", job.body)
+        self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
+        job = self.print(self.documents.pdf, {"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"},
+                         queue="Booklets")
+        self.assertNotIn(b"@PJL SET HOLD", job.header)
+        self.assert_fold(job, "BiFold", b"<< /Fold 1 >> setpagedevice")
         self.assert_pages(job, self.documents.pages)
+
+    def test_booklet_with_a_cover_sheet(self):
+        count = self.work / "page count"
+        count.write_text("8\n")
+        job = self.print(self.documents.pdf, {
+            "QVBookletFold": "SaddleStitch", "QVBookletCoverPage": "true",
+            "QVInsideFrontCover": "true", "QVBookletCoverSource": "Tray2",
+            "QVBookletCoverType": "Card", "QVBookletPageCountFilename": str(count)})
+        self.assertIn(b"\n1 dict dup /Duplex false put setpagedevice\n%%Page: 4 4\n[{\n"
+                      b"<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1 "
+                      b"/MediaType (Card Stock) >> setpagedevice\n} stopped cleartomark\n",
+                      job.body)
+        self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
+        self.assert_pages(job, self.documents.pages)
+
+    def test_manual_booklet(self):
+        for file in (self.documents.pdf, self.documents.postscript):
+            with self.subTest(file=file.name):
+                job = self.print(file, {"QVBookletFold": "Booklet"}, queue="Small")
+                pages = re.findall(rb"^%%Page: \S+ (\d+)", job.body, re.M)
+                self.assertEqual(pages, [b"0", b"1", b"3", b"5", b"1", b"4", b"2"])
+                installed = INSTRUCTIONS.exists()
+                # The second pass begins with a blank page, which is numbered 1 and is the back of 5.
+                self.assert_pages(job, self.documents.pages + 1 + installed)
+
+    def test_generic_driver(self):
+        for model, header in (
+                ("generic-color", b"@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n"),
+                ("generic-mono",
+                 b"@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n")):
+            self.add_queue("Generic", model)
+            job = self.print(self.documents.pdf, queue="Generic")
+            self.assertTrue(job.header.endswith(header), job.header)
+            self.assert_pages(job, self.documents.pages)
 
     def test_hostile_values(self):
         values = {
@@ -209,6 +312,7 @@ class SchedulerTest(unittest.TestCase):
                 "QJOBCREDUSERNAME = \"Andr\u00e9 \u20ac\"",
                 "QJOBCREDDEPTID = \"a b\\c\""):
             self.assertIn(f"@PJL SET {line}\n".encode(), job.header)
+        self.assert_pages(job, self.documents.pages)
 
     # ---- jobs that end early
 
@@ -217,7 +321,7 @@ class SchedulerTest(unittest.TestCase):
         self.printer.hold()
         connections = self.printer.connections
         number = self.cups.lp("Office", self.documents.large,
-                              {"document-format": "application/vnd.adobe-reader-postscript"})
+                              {"document-format": APPLICATION_POSTSCRIPT})
         self.early_ends.add(number)
         private_cups.wait_until(lambda: self.printer.connections > connections, 20,
                                 "the connection to the printer")
@@ -267,14 +371,14 @@ class SchedulerTest(unittest.TestCase):
         self.print(self.documents.pdf)
 
     def test_two_jobs_at_once(self):
-        self.cups.add_queue("Second", self.ppd, self.second_printer.uri)
+        self.add_queue("Second", "mono-duplex", uri=self.second_printer.uri)
         printers = (self.printer, self.second_printer)
         counts = [len(printer.jobs) + 1 for printer in printers]
         for printer in printers:
             printer.hold()
         connections = [printer.connections for printer in printers]
         numbers = [self.cups.lp(queue, self.documents.large,
-                                {"document-format": "application/vnd.adobe-reader-postscript"},
+                                {"document-format": APPLICATION_POSTSCRIPT},
                                 user=queue.lower())
                    for queue in ("Office", "Second")]
         private_cups.wait_until(lambda: all(printer.connections > before for printer, before
@@ -322,4 +426,4 @@ class SchedulerTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0]] + sys.argv[4:], verbosity=2)
+    unittest.main(argv=[sys.argv[0]] + sys.argv[5:], verbosity=2)
