@@ -128,7 +128,7 @@ TEST(EntryProgram, LeavesAWrongNumberOfArgumentsToTheFilter) {
 TEST(EntryProgram, GoesOnWithoutAPpd) {
   Server server;
   expectSilentSuccess(server.run(kJob));
-  EXPECT_EQ(server.argv()[5], kOptions);
+  EXPECT_EQ(server.argv().at(5), kOptions);
 }
 
 TEST(EntryProgram, GoesOnWithAPpdThatCannotBeOpened) {
@@ -137,7 +137,7 @@ TEST(EntryProgram, GoesOnWithAPpdThatCannotBeOpened) {
   expectOutcome(server.run(kJob), "",
                 "WARNING: The defaults of the PPD file are not used: Unable to open PPD file, "
                 "line 0.\n");
-  EXPECT_EQ(server.argv()[5], kOptions);
+  EXPECT_EQ(server.argv().at(5), kOptions);
 }
 
 TEST(EntryProgram, ShortensTheDeviceUriTo99Bytes) {
@@ -174,7 +174,7 @@ TEST(FilterPlace, IsBesideTheEntryProgramWhenCupsNamesNone) {
     Server server;
     server.environment["CUPS_SERVERBIN"] = serverBin;
     expectSilentSuccess(server.run(kJob));
-    EXPECT_EQ(server.argv()[5], kOptions);
+    EXPECT_EQ(server.argv().at(5), kOptions);
   }
   Server server;
   server.environment.erase("CUPS_SERVERBIN");
@@ -213,7 +213,7 @@ TEST(Sizes, OptionsOfManyKilobytesAreCompleted) {
   Strings argv = kJob;
   argv[5] = "a=" + std::string(100000, 'x');
   expectSilentSuccess(server.run(argv));
-  EXPECT_EQ(server.argv()[5],
+  EXPECT_EQ(server.argv().at(5),
             argv[5] + " com.apple.print.PrintSettings.PMCopies..n.=3" + " QVBookletFold=BiFold");
 }
 

@@ -227,6 +227,19 @@ TEST(Accounting, ReachesTheFilterAsItWasGiven) {
   cupsFreeOptions(n, options);
 }
 
+TEST(Accounting, OfOneValueDoesNotTouchTheNext) {
+  for (const char* value : {"{\xDF", "{\xDF y}", "'\xDF", "\"\xDF", "\xDF\\", "\xDF ", "\xDF\n"}) {
+    std::string quoted;
+    for (const char c : utf8FromMacRoman(value)) quoted.append({'\\', c});
+    cups_option_t* options = nullptr;
+    const std::string all = completed("JAUSERID=" + quoted + " JADEPTNUM=\xC3\xA9");
+    const int n = cupsParseOptions(all.c_str(), 0, &options);
+    EXPECT_STREQ(cupsGetOption("JAUSERID", n, options), value);
+    EXPECT_STREQ(cupsGetOption("JADEPTNUM", n, options), "\x8E") << value;
+    cupsFreeOptions(n, options);
+  }
+}
+
 TEST(Accounting, OfEveryByteReachesTheFilter) {
   for (int byte = 1; byte < 256; ++byte) {
     for (const char* around : {"", "x", "{", "}", "'", "\"", "\\", " "}) {
