@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <regex>
 #include <set>
 
@@ -23,9 +24,12 @@ const std::string kCollate = "com.apple.print.PrintSettings.PMCopyCollate..b.";
 
 std::string completed(const std::string& options, const std::string& ppd = kNoPpd,
                       const std::string& copies = "1") {
-  TemporaryFolder folder;
-  const std::string path = folder.file("printer.ppd");
-  if (!ppd.empty()) writeFile(path, ppd);
+  std::optional<TemporaryFolder> folder;
+  std::string path;
+  if (!ppd.empty()) {
+    path = folder.emplace().file("printer.ppd");
+    writeFile(path, ppd);
+  }
   QueueJob job;
   job.options = options.c_str();
   job.copies = copies.c_str();
