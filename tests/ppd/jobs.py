@@ -38,14 +38,13 @@ def lines_to_keep(job, options, ppd):
     del lines[patch:patch + 3]
     fold = dict(o.split("=") for o in options.split() if "=" in o).get("QVBookletFold")
     if fold not in (None, "false", "PrinterS"):
-        feature = next(i for i, line in enumerate(lines) if b"*QVBookletFold" in line)
-        choice = lines[feature].split()[-1].decode()
         # Only the choice's own code ahead of the duplexer, whatever the job looks like.
-        code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
-        ahead = next((i for i, line in enumerate(code) if "/duplexer get exec" in line), None)
-        if ahead is None:
-            raise RuntimeError(f"QVBookletFold {choice}: the rest of the job will be lost")
-        del lines[feature + 1:feature + 1 + ahead]
+        for feature in [i for i, line in enumerate(lines) if b"*QVBookletFold" in line][::-1]:
+            choice = lines[feature].split()[-1].decode()
+            code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
+            ahead = [i for i, line in enumerate(code) if "statusdict /duplexer get exec" in line]
+            if ahead:
+                del lines[feature + 1:feature + 1 + ahead[0]]
     return lines
 
 
@@ -71,6 +70,9 @@ def cases(ppd):
             if "small" in ppd.name:
                 continue  # made by hand, which has a test of its own
             yield f"QVBookletFold={choice} InputSlot=Tray1", f"QVBookletFold={fold}", "A4"
+            # All features once more in the setup of the first two pages.
+            yield (f"QVBookletFold={choice} AP_FIRSTPAGE_InputSlot=Tray1",
+                   f"QVBookletFold={fold}", "A4")
     for value in ("3", "4", "8", "10", "13"):
         yield f"finishings={value}", f"finishings={value}", "A4"
     for mode in ppd.options["PrintTo"].choices:

@@ -178,10 +178,29 @@ for ppd in ppds:
     say(has("InputSlot", "EnvDrawr2") == finisher, "envelope drawers")
     say(ppd.options["QVBookletFold"].default == "false", "no booklet unless it is asked for")
     say(ppd.options["PrintTo"].default == "JRPrinter", "no job is kept unless it is asked for")
+    say(ppd.options["Resolution"].default == "600dpi", "resolution unless another is asked for")
+    for name, option in ppd.options.items():
+        printers = {"PrinterS", "Printers"} & set(option.choices)
+        say(not printers or option.default in printers or name == "QVBookletFold",
+            f"{name}: the printer's own setting unless another is asked for")
     say(ppd.value("cupsFilter") == "application/vnd.cups-postscript 0 jobshaper-queue", "*cupsFilter")
     say(re.search(r'^\*JobPatchFile 1: "[^"\n]+"$', ppd.content, re.MULTILINE),
         "*JobPatchFile is one line")
     say("\n*CustomPageSize True:" in ppd.content, "custom page sizes")
+    constraints = {value for key, _, _, value in ppd.entries if key == "UIConstraints"}
+    expected = {"*QVBookletFold *MediaType Transparency", "*QVBookletFold *PageSize DL"}
+    if finisher:
+        expected |= {"*OptionFinisher False *QVBookletFold SaddleStitch",
+                     "*OptionFinisher False *QVBookletFold BiFold",
+                     "*OptionFinisher False *OutputBin FinisherBin1",
+                     "*OptionDrawer3 Tray *InputSlot EnvDrawr3",
+                     "*OptionDrawer3 EnvelopeDrawer *QVBookletCoverSource Tray3"}
+    if generic:
+        expected |= {"*OptionDuplexer False *Duplex", "*OptionDuplexer False *QVBookletFold"}
+    if not small:
+        expected |= {"*Duplex *MediaType Labels", "*Duplex *PageSize Comm10"}
+    for constraint in expected:
+        say(constraint in constraints, f"no constraint {constraint}")
     finishings = {option: value for key, option, _, value in ppd.entries
                   if key == "cupsIPPFinishings"}
     say("13" in finishings, "finishing booklet-maker")
