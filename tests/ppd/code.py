@@ -68,6 +68,8 @@ def expected(ppd, option, choice):
     if option == "Duplex":
         return {"None": {"/Duplex false"}, "DuplexTumble": {"/Duplex true", "/Tumble true"},
                 "DuplexNoTumble": {"/Duplex true", "/Tumble false"}}[choice]
+    if option == "Collate":
+        return {f"/Collate {choice.lower()}"}
     if option == "Resolution":
         dots = choice.removesuffix("dpi")
         return {f"/HWResolution [{dots} {dots}]"}

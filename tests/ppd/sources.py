@@ -79,8 +79,9 @@ NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "Resolution", "QVBookletCoverPage",
                       "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
                       "QVInsideBackCover"}
 # What no source knows: CUPS and the printer settle these among themselves.
-OF_THE_PPD = {"PageRegion", "Duplex", "OptionDuplexer", "OptionFinisher", "OptionMailbox",
-              "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3", "OptionDrawer4", "OptionTray5"}
+OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "OptionDuplexer", "OptionFinisher",
+              "OptionMailbox", "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3",
+              "OptionDrawer4", "OptionTray5"}
 
 
 def read(name):
@@ -202,7 +203,9 @@ for ppd in ppds:
         say(constraint in constraints, f"no constraint {constraint}")
     finishings = {option: value for key, option, _, value in ppd.entries
                   if key == "cupsIPPFinishings"}
-    say({"3", "13"} <= set(finishings), "finishings none and booklet-maker")
+    say("13" in finishings, "finishing booklet-maker")
+    # CUPS puts it into every job, and it would undo the job's own choice of a fold.
+    say("3" not in finishings, "no finishing none")
     say(({"4", "8", "10"} <= set(finishings)) == finisher, "finishings staple and fold")
     for value in finishings.values():
         option, choice = value.lstrip("*").split(" ")
