@@ -50,6 +50,7 @@ def end_with_parent():
 
 class PrivateCups:
     def __init__(self):
+        os.umask(0o022)  # the scheduler's user is another one
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="cups-", dir="/tmp"))
         self.folder.chmod(0o755)
         self.bin = self.folder / "bin"

@@ -7,7 +7,6 @@ The queues run our built programs, each behind a recorder of its arguments, envi
 input. What the printer gets must be what a direct run of the filter makes of the record.
 """
 
-import os
 import pathlib
 import re
 import shutil
