@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 
 namespace jobshaper {
 
@@ -20,6 +21,35 @@ bool worthRepeating(int descriptor, short events) {
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
   pollfd waiting{descriptor, events, 0};
   return ::poll(&waiting, 1, -1) > 0 || errno == EINTR;
+}
+
+// A call that a signal may interrupt before it has done anything.
+template <typename Call>
+auto uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
+Descriptor openFile(const std::string& path, int flags) {
+  constexpr int kAlways = O_CLOEXEC | O_NOCTTY;
+  return Descriptor(uninterrupted([&] { return ::open(path.c_str(), flags | kAlways, 0600); }));
+}
+
+// Opens a file of ours. Links and other people's files might lead to a file that whoever put them
+// there may not touch himself.
+Descriptor openOurs(const std::string& path, int flags) {
+  Descriptor file = openFile(path, flags | O_NOFOLLOW | O_NONBLOCK);
+  struct stat status {};
+  const bool ours = file.valid() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                    status.st_uid == ::geteuid() && status.st_nlink == 1;
+  if (!ours) file.reset();
+  return file;
+}
+
+// Whatever the umask and an earlier run have left.
+bool setPermissions(const Descriptor& file, mode_t mode) {
+  return uninterrupted([&] { return ::fchmod(file.get(), mode); }) == 0;
 }
 
 // Reads on until the buffer is full, the file ends or cannot be read.
@@ -49,21 +79,48 @@ void Descriptor::reset() {
 }
 
 Descriptor openForReading(const std::string& path) {
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  Descriptor file = openFile(path, O_RDONLY);
   struct stat status {};
   if (file.valid() && ::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) file.reset();
   return file;
 }
 
-Descriptor openRegularFile(const std::string& path) {
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+Descriptor openWithoutWaiting(const std::string& path) {
+  return openFile(path, O_RDONLY | O_NONBLOCK);
+}
+
+bool isRegularFile(const Descriptor& file) {
   struct stat status {};
-  if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  return file.valid() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+Descriptor openRegularFile(const std::string& path) {
+  Descriptor file = openWithoutWaiting(path);
+  if (!isRegularFile(file)) file.reset();
   return file;
 }
 
 Descriptor createFile(const std::string& path) {
-  return Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  Descriptor file = openOurs(path, O_RDWR | O_CREAT);
+  const bool ready = file.valid() && setPermissions(file, 0600) &&
+                     uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0;
+  if (!ready) file.reset();
+  return file;
+}
+
+Descriptor openForAppending(const std::string& path) {
+  Descriptor file = openOurs(path, O_WRONLY | O_CREAT | O_APPEND);
+  if (file.valid()) setPermissions(file, 0666);
+  return file;
+}
+
+Descriptor openOwnFile(const std::string& path) { return openOurs(path, O_RDONLY); }
+
+Descriptor createNamelessFile(const std::string& folder) {
+  std::string path = folder + "/qvn_XXXXXX";
+  Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
+  if (file.valid()) ::unlink(path.c_str());
+  return file;
 }
 
 void openMissingStandardStreams() {
@@ -78,6 +135,19 @@ std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
     if (n >= 0) return static_cast<std::size_t>(n);
     if (!worthRepeating(descriptor, POLLIN)) return 0;
   }
+}
+
+std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::size_t offset) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const ssize_t n = uninterrupted([&] {
+      return ::pread(descriptor, buffer + filled, size - filled,
+                     static_cast<off_t>(offset + filled));
+    });
+    if (n <= 0) break;
+    filled += static_cast<std::size_t>(n);
+  }
+  return filled;
 }
 
 bool writeAll(int descriptor, iovec* spans, std::size_t count) {
@@ -108,7 +178,7 @@ bool writeAll(int descriptor, std::string_view bytes) {
 }
 
 bool appendFile(const std::string& path, std::string& bytes) {
-  const Descriptor file = openForReading(path);
+  const Descriptor file = openOwnFile(path);
   struct stat status {};
   if (!file.valid() || ::fstat(file.get(), &status) != 0) return false;
   const std::size_t before = bytes.size();

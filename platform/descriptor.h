@@ -23,6 +23,7 @@ class Descriptor {
   bool valid() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
   void reset();
+  int release() { return std::exchange(descriptor_, -1); }  // to another owner
 
  private:
   int descriptor_ = -1;
@@ -31,12 +32,29 @@ class Descriptor {
 // An existing file, to be read from its start. A directory counts as not openable.
 Descriptor openForReading(const std::string& path);
 
-// An existing regular file, opened without waiting: a pipe of that name must not hold the job
-// up. None when it is anything else.
+// An existing file of any kind, opened without waiting: a pipe of that name must not hold the job
+// up.
+Descriptor openWithoutWaiting(const std::string& path);
+bool isRegularFile(const Descriptor& file);
+
+// The same for a regular file alone. None when it is anything else.
 Descriptor openRegularFile(const std::string& path);
+
+// Files of ours, in a folder where others may write too: a regular file that belongs to this
+// user and has no other name, never one that a symbolic link stands for. None when the path
+// leads to anything else; what is there is then left as it is.
 
 // A new or emptied file that only its owner can read.
 Descriptor createFile(const std::string& path);
+
+// A new file or one to be continued, for everyone to read and write.
+Descriptor openForAppending(const std::string& path);
+
+// An existing file, to be read back.
+Descriptor openOwnFile(const std::string& path);
+
+// A new file without a name in this folder, gone with its descriptor.
+Descriptor createNamelessFile(const std::string& folder);
 
 // Standard input, output and error are opened on nothing if whoever started the process has
 // closed them; otherwise the next file to be opened would receive the job.
@@ -45,16 +63,19 @@ void openMissingStandardStreams();
 // At least one byte, as soon as there is any. 0 at end of input and after a read error.
 std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 
+// So many bytes from this place of a file; fewer only when it ends or cannot be read.
+std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::size_t offset);
+
 // All bytes of all spans, in order; the spans are used up. False when the rest cannot be
 // written.
 bool writeAll(int descriptor, iovec* spans, std::size_t count);
 bool writeAll(int descriptor, std::string_view bytes);
 
-// Appends the whole of a file to `bytes`. False when it cannot be read to its end.
+// Appends the whole of a file of ours to `bytes`. False when it cannot be read to its end.
 bool appendFile(const std::string& path, std::string& bytes);
 
-// Makes these bytes the content of a file, which is created or emptied. False when they cannot
-// all be written.
+// Makes these bytes the content of a file of ours, which is created or emptied. False when they
+// cannot all be written.
 bool replaceFile(const std::string& path, std::string_view bytes);
 
 // The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
