@@ -2,8 +2,6 @@
 // files, and jobs of every kind that are cancelled.
 #include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +16,7 @@
 
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/file_size_limit.h"
+#include "tests/support/own_disk.h"
 #include "tests/support/process_state.h"
 
 namespace jobshaper::testing {
@@ -276,13 +275,8 @@ TEST(ManualBookletRoom, ThatIsJustEnoughIsEnough) {
 TEST(ManualBookletRoom, MissingOnAFullDisk) {
   const Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), std::string(500000, 'x'), "\n"));
   Outcome outcome;
-  std::thread([&] {
-    // A disk of its own for this thread and the filter, where that may be had.
-    const bool disk = unshare(CLONE_NEWNS) == 0 &&
-                      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                      mount("none", job.tmp().c_str(), "tmpfs", 0, "size=512k,mode=0700") == 0;
-    outcome = disk ? job.run() : runWithLimit(job, 524288);
-  }).join();
+  withOwnDisk(job.tmp(),
+              [&](bool disk) { outcome = disk ? job.run() : runWithLimit(job, 524288); });
   expectFailure(outcome, job);
 }
 
