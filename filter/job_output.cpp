@@ -20,7 +20,9 @@ void JobOutput::add(Spans& spans, std::string_view bytes) {
 }
 
 void JobOutput::put(std::string_view bytes) {
-  if (bytes.size() > copies_.size() - copied_) flush();
+  // Ahead of the copy: a flush behind it would give its place away while it waits.
+  const bool full = outgoing_.count == outgoing_.at.size();
+  if (full || bytes.size() > copies_.size() - copied_) flush();
   if (bytes.size() > copies_.size()) {
     pass(bytes);
     flush();

@@ -123,10 +123,23 @@ Descriptor createNamelessFile(const std::string& folder) {
   return file;
 }
 
+Descriptor openForUpdate(const std::string& path) { return openOurs(path, O_RDWR); }
+
 void openMissingStandardStreams() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
     if (::fcntl(descriptor, F_GETFD) == -1) ::open("/dev/null", O_RDWR);  // takes the lowest number
   }
+}
+
+void enlargePipe(int descriptor) {
+#if defined(F_SETPIPE_SZ)
+  const int size = ::fcntl(descriptor, F_GETPIPE_SZ);
+  if (size > 0 && static_cast<std::size_t>(size) < kPipeSize) {
+    ::fcntl(descriptor, F_SETPIPE_SZ, static_cast<int>(kPipeSize));
+  }
+#else
+  static_cast<void>(descriptor);
+#endif
 }
 
 std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
@@ -135,19 +148,6 @@ std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
     if (n >= 0) return static_cast<std::size_t>(n);
     if (!worthRepeating(descriptor, POLLIN)) return 0;
   }
-}
-
-std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::size_t offset) {
-  std::size_t filled = 0;
-  while (filled < size) {
-    const ssize_t n = uninterrupted([&] {
-      return ::pread(descriptor, buffer + filled, size - filled,
-                     static_cast<off_t>(offset + filled));
-    });
-    if (n <= 0) break;
-    filled += static_cast<std::size_t>(n);
-  }
-  return filled;
 }
 
 bool writeAll(int descriptor, iovec* spans, std::size_t count) {
@@ -177,19 +177,28 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return writeAll(descriptor, &span, 1);
 }
 
-bool appendFile(const std::string& path, std::string& bytes) {
-  const Descriptor file = openOwnFile(path);
-  struct stat status {};
-  if (!file.valid() || ::fstat(file.get(), &status) != 0) return false;
-  const std::size_t before = bytes.size();
-  const auto size = static_cast<std::size_t>(status.st_size);
-  bytes.resize(before + size);
-  return readFully(file.get(), bytes.data() + before, size) == size;
+bool readAt(int descriptor, char* buffer, std::size_t size, off_t position) {
+  while (size > 0) {
+    const ssize_t n = ::pread(descriptor, buffer, size, position);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    buffer += n;
+    size -= static_cast<std::size_t>(n);
+    position += n;
+  }
+  return true;
 }
 
-bool replaceFile(const std::string& path, std::string_view bytes) {
-  const Descriptor file = createFile(path);
-  return file.valid() && writeAll(file.get(), bytes);
+bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position) {
+  while (size > 0) {
+    const ssize_t n = ::pwrite(descriptor, bytes, size, position);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    bytes += n;
+    size -= static_cast<std::size_t>(n);
+    position += n;
+  }
+  return true;
 }
 
 std::string readWholeFile(const std::string& path, std::size_t limit) {

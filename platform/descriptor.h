@@ -2,6 +2,7 @@
 // about interrupted, partial and non-blocking calls.
 #pragma once
 
+#include <sys/types.h>
 #include <sys/uio.h>
 
 #include <cstddef>
@@ -53,6 +54,9 @@ Descriptor openForAppending(const std::string& path);
 // An existing file, to be read back.
 Descriptor openOwnFile(const std::string& path);
 
+// The same, to be changed too.
+Descriptor openForUpdate(const std::string& path);
+
 // A new file without a name in this folder, gone with its descriptor.
 Descriptor createNamelessFile(const std::string& folder);
 
@@ -60,23 +64,26 @@ Descriptor createNamelessFile(const std::string& folder);
 // closed them; otherwise the next file to be opened would receive the job.
 void openMissingStandardStreams();
 
+// What a pipe is asked to hold: enough for writer and reader to work side by side, little enough
+// for the system to grant it to a hundred jobs at once.
+inline constexpr std::size_t kPipeSize = 256 * 1024;
+
+// Makes a pipe hold kPipeSize bytes if it holds less and the system can. Nothing happens to
+// other descriptors.
+void enlargePipe(int descriptor);
+
 // At least one byte, as soon as there is any. 0 at end of input and after a read error.
 std::size_t readSome(int descriptor, char* buffer, std::size_t size);
-
-// So many bytes from this place of a file; fewer only when it ends or cannot be read.
-std::size_t readAt(int descriptor, char* buffer, std::size_t size, std::size_t offset);
 
 // All bytes of all spans, in order; the spans are used up. False when the rest cannot be
 // written.
 bool writeAll(int descriptor, iovec* spans, std::size_t count);
 bool writeAll(int descriptor, std::string_view bytes);
 
-// Appends the whole of a file of ours to `bytes`. False when it cannot be read to its end.
-bool appendFile(const std::string& path, std::string& bytes);
-
-// Makes these bytes the content of a file of ours, which is created or emptied. False when they
-// cannot all be written.
-bool replaceFile(const std::string& path, std::string_view bytes);
+// All bytes from this position of a file on, wherever its next read or write would be. False
+// when the file has fewer, or room for fewer.
+bool readAt(int descriptor, char* buffer, std::size_t size, off_t position);
+bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position);
 
 // The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
 // regular file.

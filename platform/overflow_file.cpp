@@ -33,8 +33,8 @@ bool OverflowFile::flush() {
 void OverflowFile::forEachPart(const std::function<void(std::string_view)>& take) const {
   std::string part(std::min(inFile_, kBlock), '\0');
   for (std::size_t at = 0; at < inFile_;) {
-    const std::size_t n = readAt(file_.get(), part.data(), std::min(kBlock, inFile_ - at), at);
-    if (n == 0) break;
+    const std::size_t n = std::min(kBlock, inFile_ - at);
+    if (!readAt(file_.get(), part.data(), n, static_cast<off_t>(at))) break;
     take({part.data(), n});
     at += n;
   }

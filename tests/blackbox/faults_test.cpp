@@ -83,7 +83,11 @@ TEST(ClosedStream, AllOfThemLeaveTheCapture) {
 // A pipe whose reader is the test itself.
 class OutputPipe {
  public:
-  OutputPipe() { EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0); }
+  // As large as the filter makes its output, so that it stays so.
+  OutputPipe() {
+    EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
+    fcntl(ends_[1], F_SETPIPE_SZ, 256 * 1024);
+  }
   ~OutputPipe() { closeAll(); }
   OutputPipe(const OutputPipe&) = delete;
   OutputPipe& operator=(const OutputPipe&) = delete;

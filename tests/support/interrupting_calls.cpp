@@ -16,9 +16,9 @@
 
 namespace {
 
-enum Call { kOpen, kRead, kPread, kWritev, kFchmod, kFtruncate, kPpoll, kCalls };
-constexpr const char* kNames[kCalls] = {"open",   "read",      "pread", "writev",
-                                        "fchmod", "ftruncate", "ppoll"};
+enum Call { kOpen, kRead, kPread, kPwrite, kWritev, kFchmod, kFtruncate, kPpoll, kCalls };
+constexpr const char* kNames[kCalls] = {"open",   "read",   "pread",     "pwrite",
+                                        "writev", "fchmod", "ftruncate", "ppoll"};
 unsigned counts[kCalls];
 
 // Every other call.
@@ -66,6 +66,11 @@ EXPORTED ssize_t read(int descriptor, void* buffer, size_t size) {
 EXPORTED ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
   if (interrupts(kPread)) return -1;
   return syscall(SYS_pread64, descriptor, buffer, few(kPread, size), offset);
+}
+
+EXPORTED ssize_t pwrite(int descriptor, const void* buffer, size_t size, off_t offset) {
+  if (interrupts(kPwrite)) return -1;
+  return syscall(SYS_pwrite64, descriptor, buffer, few(kPwrite, size), offset);
 }
 
 EXPORTED ssize_t writev(int descriptor, const iovec* spans, int count) {

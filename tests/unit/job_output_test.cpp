@@ -74,6 +74,27 @@ TEST_F(JobOutputTest, TakesAnyNumberOfPieces) {
   EXPECT_EQ(content("in"), expected);
 }
 
+// However many pieces wait already, a copy stays what it was when the next one is made.
+TEST_F(JobOutputTest, KeepsEachCopyBehindAnyNumberOfPieces) {
+  const std::string job(1200, '.');
+  for (std::size_t pieces = 250; pieces < 260; ++pieces) {
+    std::string expected;
+    const int out = create("out");
+    JobOutput output(out, -1, -1);
+    for (std::size_t i = 0; i < pieces; ++i) {
+      output.pass(std::string_view(job).substr(2 * i, 1));
+      expected += '.';
+    }
+    for (const char* copy : {"first\n", "second\n", "third\n"}) {
+      output.put(copy);
+      expected += copy;
+    }
+    output.flush();
+    EXPECT_EQ(content("out"), expected) << pieces;
+    close(out);
+  }
+}
+
 TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
   std::string expected;
   JobOutput output(out_, -1, captureOut_);

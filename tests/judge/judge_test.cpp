@@ -1,0 +1,170 @@
+// The filter against the judge on random jobs. JOBSHAPER_JUDGE_JOBS says on how many, and
+// JOBSHAPER_JUDGE_SEED where the seeds begin: job i has that number plus i, so that one that
+// differs can be had again alone.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "tests/judge/comparison.h"
+#include "tests/judge/program_run.h"
+#include "tests/judge/reordering_judge.h"
+#include "tests/judge/stream_judge.h"
+
+namespace jobshaper::judge {
+namespace {
+
+std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
+  const char* text = std::getenv(variable);
+  return text && *text ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+std::uint64_t jobs() { return numberFrom("JOBSHAPER_JUDGE_JOBS", 10000); }
+std::uint64_t firstSeed() { return numberFrom("JOBSHAPER_JUDGE_SEED", 1); }
+
+// At least one job, whatever the share.
+std::uint64_t shareOfJobs(std::uint64_t share) { return (jobs() + share - 1) / share; }
+
+template <typename Job, typename Make>
+void expectSame(std::uint64_t count, const Make& make, const Comparison<Job>& same) {
+  for (std::uint64_t i = 0; i < count; ++i) {
+    const Job job = make(firstSeed() + i);
+    std::string report;
+    if (same(job, report)) continue;
+    std::string shortened;
+    if (same(smallest(job, same), shortened)) shortened = report;
+    FAIL() << "after " << i << " jobs that are the same\n" << shortened;
+  }
+}
+
+TEST(Judge, AgreesOnTheRewriting) {
+  const Comparison<RandomJob> same = [](const RandomJob& job, std::string& report) {
+    return sameAsJudge(job, report);
+  };
+  expectSame<RandomJob>(jobs(), randomJob, same);
+}
+
+TEST(Judge, AgreesOnTheReordering) {
+  const Comparison<ReorderingJob> same = [](const ReorderingJob& job, std::string& report) {
+    return sameAsJudge(job, report);
+  };
+  expectSame<ReorderingJob>(shareOfJobs(10), randomReorderingJob, same);
+}
+
+TEST(Judge, AgreesOnMovingAPage) {
+  for (std::uint64_t i = 0; i < shareOfJobs(10); ++i) {
+    std::string report;
+    ASSERT_TRUE(rearrangesAsJudge(firstSeed() + i, report)) << report;
+  }
+}
+
+TEST(Judge, AgreesOnTheWholeProgram) {
+  const Comparison<RandomJob> same = [](const RandomJob& job, std::string& report) {
+    return sameAsJudge(job, produceByProgram(job), report);
+  };
+  expectSame<RandomJob>(shareOfJobs(50), randomJob, same);
+}
+
+TEST(Judge, AgreesOnJobsFromBytes) {
+  for (std::uint64_t i = 0; i < shareOfJobs(20); ++i) {
+    Dice dice(firstSeed() + i);
+    std::string bytes;
+    for (std::size_t n = dice.below(kChoiceBytes + 4); n > 0; --n) {
+      bytes += static_cast<char>(dice.below(256));
+    }
+    bytes += randomJob(firstSeed() + i).job.input;
+    std::string report;
+    ASSERT_TRUE(sameAsJudge(jobFromBytes(bytes), report)) << report;
+    ASSERT_TRUE(sameAsJudge(reorderingJobFromBytes(bytes), report)) << report;
+  }
+}
+
+// The comparison itself: whatever is not as it should be is told.
+TEST(Judge, TellsEveryDifference) {
+  RandomJob random;
+  random.job.input = "%!PS\n@PJL JOB\n%%Page: 1 1\n";
+  random.job.capture = true;
+  std::string report;
+  const Produced good = produce(random);
+  ASSERT_TRUE(sameAsJudge(random, good, report)) << report;
+  const auto expectTold = [&](const Produced& bad, const char* what) {
+    std::string told;
+    EXPECT_FALSE(sameAsJudge(random, bad, told)) << what;
+    EXPECT_NE(told.find(what), told.npos) << told;
+    EXPECT_NE(told.find("%%Page: 1 1"), told.npos) << told;
+  };
+  Produced bad = good;
+  bad.printed.pop_back();
+  expectTold(bad, "standard output");
+  bad = good;
+  bad.captureIn += ' ';
+  expectTold(bad, "the capture of the job");
+  bad = good;
+  bad.captureOut[0] = ' ';
+  expectTold(bad, "the capture of the output");
+  bad = good;
+  bad.messages = "ERROR: something\n";
+  expectTold(bad, "standard error");
+  bad = good;
+  bad.leftovers = "pageEven ";
+  expectTold(bad, "temporary folder");
+  bad = good;
+  bad.status = 1;
+  expectTold(bad, "exit status");
+}
+
+TEST(Judge, MakesTheJobSmaller) {
+  RandomJob random = randomJob(7);
+  random.job.input = "one\ntwo @PJL three\nfour\n";
+  const Comparison<RandomJob> same = [](const RandomJob& job, std::string&) {
+    return job.job.input.find("@PJL ") == std::string::npos;
+  };
+  const RandomJob small = smallest(random, same);
+  EXPECT_EQ(small.job.input, "@PJL ");
+  EXPECT_TRUE(small.job.options.empty());
+  EXPECT_FALSE(small.delivery.pipe);
+}
+
+TEST(Judge, JobsAreTheSameForTheSameSeed) {
+  EXPECT_EQ(describe(randomJob(5)), describe(randomJob(5)));
+  EXPECT_NE(describe(randomJob(5)), describe(randomJob(6)));
+  EXPECT_EQ(describe(randomReorderingJob(5)), describe(randomReorderingJob(5)));
+  EXPECT_NE(describe(randomReorderingJob(5)), describe(randomReorderingJob(6)));
+}
+
+// Results typed by hand, so that judge and filter cannot be wrong together.
+TEST(Judge, ReordersPagesOfAShortJob) {
+  const std::string first =
+      "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
+  const std::string second =
+      "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
+  const std::string blank = "%%Page: 1\na\n%%Page: 2\nb\ncg_md begin\nbp\nsdmtx\nep\nend\n";
+  const ReorderedJob job = reorder(
+      "H\n%%Page: 1\na\n%%Page: 2\nb\n%%Page: 3\nc\n%%Page: 4\nd\n%%Page: 5\ne\n%%Trailer\nT\n",
+      std::nullopt, false, 0x1050);
+  EXPECT_EQ(job.output, "H\n" + first + "%%Page: 1\na\n%%Page: 3\nc\n%%Page: 5\ne\n" + second +
+                            blank + "%%Page: 4\nd\n%%Page: 2\nb\n");
+  const ReorderedJob up = reorder("H\n%%Page: 1\n%%Page: 2\n%%Page: 3\n\xdb\n", "Up", true, 0x1049);
+  const std::string blankUp =
+      "%%Page: 1\n%%Page: 2\n%%Page: 3\n\xdb\ncg_md begin\nbp\nsdmtx\nep\nend\n"
+      "userdict /ESPsave get restore\n";
+  EXPECT_EQ(up.output, "H\n" + first + "%%Page: 3\n\xe2\x82\xac\n%%Page: 1\n" + second + blankUp +
+                           blankUp + "%%Page: 2\n");
+}
+
+TEST(Judge, RepeatsThePageSizeBehindThePaperSource) {
+  JudgedJob job;
+  job.deviceUri = "usb:x";
+  job.version = 0x102f;
+  job.input =
+      "@PJL JOB\n*PageSize A\nEndFeature\nInputSlot 1\nx cleartomark\nJobPatchFile\n1\n2\n"
+      "InputSlot 2\r\ncleartomark y\n%%BeginProlog\nend";
+  const std::string block = "x cleartomark\n[{\n*PageSize A\nEndFeature\n} stopped cleartomark\n";
+  EXPECT_EQ(judge(job).printed, "*PageSize A\nEndFeature\nInputSlot 1\n" + block +
+                                    "InputSlot 2\r\n" + block +
+                                    "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n"
+                                    "%%Quorvan Macintosh PPD File 1\n%%EndFeature\nend");
+}
+
+}  // namespace
+}  // namespace jobshaper::judge

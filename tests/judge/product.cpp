@@ -1,0 +1,409 @@
+#include "tests/judge/product.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
+#include "booklet/cover_queries.h"
+#include "booklet/manual_booklet.h"
+#include "filter/booklet_rules.h"
+#include "filter/job_output.h"
+#include "filter/job_state.h"
+#include "filter/pjl_wrapping.h"
+#include "filter/stream_rewriter.h"
+#include "platform/piece_reader.h"
+#include "platform/system.h"
+
+// Under the sanitizers: where their reports go, as standard error is not at its place.
+extern "C" __attribute__((weak)) void __sanitizer_set_report_fd(void* descriptor);
+
+namespace jobshaper::judge {
+namespace {
+
+constexpr char kJobId[] = "42";
+constexpr const char* kManualFiles[] = {"/qvn_manualPS", "/pageReOrdered", "/pageEven",
+                                        "/newEvenOrder", "/headerPS",      "/newOddOrder"};
+
+[[noreturn]] void give_up(const char* what) {
+  std::fprintf(stderr, "the judge cannot go on: %s: %s\n", what, std::strerror(errno));
+  std::abort();
+}
+
+// A file without a name, used again and again.
+class MemoryFile {
+ public:
+  MemoryFile() : descriptor_(memfd_create("judge", MFD_CLOEXEC)) {
+    if (descriptor_ < 0) give_up("memfd_create");
+  }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  ~MemoryFile() { ::close(descriptor_); }
+
+  int get() const { return descriptor_; }
+  Descriptor copy() const { return Descriptor(fcntl(descriptor_, F_DUPFD_CLOEXEC, 3)); }
+
+  void clear() {
+    if (ftruncate(descriptor_, 0) != 0) give_up("ftruncate");
+    lseek(descriptor_, 0, SEEK_SET);
+  }
+  void fill(const std::string& bytes) {
+    clear();
+    if (!writeAll(descriptor_, bytes)) give_up("write");
+    lseek(descriptor_, 0, SEEK_SET);
+  }
+  std::string content() const {
+    struct stat status {};
+    if (fstat(descriptor_, &status) != 0) give_up("fstat");
+    std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+      const ssize_t n =
+          pread(descriptor_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+      if (n <= 0) give_up("pread");
+      done += static_cast<std::size_t>(n);
+    }
+    return bytes;
+  }
+
+ private:
+  int descriptor_;
+};
+
+// Standard error in a file for as long as this lives.
+class StandardErrorAside {
+ public:
+  explicit StandardErrorAside(MemoryFile& file) : file_(file) {
+    static const int own = [] {
+      const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+      if (copy >= 0 && __sanitizer_set_report_fd) {
+        __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(copy)));
+      }
+      return copy;
+    }();
+    own_ = own;
+    std::fflush(stderr);
+    file_.clear();
+    dup2(file_.get(), STDERR_FILENO);
+  }
+  ~StandardErrorAside() { restore(); }
+  StandardErrorAside(const StandardErrorAside&) = delete;
+  StandardErrorAside& operator=(const StandardErrorAside&) = delete;
+
+  std::string restore() {
+    if (own_ < 0) return {};
+    std::fflush(stderr);
+    dup2(std::exchange(own_, -1), STDERR_FILENO);
+    return file_.content();
+  }
+
+ private:
+  MemoryFile& file_;
+  int own_ = -1;
+};
+
+// The job's bytes in reads of random size.
+class Feeder {
+ public:
+  // `ahead`: everything is there before the first read.
+  Feeder(const std::string& bytes, const Delivery& delivery, bool ahead)
+      : bytes_(bytes), dice_(delivery.seed) {
+    // A small job comes in reads as small as wanted; a large one would take too long.
+    largest_ = delivery.largestRead == 0 ? bytes.size() + 1 : delivery.largestRead;
+    largest_ = std::max(largest_, bytes.size() / 100 + 1);
+    int ends[2];
+    bool pipe = delivery.pipe && !(ahead && largest_ > 4096);
+    if (pipe && pipe2(ends, O_CLOEXEC | (ahead ? O_DIRECT : 0)) != 0) give_up("pipe2");
+    if (pipe) {
+      reading_ = Descriptor(ends[0]);
+      writing_ = Descriptor(ends[1]);
+      fcntl(writing_.get(), F_SETFL, fcntl(writing_.get(), F_GETFL) | O_NONBLOCK);
+      // Each write stays a read of its own.
+      if (ahead) pipe = fcntl(writing_.get(), F_SETPIPE_SZ, 256 * 4096) > 0 && fillAhead();
+    }
+    if (!pipe) {
+      static MemoryFile file;
+      file.fill(bytes);
+      writing_.reset();
+      reading_ = file.copy();
+    }
+  }
+
+  Descriptor takeReadingEnd() { return std::move(reading_); }
+
+  // One more read's worth.
+  void feed() {
+    if (!writing_.valid()) return;
+    if (at_ == bytes_.size()) {
+      writing_.reset();
+      return;
+    }
+    const std::size_t size =
+        std::min({dice_.between(1, largest_), bytes_.size() - at_, std::size_t{65536}});
+    const ssize_t n = ::write(writing_.get(), bytes_.data() + at_, size);
+    if (n > 0)
+      at_ += static_cast<std::size_t>(n);
+    else if (errno != EAGAIN)
+      give_up("write to the pipe");
+  }
+
+ private:
+  bool fillAhead() {
+    while (writing_.valid()) {
+      const std::size_t before = at_;
+      feed();
+      if (writing_.valid() && at_ == before) return false;  // full
+    }
+    return true;
+  }
+
+  const std::string& bytes_;
+  Dice dice_;
+  std::size_t largest_;
+  std::size_t at_ = 0;
+  Descriptor reading_;
+  Descriptor writing_;
+};
+
+void handOut(PieceReader& reader, StreamRewriter& rewriter, bool byPiece) {
+  if (!byPiece) {
+    (void)rewriter.handleAll(reader.pieces());
+    return;
+  }
+  for (std::string_view rest = reader.pieces(); !rest.empty();) {
+    const std::string_view piece = firstPiece(rest);
+    rewriter.handle(piece);
+    rest.remove_prefix(piece.size());
+  }
+}
+
+void fillOptions(const JudgedJob& job, argumentStore& options) {
+  for (const auto& [name, value] : job.options) options.addOption(name, value);
+  if (job.pageCountFile) {
+    options.addOption("QVBookletPageCountFilename", pageCountPath(*job.pageCountFile));
+  }
+}
+
+std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool replaceFile(const std::string& path, const std::string& content) {
+  std::ofstream file(path, std::ios::binary);
+  file << content;
+  return static_cast<bool>(file.flush());
+}
+
+std::string manualFile(const char* name) { return workFolder() + name + kJobId; }
+
+}  // namespace
+
+const std::string& workFolder() {
+  struct Folder {
+    Folder() {
+      std::string pattern = "/dev/shm/jobshaper-judge-XXXXXX";
+      if (!mkdtemp(pattern.data())) {
+        pattern = std::filesystem::temp_directory_path() / "jobshaper-judge-XXXXXX";
+        if (!mkdtemp(pattern.data())) give_up("mkdtemp");
+      }
+      path = pattern;
+    }
+    ~Folder() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+    std::string path;
+  };
+  static const Folder folder;
+  return folder.path;
+}
+
+std::string pageCountPath(const std::string& content) {
+  static std::optional<std::string> written;
+  const std::string path = workFolder() + "/count";
+  if (written != content) {
+    if (!replaceFile(path, content)) give_up("page-count file");
+    written = content;
+  }
+  return path;
+}
+
+std::string instructionFolder(const JudgedJob& job) {
+  static std::map<std::string, std::string> written;
+  const std::string folder = workFolder() + "/instructions";
+  if (written != job.instructionPages) {
+    std::filesystem::remove_all(folder);
+    for (const auto& [language, page] : job.instructionPages) {
+      const std::string name = folder + "/" + language + ".lproj";
+      std::filesystem::create_directories(name);
+      if (!replaceFile(name + "/instruction(null)", page)) give_up("instruction page");
+    }
+    written = job.instructionPages;
+  }
+  return folder;
+}
+
+std::string withoutFolderLines(const std::string& messages) {
+  std::string result;
+  std::size_t begin = 0;
+  while (begin < messages.size()) {
+    std::size_t end = messages.find('\n', begin);
+    end = end == std::string::npos ? messages.size() : end + 1;
+    const std::string line = messages.substr(begin, end - begin);
+    if (line.rfind("tmp at ", 0) != 0) result += line;
+    begin = end;
+  }
+  return result;
+}
+
+std::string headerLines(const JudgedJob& job, std::optional<std::int32_t> copies) {
+  JobState state;
+  fillOptions(job, state.jobOptions);
+  createHeader(state, "ada");
+  if (copies) state.pjlHeader.insertNumCopies(*copies);
+  std::string lines;
+  for (const std::string& line : state.pjlHeader.objectEnumerator()) lines += line;
+  return lines;
+}
+
+Produced produce(const RandomJob& random) {
+  static MemoryFile printed;
+  static MemoryFile captureIn;
+  static MemoryFile captureOut;
+  static MemoryFile messages;
+  printed.clear();
+  captureIn.clear();
+  captureOut.clear();
+
+  const JudgedJob& judged = random.job;
+  System system;
+  system.version = judged.version;
+  system.instructionFolder = instructionFolder(judged);
+  setenv("TMPDIR", workFolder().c_str(), 1);
+  if (judged.language) {
+    setenv("LANG", judged.language->c_str(), 1);
+  } else {
+    unsetenv("LANG");
+  }
+
+  Produced produced;
+  StandardErrorAside aside(messages);
+  {
+    JobState job;
+    version = judged.version.value_or(0);
+    job.usbPjlAllowed = judged.version && version > 0x102f;
+    job.uelString = kUniversalExitLanguage;
+    job.jobIdString = kJobId;
+    job.copiesArgument = judged.copiesArgument;
+    job.deviceUri = judged.deviceUri.value_or("(null)");
+    job.tempDirectory = temporaryDirectory();
+    job.instructionFolder = system.instructionFolder;
+    fillOptions(judged, job.jobOptions);
+    if (judged.manualPpd) job.ppdValues.values["*QvnManualBooklet"] = "True";
+    if (judged.capture) {
+      job.captureEnabled = true;
+      job.captureIn = captureIn.copy();
+      job.captureOut = captureOut.copy();
+    }
+    Feeder feeder(judged.input, random.delivery, judged.manualPpd);
+    job.inputFile = feeder.takeReadingEnd();
+    job.inputStream = job.inputFile.get();
+    createHeader(job, "ada");
+    job.onlyInside = isOnlyPrintInside(job.jobOptions);
+    if (const auto printTo = job.jobOptions.getValue("PrintTo")) job.printTo = *printTo;
+
+    if (setUpBooklet(job, system) == BookletSetup::done) {
+      JobOutput output(printed.get(), job.captureIn.get(), job.captureOut.get());
+      writeHeader(job, output);
+      PieceReader reader(job.inputStream);
+      StreamRewriter rewriter(job, output);
+      do {
+        handOut(reader, rewriter, random.delivery.byPiece);
+        output.flush();
+        feeder.feed();
+      } while (reader.read());
+      handOut(reader, rewriter, random.delivery.byPiece);
+      writeTrailer(job, output);
+      output.flush();
+      removeManualBookletFiles(job);
+    } else {
+      produced.status = 1;
+    }
+  }
+  produced.messages = withoutFolderLines(aside.restore());
+  produced.printed = printed.content();
+  produced.captureIn = captureIn.content();
+  produced.captureOut = captureOut.content();
+  if (judged.manualPpd) {
+    for (const char* name : kManualFiles) {
+      if (access(manualFile(name).c_str(), F_OK) == 0) {
+        produced.leftovers.append(name + 1).append(" ");
+        unlink(manualFile(name).c_str());
+      }
+    }
+  }
+  return produced;
+}
+
+std::optional<ReorderedJob> produceReordered(const ReorderingJob& random) {
+  static MemoryFile messages;
+  setenv("TMPDIR", workFolder().c_str(), 1);
+  version = random.version;
+  Feeder feeder(random.input, random.delivery, true);
+  const Descriptor input = feeder.takeReadingEnd();
+  const std::string outputPath = manualFile(kManualFiles[0]);
+  std::optional<std::string_view> orientation;
+  if (random.orientation) orientation = *random.orientation;
+
+  StandardErrorAside aside(messages);
+  const int result =
+      manualBookletOrder(input.get(), outputPath, kJobId, orientation, random.onlyInside);
+  aside.restore();
+
+  std::optional<ReorderedJob> reordered;
+  if (result == 1) {
+    reordered.emplace();
+    reordered->oddSide = contentOf(manualFile("/pageReOrdered"));
+    reordered->evenSide = contentOf(manualFile("/pageEven"));
+    reordered->reversedEvens = contentOf(manualFile("/newEvenOrder"));
+    reordered->reversedOdds = contentOf(manualFile("/newOddOrder"));
+    if (access(manualFile("/headerPS").c_str(), F_OK) == 0) {
+      reordered->header = contentOf(manualFile("/headerPS"));
+    }
+    reordered->output = contentOf(outputPath);
+  }
+  for (const char* name : kManualFiles) unlink(manualFile(name).c_str());
+  return reordered;
+}
+
+std::optional<PageFiles> produceRearranged(std::int32_t pageNumber, const PageFiles& files,
+                                           bool withReversedStream, const std::string& later) {
+  const std::string sidePath = workFolder() + "/side";
+  const std::string reversedPath = workFolder() + "/reversed";
+  PageFile side;
+  PageFile reversed;
+  if (!side.open(sidePath) || !reversed.open(reversedPath)) give_up("page files");
+  side.write(files.side);
+  reversed.write(files.reversed);
+  if (!side.flush() || !reversed.flush()) give_up("page files");
+  if (!withReversedStream && !reversed.close()) give_up("page files");
+  if (reArrangedPages(pageNumber, side, withReversedStream ? &reversed : nullptr, sidePath,
+                      reversedPath) != 1) {
+    return std::nullopt;
+  }
+  side.write(later);
+  if (!side.close()) return std::nullopt;
+  return PageFiles{contentOf(sidePath), contentOf(reversedPath)};
+}
+
+}  // namespace jobshaper::judge

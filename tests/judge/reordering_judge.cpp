@@ -1,0 +1,159 @@
+#include "tests/judge/reordering_judge.h"
+
+namespace jobshaper::judge {
+namespace {
+
+const char kFirstPass[] =
+    "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
+const char kSecondPass[] =
+    "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
+
+// Mac OS Roman from 0x80 on, as Apple maps it.
+// clang-format off
+const char32_t kMacRoman[128] = {
+    0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1,  // 80
+    0x00E0, 0x00E2, 0x00E4, 0x00E3, 0x00E5, 0x00E7, 0x00E9, 0x00E8,
+    0x00EA, 0x00EB, 0x00ED, 0x00EC, 0x00EE, 0x00EF, 0x00F1, 0x00F3,  // 90
+    0x00F2, 0x00F4, 0x00F6, 0x00F5, 0x00FA, 0x00F9, 0x00FB, 0x00FC,
+    0x2020, 0x00B0, 0x00A2, 0x00A3, 0x00A7, 0x2022, 0x00B6, 0x00DF,  // A0
+    0x00AE, 0x00A9, 0x2122, 0x00B4, 0x00A8, 0x2260, 0x00C6, 0x00D8,
+    0x221E, 0x00B1, 0x2264, 0x2265, 0x00A5, 0x00B5, 0x2202, 0x2211,  // B0
+    0x220F, 0x03C0, 0x222B, 0x00AA, 0x00BA, 0x03A9, 0x00E6, 0x00F8,
+    0x00BF, 0x00A1, 0x00AC, 0x221A, 0x0192, 0x2248, 0x2206, 0x00AB,  // C0
+    0x00BB, 0x2026, 0x00A0, 0x00C0, 0x00C3, 0x00D5, 0x0152, 0x0153,
+    0x2013, 0x2014, 0x201C, 0x201D, 0x2018, 0x2019, 0x00F7, 0x25CA,  // D0
+    0x00FF, 0x0178, 0x2044, 0x20AC, 0x2039, 0x203A, 0xFB01, 0xFB02,
+    0x2021, 0x00B7, 0x201A, 0x201E, 0x2030, 0x00C2, 0x00CA, 0x00C1,  // E0
+    0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4,
+    0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9, 0x0131, 0x02C6, 0x02DC,  // F0
+    0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7,
+};
+// clang-format on
+
+bool beginsWith(const std::string& line, const std::string& text) {
+  if (line.size() < text.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (line[i] != text[i]) return false;
+  }
+  return true;
+}
+
+// What is written of a line: its text up to a zero byte.
+std::string written(const std::string& line) {
+  std::string result;
+  for (const char c : line) {
+    if (c == '\0') break;
+    result += utf8(static_cast<unsigned char>(c));
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string utf8(unsigned char byte) {
+  const char32_t c = byte < 0x80 ? byte : kMacRoman[byte - 0x80];
+  std::string result;
+  if (c < 0x80) {
+    result += static_cast<char>(c);
+  } else if (c < 0x800) {
+    result += static_cast<char>(0xC0 + c / 64);
+    result += static_cast<char>(0x80 + c % 64);
+  } else {
+    result += static_cast<char>(0xE0 + c / 4096);
+    result += static_cast<char>(0x80 + c / 64 % 64);
+    result += static_cast<char>(0x80 + c % 64);
+  }
+  return result;
+}
+
+void rearrange(std::int32_t pageNumber, PageFiles& files) {
+  std::string data = files.side;
+  if (pageNumber == 3 || pageNumber == 4) {
+    files.reversed = data;
+    files.side = "";
+  } else {
+    data = data + files.reversed;
+    files.side = "";
+    files.reversed = data;
+  }
+}
+
+ReorderedJob reorder(const std::string& input, const std::optional<std::string>& orientation,
+                     bool onlyInside, std::int32_t version) {
+  const bool up = orientation == "Up";
+  const bool down = orientation == "Down";
+  PageFiles odd;
+  PageFiles even;
+  std::optional<std::string> header;
+  std::int32_t pageCounter = 0;
+  bool firstPage = false;
+  int firstPageLines = 0;
+  std::string prefix;
+  std::string trailer;
+  bool trailerBegun = false;
+
+  std::string line;
+  for (const char c : input) {
+    const bool full = line.size() == 1023;
+    line += c;
+    if (c != '\n' && c != '\r' && !full) continue;
+    const std::string whole = line;
+    line = "";
+
+    if (trailerBegun) {
+      trailer += whole;
+      continue;
+    }
+    if (beginsWith(whole, "%%Page:")) {
+      firstPage = true;
+      ++pageCounter;
+      if (pageCounter == 1) {
+        odd.side += kFirstPass;
+        if (up) {
+          header = odd.side;
+          odd.side = "";
+        }
+      } else if (pageCounter % 2 != 0) {
+        if (up) rearrange(pageCounter, odd);
+      } else {
+        if (pageCounter != 2) rearrange(pageCounter, even);
+      }
+    }
+    if (beginsWith(whole, "%%Trailer")) {
+      trailer += whole;
+      trailerBegun = true;
+      continue;
+    }
+    if (firstPage) {
+      if (firstPageLines < 4) prefix += whole;
+      ++firstPageLines;
+    }
+    if (pageCounter == 0 || pageCounter % 2 != 0) {
+      odd.side += written(whole);
+    } else {
+      even.side += written(whole);
+    }
+  }
+  // A last line without a terminator is dropped.
+
+  std::string blankPage = prefix + "cg_md begin\nbp\nsdmtx\nep\nend\n";
+  if (version < 0x1050) blankPage += "userdict /ESPsave get restore\n";
+
+  even.side = even.side + even.reversed;
+  if (up) odd.side = header.value_or("") + (odd.side + odd.reversed);
+
+  std::string output = odd.side;
+  output += kSecondPass;
+  if (!down) {
+    output += blankPage;
+    if (onlyInside) output += blankPage;
+    output += even.side;
+  } else {
+    if (onlyInside) output += blankPage;
+    output += even.side;
+    output += blankPage;
+  }
+  return {odd.side, even.side, even.reversed, odd.reversed, header, output};
+}
+
+}  // namespace jobshaper::judge

@@ -1,0 +1,37 @@
+// What a manual booklet must be reordered into, worked out a second time in the plainest way:
+// whole strings instead of files, one byte after the other. Shares no code with the filter.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace jobshaper::judge {
+
+// The content of every file that the reordering leaves behind.
+struct ReorderedJob {
+  std::string oddSide;                // pageReOrdered
+  std::string evenSide;               // pageEven
+  std::string reversedEvens;          // newEvenOrder
+  std::string reversedOdds;           // newOddOrder
+  std::optional<std::string> header;  // headerPS: only for pages that face up
+  std::string output;                 // the reordered job
+};
+
+// One side file and the reversed file that belongs to it.
+struct PageFiles {
+  std::string side;
+  std::string reversed;
+};
+
+// The page in the side file goes to the front of the reversed file, before page `pageNumber`.
+void rearrange(std::int32_t pageNumber, PageFiles& files);
+
+// `orientation` is "Up", "Down" or none.
+ReorderedJob reorder(const std::string& input, const std::optional<std::string>& orientation,
+                     bool onlyInside, std::int32_t version);
+
+// The UTF-8 form of one byte of Mac OS Roman text.
+std::string utf8(unsigned char byte);
+
+}  // namespace jobshaper::judge
