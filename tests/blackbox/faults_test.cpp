@@ -2,12 +2,12 @@
 // its end, and many jobs at once.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/capability.h>
-#include <sys/prctl.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -29,7 +29,6 @@ constexpr std::string_view kNoCaptureIn =
     "ERROR: Cannot write incoming print data to a log file.\n";
 constexpr std::string_view kNoCaptureOut =
     "ERROR: Cannot write outgoing print data to a log file.\n";
-constexpr std::string_view kNoPpd = "ERROR: Unable to open PPD file\n";
 constexpr std::string_view kCannotRead = "ERROR: Cannot read the print job.\n";
 
 // More than any pipe or buffer on the way holds.
@@ -115,6 +114,11 @@ class OutputPipe {
     }
     bytes.resize(filled);
     return bytes;
+  }
+  std::size_t waiting() const {
+    int bytes = 0;
+    EXPECT_EQ(ioctl(ends_[0], FIONREAD, &bytes), 0);
+    return static_cast<std::size_t>(bytes);
   }
   // Until a writer would have to wait.
   void fill() const {
@@ -370,43 +374,54 @@ TEST(CancelledHeader, IsFollowedByTheTrailer) {
   EXPECT_EQ(process.finish().signal, SIGTERM);
 }
 
+// A job that has been printed but for its trailer, for which the pipe has no room.
+class BlockedTrailer {
+ public:
+  BlockedTrailer() {
+    const auto room = static_cast<std::size_t>(fcntl(out_.writeEnd(), F_GETPIPE_SZ));
+    while (text_.size() < room) text_ += std::string(1023, 'x') + "\n";  // whole pages
+    job_.fileWith(text_);
+    process_ =
+        std::make_unique<Process>(job_.program(), job_.argv(), job_.environment(), out_.as(1));
+    out_.closeWriteEnd();
+    EXPECT_EQ(out_.read(plainHeader().size()), plainHeader());
+    EXPECT_TRUE(becomesTrue([&] { return out_.waiting() == text_.size(); }));
+    EXPECT_TRUE(sleeps(*process_));
+  }
+
+  // Everything that is printed behind the text.
+  std::string rest() {
+    const std::string all = out_.read(1 << 20);
+    EXPECT_TRUE(all.starts_with(text_));
+    return all.substr(std::min(all.size(), text_.size()));
+  }
+  Process& process() { return *process_; }
+
+ private:
+  Job job_;
+  OutputPipe out_;
+  std::string text_;
+  std::unique_ptr<Process> process_;
+};
+
 TEST(CancelledTrailer, IsWrittenWholeAndOnce) {
-  Job job = manualJob("");
-  OutputPipe out;
-  Process process(job.program(), job.argv(), job.environment(), out.as(1));
-  // All but ten bytes are taken when the trailer comes, which waits for more room than that.
-  const std::size_t room = static_cast<std::size_t>(fcntl(out.writeEnd(), F_GETPIPE_SZ));
-  out.closeWriteEnd();
-  const std::string before =
-      join(plainHeader(), kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2);
-  const std::string text(room - 10 - before.size() - 1, 'x');
-  process.write(join(kTop, kPage1, kPage2, text, "\n"));
-  process.closeInput();
-  ASSERT_TRUE(sleeps(process));
-  process.kill(SIGTERM);
+  BlockedTrailer run;
+  run.process().kill(SIGTERM);
   usleep(50000);
-  EXPECT_FALSE(hasEnded(process));
-  EXPECT_TRUE(out.read(1 << 20) == join(before, text, "\n", trailer()));
-  EXPECT_EQ(process.finish().signal, SIGTERM);
-  expectNoManualFiles(job);
+  EXPECT_FALSE(hasEnded(run.process()));
+  EXPECT_EQ(run.rest(), trailer());
+  EXPECT_EQ(run.process().finish().signal, SIGTERM);
 }
 
 TEST(CancelledTrailer, IsLeftAtTheSecondSignal) {
-  Job job;
-  OutputPipe out;
-  Process process(job.program(), job.argv(), job.environment(), out.as(1));
-  const std::size_t room = static_cast<std::size_t>(fcntl(out.writeEnd(), F_GETPIPE_SZ));
-  out.closeWriteEnd();
-  const std::string text(room - 10 - plainHeader().size(), 'x');
-  process.write(text);
-  process.closeInput();
-  ASSERT_TRUE(sleeps(process));
-  process.kill(SIGTERM);
+  BlockedTrailer run;
+  run.process().kill(SIGTERM);
   usleep(50000);
-  process.kill(SIGTERM);
-  EXPECT_TRUE(endsByItself(process));
-  EXPECT_EQ(process.finish().signal, SIGTERM);
-  EXPECT_TRUE(out.read(1 << 20) == plainHeader() + text);
+  EXPECT_FALSE(hasEnded(run.process()));
+  run.process().kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(run.process()));
+  EXPECT_EQ(run.process().finish().signal, SIGTERM);
+  EXPECT_EQ(run.rest(), "");
 }
 
 // ---- many jobs at once

@@ -94,10 +94,11 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   std::vector<std::string> variables;
   for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
   std::vector<std::string> words = wrapper();
-  const std::string executable = words.empty() ? program : words.front();
-  if (!words.empty()) words.push_back(program);
-  words.insert(words.end(), words.empty() ? argv.begin() : argv.begin() + 1, argv.end());
+  const bool wrapped = !words.empty();
+  if (wrapped) words.push_back(program);
+  words.insert(words.end(), argv.begin() + (wrapped ? 1 : 0), argv.end());
   const std::vector<char*> argvPointers = pointers(words);
+  const char* const executable = wrapped ? words.front().c_str() : program.c_str();
   const std::vector<char*> envPointers = pointers(variables);
   pid_ = fork();
   if (pid_ == 0) {
@@ -106,7 +107,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
     dup2(out[1], 1);
     dup2(err[1], 2);
     if (beforeExec) beforeExec();
-    execve(executable.c_str(), argvPointers.data(), envPointers.data());
+    execve(executable, argvPointers.data(), envPointers.data());
     _exit(127);
   }
   ::close(in[0]);
