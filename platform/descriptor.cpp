@@ -47,6 +47,15 @@ Descriptor openOurs(const std::string& path, int flags) {
   return file;
 }
 
+bool hasContent(const Descriptor& file) {
+  struct stat status {};
+  return file.valid() && ::fstat(file.get(), &status) == 0 && status.st_size > 0;
+}
+
+bool empty(const Descriptor& file) {
+  return uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0;
+}
+
 // Whatever the umask and an earlier run have left.
 bool setPermissions(const Descriptor& file, mode_t mode) {
   return uninterrupted([&] { return ::fchmod(file.get(), mode); }) == 0;
@@ -102,8 +111,13 @@ Descriptor openRegularFile(const std::string& path) {
 
 Descriptor createFile(const std::string& path) {
   Descriptor file = openOurs(path, O_RDWR | O_CREAT);
-  const bool ready = file.valid() && setPermissions(file, 0600) &&
-                     uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0;
+  // A new file in the place of one with content: some file systems write a file that is emptied
+  // and filled again to the disk at once, which a manual booklet would wait for at every page.
+  if (hasContent(file) && ::unlink(path.c_str()) == 0) {
+    file = openOurs(path, O_RDWR | O_CREAT | O_EXCL);
+  }
+  const bool ready =
+      file.valid() && setPermissions(file, 0600) && (!hasContent(file) || empty(file));
   if (!ready) file.reset();
   return file;
 }

@@ -2,6 +2,8 @@
 // that it only reads: neither leads it to a file elsewhere, holds it up or fills its memory.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -156,6 +158,32 @@ TEST_P(CreatedFile, MayBeThere) {
   const Outcome outcome = job_.run();
   EXPECT_EQ(outcome.exitStatus, 0);
   EXPECT_EQ(outcome.err.find("ERROR"), std::string::npos) << outcome.err;
+}
+
+// Whoever still has the old one open keeps it.
+TEST(CaptureFile, IsANewOneInThePlaceOfOneWithContent) {
+  const Job job = capturedJob();
+  writeFile(job.tmpFile("qvn_ps"), "earlier\n");
+  const int earlier = open(job.tmpFile("qvn_ps").c_str(), O_RDONLY | O_CLOEXEC);
+  expectOutcome(job.run(), join(plainHeader(), kText, trailer()), join(tmpLines(job), kCaptureOn));
+  char bytes[100];
+  EXPECT_EQ(read(earlier, bytes, sizeof bytes), 8);
+  close(earlier);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kText);
+}
+
+TEST(CaptureFile, IsEmptiedWhereItsFolderTakesNoNewOnes) {
+  const Job job = capturedJob();
+  writeFile(job.tmpFile("qvn_ps"), "earlier, and longer than the job\n");
+  writeFile(job.tmpFile("qvn_ps2"), "");
+  fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
+  const Outcome outcome = job.run([] {
+    // Root passes over permissions unless it gives up that right.
+    if (geteuid() == 0) prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+  });
+  expectOutcome(outcome, join(plainHeader(), kText, trailer()), join(tmpLines(job), kCaptureOn));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kText);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), join(plainHeader(), kText, trailer()));
 }
 
 mode_t modeOf(const std::string& path) {
