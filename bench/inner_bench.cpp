@@ -17,7 +17,6 @@
 #include "filter/job_state.h"
 #include "filter/stream_rewriter.h"
 #include "filter/trigger_search.h"
-
 #include "pjl/pjl_creation.h"
 #include "platform/descriptor.h"
 #include "platform/piece_reader.h"
@@ -46,11 +45,12 @@ constexpr TriggerSet kPlainJob =
                             triggerSet("InputSlot") | triggerSet("sfcl{"));
 
 // As in the body of a job, where the rules that fire once have fired.
+template <std::size_t (*find)(std::string_view, TriggerSet)>
 void search(benchmark::State& state, const std::string& job) {
   const auto regions = regionsOf(job);
   for (auto _ : state) {
     for (std::string_view region : regions) {
-      for (std::size_t at; (at = findTrigger(region, kPlainJob)) != region.npos;) {
+      for (std::size_t at; (at = find(region, kPlainJob)) != region.npos;) {
         region.remove_prefix(at + 1);
       }
       benchmark::DoNotOptimize(region.data());
@@ -106,8 +106,9 @@ int main(int argc, char* argv[]) {
   std::vector<std::string> jobs(static_cast<std::size_t>(argc > 1 ? argc - 1 : 0));
   for (int i = 1; i < argc; ++i) {
     std::string& job = jobs[static_cast<std::size_t>(i) - 1];
-    if (!jobshaper::appendFile(argv[i], job)) {
-      std::perror(argv[i]);
+    job = jobshaper::readWholeFile(argv[i], std::size_t{1} << 30);
+    if (job.empty()) {
+      std::fprintf(stderr, "inner_bench: %s cannot be read\n", argv[i]);
       return 2;
     }
     std::string name = argv[i];
@@ -119,7 +120,8 @@ int main(int argc, char* argv[]) {
         function(state, job);
       })->Unit(benchmark::kMillisecond);
     };
-    add("search", jobshaper::search);
+    add("search", jobshaper::search<jobshaper::findTrigger>);
+    add("plainSearch", jobshaper::search<jobshaper::findTriggerPlain>);
     add("rules", jobshaper::rules);
     add("pieces", jobshaper::pieces);
   }

@@ -2,8 +2,10 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 namespace jobshaper {
 
@@ -71,6 +73,29 @@ std::string utf8FromMacRoman(std::string_view text) {
   std::string result;
   result.reserve(text.size());
   appendUtf8FromMacRoman(result, text);
+  return result;
+}
+
+std::optional<std::string> macRomanFromUtf8(std::string_view text) {
+  if (!isValidUtf8(text)) return std::nullopt;
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i++]);
+    if (lead < 0x80) {
+      result += static_cast<char>(lead);
+      continue;
+    }
+    std::size_t following = 1;
+    if (lead >= 0xE0) following = lead < 0xF0 ? 2 : 3;
+    std::uint32_t character = lead & (0x3FU >> following);
+    for (; following > 0; --following) {
+      character = character << 6 | (static_cast<unsigned char>(text[i++]) & 0x3F);
+    }
+    const auto found = std::ranges::find(kMacRoman, character);
+    if (found == std::end(kMacRoman)) return std::nullopt;
+    result += static_cast<char>(0x80 + (found - kMacRoman));
+  }
   return result;
 }
 
