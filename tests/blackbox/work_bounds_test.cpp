@@ -97,8 +97,8 @@ Part sized(std::string line, std::size_t bytes) {
 }
 
 TEST(Memory, DoesNotGrowWithAnOrdinaryJob) {
-  const std::size_t size = kSanitized ? 64 * kMiB : 1024 * kMiB;
-  Part pages = sized("%%Page: 1 1\n/F1 12 selectfont 72 720 moveto (some text) show\r\n", size);
+  Part pages = sized("%%Page: 1 1\n/F1 12 selectfont 72 720 moveto (some text) show\r\n",
+                     scaled(1024 * kMiB));
   pages.text += std::string(5000, 'x') + bytes("\0\0\n");
   expectInLittleMemory(Job(), {{"%!PS\n"}, pages, {"%%EOF"}},
                        {{plainHeader() + "%!PS\n"}, pages, {"%%EOF" + trailer()}});
@@ -106,7 +106,7 @@ TEST(Memory, DoesNotGrowWithAnOrdinaryJob) {
 
 // A page-size feature that never ends is repeated whole, however long it is.
 TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
-  const Part filler = sized("0 0 moveto (of the feature) show\n", (kSanitized ? 20 : 100) * kMiB);
+  const Part filler = sized("0 0 moveto (of the feature) show\n", scaled(100 * kMiB));
   const std::string begin = "%%BeginFeature: *PageSize A4\n";
   const std::string source = "*InputSlot Tray1\n", close = "} stopped cleartomark\n";
   expectInLittleMemory(Job(), {{begin}, filler, {source + close + source + close}},
@@ -147,7 +147,7 @@ std::string repeated(std::string_view text, std::size_t bytes) {
 // the square would be 64 times as much.
 void expectLinear(const Job& job, const std::function<std::string(std::size_t)>& text,
                   std::size_t bytes) {
-  if (kSanitized) bytes /= 8;
+  bytes = std::max<std::size_t>(scaled(bytes), 1024);
   const double small = workOf(job, text(bytes));
   const double large = workOf(job, text(bytes * 8));
   EXPECT_LT(large, 20 * small + 0.2) << small << " s";
@@ -212,7 +212,7 @@ TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
 
 // Every page is moved on its own, and the longest of the files holds half of them.
 TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
-  const std::size_t count = kSanitized ? 2000 : 20000;
+  const std::size_t count = std::max<std::size_t>(scaled(20000), 200);
   const std::string text = repeated("%%Page:\n", 8 * count);
   const Job job = manualJob(text);
   withOwnDisk(job.tmp(), [&](bool) {

@@ -2,6 +2,8 @@
 // calls of their own.
 #pragma once
 
+#include <cstddef>
+
 namespace jobshaper::testing {
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -15,5 +17,16 @@ inline constexpr bool kSanitized = false;
 #else
 inline constexpr bool kSanitized = false;
 #endif
+
+// So many bytes of a test that takes its time by its size.
+constexpr std::size_t scaled(std::size_t bytes) {
+#if defined(JOBSHAPER_INPUT_BLOCK)
+  return bytes / 2048;  // a program that reads them one by one
+#elif defined(COUNTS_LINES)
+  return bytes / 16;
+#else
+  return kSanitized ? bytes / 16 : bytes;
+#endif
+}
 
 }  // namespace jobshaper::testing
