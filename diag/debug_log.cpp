@@ -246,7 +246,7 @@ void LogFormatAndSend(const char* function, int line, RecordType type, const cha
   tm local{};
   localtime_r(&now.tv_sec, &local);
   const auto milliseconds = static_cast<unsigned>(now.tv_usec / 1000);
-  const int typeLetter = static_cast<char>(type);
+  const int typeLetter = static_cast<unsigned char>(type);
 
   if (type == RecordType::dump && socketInUse()) {
     std::string record =

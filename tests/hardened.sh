@@ -16,7 +16,9 @@ expect() {
     status=1
   fi
 }
+# shellcheck disable=SC2317 # called through expect
 has() { grep -Eq -- "$1" <<< "$2"; }
+# shellcheck disable=SC2317 # called through expect
 lacks() { ! has "$@"; }
 
 header=$("$readelf" -hW "$program")

@@ -89,10 +89,9 @@ void expectInLittleMemory(const Job& job, const Parts& input, const Parts& outpu
   expectOutcome(process.finish(), "", tmpLines(job));
 }
 
-Part sized(std::string line, std::size_t bytes) {
-  const std::size_t lines = kMiB / line.size();
-  std::string text;
-  for (std::size_t i = 0; i < lines; ++i) text += line;
+Part sized(const std::string& line, std::size_t bytes) {
+  std::string text = line;
+  while (text.size() < kMiB) text += line;
   return {text, std::max<std::size_t>(bytes / text.size(), 1)};
 }
 
