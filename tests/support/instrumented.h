@@ -20,9 +20,7 @@ inline constexpr bool kSanitized = false;
 
 // So many bytes of a test that takes its time by its size.
 constexpr std::size_t scaled(std::size_t bytes) {
-#if defined(JOBSHAPER_INPUT_BLOCK)
-  return bytes / 2048;  // a program that reads them one by one
-#elif defined(COUNTS_LINES)
+#if defined(COUNTS_LINES)
   return bytes / 16;
 #else
   return kSanitized ? bytes / 16 : bytes;
