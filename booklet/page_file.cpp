@@ -87,7 +87,7 @@ void PageFile::flushFullBlocks() {
 }
 
 bool PageFile::append(const std::string& path) {
-  const Descriptor other = openForReading(path);
+  const Descriptor other = openOwnFile(path);
   const off_t added = sizeOf(other);
   const off_t size = flush() ? sizeOf(file_) : -1;
   return added >= 0 && size >= 0 && copyWhole(other, added, file_, size) &&
@@ -95,7 +95,7 @@ bool PageFile::append(const std::string& path) {
 }
 
 bool PageFile::prepend(const std::string& path) {
-  const Descriptor other = openForReading(path);
+  const Descriptor other = openOwnFile(path);
   const off_t added = sizeOf(other);
   const off_t size = flush() ? sizeOf(file_) : -1;
   return added >= 0 && size >= 0 && moveBack(file_, size, added) &&
