@@ -110,6 +110,8 @@ class Writer {
     for (std::size_t i = 0; i < fragments; ++i) fragment(pick(), 0);
     if (dice_.oneIn(300)) farApart();
     if (dice_.oneIn(4)) damage();
+    // The last line, without its end.
+    if (dice_.oneIn(5)) add(dice_.oneIn(4) ? nearly(std::string(text())) : dice_.from(kTexts));
     return std::move(job_);
   }
 
