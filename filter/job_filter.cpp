@@ -12,6 +12,7 @@
 #include "filter/pjl_wrapping.h"
 #include "filter/stream_rewriter.h"
 #include "platform/cancellation.h"
+#include "platform/descriptor.h"
 #include "platform/piece_reader.h"
 
 namespace jobshaper {
@@ -23,12 +24,13 @@ void takeRetentionMode(JobState& job) {
 }
 
 void rewriteStream(const JobState& job, JobOutput& output) {
+  enlargePipe(STDOUT_FILENO);
   PieceReader input(job.inputStream);
   StreamRewriter rewriter(job, output);
   bool more = true;
   while (more) {
     more = input.read();
-    if (!rewriter.handleAll(input.allPieces())) more = false;
+    if (!rewriter.handleAll(input.pieces())) more = false;
     output.flush();  // the next read may wait, and takes the pieces' place
   }
 }

@@ -12,22 +12,34 @@ namespace jobshaper {
 
 namespace {
 
-constexpr std::size_t kBlock = 128 * 1024;
+// A build with a small one, for the tests, shows that nothing depends on where the reads end.
+#if defined(JOBSHAPER_INPUT_BLOCK)
+constexpr std::size_t kInputBlock = JOBSHAPER_INPUT_BLOCK;
+#else
+constexpr std::size_t kInputBlock = kPipeSize;
+#endif
+
+// Where the byte stands last; npos when it does not.
+std::size_t lastOf(std::string_view bytes, char wanted) {
+#if defined(__linux__)
+  const void* const found = ::memrchr(bytes.data(), wanted, bytes.size());
+  return found ? static_cast<std::size_t>(static_cast<const char*>(found) - bytes.data())
+               : bytes.npos;
+#else
+  return bytes.rfind(wanted);
+#endif
+}
 
 // Where the line of the byte at `position` begins: behind the last line end before it. A line
 // end at `position` itself belongs to its line.
 std::size_t lineBegin(std::string_view bytes, std::size_t position) {
   if (position == 0) return 0;
-  const std::size_t newline = bytes.rfind('\n', position - 1);
+  const std::size_t newline = lastOf(bytes.substr(0, position), '\n');
   std::size_t begin = newline == bytes.npos ? 0 : newline + 1;
   // Most jobs know one kind of line end: the other is looked for behind it only.
-  const std::size_t carriageReturn = bytes.substr(begin, position - begin).rfind('\r');
+  const std::size_t carriageReturn = lastOf(bytes.substr(begin, position - begin), '\r');
   if (carriageReturn != bytes.npos) begin += carriageReturn + 1;
   return begin;
-}
-
-bool isWholePiece(std::string_view piece) {
-  return piece.size() == kLongestPiece || piece.ends_with('\n') || piece.ends_with('\r');
 }
 
 }  // namespace
@@ -46,10 +58,13 @@ std::string_view pieceAround(std::string_view bytes, std::size_t position) {
   return firstPiece(bytes.substr(begin));
 }
 
-PieceReader::PieceReader(int descriptor)
-    : descriptor_(descriptor), buffer_(new char[kLongestPiece + kBlock]) {
+PieceReader::PieceReader(int descriptor) : PieceReader(descriptor, kInputBlock) {}
+
+PieceReader::PieceReader(int descriptor, std::size_t block)
+    : descriptor_(descriptor), block_(block), buffer_(new char[kLongestPiece + block]) {
   struct stat status {};
   mayBlock_ = ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode);
+  enlargePipe(descriptor);
 }
 
 bool PieceReader::read() {
@@ -58,20 +73,13 @@ bool PieceReader::read() {
   end_ -= begin_;
   begin_ = 0;
   const bool readable = mayBlock_ ? waitForInput(descriptor_) : !cancellationRequested();
-  const std::size_t n = readable ? readSome(descriptor_, buffer_.get() + end_, kBlock) : 0;
+  const std::size_t n = readable ? readSome(descriptor_, buffer_.get() + end_, block_) : 0;
   end_ += n;
   endOfInput_ = n == 0;
   return !endOfInput_;
 }
 
-std::optional<std::string_view> PieceReader::nextPiece() {
-  const std::string_view piece = firstPiece({buffer_.get() + begin_, end_ - begin_});
-  if (piece.empty() || !(isWholePiece(piece) || endOfInput_)) return std::nullopt;
-  begin_ += piece.size();
-  return piece;
-}
-
-std::string_view PieceReader::allPieces() {
+std::string_view PieceReader::pieces() {
   std::string_view bytes(buffer_.get() + begin_, end_ - begin_);
   if (!endOfInput_) {
     const std::size_t line = lineBegin(bytes, bytes.size());

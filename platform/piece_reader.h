@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 namespace jobshaper {
@@ -20,23 +19,23 @@ std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
 class PieceReader {
  public:
-  // Reads from the descriptor, which is not owned.
+  // Reads from the descriptor, which is not owned, as much at once as a pipe holds.
   explicit PieceReader(int descriptor);
+  // The same, but `block` bytes at once or fewer. Any size from 1 byte on will do.
+  PieceReader(int descriptor, std::size_t block);
 
   // Reads on, blocking until there is at least one byte. All pieces handed out before become
   // invalid. False at end of input, also after a read error and when the job is cancelled.
   bool read();
 
-  // The next piece that has been read to its end: bytes up to and including '\n' or '\r', or
-  // 1024 bytes without one. At end of input the unterminated rest, unless it is empty. None
-  // when read() has to be called first or nothing is left.
-  std::optional<std::string_view> nextPiece();
-
-  // All pieces that nextPiece() would hand out until it has none, side by side.
-  std::string_view allPieces();
+  // The pieces that have been read to their end, side by side: each ends with '\n' or '\r', or
+  // has 1024 bytes without one. At end of input the last may be an unterminated rest. To be
+  // called once after each read().
+  std::string_view pieces();
 
  private:
   int descriptor_;
+  std::size_t block_;
   bool mayBlock_;  // not a regular file
   bool endOfInput_ = false;
   std::unique_ptr<char[]> buffer_;

@@ -176,10 +176,14 @@ class Feeder {
 
 void handOut(PieceReader& reader, StreamRewriter& rewriter, bool byPiece) {
   if (!byPiece) {
-    (void)rewriter.handleAll(reader.allPieces());
+    (void)rewriter.handleAll(reader.pieces());
     return;
   }
-  while (const auto piece = reader.nextPiece()) rewriter.handle(*piece);
+  for (std::string_view rest = reader.pieces(); !rest.empty();) {
+    const std::string_view piece = firstPiece(rest);
+    rewriter.handle(piece);
+    rest.remove_prefix(piece.size());
+  }
 }
 
 void fillOptions(const JudgedJob& job, argumentStore& options) {
@@ -190,9 +194,14 @@ void fillOptions(const JudgedJob& job, argumentStore& options) {
 }
 
 std::string contentOf(const std::string& path) {
-  std::string bytes;
-  (void)appendFile(path, bytes);
-  return bytes;
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool replaceFile(const std::string& path, const std::string& content) {
+  std::ofstream file(path, std::ios::binary);
+  file << content;
+  return static_cast<bool>(file.flush());
 }
 
 std::string manualFile(const char* name) { return workFolder() + name + kJobId; }

@@ -22,16 +22,39 @@ using Random = std::mt19937;
 
 std::size_t below(Random& random, std::size_t limit) { return random() % limit; }
 
+constexpr TriggerSet kAll = 0xFFFF;
+
+// The ways to search that this machine knows.
+std::vector<std::size_t (*)(std::string_view, TriggerSet)> searches() {
+  std::vector<std::size_t (*)(std::string_view, TriggerSet)> all{findTrigger, findTriggerPlain};
+#if defined(__x86_64__)
+  if (hasAvx2()) all.push_back(findTriggerAvx2);
+#endif
+  return all;
+}
+
+std::size_t firstTrigger(std::string_view bytes, TriggerSet watched) {
+  std::size_t first = std::string_view::npos;
+  for (const Trigger& trigger : kTriggers) {
+    if (watched & triggerSet(trigger.text)) first = std::min(first, bytes.find(trigger.text));
+  }
+  return first;
+}
+
 TEST(TriggerSearch, FindsEveryTextAtEveryPlace) {
-  for (const std::string_view text : kTriggerTexts) {
-    for (std::size_t before = 0; before < 9; ++before) {
-      for (std::size_t after = 0; after < 5; ++after) {
-        const std::string job =
-            std::string(before, '.') + std::string(text) + std::string(after, '.');
-        EXPECT_EQ(findTrigger(job, triggerSet(text)), before) << job;
-        EXPECT_EQ(findTrigger(job.substr(0, before + text.size() - 1), triggerSet(text)),
-                  std::string::npos)
-            << job;
+  for (const auto search : searches()) {
+    for (const auto& [text, mark] : kTriggers) {
+      for (std::size_t before = 0; before < 140; ++before) {
+        for (const std::size_t after : {0U, 1U, 2U, 3U, 4U, 70U, 140U}) {
+          const std::string job =
+              std::string(before, '.') + std::string(text) + std::string(after, '.');
+          EXPECT_EQ(search(job, triggerSet(text)), before) << job;
+          EXPECT_EQ(search(job, kAll), before) << job;
+          EXPECT_EQ(search(job, static_cast<TriggerSet>(~triggerSet(text))), std::string::npos);
+          EXPECT_EQ(search(job.substr(0, before + text.size() - 1), triggerSet(text)),
+                    std::string::npos)
+              << job;
+        }
       }
     }
   }
@@ -39,18 +62,63 @@ TEST(TriggerSearch, FindsEveryTextAtEveryPlace) {
 
 TEST(TriggerSearch, FindsTheFirstOfSeveralAndOnlyWatchedOnes) {
   const std::string job = "xx InputSlot sfcl{ @PJL ";
-  const TriggerSet all = 0xFFFF;
-  EXPECT_EQ(findTrigger(job, all), 3U);
-  EXPECT_EQ(findTrigger(job, triggerSet("sfcl{") | triggerSet("@PJL ")), 13U);
-  EXPECT_EQ(findTrigger(job, triggerSet("@PJL ")), 19U);
-  EXPECT_EQ(findTrigger(job, triggerSet("JobPatchFile")), std::string::npos);
-  EXPECT_EQ(findTrigger(job, 0), std::string::npos);
-  EXPECT_EQ(findTrigger("", all), std::string::npos);
+  for (const auto search : searches()) {
+    EXPECT_EQ(search(job, kAll), 3U);
+    EXPECT_EQ(search(job, triggerSet("sfcl{") | triggerSet("@PJL ")), 13U);
+    EXPECT_EQ(search(job, triggerSet("@PJL ")), 19U);
+    EXPECT_EQ(search(job, triggerSet("JobPatchFile")), std::string::npos);
+    EXPECT_EQ(search(job, 0), std::string::npos);
+    EXPECT_EQ(search("", kAll), std::string::npos);
+  }
+}
+
+TEST(TriggerSearch, IsNotMisledByHalvesOfTexts) {
+  Random random(3);
+  for (int round = 0; round < 20000; ++round) {
+    std::string job(below(random, 40), '.');
+    for (std::size_t n = below(random, 20); n > 0; --n) {
+      const auto& [text, mark] = kTriggers[below(random, std::size(kTriggers))];
+      switch (below(random, 5)) {
+        case 0:
+          job += text;
+          break;
+        case 1:
+          job += mark;
+          break;
+        case 2:
+          job += text.substr(0, below(random, text.size()));
+          break;
+        case 3:
+          job += text.substr(1);
+          break;
+        default:
+          job += static_cast<char>(below(random, 256));
+          job.append(below(random, 80), static_cast<char>(0x80 | text[0]));
+      }
+    }
+    const auto watched = static_cast<TriggerSet>(random());
+    for (const auto search : searches()) {
+      ASSERT_EQ(search(job, watched), firstTrigger(job, watched)) << job;
+    }
+  }
+}
+
+// The search with vectors takes the first mark for the first text.
+TEST(TriggerSearch, KnowsNoTextThatCanBeginInsideAnother) {
+  for (const Trigger& first : kTriggers) {
+    for (const Trigger& second : kTriggers) {
+      for (std::size_t i = &first == &second ? 1 : 0; i < first.text.size(); ++i) {
+        const std::string_view rest = first.text.substr(i);
+        EXPECT_FALSE(rest.starts_with(second.text) || second.text.starts_with(rest))
+            << first.text << " " << second.text;
+      }
+    }
+  }
 }
 
 TEST(TriggerSearch, GivesEveryTextABitOfItsOwn) {
   TriggerSet seen = 0;
-  for (const std::string_view text : kTriggerTexts) {
+  for (const auto& [text, mark] : kTriggers) {
     EXPECT_EQ(seen & triggerSet(text), 0) << text;
     EXPECT_NE(triggerSet(text), 0) << text;
     seen = static_cast<TriggerSet>(seen | triggerSet(text));
@@ -70,6 +138,9 @@ class MemoryFile {
   MemoryFile() : descriptor_(memfd_create("written", 0)) {}
   ~MemoryFile() { close(descriptor_); }
   int descriptor() const { return descriptor_; }
+  void put(std::string_view text) const {
+    EXPECT_EQ(pwrite(descriptor_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+  }
   std::string take() {
     std::string text(static_cast<std::size_t>(lseek(descriptor_, 0, SEEK_END)), '\0');
     EXPECT_EQ(pread(descriptor_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
@@ -85,7 +156,8 @@ class MemoryFile {
 // Every text that a rule knows, what comes close to one, and what lies between.
 std::string randomJob(Random& random) {
   static const std::vector<std::string> parts = [] {
-    std::vector<std::string> all(std::begin(kTriggerTexts), std::end(kTriggerTexts));
+    std::vector<std::string> all;
+    for (const Trigger& trigger : kTriggers) all.emplace_back(trigger.text);
     for (const char* text :
          {"cleartomark", "} stopped cleartomark", "}efcl", "EndFeature", "%%EndFeature",
           "statusdict /duplexer get exec", "%%EndSetup", "[{", "@PJL", "sfcl", "%%BeginProlo",
@@ -97,7 +169,9 @@ std::string randomJob(Random& random) {
   static const std::string ends[] = {"\n", "\r", "\r\n"};
   std::string job;
   const std::size_t style = below(random, 4);
-  for (std::size_t lines = below(random, 60); lines > 0; --lines) {
+  // Few are longer than the smaller ones of the blocks that are read at once.
+  const std::size_t longest = below(random, 500) == 0 ? 5000 : 60;
+  for (std::size_t lines = below(random, longest); lines > 0; --lines) {
     for (std::size_t n = below(random, 4); n > 0; --n) job += parts[below(random, parts.size())];
     const std::size_t odd = below(random, 24);
     if (odd == 0) job += '\0';
@@ -127,11 +201,17 @@ void randomOptions(Random& random, JobState& job) {
   }
 }
 
+// How much is read at once: every size up to 1 MiB, small ones as often as large ones.
+std::size_t randomBlock(Random& random) {
+  const std::size_t limit = std::size_t{1} << below(random, 21);
+  return 1 + below(random, limit);
+}
+
 TEST(FastPath, WritesWhatThePlainLoopWrites) {
   const char* const wanted = std::getenv("JOBSHAPER_RANDOM_JOBS");
   const unsigned count = wanted ? static_cast<unsigned>(std::atoi(wanted)) : 5000;
   const std::int32_t versionBefore = version;
-  MemoryFile out, in, copy;
+  MemoryFile out, in, copy, source;
   for (unsigned seed = 0; seed < count; ++seed) {
     Random random(seed);
     JobState state;
@@ -155,7 +235,7 @@ TEST(FastPath, WritesWhatThePlainLoopWrites) {
     });
     const Written fast = run([&](StreamRewriter& rewriter, JobOutput& output) {
       for (std::string_view rest = job; !rest.empty();) {
-        std::size_t region = 0;  // what one read brings: any number of whole pieces
+        std::size_t region = 0;  // any number of whole pieces
         for (std::size_t n = 1 + below(random, 40); n > 0 && region < rest.size(); --n) {
           region += firstPiece(rest.substr(region)).size();
         }
@@ -165,6 +245,18 @@ TEST(FastPath, WritesWhatThePlainLoopWrites) {
       }
     });
     ASSERT_TRUE(fast == plain) << "seed " << seed << "\n" << job;
+
+    source.put(job);
+    const Written read = run([&](StreamRewriter& rewriter, JobOutput& output) {
+      PieceReader reader(source.descriptor(), randomBlock(random));
+      for (bool more = true; more;) {
+        more = reader.read();
+        EXPECT_TRUE(rewriter.handleAll(reader.pieces()));
+        output.flush();
+      }
+    });
+    source.take();
+    ASSERT_TRUE(read == plain) << "seed " << seed << "\n" << job;
   }
   version = versionBefore;
 }
@@ -191,7 +283,7 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
     const std::string job = randomJob(random);
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    PieceReader reader(ends[0]);
+    PieceReader reader(ends[0], 4096);
     std::string received;
     std::size_t sent = 0, whole = 0;
     while (sent < job.size()) {
@@ -199,7 +291,7 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
       ASSERT_EQ(write(ends[1], job.data() + sent, n), static_cast<ssize_t>(n));
       sent += n;
       ASSERT_TRUE(reader.read());
-      received += reader.allPieces();
+      received += reader.pieces();
       while (whole < sent) {  // the end of the last piece that has come whole
         const std::string_view piece =
             firstPiece(std::string_view(job).substr(whole, sent - whole));
@@ -210,7 +302,7 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
     }
     close(ends[1]);
     EXPECT_FALSE(reader.read());
-    received += reader.allPieces();
+    received += reader.pieces();
     EXPECT_EQ(received, job);
     close(ends[0]);
   }

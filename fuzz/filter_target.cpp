@@ -1,0 +1,237 @@
+// The whole filter, from its arguments to its exit status, as one call after the other.
+//
+// Input: three settings (what there is, how the job comes, the system), then the texts job id,
+// user, copies, options, device URI, LANG, the PPD file, the log's settings file, the page-count
+// file ("count" in the options), and the job.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "filter/job_filter.h"
+#include "filter/trigger_search.h"
+#include "fuzz/sandbox.h"
+#include "fuzz/support.h"
+
+using namespace jobshaper;
+using namespace jobshaper::fuzz;
+
+namespace {
+
+constexpr std::string_view kTrailer =
+    "\x1b%-12345X\x1b%-12345X@PJL RDYMSG DISPLAY = \"\"\n@PJL EOJ\n@PJL QPORTROTATE\n"
+    "\x1b%-12345X";
+
+// Standard error carries nothing else: CUPS takes some lines of a filter as commands.
+constexpr std::string_view kMessages[] = {
+    "ERROR: Version = 3.9 ",
+    "\tjobshaper job-id user title copies options [file]",
+    "ERROR: Printer filter did not launch.",
+    "ERROR: Cannot read the print job.",
+    "INFO: Logging enabled by the user.",
+    "ERROR: Cannot write incoming print data to a log file.",
+    "ERROR: Cannot write outgoing print data to a log file.",
+    "ERROR: Unable to open PPD file",
+    "ERROR: Unable to open log file",
+    "ERROR: Unable to create necessary file.",
+    "ERROR: Critical error in rearranging pages.",
+    "ERROR: Fatal error in manual booklet!",
+    "instructionAsData is less than or equal to 0",
+    "[tarvel] this is an Appletalk connection",
+};
+
+// What the settings' bits mean.
+enum What : unsigned { capture = 1, ppd = 2, uri = 4, lang = 8, log = 16, wrongCount = 32 };
+enum How : unsigned { fromFile = 1, fromPipe = 2, noFile = 4, aFolder = 8 };
+
+struct Job {
+  unsigned what, how, system;
+  std::string id, user, copies, options, uri, lang, ppd, log, pageCount;
+  std::string_view bytes;
+};
+
+Job readJob(Input& input) {
+  Job job;
+  job.what = input.setting();
+  job.how = input.setting();
+  job.system = input.setting();
+  for (std::string* text : {&job.id, &job.user, &job.copies, &job.options, &job.uri, &job.lang}) {
+    *text = input.cText();
+  }
+  for (std::string* text : {&job.ppd, &job.log, &job.pageCount}) *text = input.text();
+  job.uri.resize(std::min<std::size_t>(job.uri.size(), 99));  // a longer one is answered by abort()
+  job.bytes = input.rest();
+  return job;
+}
+
+// Two folders: the filter's temporary one, and what it only reads, where it runs.
+struct Folders {
+  Folders() {
+    mkdir(temporary.c_str(), 0700);
+    for (const char* name : {"/Debug", "/Debug/.DebugPlist"}) {
+      mkdir((temporary + name).c_str(), 0700);
+    }
+    mkdir(fileInFolder("en.lproj").c_str(), 0700);
+    writeFile(fileInFolder("en.lproj/instruction(null)"), "% fold here\nshowpage\n");
+    setenv("TMPDIR", temporary.c_str(), 1);
+  }
+  const std::string temporary = fileInFolder("tmp");
+};
+
+class InFolder {
+ public:
+  InFolder() { FUZZ_CHECK(fchdir(there_) == 0); }
+  ~InFolder() { FUZZ_CHECK(fchdir(before_) == 0); }
+  InFolder(const InFolder&) = delete;
+  InFolder& operator=(const InFolder&) = delete;
+
+ private:
+  static int opened(const char* path) { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
+  static inline const int there_ = opened(folder().c_str());
+  static inline const int before_ = opened(".");
+};
+
+void set(const char* name, bool present, const std::string& value) {
+  if (present) {
+    setenv(name, value.c_str(), 1);
+  } else {
+    unsetenv(name);
+  }
+}
+
+void prepare(const Job& job, const Folders& folders) {
+  set("DEVICE_URI", job.what & What::uri, job.uri);
+  set("LANG", job.what & What::lang, job.lang);
+  set("PPD", job.what & What::ppd, fileInFolder("ppd"));
+  if (job.what & What::ppd) writeFile(fileInFolder("ppd"), job.ppd);
+  const std::string log = folders.temporary + "/Debug/.DebugPlist/qvDebug.plist";
+  if (job.what & What::log) {
+    writeFile(log, job.log);
+  } else {
+    unlink(log.c_str());
+  }
+  const std::string marker = folders.temporary + "/qvn_log";
+  if (job.what & What::capture) {
+    writeFile(marker, "");
+  } else {
+    unlink(marker.c_str());
+  }
+  writeFile(fileInFolder("count"), job.pageCount);
+}
+
+System systemOf(const Job& job) {
+  static constexpr std::int32_t kVersions[] = {0x1050, 0x1049, 0x103F, 0x1040, 0x102F, 0x1030, 0};
+  System system;
+  if (const unsigned version = job.system & 7; version < 7) system.version = kVersions[version];
+  system.instructionFolder = folder();
+  return system;
+}
+
+// Standard input as a file or as a pipe that holds the whole job.
+class StandardInput {
+ public:
+  explicit StandardInput(const Job& job) {
+    static MemoryFile file;
+    int ends[2];
+    // A pipe takes so much without a reader.
+    if (job.how & fromPipe && job.bytes.size() <= 65536 && pipe2(ends, O_CLOEXEC) == 0) {
+      FUZZ_CHECK(write(ends[1], job.bytes.data(), job.bytes.size()) ==
+                 static_cast<ssize_t>(job.bytes.size()));
+      close(ends[1]);
+      redirected_.emplace(STDIN_FILENO, ends[0]);
+      close(ends[0]);
+    } else {
+      file.fill(job.bytes);
+      redirected_.emplace(STDIN_FILENO, file.descriptor());
+    }
+  }
+
+ private:
+  std::optional<Redirected> redirected_;
+};
+
+int filter(const Job& job) {
+  std::vector<std::string> texts = {"jobshaper", job.id,     job.user,
+                                    "Title",     job.copies, job.options};
+  if (job.how & fromFile) {
+    texts.push_back(job.how & noFile ? "missing" : job.how & aFolder ? "en.lproj" : "job");
+    writeFile(fileInFolder("job"), job.bytes);
+  }
+  if (job.what & wrongCount && job.how & fromPipe) texts.resize(job.how & fromFile ? 8 : 5);
+  std::vector<char*> argv;
+  for (std::string& text : texts) argv.push_back(text.data());
+  argv.push_back(nullptr);
+  return filterJob(static_cast<int>(texts.size()), argv.data(), systemOf(job));
+}
+
+void checkMessages(std::string_view messages, const Folders& folders) {
+  const std::string tmp = "tmp at " + folders.temporary + " ";
+  while (!messages.empty()) {
+    const std::size_t end = messages.find('\n');
+    FUZZ_CHECK(end != messages.npos);
+    const std::string_view line = messages.substr(0, end);
+    bool known = line == tmp;
+    for (const std::string_view message : kMessages) known = known || line == message;
+    FUZZ_CHECK(known);
+    messages.remove_prefix(end + 1);
+  }
+}
+
+bool holdsTrigger(std::string_view bytes) { return findTrigger(bytes, 0xFFFF) != bytes.npos; }
+
+void checkOutput(const Job& job, int status, std::string_view out, std::string_view messages,
+                 const Folders& folders) {
+  if (status != 0) {
+    FUZZ_CHECK(status == 1);
+    FUZZ_CHECK(out.empty());
+    FUZZ_CHECK(messages.find("ERROR: ") != messages.npos);
+    return;
+  }
+  const bool wrapped = out.starts_with("\x1b%-12345X@PJL JOB\n") && out.ends_with(kTrailer);
+  const bool usb = job.what & What::uri && job.uri.starts_with("usb:");
+  if (!usb) FUZZ_CHECK(wrapped);
+  std::string_view body = out;
+  if (wrapped) body.remove_suffix(kTrailer.size());
+  const bool booklet = job.options.find("QVBookletFold") != job.options.npos;
+  // What no rule can touch comes out as it went in.
+  if (!booklet && !holdsTrigger(job.bytes)) FUZZ_CHECK(body.ends_with(job.bytes));
+  // The debug file may have any name, and so be one of the captures.
+  if (!(job.what & What::capture) || job.what & What::log) return;
+  std::string printed(out);
+  if (!wrapped) printed += kTrailer;
+  FUZZ_CHECK(readFile(folders.temporary + "/qvn_ps2") == printed);
+  if (!booklet && job.bytes.find("JobPatchFile") == job.bytes.npos) {
+    FUZZ_CHECK(readFile(folders.temporary + "/qvn_ps") == job.bytes);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Folders folders;
+  static MemoryFile out, messages;
+  Input input(data, size);
+  const Job job = readJob(input);
+  prepare(job, folders);
+  resetLog();
+
+  const int free = lowestFreeDescriptor();
+  int status;
+  const Sandbox sandbox;
+  {
+    const StandardInput in(job);
+    const Redirected printed(STDOUT_FILENO, out.descriptor());
+    const Redirected said(STDERR_FILENO, messages.descriptor());
+    const InFolder here;
+    status = filter(job);
+  }
+  resetLog();
+  FUZZ_CHECK(lowestFreeDescriptor() == free);
+  const std::string_view said = messages.take();
+  checkMessages(said, folders);
+  checkOutput(job, status, out.take(), said, folders);
+  return 0;
+}

@@ -1,0 +1,25 @@
+// The filter against the plain second implementation of its rules and of the reordering.
+//
+// Input: a setting, whose lowest bit chooses between the two, then what the judge's library makes
+// a job of: 16 bytes of choices, and the job.
+
+#include <cstdio>
+
+#include "fuzz/support.h"
+#include "tests/judge/comparison.h"
+
+using namespace jobshaper;
+using namespace jobshaper::fuzz;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  switchLogOff();
+  Input input(data, size);
+  const bool reordering = input.setting() & 1;
+  std::string report;
+  const bool same = reordering
+                        ? judge::sameAsJudge(judge::reorderingJobFromBytes(input.rest()), report)
+                        : judge::sameAsJudge(judge::jobFromBytes(input.rest()), report);
+  if (!same) std::fputs(report.c_str(), stderr);
+  FUZZ_CHECK(same);
+  return 0;
+}

@@ -1,0 +1,147 @@
+// The rules of the line loop: the search ahead of them must give what the plain loop gives, piece
+// by piece, however the job is cut by its reads.
+//
+// Input: four settings (options, booklet, page count, cuts), then the job.
+
+#include <unistd.h>
+
+#include "filter/stream_rewriter.h"
+#include "fuzz/process_file.h"
+#include "fuzz/support.h"
+#include "platform/piece_reader.h"
+#include "platform/system.h"
+#include "settings/option_names.h"
+
+using namespace jobshaper;
+using namespace jobshaper::fuzz;
+
+namespace {
+
+void setOptions(JobState& job, unsigned settings) {
+  static constexpr std::int32_t kVersions[] = {0x1050, 0x103F};
+  static constexpr const char* kModes[] = {"", "JRVerify", "JRPrinter", "jrverify"};
+  job.uelString = kUniversalExitLanguage;
+  version = kVersions[settings & 1];
+  if (const unsigned mode = settings >> 1 & 3) job.printTo = kModes[mode];
+  if (settings & 8) job.jobOptions.addOption("QVPosterEnablePS", "True");
+  if (settings & 16) job.jobOptions.addOption(kCollateOption, "true");
+  if (settings & 32) job.jobOptions.addOption(kCopiesOption, "3");
+}
+
+void setBooklet(JobState& job, unsigned settings, unsigned pageCount) {
+  static constexpr std::string_view kFolds[] = {"", "<< /Fold 2 >> setpagedevice"};
+  static constexpr std::string_view kSources[] = {"", "Tray2", "ManualPaper", "Other"};
+  job.bookletMode = settings & 1;
+  job.manualBooklet = (settings & 3) == 3;
+  job.onlyInside = settings & 4;
+  job.foldCommand = kFolds[settings >> 3 & 1];
+  if (const unsigned source = settings >> 4 & 3) {
+    job.jobOptions.addOption("QVBookletCoverSource", kSources[source]);
+    job.jobOptions.addOption("QVBookletCoverType", pageCount & 1 ? "Card" : "Printers");
+  }
+  job.halfPageCount = static_cast<std::int32_t>(pageCount >> 1) - 1;
+  job.instructionFolder = "/nonexistent";
+  job.languageCode = "en";
+}
+
+struct Destination {
+  ProcessFile out, in, copy;
+  JobOutput output(bool capture) {
+    return {out.descriptor(), capture ? in.descriptor() : -1, capture ? copy.descriptor() : -1};
+  }
+};
+
+// A number from 1 to `limit`, anew at each call.
+std::size_t upTo(std::size_t limit, unsigned& random) {
+  random = random * 1103515245U + 12345U;
+  return 1 + (random >> 8) % limit;
+}
+
+// Both ways to search, with any set of texts to look for.
+void compareSearches(std::string_view job, unsigned random) {
+  const auto watched = static_cast<TriggerSet>(upTo(0xFFFF, random));
+  FUZZ_CHECK(findTrigger(job, watched) == findTriggerPlain(job, watched));
+}
+
+void runPlain(StreamRewriter& rewriter, std::string_view job) {
+  while (!job.empty()) {
+    const std::string_view piece = firstPiece(job);
+    rewriter.handle(piece);
+    job.remove_prefix(piece.size());
+  }
+}
+
+// A file that grows before each read.
+void runReads(StreamRewriter& rewriter, JobOutput& output, std::string_view job, unsigned random) {
+  static ProcessFile file;
+  PieceReader input(file.descriptor(), upTo(2 * kLongestPiece, random));
+  for (bool more = true; more;) {
+    const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());
+    file.append(job.substr(0, next));
+    job.remove_prefix(next);
+    more = input.read();
+    FUZZ_CHECK(rewriter.handleAll(input.pieces()));
+    output.flush();
+  }
+  FUZZ_CHECK(job.empty());
+  file.take();
+}
+
+// What a read brings, in memory: any number of whole pieces.
+void runRegions(StreamRewriter& rewriter, JobOutput& output, std::string_view job,
+                unsigned random) {
+  while (!job.empty()) {
+    const std::size_t wanted = upTo(job.size(), random);
+    std::size_t region = 0;
+    while (region < wanted) region += firstPiece(job.substr(region)).size();
+    FUZZ_CHECK(rewriter.handleAll(job.substr(0, region)));
+    output.flush();
+    job.remove_prefix(region);
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static Destination plain, fast;
+  static MemoryFile nowhere;
+  switchLogOff();
+  Input input(data, size);
+  JobState state;
+  setOptions(state, input.setting());
+  const unsigned booklet = input.setting();
+  const unsigned pageCount = input.setting();
+  setBooklet(state, booklet, pageCount & 15);
+  const bool capture = (pageCount & 48) == 16;
+  const unsigned cuts = input.setting();
+  const std::string_view job = input.rest();
+
+  compareSearches(job, static_cast<unsigned>(size));
+
+  // Only a manual booklet, whose page is missing here, has something to say.
+  std::optional<Redirected> quiet;
+  if (state.manualBooklet) quiet.emplace(STDERR_FILENO, nowhere.descriptor());
+  {
+    JobOutput output = plain.output(capture);
+    StreamRewriter rewriter(state, output);
+    runPlain(rewriter, job);
+  }
+  {
+    JobOutput output = fast.output(capture);
+    StreamRewriter rewriter(state, output);
+    if (cuts == 0) {
+      FUZZ_CHECK(rewriter.handleAll(job));
+    } else if (cuts < 48) {
+      runRegions(rewriter, output, job, cuts);
+    } else {
+      runReads(rewriter, output, job, cuts);
+    }
+  }
+  if (state.manualBooklet) nowhere.take();
+  FUZZ_CHECK(fast.out.take() == plain.out.take());
+  if (capture) {
+    FUZZ_CHECK(fast.in.take() == plain.in.take());
+    FUZZ_CHECK(fast.copy.take() == plain.copy.take());
+  }
+  return 0;
+}

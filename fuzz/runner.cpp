@@ -1,0 +1,44 @@
+// Runs a fuzz target over the files that it is given, and those of the folders, without a fuzzer:
+// so the ordinary tests replay seeds and findings.
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "fuzz/support.h"
+
+int main(int argc, char* argv[]) {
+  namespace fs = std::filesystem;
+  std::vector<fs::path> files;
+  for (int i = 1; i < argc; ++i) {
+    if (!fs::is_directory(argv[i])) {
+      files.emplace_back(argv[i]);
+      continue;
+    }
+    for (const auto& entry : fs::directory_iterator(argv[i])) {
+      if (entry.is_regular_file()) files.push_back(entry.path());
+    }
+  }
+  std::sort(files.begin(), files.end());
+  if (files.empty()) {
+    std::fputs("no inputs\n", stderr);
+    return 1;
+  }
+  for (const fs::path& file : files) {
+    std::printf("%s\n", file.c_str());
+    std::fflush(stdout);  // the last name is the one that fails
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    if (in.bad() || !in.is_open()) {
+      std::fputs("cannot be read\n", stderr);
+      return 1;
+    }
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  }
+  std::printf("%zu inputs\n", files.size());
+  return 0;
+}

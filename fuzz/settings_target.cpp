@@ -1,0 +1,72 @@
+// The settings file of the diagnostic log, and the log that it asks for.
+//
+// Input: the file.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "diag/debug_log.h"
+#include "diag/settings_file.h"
+#include "fuzz/sandbox.h"
+#include "fuzz/support.h"
+
+using namespace jobshaper;
+using namespace jobshaper::fuzz;
+
+namespace {
+
+std::string prepareFolder() {
+  setenv("TMPDIR", folder().c_str(), 1);
+  mkdir(fileInFolder("Debug").c_str(), 0700);
+  mkdir(fileInFolder("Debug/.DebugPlist").c_str(), 0700);
+  return fileInFolder("Debug/.DebugPlist/qvDebug.plist");
+}
+
+void readAlone(const std::string& path) {
+  SettingsFile settings;
+  const bool isList = settings.read(path);
+  FUZZ_CHECK(isList == (settings.root() != nullptr));
+  const auto level = settings.entryInteger("debugLevel");
+  const auto name = settings.entryString("debugFile");
+  if (level || name) FUZZ_CHECK(settings.hasEntry());
+  if (!isList) FUZZ_CHECK(!settings.hasEntry() && !settings.traceAll());
+}
+
+void logSomething(std::string_view bytes) {
+  const std::string text(bytes.substr(0, 300));
+  LogInfoBody("main", 1, "%s", text.c_str());
+  LogErrorBody("main", 2, "%d %s", 7, text.c_str());
+  LogFileAccessBody("main", 3, "/nonexistent");
+  dumpDataBody("main", 4, "data", text);
+  dumpDictBody("main", 5, "none", nullptr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::string path = prepareFolder();
+  static const std::string firstLine = "tmp at " + folder() + " \n";
+  static MemoryFile messages;
+  const std::string_view file(reinterpret_cast<const char*>(data), size);
+  writeFile(path, file);
+
+  const int free = lowestFreeDescriptor();
+  readAlone(path);
+  FUZZ_CHECK(lowestFreeDescriptor() == free);
+
+  const Sandbox sandbox;
+  resetLog();
+  {
+    const Redirected caught(STDERR_FILENO, messages.descriptor());
+    setupDebug();
+    FUZZ_CHECK((logDebugLevel == 0) == (logDebugFilePtr == nullptr));
+    logSomething(file);
+  }
+  FUZZ_CHECK(lowestFreeDescriptor() == free + (logDebugFilePtr ? 1 : 0));
+  resetLog();
+  const std::string_view said = messages.take();
+  FUZZ_CHECK(said == firstLine || said == firstLine + "ERROR: Unable to open log file\n");
+  return 0;
+}
