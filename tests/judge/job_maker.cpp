@@ -615,10 +615,9 @@ std::string hexadecimal(std::int32_t number) {
 }
 
 std::string text(const Delivery& delivery) {
-  if (!delivery.pipe) return delivery.byPiece ? "a file, piece by piece" : "a file";
-  return "a pipe, reads of at most " + std::to_string(delivery.largestRead) +
-         " bytes (0: all), seed " + std::to_string(delivery.seed) +
-         (delivery.byPiece ? ", piece by piece" : "");
+  return std::string(delivery.pipe ? "a pipe" : "a file") + ", reads of at most " +
+         std::to_string(delivery.largestRead) + " bytes (0: all), seed " +
+         std::to_string(delivery.seed) + (delivery.byPiece ? ", piece by piece" : "");
 }
 
 // Choices from the bytes of a fuzzer; 0 when there are no more.
