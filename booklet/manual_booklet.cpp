@@ -1,12 +1,12 @@
 #include "booklet/manual_booklet.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "diag/log.h"
 #include "platform/cancellation.h"
 #include "platform/piece_reader.h"
 #include "platform/system.h"
-#include "platform/text_encoding.h"
 
 namespace jobshaper {
 
@@ -28,9 +28,22 @@ bool reportNoFile() {
   return false;
 }
 
+constexpr std::string_view kPage = "%%Page:";
+constexpr std::string_view kTrailer = "%%Trailer";
+
 // A last line that the end of the input has cut off.
 bool isUnterminated(std::string_view line) {
   return line.size() < kLongestPiece && line.back() != '\n' && line.back() != '\r';
+}
+
+// Where a text stands that begins a page or the trailer when it begins a line.
+std::size_t findDivision(std::string_view lines) {
+  std::size_t at = lines.find("%%");
+  for (; at != lines.npos; at = lines.find("%%", at + 1)) {
+    const std::string_view rest = lines.substr(at);
+    if (rest.starts_with(kPage) || rest.starts_with(kTrailer)) break;
+  }
+  return std::min(lines.size(), at);
 }
 
 // One reordering, from the first line of the job to the finished output file.
@@ -40,13 +53,18 @@ class Reordering {
              std::optional<std::string_view> orientation, bool onlyInside);
 
   bool createFiles();
-  bool takeLine(std::string_view line);
+  // Whole lines, which lie side by side.
+  bool takeLines(std::string_view lines);
   bool flush();
   bool finish();
 
  private:
+  bool takeLine(std::string_view line);
+  void takeText(std::string_view lines);
   bool beginPage();
   bool keepHeaderApart();
+  bool gatherEvenPages();
+  bool gatherOddPages();
   std::string blankPage() const;
   bool writeOutput();
 
@@ -94,13 +112,29 @@ bool Reordering::createFiles() {
          reportNoFile();
 }
 
+bool Reordering::takeLines(std::string_view lines) {
+  while (!lines.empty() && !trailerBegun_ && !cancellationRequested()) {
+    // Nothing but text lies ahead of the next division, once the first page's prefix is complete.
+    const bool inPrefix = pageCounter_ > 0 && firstPageLines_ < kPrefixLines;
+    const std::size_t division = inPrefix ? 0 : findDivision(lines);
+    if (division == lines.size()) {
+      takeText(lines);
+      return true;
+    }
+    const std::string_view line = pieceAround(lines, division);
+    takeText({lines.data(), line.data()});
+    if (!takeLine(line)) return false;
+    lines = {line.data() + line.size(), lines.data() + lines.size()};
+  }
+  return true;
+}
+
 bool Reordering::takeLine(std::string_view line) {
-  if (trailerBegun_) return true;
-  if (line.starts_with("%%Page:")) {
+  if (line.starts_with(kPage)) {
     ++pageCounter_;
     if (!beginPage()) return false;
   }
-  if (line.starts_with("%%Trailer")) {
+  if (line.starts_with(kTrailer)) {
     trailerBegun_ = true;
     return true;
   }
@@ -108,11 +142,21 @@ bool Reordering::takeLine(std::string_view line) {
     ++firstPageLines_;
     firstPagePrefix_.append(line);
   }
-  // As a C string: the text ends at a zero byte.
-  const std::string text = utf8FromMacRoman(line.substr(0, line.find('\0')));
-  const bool toOdd = pageCounter_ == 0 || pageCounter_ % 2 == 1;
-  (toOdd ? odd_ : even_).write(text);
+  takeText(line);
   return true;
+}
+
+void Reordering::takeText(std::string_view lines) {
+  const bool toOdd = pageCounter_ == 0 || pageCounter_ % 2 == 1;
+  PageFile& page = toOdd ? odd_ : even_;
+  while (!lines.empty()) {
+    // A line goes out as a C string: its text ends at a zero byte.
+    const std::size_t zero = lines.find('\0');
+    page.writeMacRoman(lines.substr(0, zero));
+    if (zero == lines.npos) return;
+    const std::string_view cut = pieceAround(lines, zero);
+    lines = {cut.data() + cut.size(), lines.data() + lines.size()};
+  }
 }
 
 bool Reordering::flush() { return (odd_.flush() && even_.flush()) || reportNoFile(); }
@@ -134,33 +178,25 @@ bool Reordering::beginPage() {
 
 // With the odd pages reversed too, the header must not be reversed with them.
 bool Reordering::keepHeaderApart() {
-  std::string header;
-  if (!header_.open(headerPath_) || !odd_.close() || !appendFile(oddPath_, header)) {
-    return reportNoFile();
-  }
-  header_.write(header);
-  return (header_.close() && odd_.open(oddPath_)) || reportNoFile();
+  return (header_.open(headerPath_) && odd_.close() && header_.append(oddPath_) &&
+          header_.close() && odd_.open(oddPath_)) ||
+         reportNoFile();
 }
 
 bool Reordering::finish() {
-  if (!even_.close() || !odd_.close() || !newEven_.close() || !newOdd_.close()) {
-    return reportNoFile();
-  }
-  std::string evenPages;
-  if (!appendFile(evenPath_, evenPages) || !appendFile(newEvenPath_, evenPages) ||
-      !replaceFile(evenPath_, evenPages)) {
-    return reportNoFile();
-  }
-  if (up_) {
-    std::string oddPages;
-    // A job without pages has no header apart.
-    if (pageCounter_ > 0 && !appendFile(headerPath_, oddPages)) return reportNoFile();
-    if (!appendFile(oddPath_, oddPages) || !appendFile(newOddPath_, oddPages) ||
-        !replaceFile(oddPath_, oddPages)) {
-      return reportNoFile();
-    }
-  }
-  return writeOutput() || reportNoFile();
+  const bool closed = even_.close() && odd_.close() && newEven_.close() && newOdd_.close();
+  return (closed && gatherEvenPages() && (!up_ || gatherOddPages()) && writeOutput()) ||
+         reportNoFile();
+}
+
+bool Reordering::gatherEvenPages() {
+  return even_.openAgain(evenPath_) && even_.append(newEvenPath_) && even_.close();
+}
+
+bool Reordering::gatherOddPages() {
+  if (!odd_.openAgain(oddPath_) || !odd_.append(newOddPath_)) return false;
+  // A job without pages has no header apart.
+  return (pageCounter_ == 0 || odd_.prepend(headerPath_)) && odd_.close();
 }
 
 std::string Reordering::blankPage() const {
@@ -171,18 +207,21 @@ std::string Reordering::blankPage() const {
 }
 
 bool Reordering::writeOutput() {
-  std::string pages;
-  if (!appendFile(oddPath_, pages)) return false;
-  output_.write(pages);
+  if (!output_.append(oddPath_)) return false;
   output_.write(kSecondPass);
   const std::string blank = blankPage();
   if (!down_) output_.write(blank);
   if (onlyInside_) output_.write(blank);
-  pages.clear();
-  if (!appendFile(evenPath_, pages)) return false;
-  output_.write(pages);
+  if (!output_.append(evenPath_)) return false;
   if (down_) output_.write(blank);
   return output_.close();
+}
+
+// Without a last line that the end of the input has cut off.
+std::string_view wholeLines(std::string_view lines) {
+  if (lines.empty()) return lines;
+  const std::string_view last = pieceAround(lines, lines.size() - 1);
+  return isUnterminated(last) ? lines.substr(0, lines.size() - last.size()) : lines;
 }
 
 bool reorder(int input, Reordering& reordering) {
@@ -192,23 +231,20 @@ bool reorder(int input, Reordering& reordering) {
   while (more) {
     if (!reordering.flush()) return false;  // the next read may wait
     more = reader.read();
-    while (const auto line = reader.nextPiece()) {
-      if (isUnterminated(*line) || cancellationRequested()) break;
-      if (!reordering.takeLine(*line)) return false;
-    }
+    if (!reordering.takeLines(wholeLines(reader.pieces()))) return false;
   }
   return !cancellationRequested() && reordering.finish();
 }
 
 bool moveToReversed(std::int32_t pageNumber, PageFile& sideStream, PageFile* reversedStream,
                     const std::string& sidePath, const std::string& reversedPath) {
-  std::string pages;
-  if (!sideStream.close() || !appendFile(sidePath, pages)) return false;
+  if (!sideStream.close()) return false;
   if (reversedStream && !reversedStream->close()) return false;
   // Pages 3 and 4 are the first to find a page of their parity in the side file.
   const bool first = pageNumber == 3 || pageNumber == 4;
-  if (!first && !appendFile(reversedPath, pages)) return false;
-  return sideStream.open(sidePath) && replaceFile(reversedPath, pages);
+  PageFile reversed;
+  return (first ? reversed.open(reversedPath) : reversed.openAgain(reversedPath)) &&
+         reversed.prepend(sidePath) && reversed.close() && sideStream.open(sidePath);
 }
 
 }  // namespace

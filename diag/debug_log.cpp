@@ -12,6 +12,7 @@
 #include <ctime>
 #include <string>
 
+#include "diag/property_list.h"
 #include "diag/settings_file.h"
 #include "platform/descriptor.h"
 #include "platform/system.h"
@@ -208,10 +209,11 @@ void dumpDictBody(const char* function, int line, const char* label, plist_t obj
   if (!levelIsOn(kDumpBit)) return;
   char* xml = nullptr;
   std::uint32_t length = 0;
-  if (object) plist_to_xml(object, &xml, &length);
+  const PropertyListLibrary* const list = object ? propertyListLibrary() : nullptr;
+  if (list) list->to_xml(object, &xml, &length);
   const std::string text = formatted("%s L%d: %s\n%.*s", function, line, label,
                                      static_cast<int>(length), xml ? xml : "");
-  std::free(xml);
+  if (xml) list->to_xml_free(xml);
   sendDump(function, line, text, "dumpDictBody", 237);
 }
 

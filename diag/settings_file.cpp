@@ -4,6 +4,7 @@
 #include <limits>
 #include <string_view>
 
+#include "diag/property_list.h"
 #include "platform/descriptor.h"
 
 namespace jobshaper {
@@ -30,21 +31,30 @@ bool isWholeList(std::string_view xml) {
          occurrences(xml, "<dict") + occurrences(xml, "<array") <= kMostContainers;
 }
 
-// The member `key` of `dictionary` when it has this type.
+// The member `key` of `dictionary` when it has this type. A dictionary that is there came out of
+// the library.
 plist_t member(plist_t dictionary, const char* key, plist_type type) {
-  const bool isDictionary = dictionary && plist_get_node_type(dictionary) == PLIST_DICT;
-  plist_t const item = isDictionary ? plist_dict_get_item(dictionary, key) : nullptr;
-  return item && plist_get_node_type(item) == type ? item : nullptr;
+  if (!dictionary) return nullptr;
+  const PropertyListLibrary& list = *propertyListLibrary();
+  const bool isDictionary = list.get_node_type(dictionary) == PLIST_DICT;
+  plist_t const item = isDictionary ? list.dict_get_item(dictionary, key) : nullptr;
+  return item && list.get_node_type(item) == type ? item : nullptr;
 }
 
 }  // namespace
 
-bool SettingsFile::read(const std::string& path) {
-  plist_free(root_);
+void SettingsFile::clear() {
+  if (root_) propertyListLibrary()->free(root_);
   root_ = nullptr;
+}
+
+bool SettingsFile::read(const std::string& path) {
+  clear();
   const std::string bytes = readWholeFile(path, kLargestFile + 1);
   if (bytes.size() > kLargestFile || !isWholeList(bytes)) return false;
-  plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root_);
+  const PropertyListLibrary* const list = propertyListLibrary();
+  if (!list) return false;
+  list->from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root_);
   return root_ != nullptr;
 }
 
@@ -53,7 +63,7 @@ plist_t SettingsFile::entry() const { return member(root_, kLogIdentifier, PLIST
 bool SettingsFile::traceAll() const {
   std::uint8_t value = 0;
   if (plist_t const item = member(root_, "traceAll", PLIST_BOOLEAN)) {
-    plist_get_bool_val(item, &value);
+    propertyListLibrary()->get_bool_val(item, &value);
   }
   return value != 0;
 }
@@ -62,7 +72,7 @@ std::optional<std::int32_t> SettingsFile::entryInteger(const char* key) const {
   plist_t const item = member(entry(), key, PLIST_UINT);
   if (!item) return std::nullopt;
   std::uint64_t bits = 0;  // the library hands negative numbers over as two's complement
-  plist_get_uint_val(item, &bits);
+  propertyListLibrary()->get_uint_val(item, &bits);
   using Limits = std::numeric_limits<std::int32_t>;
   return static_cast<std::int32_t>(
       std::clamp<std::int64_t>(static_cast<std::int64_t>(bits), Limits::min(), Limits::max()));
@@ -72,7 +82,7 @@ std::optional<std::string> SettingsFile::entryString(const char* key) const {
   plist_t const item = member(entry(), key, PLIST_STRING);
   if (!item) return std::nullopt;
   std::uint64_t length = 0;
-  const char* const text = plist_get_string_ptr(item, &length);
+  const char* const text = propertyListLibrary()->get_string_ptr(item, &length);
   if (!text) return std::nullopt;
   return std::string(text, length);
 }

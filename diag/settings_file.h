@@ -18,7 +18,7 @@ class SettingsFile {
   SettingsFile() = default;
   SettingsFile(const SettingsFile&) = delete;
   SettingsFile& operator=(const SettingsFile&) = delete;
-  ~SettingsFile() { plist_free(root_); }
+  ~SettingsFile() { clear(); }
 
   // Reads and parses the file anew, dropping what was read before. False when it is missing,
   // not a regular file or no XML property list; then nothing below has a value.
@@ -33,6 +33,7 @@ class SettingsFile {
   std::optional<std::string> entryString(const char* key) const;    // UTF-8
 
  private:
+  void clear();
   plist_t entry() const;
 
   plist_t root_ = nullptr;

@@ -30,7 +30,7 @@ void rewriteStream(const JobState& job, JobOutput& output) {
   bool more = true;
   while (more) {
     more = input.read();
-    if (!rewriter.handleAll(input.allPieces())) more = false;
+    if (!rewriter.handleAll(input.pieces())) more = false;
     output.flush();  // the next read may wait, and takes the pieces' place
   }
 }

@@ -66,6 +66,10 @@ Descriptor createFile(const std::string& path) {
   return Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
 }
 
+Descriptor openForUpdate(const std::string& path) {
+  return Descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+}
+
 void openMissingStandardStreams() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
     if (::fcntl(descriptor, F_GETFD) == -1) ::open("/dev/null", O_RDWR);  // takes the lowest number
@@ -118,19 +122,28 @@ bool writeAll(int descriptor, std::string_view bytes) {
   return writeAll(descriptor, &span, 1);
 }
 
-bool appendFile(const std::string& path, std::string& bytes) {
-  const Descriptor file = openForReading(path);
-  struct stat status {};
-  if (!file.valid() || ::fstat(file.get(), &status) != 0) return false;
-  const std::size_t before = bytes.size();
-  const auto size = static_cast<std::size_t>(status.st_size);
-  bytes.resize(before + size);
-  return readFully(file.get(), bytes.data() + before, size) == size;
+bool readAt(int descriptor, char* buffer, std::size_t size, off_t position) {
+  while (size > 0) {
+    const ssize_t n = ::pread(descriptor, buffer, size, position);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    buffer += n;
+    size -= static_cast<std::size_t>(n);
+    position += n;
+  }
+  return true;
 }
 
-bool replaceFile(const std::string& path, std::string_view bytes) {
-  const Descriptor file = createFile(path);
-  return file.valid() && writeAll(file.get(), bytes);
+bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position) {
+  while (size > 0) {
+    const ssize_t n = ::pwrite(descriptor, bytes, size, position);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    bytes += n;
+    size -= static_cast<std::size_t>(n);
+    position += n;
+  }
+  return true;
 }
 
 std::string readWholeFile(const std::string& path, std::size_t limit) {

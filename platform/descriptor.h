@@ -2,6 +2,7 @@
 // about interrupted, partial and non-blocking calls.
 #pragma once
 
+#include <sys/types.h>
 #include <sys/uio.h>
 
 #include <cstddef>
@@ -38,6 +39,9 @@ Descriptor openRegularFile(const std::string& path);
 // A new or emptied file that only its owner can read.
 Descriptor createFile(const std::string& path);
 
+// An existing file, to be read and changed.
+Descriptor openForUpdate(const std::string& path);
+
 // Standard input, output and error are opened on nothing if whoever started the process has
 // closed them; otherwise the next file to be opened would receive the job.
 void openMissingStandardStreams();
@@ -58,12 +62,10 @@ std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 bool writeAll(int descriptor, iovec* spans, std::size_t count);
 bool writeAll(int descriptor, std::string_view bytes);
 
-// Appends the whole of a file to `bytes`. False when it cannot be read to its end.
-bool appendFile(const std::string& path, std::string& bytes);
-
-// Makes these bytes the content of a file, which is created or emptied. False when they cannot
-// all be written.
-bool replaceFile(const std::string& path, std::string_view bytes);
+// All bytes from this position of a file on, wherever its next read or write would be. False
+// when the file has fewer, or room for fewer.
+bool readAt(int descriptor, char* buffer, std::size_t size, off_t position);
+bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position);
 
 // The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
 // regular file.

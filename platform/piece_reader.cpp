@@ -12,6 +12,13 @@ namespace jobshaper {
 
 namespace {
 
+// A build with a small one, for the tests, shows that nothing depends on where the reads end.
+#if defined(JOBSHAPER_INPUT_BLOCK)
+constexpr std::size_t kInputBlock = JOBSHAPER_INPUT_BLOCK;
+#else
+constexpr std::size_t kInputBlock = kPipeSize;
+#endif
+
 // Where the byte stands last; npos when it does not.
 std::size_t lastOf(std::string_view bytes, char wanted) {
 #if defined(__linux__)
@@ -35,10 +42,6 @@ std::size_t lineBegin(std::string_view bytes, std::size_t position) {
   return begin;
 }
 
-bool isWholePiece(std::string_view piece) {
-  return piece.size() == kLongestPiece || piece.ends_with('\n') || piece.ends_with('\r');
-}
-
 }  // namespace
 
 std::string_view firstPiece(std::string_view bytes) {
@@ -54,6 +57,8 @@ std::string_view pieceAround(std::string_view bytes, std::size_t position) {
   const std::size_t begin = line + (position - line) / kLongestPiece * kLongestPiece;
   return firstPiece(bytes.substr(begin));
 }
+
+PieceReader::PieceReader(int descriptor) : PieceReader(descriptor, kInputBlock) {}
 
 PieceReader::PieceReader(int descriptor, std::size_t block)
     : descriptor_(descriptor), block_(block), buffer_(new char[kLongestPiece + block]) {
@@ -74,14 +79,7 @@ bool PieceReader::read() {
   return !endOfInput_;
 }
 
-std::optional<std::string_view> PieceReader::nextPiece() {
-  const std::string_view piece = firstPiece({buffer_.get() + begin_, end_ - begin_});
-  if (piece.empty() || !(isWholePiece(piece) || endOfInput_)) return std::nullopt;
-  begin_ += piece.size();
-  return piece;
-}
-
-std::string_view PieceReader::allPieces() {
+std::string_view PieceReader::pieces() {
   std::string_view bytes(buffer_.get() + begin_, end_ - begin_);
   if (!endOfInput_) {
     const std::size_t line = lineBegin(bytes, bytes.size());

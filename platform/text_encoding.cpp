@@ -2,7 +2,10 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
 
 namespace jobshaper {
 
@@ -40,18 +43,58 @@ void appendUtf8(std::string& text, char16_t c) {
   text += static_cast<char>(0x80 | (c & 0x3F));
 }
 
+// How many bytes at the beginning are ASCII; eight are tested at once.
+std::size_t asciiPrefix(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::size_t i = 0;
+  for (std::uint64_t eight; i + sizeof eight <= text.size(); i += sizeof eight) {
+    std::memcpy(&eight, text.data() + i, sizeof eight);
+    if ((eight & kHighBits) != 0) break;
+  }
+  while (i < text.size() && static_cast<unsigned char>(text[i]) < 0x80) ++i;
+  return i;
+}
+
 }  // namespace
+
+void appendUtf8FromMacRoman(std::string& utf8, std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t plain = asciiPrefix(text);  // which stays as it is
+    utf8.append(text.substr(0, plain));
+    text.remove_prefix(plain);
+    while (!text.empty() && static_cast<unsigned char>(text.front()) >= 0x80) {
+      appendUtf8(utf8, kMacRoman[static_cast<unsigned char>(text.front()) - 0x80]);
+      text.remove_prefix(1);
+    }
+  }
+}
 
 std::string utf8FromMacRoman(std::string_view text) {
   std::string result;
   result.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      result += c;
-    } else {
-      appendUtf8(result, kMacRoman[byte - 0x80]);
+  appendUtf8FromMacRoman(result, text);
+  return result;
+}
+
+std::optional<std::string> macRomanFromUtf8(std::string_view text) {
+  if (!isValidUtf8(text)) return std::nullopt;
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i++]);
+    if (lead < 0x80) {
+      result += static_cast<char>(lead);
+      continue;
     }
+    std::size_t following = 1;
+    if (lead >= 0xE0) following = lead < 0xF0 ? 2 : 3;
+    std::uint32_t character = lead & (0x3FU >> following);
+    for (; following > 0; --following) {
+      character = character << 6 | (static_cast<unsigned char>(text[i++]) & 0x3F);
+    }
+    const auto found = std::ranges::find(kMacRoman, character);
+    if (found == std::end(kMacRoman)) return std::nullopt;
+    result += static_cast<char>(0x80 + (found - kMacRoman));
   }
   return result;
 }

@@ -11,12 +11,13 @@ allowed() {
     settings) echo "settings diag platform" ;;
     pjl)      echo "pjl settings diag platform" ;;
     booklet)  echo "booklet settings diag platform" ;;
+    queue)    echo "queue settings platform" ;;
     filter)   echo "filter booklet pjl settings diag platform" ;;
   esac
 }
 
 status=0
-for room in platform diag settings pjl booklet filter; do
+for room in platform diag settings pjl booklet queue filter; do
   for file in "$room"/*.h "$room"/*.cpp; do
     for included in $(sed -n 's|^#include "\([a-z]*\)/.*|\1|p' "$file"); do
       if [[ " $(allowed "$room") " != *" $included "* ]]; then

@@ -80,6 +80,7 @@ enum Fragment : std::size_t {
   kProlog,
   kRetainedCopies,
   kJobPjl,
+  kLargeBlock,
   kRepeated,
   kFragments
 };
@@ -99,6 +100,7 @@ class Writer {
     }
     if (!dice_.oneIn(16)) weights_[kRepeated] = 0;
     if (!dice_.oneIn(8)) weights_[kLongRun] = 0;
+    if (!dice_.oneIn(40)) weights_[kLargeBlock] = 0;
     texts_.clear();
     const std::size_t kinds = dice_.between(1, kTextCount);
     for (std::size_t i = 0; i < kinds; ++i) texts_.push_back(dice_.from(kTexts));
@@ -188,6 +190,9 @@ class Writer {
         break;
       case kJobPjl:
         line(dice_.oneIn(2) ? "\x1b%-12345X@PJL JOB" : "@PJL SET COPIES = 2");
+        break;
+      case kLargeBlock:
+        if (depth == 0) largeBlock();
         break;
       case kRepeated:
         if (depth == 0) {
@@ -396,6 +401,28 @@ class Writer {
   void inputSlotFeature() {
     feature("InputSlot", "Tray" + std::to_string(dice_.below(6)),
             dice_.oneIn(3) ? "" : "<< /MediaPosition 1 >> setpagedevice");
+  }
+
+  // A page-size block about as large as what the output can keep, or larger, and its uses.
+  void largeBlock() {
+    static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
+    const std::size_t goal = job_.size() + dice_.from(kSizes) - 20 - dice_.below(90);
+    line("%%BeginFeature: *PageSize Letter");
+    while (job_.size() + 100 < goal) {
+      if (dice_.oneIn(20)) {
+        line(text());
+      } else {
+        run(dice_.between(50, 98));
+        job_ += '\n';
+      }
+    }
+    if (job_.size() < goal) run(goal - job_.size());
+    job_ += '\n';
+    line("%%EndFeature");
+    for (std::size_t i = dice_.below(6); i > 0; --i) {
+      inputSlotFeature();
+      fragment(kTextLine, 1);
+    }
   }
 
   void page() {

@@ -34,7 +34,7 @@ constexpr char kJobId[] = "42";
 constexpr const char* kManualFiles[] = {"/qvn_manualPS", "/pageReOrdered", "/pageEven",
                                         "/newEvenOrder", "/headerPS",      "/newOddOrder"};
 
-[[noreturn]] void give_up(const char* what) {
+[[noreturn]] void giveUp(const char* what) {
   std::fprintf(stderr, "the judge cannot go on: %s: %s\n", what, std::strerror(errno));
   std::abort();
 }
@@ -43,7 +43,7 @@ constexpr const char* kManualFiles[] = {"/qvn_manualPS", "/pageReOrdered", "/pag
 class MemoryFile {
  public:
   MemoryFile() : descriptor_(memfd_create("judge", MFD_CLOEXEC)) {
-    if (descriptor_ < 0) give_up("memfd_create");
+    if (descriptor_ < 0) giveUp("memfd_create");
   }
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
@@ -53,23 +53,23 @@ class MemoryFile {
   Descriptor copy() const { return Descriptor(fcntl(descriptor_, F_DUPFD_CLOEXEC, 3)); }
 
   void clear() {
-    if (ftruncate(descriptor_, 0) != 0) give_up("ftruncate");
+    if (ftruncate(descriptor_, 0) != 0) giveUp("ftruncate");
     lseek(descriptor_, 0, SEEK_SET);
   }
   void fill(const std::string& bytes) {
     clear();
-    if (!writeAll(descriptor_, bytes)) give_up("write");
+    if (!writeAll(descriptor_, bytes)) giveUp("write");
     lseek(descriptor_, 0, SEEK_SET);
   }
   std::string content() const {
     struct stat status {};
-    if (fstat(descriptor_, &status) != 0) give_up("fstat");
+    if (fstat(descriptor_, &status) != 0) giveUp("fstat");
     std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
     std::size_t done = 0;
     while (done < bytes.size()) {
       const ssize_t n =
           pread(descriptor_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
-      if (n <= 0) give_up("pread");
+      if (n <= 0) giveUp("pread");
       done += static_cast<std::size_t>(n);
     }
     return bytes;
@@ -122,7 +122,7 @@ class Feeder {
     largest_ = std::max(largest_, bytes.size() / 100 + 1);
     int ends[2];
     bool pipe = delivery.pipe && !(ahead && largest_ > 4096);
-    if (pipe && pipe2(ends, O_CLOEXEC | (ahead ? O_DIRECT : 0)) != 0) give_up("pipe2");
+    if (pipe && pipe2(ends, O_CLOEXEC | (ahead ? O_DIRECT : 0)) != 0) giveUp("pipe2");
     if (pipe) {
       reading_ = Descriptor(ends[0]);
       writing_ = Descriptor(ends[1]);
@@ -153,7 +153,7 @@ class Feeder {
     if (n > 0)
       at_ += static_cast<std::size_t>(n);
     else if (errno != EAGAIN)
-      give_up("write to the pipe");
+      giveUp("write to the pipe");
   }
 
  private:
@@ -176,10 +176,14 @@ class Feeder {
 
 void handOut(PieceReader& reader, StreamRewriter& rewriter, bool byPiece) {
   if (!byPiece) {
-    (void)rewriter.handleAll(reader.allPieces());
+    (void)rewriter.handleAll(reader.pieces());
     return;
   }
-  while (const auto piece = reader.nextPiece()) rewriter.handle(*piece);
+  for (std::string_view rest = reader.pieces(); !rest.empty();) {
+    const std::string_view piece = firstPiece(rest);
+    rewriter.handle(piece);
+    rest.remove_prefix(piece.size());
+  }
 }
 
 void fillOptions(const JudgedJob& job, argumentStore& options) {
@@ -190,9 +194,14 @@ void fillOptions(const JudgedJob& job, argumentStore& options) {
 }
 
 std::string contentOf(const std::string& path) {
-  std::string bytes;
-  (void)appendFile(path, bytes);
-  return bytes;
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool replaceFile(const std::string& path, const std::string& content) {
+  std::ofstream file(path, std::ios::binary);
+  file << content;
+  return static_cast<bool>(file.flush());
 }
 
 std::string manualFile(const char* name) { return workFolder() + name + kJobId; }
@@ -205,7 +214,7 @@ const std::string& workFolder() {
       std::string pattern = "/dev/shm/jobshaper-judge-XXXXXX";
       if (!mkdtemp(pattern.data())) {
         pattern = std::filesystem::temp_directory_path() / "jobshaper-judge-XXXXXX";
-        if (!mkdtemp(pattern.data())) give_up("mkdtemp");
+        if (!mkdtemp(pattern.data())) giveUp("mkdtemp");
       }
       path = pattern;
     }
@@ -223,7 +232,7 @@ std::string pageCountPath(const std::string& content) {
   static std::optional<std::string> written;
   const std::string path = workFolder() + "/count";
   if (written != content) {
-    if (!replaceFile(path, content)) give_up("page-count file");
+    if (!replaceFile(path, content)) giveUp("page-count file");
     written = content;
   }
   return path;
@@ -237,7 +246,7 @@ std::string instructionFolder(const JudgedJob& job) {
     for (const auto& [language, page] : job.instructionPages) {
       const std::string name = folder + "/" + language + ".lproj";
       std::filesystem::create_directories(name);
-      if (!replaceFile(name + "/instruction(null)", page)) give_up("instruction page");
+      if (!replaceFile(name + "/instruction(null)", page)) giveUp("instruction page");
     }
     written = job.instructionPages;
   }
@@ -383,11 +392,11 @@ std::optional<PageFiles> produceRearranged(std::int32_t pageNumber, const PageFi
   const std::string reversedPath = workFolder() + "/reversed";
   PageFile side;
   PageFile reversed;
-  if (!side.open(sidePath) || !reversed.open(reversedPath)) give_up("page files");
+  if (!side.open(sidePath) || !reversed.open(reversedPath)) giveUp("page files");
   side.write(files.side);
   reversed.write(files.reversed);
-  if (!side.flush() || !reversed.flush()) give_up("page files");
-  if (!withReversedStream && !reversed.close()) give_up("page files");
+  if (!side.flush() || !reversed.flush()) giveUp("page files");
+  if (!withReversedStream && !reversed.close()) giveUp("page files");
   if (reArrangedPages(pageNumber, side, withReversedStream ? &reversed : nullptr, sidePath,
                       reversedPath) != 1) {
     return std::nullopt;

@@ -25,6 +25,12 @@ namespace jobshaper::testing {
 
 namespace {
 
+// A program of another build can take the place of the one that the tests were built with.
+std::string fromEnvironment(const char* variable, const char* otherwise) {
+  const char* const value = getenv(variable);
+  return value ? value : otherwise;
+}
+
 using Clock = std::chrono::steady_clock;
 
 void closeIfOpen(int& descriptor) {
@@ -284,8 +290,8 @@ std::vector<std::string> Job::argv() const {
 }
 
 const std::string& Job::program() const {
-  static const std::string plain = JOBSHAPER_PROGRAM;
-  static const std::string at = JOBSHAPER_AT_PROGRAM;
+  static const std::string plain = fromEnvironment("JOBSHAPER_TEST_PROGRAM", JOBSHAPER_PROGRAM);
+  static const std::string at = fromEnvironment("JOBSHAPER_TEST_AT_PROGRAM", JOBSHAPER_AT_PROGRAM);
   return version_ ? at : plain;
 }
 

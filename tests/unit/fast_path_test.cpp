@@ -251,7 +251,7 @@ TEST(FastPath, WritesWhatThePlainLoopWrites) {
       PieceReader reader(source.descriptor(), randomBlock(random));
       for (bool more = true; more;) {
         more = reader.read();
-        EXPECT_TRUE(rewriter.handleAll(reader.allPieces()));
+        EXPECT_TRUE(rewriter.handleAll(reader.pieces()));
         output.flush();
       }
     });
@@ -291,7 +291,7 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
       ASSERT_EQ(write(ends[1], job.data() + sent, n), static_cast<ssize_t>(n));
       sent += n;
       ASSERT_TRUE(reader.read());
-      received += reader.allPieces();
+      received += reader.pieces();
       while (whole < sent) {  // the end of the last piece that has come whole
         const std::string_view piece =
             firstPiece(std::string_view(job).substr(whole, sent - whole));
@@ -302,7 +302,7 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
     }
     close(ends[1]);
     EXPECT_FALSE(reader.read());
-    received += reader.allPieces();
+    received += reader.pieces();
     EXPECT_EQ(received, job);
     close(ends[0]);
   }

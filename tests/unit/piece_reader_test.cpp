@@ -25,9 +25,12 @@ Pieces piecesOf(int descriptor) {
   bool more = true;
   while (more) {
     more = reader.read();
-    while (const auto piece = reader.nextPiece()) pieces.emplace_back(*piece);
+    for (std::string_view rest = reader.pieces(); !rest.empty();) {
+      pieces.emplace_back(firstPiece(rest));
+      rest.remove_prefix(pieces.back().size());
+    }
   }
-  EXPECT_FALSE(reader.nextPiece());
+  EXPECT_EQ(reader.pieces(), "");
   return pieces;
 }
 
@@ -78,16 +81,16 @@ TEST(PieceReader, HandsOutWhatHasComeBeforeItWaitsForMore) {
   PieceReader reader(ends[0], 100);
   ASSERT_EQ(write(ends[1], "one\ntw", 6), 6);
   ASSERT_TRUE(reader.read());
-  EXPECT_EQ(reader.nextPiece(), "one\n");
-  EXPECT_EQ(reader.nextPiece(), std::nullopt);
+  EXPECT_EQ(reader.pieces(), "one\n");
+  EXPECT_EQ(reader.pieces(), "");
   ASSERT_EQ(write(ends[1], "o\nend", 5), 5);
   ASSERT_TRUE(reader.read());
-  EXPECT_EQ(reader.nextPiece(), "two\n");
-  EXPECT_EQ(reader.nextPiece(), std::nullopt);
+  EXPECT_EQ(reader.pieces(), "two\n");
+  EXPECT_EQ(reader.pieces(), "");
   close(ends[1]);
   EXPECT_FALSE(reader.read());
-  EXPECT_EQ(reader.nextPiece(), "end");
-  EXPECT_EQ(reader.nextPiece(), std::nullopt);
+  EXPECT_EQ(reader.pieces(), "end");
+  EXPECT_EQ(reader.pieces(), "");
   close(ends[0]);
 }
 

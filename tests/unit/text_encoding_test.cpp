@@ -15,6 +15,23 @@ TEST(MacRoman, BecomesUtf8AsAppleMapsIt) {
   EXPECT_EQ(utf8FromMacRoman("a\xff z"), "a\xCB\x87 z");  // caron
 }
 
+TEST(MacRoman, IsMadeOfUtf8) {
+  EXPECT_EQ(macRomanFromUtf8(""), "");
+  EXPECT_EQ(macRomanFromUtf8("\xE2\x82\xAC \xEF\xA3\xBF \xC3\xA4"), "\xdb \xf0 \x8a");
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string mac(1, static_cast<char>(byte));
+    EXPECT_EQ(macRomanFromUtf8(utf8FromMacRoman(mac)), mac) << byte;
+  }
+}
+
+TEST(MacRoman, IsNotMadeOfOtherCharacters) {
+  // Cyrillic, a combining accent, a supplementary character, a control of Latin 1, no UTF-8.
+  for (const char* text :
+       {"\xD0\x9E", "e\xCC\x81", "\xF0\x9F\x98\x80", "\xC2\x80", "a\xC3", "\x8E", "\xC1\xA1"}) {
+    EXPECT_EQ(macRomanFromUtf8(text), std::nullopt) << text;
+  }
+}
+
 TEST(Utf8, IsCheckedByteForByte) {
   for (const char* good : {"", "ascii", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
                            "\xEE\x80\x80", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {

@@ -1,0 +1,88 @@
+"""What is measured: the commands, and what each finds in its temporary directory."""
+
+import dataclasses
+import pathlib
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build" / "bench"
+FILTER = BUILD / "jobshaper"
+MEASURE = BUILD / "bench" / "measure"
+PARSE_ONLY = BUILD / "bench" / "parse_only"
+INNER = BUILD / "bench" / "inner_bench"
+PPD = ROOT / "tests" / "real_jobs" / "printer.ppd"
+
+TRACE_SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict><key>Feiprion</key><dict>
+<key>debugLevel</key><integer>7</integer>
+<key>moduleNumber</key><integer>1</integer>
+<key>debugFile</key><string>trace</string>
+</dict></dict></plist>
+"""
+
+
+def cups_arguments(program, options=""):
+    """As CUPS starts a filter that reads standard input."""
+    return [str(program), "42", "guest", "Title", "1", options]
+
+
+@dataclasses.dataclass(frozen=True)
+class Command:
+    name: str
+    argv: tuple
+    capture: bool = False
+    trace: bool = False
+    manual: bool = False
+
+    def prepare(self, folder: pathlib.Path) -> dict:
+        """Fills the empty folder that becomes TMPDIR; answers with the environment."""
+        ppd = PPD
+        if self.capture:
+            (folder / "qvn_log").touch()
+        if self.trace:
+            settings = folder / "Debug" / ".DebugPlist"
+            settings.mkdir(parents=True)
+            (settings / "qvDebug.plist").write_text(TRACE_SETTINGS)
+        if self.manual:
+            ppd = folder / "manual.ppd"
+            ppd.write_text('*PPD-Adobe: "4.3"\n*QvnManualBooklet: True\n')
+        return {
+            "PATH": "/usr/bin:/bin",
+            "LC_ALL": "C",
+            "LANG": "en_US.UTF-8",
+            "TMPDIR": str(folder),
+            "DEVICE_URI": "socket://printer.local",
+            "PPD": str(ppd),
+        }
+
+    def left_traces(self, folder: pathlib.Path) -> bool:
+        """Whether what was to be switched on was on."""
+        wanted = ["qvn_ps", "qvn_ps2"] if self.capture else ["trace"] if self.trace else []
+        return all((folder / name).is_file() and (folder / name).stat().st_size for name in wanted)
+
+
+def _command(name, argv, **switches):
+    return Command(name, tuple(argv), **switches)
+
+
+# A second `cat` among the others shows how far two equal programs lie apart.
+CAT = _command("cat", ["cat"])
+CAT_AGAIN = _command("cat, again", ["cat"])
+PLAIN = _command("jobshaper", cups_arguments(FILTER))
+CAPTURE = _command("jobshaper, capture on", cups_arguments(FILTER), capture=True)
+TRACE = _command("jobshaper, trace on", cups_arguments(FILTER), trace=True)
+BOOKLET = _command("jobshaper, booklet", cups_arguments(FILTER, "QVBookletFold=SaddleStitch"))
+MANUAL = _command("jobshaper, manual booklet", cups_arguments(FILTER, "QVBookletFold=Booklet"), manual=True)
+SED = _command("sed", ["sed", "-f", str(ROOT / "bench" / "plain-rules.sed")])
+PSTOPS = _command("pstops", cups_arguments("/usr/lib/cups/filter/pstops"))
+PARSE = _command("parse_only", cups_arguments(PARSE_ONLY))
+
+STREAM = [CAT, CAT_AGAIN, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS]
+BY_HAND = [CAT, MANUAL, SED, PSTOPS]
+START = [CAT, PARSE, PLAIN, PSTOPS]
+BOOKLET_PAGES = [16, 64, 256, 1024]
+
+
+def first_line(*argv) -> str:
+    return subprocess.run(argv, capture_output=True, text=True, check=True).stdout.splitlines()[0]

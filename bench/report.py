@@ -1,0 +1,316 @@
+"""What was measured, as Markdown for people, and as a bar chart."""
+
+import pathlib
+
+import commands
+from commands import CAPTURE, CAT, CAT_AGAIN, BOOKLET, MANUAL, PARSE, PLAIN, PSTOPS, SED, TRACE
+from jobs import KINDS
+
+BEGIN = "<!-- bench:begin (script/bench writes what stands between the two marks) -->"
+END = "<!-- bench:end -->"
+
+KIND_NOTES = {
+    "short-lines": "text set by `pdftops`: a number or two on each line, 4 bytes on average",
+    "text": "text set by groff, lines of 60 bytes",
+    "hex": "pictures as hexadecimal digits, lines of 64 bytes",
+    "ascii85": "compressed pictures as ASCII85, lines of 64 bytes",
+    "binary": "compressed pictures as they are: every fourth line has a zero byte in it",
+    "long-runs": "uncompressed pictures as they are: 37000 bytes from one line end to the next",
+}
+
+
+def table(header, rows, texts=1):
+    """The first `texts` columns hold text, the others numbers."""
+    rule = ["---"] * texts + ["---:"] * (len(header) - texts)
+    return "\n".join("| " + " | ".join(row) + " |" for row in [header, rule, *rows])
+
+
+def percent(value):
+    return f"{value * 100:.0f} %" if value >= 0.1 else f"{value * 100:.1f} %"
+
+
+def factor(value):
+    return f"{value:.1f}" if value < 10 else f"{value:.0f}"
+
+
+def per_byte(row):
+    count = row.get("instructions")
+    if count is None:
+        return "–"
+    return f"{count:.2f}" if count < 10 else f"{count:.0f}"
+
+
+def mebibytes(kib):
+    return f"{kib / 1024:.1f}"
+
+
+def above(results, name, row):
+    """Peak memory above the program that only parses the options; not for those without libcups."""
+    if name in (CAT.name, CAT_AGAIN.name, SED.name):
+        return "–"
+    return f"{(row['memory'] - results['start'][PARSE.name]['memory']) / 1024:+.1f}"
+
+
+def conditions(results):
+    machine = results["machine"]
+    cores = "1 core" if machine["cores"] == 1 else f"{machine['cores']} cores"
+    return (f"{results['date']}, {cores} of {machine['cpu']}, {machine['kernel']}, {machine['system']}; "
+            f"jobs of {results['size']} MB, medians of {results['rounds']} interleaved runs")
+
+
+def measured_row(results, where, name, row):
+    return [where, name, percent(row["pipe"]), percent(row["file"]), f"{row['cpu']:.3f}", per_byte(row),
+            mebibytes(row["memory"]), above(results, name, row)]
+
+
+COLUMNS = ["Job", "Command", "Share of `cat`, pipe to pipe", "Share of `cat`, file to pipe",
+           "CPU seconds per 100 MB", "Instructions per byte", "Peak memory, MiB", "above `parse_only`, MiB"]
+
+
+def stream_table(results):
+    rows = [measured_row(results, title, name, row)
+            for kind, title in KINDS.items() for name, row in results["stream"][kind].items()]
+    return table(COLUMNS, rows, texts=2)
+
+
+def by_hand_table(results):
+    rows = [measured_row(results, f"{pages} pages", name, row)
+            for pages, by_command in results["by_hand"].items() for name, row in by_command.items()]
+    return table(COLUMNS, rows, texts=2)
+
+
+def start_table(results):
+    rows = []
+    for name, row in results["start"].items():
+        count = row.get("instructions")
+        rows.append([name, f"{row['against_cat']:.2f}", f"{row['against_parse']:.2f}",
+                     f"{row['cpu_against_parse']:.2f}", f"{count / 1e6:.2f}" if count else "–",
+                     mebibytes(row["memory"]), above(results, name, row)])
+    return table(["Command", "Time, `cat` = 1", "Time, `parse_only` = 1", "CPU time, `parse_only` = 1",
+                  "Million instructions", "Peak memory, MiB", "above `parse_only`, MiB"], rows)
+
+
+def times_less(results, name):
+    """How many times the filter's CPU seconds another command takes: over the kinds, least first."""
+    values = [results["stream"][kind][name]["cpu"] / results["stream"][kind][PLAIN.name]["cpu"] for kind in KINDS]
+    return f"{factor(min(values))} to {factor(max(values))} times"
+
+
+def range_of(values):
+    return f"{min(values):.1f} to {max(values):.1f}"
+
+
+def summary_table(results):
+    """Share of cat between two pipes, a column for each kind of job."""
+    rows = []
+    for command in (CAT_AGAIN, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS):
+        rows.append([command.name] + [percent(results["stream"][kind][command.name]["pipe"]) for kind in KINDS])
+    return table(["Share of `cat`"] + list(KINDS.values()), rows)
+
+
+def findings(results):
+    start = results["start"]
+    peak = max(results["stream"][kind][PLAIN.name]["memory"] for kind in KINDS)
+    lines = [
+        f"* In CPU seconds, `sed` with the same rules takes {times_less(results, SED.name)} and `pstops` "
+        f"{times_less(results, PSTOPS.name)} as much as the filter.",
+        f"* With capture on a job takes "
+        f"{range_of([results['stream'][kind][CAPTURE.name]['against_plain'] for kind in KINDS])} times as long.",
+        f"* A job of one page takes {start[PLAIN.name]['against_parse']:.2f} times as long as a program that only "
+        f"calls `cupsParseOptions`, {start[PLAIN.name]['against_cat']:.1f} times as long as `cat`; `pstops` "
+        f"{start[PSTOPS.name]['against_cat']:.1f} times as long as `cat`.",
+        f"* Peak memory is {(peak - start[PARSE.name]['memory']) / 1024:.1f} MiB above that program"
+        + (f", {(results['four_gib'] - start[PARSE.name]['memory']) / 1024:.1f} MiB for 4 GiB through a pipe."
+           if "four_gib" in results else "."),
+    ]
+    return "\n".join(lines)
+
+
+def exactness(results):
+    low, high = (percent(share) for share in results["again"])
+    return f"Half of all runs of the second `cat` came out between {low} and {high}: so exact are the shares."
+
+
+def tables(results):
+    return "\n\n".join([conditions(results), summary_table(results), exactness(results), findings(results), stream_table(results),
+                        by_hand_table(results), start_table(results)])
+
+
+def document(results):
+    machine = results["machine"]
+    kinds = "\n".join(f"| {KINDS[kind]} | {note} |" for kind, note in KIND_NOTES.items())
+    return f"""# What the filter costs
+
+`script/bench` measured this and wrote this page; the same command measures your machine. Ratios are
+what carries over from one machine to another.
+
+{conditions(results)}. Beside the filter: {machine['cat']}, {machine['sed']}, {machine['pstops']}.
+The load of the machine was {machine['load']:.2f} before the first run. {exactness(results)}
+
+![Bar chart of what the tables say](benchmarks.svg)
+
+## How it was measured
+
+**Jobs.** A document of five pages, made by groff and Ghostscript and printed through CUPS's `pstops`,
+which puts in the features of paper size, tray and booklet that the filter's rules look for. Its pages are
+repeated up to {results['size']} MB.
+
+| Job | What stands in it |
+| --- | --- |
+{kinds}
+
+**Commands.** `cat` is the least that any filter can cost. `cat, again` is a second `cat` among the
+commands, to show how exact the shares are. `sed` has the filter's rules for
+an ordinary job, `bench/plain-rules.sed`, and prints what the filter prints between header and trailer; that
+was compared. `pstops` is the filter that CUPS itself runs on every PostScript job. *Capture on* writes what
+comes in and what goes out to two files as well, *trace on* the diagnostic log. `parse_only` calls
+`cupsParseOptions` and ends: no filter that uses libcups can start faster. All run in the C locale.
+
+**Columns.** *Share of `cat`*: the time that `cat` takes from its start to the last byte, as a share of the
+time that the command takes. *Pipe to pipe*: one process writes the job from memory into a pipe of the
+default size, another reads the output from such a pipe and throws it away. *File to pipe*: the job is a
+file in the page cache, as standard input. *CPU seconds*: user and system time of the command alone, pipe to
+pipe; MB are powers of ten. *Instructions*: those of the command without the kernel's, as
+`valgrind --tool=callgrind` counts them, as the difference between two sizes of the job, so without the
+start; they do not depend on the machine's load. *Peak memory*: the resident set, with the parts of shared
+libraries and files that are mapped.
+
+## Large jobs
+
+{stream_table(results)}
+
+## Booklets made by hand
+
+{by_hand_table(results)}
+
+Jobs of the text kind, {results['booklet_size']} MB each, so the pages of the first are 64 times as large as
+those of the last. The filter reorders the job through temporary files before it prints anything. `sed` and
+`pstops` do not: they have the same work as above.
+
+## A job of one page
+
+{start_table(results)}
+
+{results['one_page']} bytes, from a file to a pipe, medians of {results['starts']} interleaved runs, every ratio
+taken run by run. Most of this time goes into loading libcups and the libraries behind it.
+
+## In short
+
+{findings(results)}
+"""
+
+
+def readme_section(results):
+    return f"""{BEGIN}
+![Bar chart: share of the speed of cat, and CPU seconds per 100 MB](docs/benchmarks.svg)
+
+{summary_table(results)}
+
+{findings(results)}
+
+Between two pipes; 100 % is as fast as `cat`. {exactness(results)} {conditions(results)}.
+Everything else that was measured, and how: [docs/benchmarks.md](docs/benchmarks.md). `script/bench` measures
+your machine.
+{END}"""
+
+
+# The chart.
+
+COLOURS = {
+    PLAIN: "#1b5e9b",
+    CAPTURE: "#7fb3dd",
+    MANUAL: "#3f8f5f",
+    SED: "#d98c2b",
+    PSTOPS: "#8d8d8d",
+    PARSE: "#b9a3cf",
+}
+LABELS = {SED: "sed, same rules"}
+WIDTH, BAR, GAP, LABEL_WIDTH, VALUE_WIDTH = 920, 13, 12, 92, 52
+
+
+def text(x, y, content, anchor="start", weight="normal", size=12, colour="#222"):
+    return (f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" font-size="{size}" font-weight="{weight}" '
+            f'fill="{colour}">{content}</text>')
+
+
+def bars(left, top, title, groups, show, reference=0.0):
+    """Groups of bars, each a label and its (command, value) pairs; the values stand at their ends.
+    Answers with the drawing and where it ends."""
+    longest = max([reference] + [value for _, group in groups for _, value in group])
+    scale = (WIDTH / 2 - 32 - LABEL_WIDTH - VALUE_WIDTH) / longest
+    origin = left + LABEL_WIDTH
+    parts = [text(left, top, title, weight="bold", size=13)]
+    y = top + 18
+    for label, group in groups:
+        parts.append(text(origin - 8, y + len(group) * BAR / 2 + 4, label, anchor="end"))
+        for command, value in group:
+            parts.append(f'<rect x="{origin}" y="{y + 1}" width="{max(1.0, value * scale):.1f}" '
+                         f'height="{BAR - 2}" fill="{COLOURS[command]}"/>')
+            parts.append(text(origin + value * scale + 4, y + BAR - 3, show(value), size=10))
+            y += BAR
+        y += GAP
+    bottom = y - GAP + 4
+    parts.append(f'<line x1="{origin}" y1="{top + 14}" x2="{origin}" y2="{bottom}" stroke="#222"/>')
+    if reference:
+        x = origin + reference * scale
+        parts.append(f'<line x1="{x:.1f}" y1="{top + 14}" x2="{x:.1f}" y2="{bottom}" stroke="#a33" '
+                     'stroke-dasharray="4 3"/>')
+        parts.append(text(x, bottom + 13, "cat", anchor="middle", size=11, colour="#a33"))
+    return "\n".join(parts), bottom
+
+
+def legend(y):
+    parts, x = [], 16
+    for command, colour in COLOURS.items():
+        label = LABELS.get(command, command.name)
+        parts.append(f'<rect x="{x}" y="{y}" width="12" height="12" fill="{colour}"/>')
+        parts.append(text(x + 17, y + 10, label))
+        x += 17 + round(6.1 * len(label)) + 22
+    return "\n".join(parts)
+
+
+def stream_groups(results, key):
+    return [(title, [(command, results["stream"][kind][command.name][key])
+                     for command in (PLAIN, CAPTURE, SED, PSTOPS)]) for kind, title in KINDS.items()]
+
+
+def by_hand_groups(results):
+    return [(f"{pages} pages", [(command, by_command[command.name]["cpu"]) for command in (MANUAL, SED, PSTOPS)])
+            for pages, by_command in results["by_hand"].items()]
+
+
+def start_groups(results):
+    return [(command.name, [(command, results["start"][command.name]["against_cat"])]) for command in (PARSE, PLAIN, PSTOPS)]
+
+
+def chart(results):
+    right = WIDTH // 2 + 16
+    share, bottom = bars(16, 60, "Share of the speed of cat, pipe to pipe (longer is better)",
+                         stream_groups(results, "pipe"), percent, reference=1.0)
+    cpu, _ = bars(right, 60, "CPU seconds per 100 MB (shorter is better)", stream_groups(results, "cpu"),
+                  "{:.2f}".format)
+    by_hand, end = bars(16, bottom + 52, "Booklets made by hand: CPU seconds per 100 MB",
+                        by_hand_groups(results), "{:.2f}".format)
+    start, _ = bars(right, bottom + 52, "A job of one page: time, cat = 1", start_groups(results),
+                    "{:.1f}".format, reference=1.0)
+    height = end + 40
+    return "\n".join([
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" width="{WIDTH}" '
+        f'height="{height}" font-family="Helvetica, Arial, sans-serif">',
+        "<title>The filter beside cat, sed and pstops</title>",
+        f'<rect width="{WIDTH}" height="{height}" fill="white"/>',
+        legend(16), share, cpu, by_hand, start,
+        text(16, height - 10, conditions(results), size=10, colour="#555"),
+        "</svg>\n",
+    ])
+
+
+def write(results, root: pathlib.Path):
+    (root / "docs" / "benchmarks.md").write_text(document(results))
+    (root / "docs" / "benchmarks.svg").write_text(chart(results))
+    readme = root / "README.md"
+    before, _, rest = readme.read_text().partition(BEGIN)
+    old, found, after = rest.partition(END)
+    if not found:
+        raise SystemExit(f"script/bench: README.md lacks the marks {BEGIN} and {END}")
+    readme.write_text(before + readme_section(results) + after)

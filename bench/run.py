@@ -1,0 +1,315 @@
+#!/usr/bin/env python3
+"""Measures the filter beside cat, sed and pstops. script/bench builds it and starts it."""
+
+import argparse
+import concurrent.futures
+import contextlib
+import datetime
+import json
+import os
+import pathlib
+import platform
+import re
+import shutil
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+import commands
+import report
+from commands import BOOKLET_PAGES, BY_HAND, CAT, CAT_AGAIN, PARSE, PLAIN, SED, START, STREAM
+from jobs import KINDS, Document
+
+MEGABYTE = 1_000_000
+
+
+def stop(message: str):
+    sys.exit(f"script/bench: {message}")
+
+
+def say(message: str):
+    print(f"[{time.strftime('%H:%M:%S')}] {message}", file=sys.stderr, flush=True)
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="script/bench", description="Measures the filter beside cat, sed and pstops.")
+    parser.add_argument("--size", type=int, default=200, metavar="MB", help="of each job (200)")
+    parser.add_argument("--booklet-size", type=int, metavar="MB",
+                        help="of the jobs for booklets made by hand (a quarter of --size)")
+    parser.add_argument("--rounds", type=int, default=11, help="interleaved runs of each command (11)")
+    parser.add_argument("--quick", action="store_true",
+                        help="a look in less than a minute: small jobs, few rounds, documents left alone")
+    parser.add_argument("--no-instructions", action="store_true", help="leave valgrind out")
+    parser.add_argument("--four-gib", action="store_true", help="also 4 GiB through a pipe, for the peak memory")
+    parser.add_argument("--inner", action="store_true", help="only the search and the rules, in memory")
+    parser.add_argument("--no-docs", action="store_true", help="print the tables, leave the documents alone")
+    parser.add_argument("--again", action="store_true", help="write the documents from the last results")
+    options = parser.parse_args()
+    if options.quick:
+        options.size, options.rounds, options.no_docs = 20, 3, True
+        options.booklet_size = options.booklet_size or 4
+    if options.size < 1 or options.rounds < 1:
+        stop("--size and --rounds begin at 1")
+    options.booklet_size = options.booklet_size or max(1, options.size // 4)
+    options.starts = 40 if options.quick else 300
+    # Instruction counts do not need large jobs. They take long for commands that count many.
+    options.count_sizes = (MEGABYTE, 2 * MEGABYTE)
+    options.counted = [PLAIN] if options.quick else [*STREAM, *BY_HAND]
+    return options
+
+
+@contextlib.contextmanager
+def temporary(parent: pathlib.Path):
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="jobs.", dir=parent))
+    try:
+        yield folder
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+@contextlib.contextmanager
+def prepared(command, work):
+    """The command's environment and an open file for its messages."""
+    with temporary(work) as folder:
+        environment = command.prepare(folder)
+        with tempfile.TemporaryFile(dir=work) as messages:
+            yield folder, environment, messages
+
+
+def measure(command, job: pathlib.Path, way: str, work: pathlib.Path, at_least: int = 0) -> dict:
+    with prepared(command, work) as (folder, environment, messages):
+        run = subprocess.run([commands.MEASURE, way, job, str(at_least), *command.argv], env=environment,
+                             stdout=subprocess.PIPE, stderr=messages, stdin=subprocess.DEVNULL, check=False)
+        fields = run.stdout.split()
+        # parse_only does not read its job; everything else must come to a good end.
+        if run.returncode != 0 or len(fields) != 5 or int(fields[3]) != 0 or not command.left_traces(folder):
+            messages.seek(0)
+            stop(f"{command.name} failed on {job.name}: {run.stdout!r} {messages.read()[-2000:]!r}")
+        wall, cpu, memory, _, out = fields
+        return {"wall": float(wall), "cpu": float(cpu), "memory": int(memory), "out": int(out)}
+
+
+def interleave(candidates, job, ways, rounds, work) -> dict:
+    """Every command once a round, each round in another order; answers with all runs."""
+    runs = {way: {command.name: [] for command in candidates} for way in ways}
+    for command in candidates:  # one run for the caches
+        measure(command, job, ways[0], work)
+    for number in range(rounds):
+        for way in ways:
+            turn = number % len(candidates)
+            for command in candidates[turn:] + candidates[:turn]:
+                runs[way][command.name].append(measure(command, job, way, work))
+    return runs
+
+
+def median(runs, key):
+    return statistics.median(run[key] for run in runs)
+
+
+def shares_of_cat(runs, name):
+    """Of each round, so that a machine that slows down between rounds does not count."""
+    return [cat["wall"] / run["wall"] for cat, run in zip(runs[CAT.name], runs[name])]
+
+
+def summary(runs: dict, size: int) -> dict:
+    """The rows of one job: a command each."""
+    rows = {}
+    for name, piped in runs["pipe"].items():
+        plain = runs["pipe"].get(PLAIN.name, [])
+        rows[name] = {
+            "against_plain": statistics.median([a["wall"] / b["wall"] for a, b in zip(piped, plain)] or [0.0]),
+            "pipe": statistics.median(shares_of_cat(runs["pipe"], name)),
+            "file": statistics.median(shares_of_cat(runs["file"], name)),
+            "cpu": median(piped, "cpu") / size * 100 * MEGABYTE,
+            "memory": median(piped, "memory"),
+        }
+    return rows
+
+
+def same_bytes_as_sed(job: pathlib.Path, work: pathlib.Path) -> int:
+    """sed must print what the filter prints between header and trailer, or its time says nothing.
+    Answers with the length of those two."""
+    outputs = []
+    for command in (PLAIN, SED):
+        with prepared(command, work) as (_, environment, messages), job.open("rb") as stream:
+            outputs.append(subprocess.run(command.argv, env=environment, stdin=stream, stdout=subprocess.PIPE,
+                                          stderr=messages, check=True).stdout)
+    filtered, edited = outputs
+    begin = filtered.find(b"@PJL ENTER LANGUAGE = POSTSCRIPT\n")
+    begin = filtered.find(b"\n", begin) + 1
+    trailer = len(filtered) - begin - len(edited)
+    if begin == 0 or not 0 <= trailer < 200 or filtered[begin:len(filtered) - trailer] != edited:
+        stop(f"sed and the filter differ on {job.name}")
+    return len(filtered) - len(edited)
+
+
+def check_lengths(runs, size, around, where):
+    """Nothing of the job is lost on the way, whatever the command."""
+    for way in runs:
+        out = {name: {run["out"] for run in of_command} for name, of_command in runs[way].items()}
+        for name, lengths in out.items():
+            if len(lengths) != 1 or not 0.98 * size < min(lengths) < 1.02 * size + 50000:
+                stop(f"{name} printed {sorted(lengths)} of {size} bytes of {where}")
+        if PLAIN.name in out and out[PLAIN.name] != {length + around for length in out[SED.name]}:
+            stop(f"sed and the filter differ in length on {where}")
+
+
+def count_instructions(command, job: pathlib.Path, work: pathlib.Path) -> int:
+    with prepared(command, work) as (_, environment, messages), job.open("rb") as stream:
+        run = subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command.argv],
+                             env=environment, stdin=stream, stdout=subprocess.DEVNULL, stderr=messages, check=False)
+        messages.seek(0)
+        found = re.search(rb"Collected : (\d+)", messages.read())
+        if run.returncode != 0 or not found:
+            stop(f"valgrind failed on {command.name}")
+        return int(found[1])
+
+
+def instructions(results, documents, options, work):
+    """Two sizes of each job: their difference is without the start-up."""
+    small, large = options.count_sizes
+    plans = [(kind, 0, STREAM) for kind in KINDS] + [("text", pages, BY_HAND) for pages in BOOKLET_PAGES]
+    tasks = []
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for kind, pages, candidates in plans:
+            sized = [
+                documents[kind].write(work / f"{kind}.{pages}.{size}.ps", size, pages=pages, cut=not pages)
+                for size in (small, large)
+            ]
+            for command in candidates:
+                if command not in options.counted:
+                    continue
+                counts = [pool.submit(count_instructions, command, job, work) for job in sized]
+                tasks.append((str(pages or kind), command, [job.stat().st_size for job in sized], counts))
+        for where, command, sizes, counts in tasks:
+            difference = counts[1].result() - counts[0].result()
+            table = results["by_hand" if where.isdigit() else "stream"]
+            table[where][command.name]["instructions"] = difference / (sizes[1] - sizes[0])
+        starts = {command.name: pool.submit(count_instructions, command, work / "one-page.ps", work)
+                  for command in START}
+        for name, count in starts.items():
+            results["start"][name]["instructions"] = count.result()
+
+
+def start_up(job, options, work) -> dict:
+    runs = interleave(START, job, ["file"], options.starts, work)["file"]
+    return {
+        name: {
+            "against_cat": statistics.median(a["wall"] / b["wall"] for a, b in zip(runs[name], runs[CAT.name])),
+            "against_parse": statistics.median(a["wall"] / b["wall"] for a, b in zip(runs[name], runs[PARSE.name])),
+            "cpu_against_parse": statistics.median(a["cpu"] / b["cpu"] for a, b in zip(runs[name], runs[PARSE.name])),
+            "memory": median(runs[name], "memory"),
+        }
+        for name in runs
+    }
+
+
+def machine() -> dict:
+    model = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE)
+    release = re.search(r'^PRETTY_NAME="(.*)"$', pathlib.Path("/etc/os-release").read_text(), re.MULTILINE)
+    drivers = subprocess.run(["dpkg-query", "-W", "-f", "${Version}", "cups-core-drivers"], capture_output=True,
+                             text=True, check=False).stdout
+    return {
+        "cores": os.cpu_count(),
+        "cpu": model[1] if model else platform.machine(),
+        "kernel": f"{platform.system()} {platform.release()}",
+        "system": release[1] if release else "",
+        "load": os.getloadavg()[0],
+        "cat": commands.first_line("cat", "--version"),
+        "sed": commands.first_line("sed", "--version"),
+        "pstops": f"pstops of cups-core-drivers {drivers}",
+    }
+
+
+def run_all(options, work) -> dict:
+    results = {
+        "date": datetime.date.today().isoformat(),
+        "machine": machine(),
+        "size": options.size,
+        "booklet_size": options.booklet_size,
+        "rounds": options.rounds,
+        "starts": options.starts,
+        "stream": {},
+        "by_hand": {},
+    }
+    if results["machine"]["load"] > 0.5:
+        say(f"the machine is busy (load {results['machine']['load']:.1f}): the shares of cat will be inexact")
+    say("making the documents")
+    documents = make_documents(work)
+
+    again = []  # all shares of the second cat
+    for kind, title in KINDS.items():
+        say(f"{options.size} MB of {title}")
+        small = documents[kind].write(work / "small.ps", 3 * MEGABYTE)
+        around = same_bytes_as_sed(small, work)
+        job = documents[kind].write(work / "job.ps", options.size * MEGABYTE)
+        size = job.stat().st_size
+        runs = interleave(STREAM, job, ["pipe", "file"], options.rounds, work)
+        check_lengths(runs, size, around, title)
+        results["stream"][kind] = summary(runs, size)
+        again += shares_of_cat(runs["pipe"], CAT_AGAIN.name)
+        if kind == "text" and options.four_gib:
+            say("4 GiB of text")
+            results["four_gib"] = measure(PLAIN, job, "pipe", work, 4 << 30)["memory"]
+
+    quartiles = statistics.quantiles(again, n=4)
+    results["again"] = [quartiles[0], quartiles[2]]
+
+    for pages in BOOKLET_PAGES:
+        say(f"a booklet of {pages} pages, {options.booklet_size} MB")
+        job = documents["text"].write(work / "job.ps", options.booklet_size * MEGABYTE, pages=pages)
+        runs = interleave(BY_HAND, job, ["pipe", "file"], options.rounds, work)
+        check_lengths(runs, job.stat().st_size, 0, f"{pages} pages")
+        results["by_hand"][str(pages)] = summary(runs, job.stat().st_size)
+    job.unlink()
+
+    say("a job of one page")
+    one_page = documents["text"].write(work / "one-page.ps", 1)
+    results["one_page"] = one_page.stat().st_size
+    results["start"] = start_up(one_page, options, work)
+
+    if not options.no_instructions:
+        say("counting instructions")
+        instructions(results, documents, options, work)
+    return results
+
+
+def make_documents(work) -> dict:
+    folder = work / "documents"
+    subprocess.run([commands.ROOT / "bench" / "make-documents.sh", folder], cwd=commands.ROOT, check=True)
+    return {kind: Document(folder / f"{kind}.ps") for kind in KINDS}
+
+
+def inner(work):
+    documents = make_documents(work)
+    jobs = [documents[kind].write(work / f"{kind}.ps", 8 * MEGABYTE) for kind in KINDS]
+    subprocess.run([commands.INNER, *jobs], check=True)
+
+
+def main():
+    options = arguments()
+    signal.signal(signal.SIGTERM, lambda *_: stop("ended by a signal"))  # the jobs are removed
+    last = commands.BUILD / "results.json"
+    if options.again:
+        results = json.loads(last.read_text())
+    else:
+        with temporary(commands.BUILD) as work:
+            if options.inner:
+                inner(work)
+                return
+            results = run_all(options, work)
+        last.write_text(json.dumps(results, indent=1))
+    if not 0.9 < results["again"][0] <= results["again"][1] < 1.1:
+        say("the second cat was often more than 10 % off the first: measure again on a quiet machine")
+    if options.no_docs:
+        print(report.tables(results))
+    else:
+        report.write(results, commands.ROOT)
+        print(report.tables(results))
+
+
+if __name__ == "__main__":
+    main()

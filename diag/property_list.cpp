@@ -1,0 +1,37 @@
+#include "diag/property_list.h"
+
+#include <dlfcn.h>
+
+namespace jobshaper {
+
+namespace {
+
+// False when the library has no such function.
+template <typename Function>
+bool resolve(void* library, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(::dlsym(library, name));
+  return function != nullptr;
+}
+
+bool load(PropertyListLibrary& list) {
+  void* const library = ::dlopen(JOBSHAPER_PLIST_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
+  return library && resolve(library, "plist_from_xml", list.from_xml) &&
+         resolve(library, "plist_to_xml", list.to_xml) &&
+         resolve(library, "plist_to_xml_free", list.to_xml_free) &&
+         resolve(library, "plist_free", list.free) &&
+         resolve(library, "plist_get_node_type", list.get_node_type) &&
+         resolve(library, "plist_dict_get_item", list.dict_get_item) &&
+         resolve(library, "plist_get_bool_val", list.get_bool_val) &&
+         resolve(library, "plist_get_uint_val", list.get_uint_val) &&
+         resolve(library, "plist_get_string_ptr", list.get_string_ptr);
+}
+
+}  // namespace
+
+const PropertyListLibrary* propertyListLibrary() {
+  static PropertyListLibrary functions;
+  static const bool loaded = load(functions);
+  return loaded ? &functions : nullptr;
+}
+
+}  // namespace jobshaper

@@ -1,0 +1,134 @@
+#!/usr/bin/env python3
+"""The PostScript of every choice runs without an error and asks the printer for what the sources
+name: what stands in the place of an error in a job is silence.
+
+    code.py SOURCE-FOLDER PPD...
+"""
+
+import re
+import subprocess
+import sys
+
+from ppd import Checks, Ppd
+
+source = sys.argv[1]
+ppds = [Ppd(path) for path in sys.argv[2:]]
+checks = Checks()
+
+# A page device that prints what it is asked for, and a printer that says whether it has a
+# duplexer. Keys come in any order, so each is a line of its own.
+PRELUDE = b"""%!
+/setpagedevice {{exch (SET /) print 128 string cvs print ( ) print ==} forall} def
+statusdict /duplexer {(DUPLEXER) = true} put
+/choice {(CHOICE ) print =} def
+/outcome {{(ERROR ) print $error /errorname get =} if (COUNT ) print counttomark = cleartomark} def
+"""
+
+
+def read(name):
+    with open(f"{source}/{name}", encoding="utf-8") as file:
+        return file.read()
+
+
+def table(name, rows):
+    body = re.search(rf"{rows}\[\] = \{{\n(.*?)\n\}};", read(name), re.DOTALL).group(1)
+    return re.findall(r'^\s*\{"([^"]+)",\s*(?:"([^"]*)",\s*)?("[^"]*"|\w+)\}', body, re.MULTILINE)
+
+
+def device_entries(command):
+    return {f"/{key} {value}" for key, value in re.findall(r"/(\w+) (\d+)", command)}
+
+
+positions = {name: f"/MediaPosition {code}"
+             for name, _, code in table("booklet/cover_queries.cpp", "kTrayRows") if code.isdigit()}
+media = {name: f"/MediaType ({text})" for name, text in re.findall(
+    r'\{"(\w+)",\s*"([^"]+)"\}', read("filter/booklet_rules.cpp"))}
+folds = {option: device_entries(command.strip('"'))
+         for option, _, command in table("filter/booklet_rules.cpp", "kFoldRows")}
+checks.check(len(positions) == 9 and len(media) == 20 and len(folds) == 4, "tables of the sources")
+# Types of paper that no cover has.
+media |= {"Transparency": "/MediaType (Transparency)", "Envelope": "/MediaType (Envelope)",
+          "RoughEnvelope": "/MediaType (Rough Envelope)"}
+sheets = {"None": 0, "Jobs": 2, "Copies": 3, "Pages": 4}
+
+
+def expected(ppd, option, choice):
+    if option in ("PageSize", "PageRegion"):
+        size = next(v for k, c, _, v in ppd.entries if k == "PaperDimension" and c == choice)
+        return {f"/PageSize [{size}]", "/ImagingBBox null"}
+    if option == "InputSlot":
+        if choice in positions:
+            return {"/ManualFeed false", positions[choice]}
+        return {"ManualPaper": {"/ManualFeed true"},
+                "ManualEnv": {"/ManualFeed true", "/MediaType (Envelope)"},
+                "EnvFeeder": {"/ManualFeed false", "/MediaType (Envelope)"},
+                "PrinterS": set()}[choice]
+    if option == "MediaType":
+        return {media[choice]} if choice != "PrinterS" else set()
+    if option == "Duplex":
+        return {"None": {"/Duplex false"}, "DuplexTumble": {"/Duplex true", "/Tumble true"},
+                "DuplexNoTumble": {"/Duplex true", "/Tumble false"}}[choice]
+    if option == "Collate":
+        return {f"/Collate {choice.lower()}"}
+    if option == "Resolution":
+        dots = choice.removesuffix("dpi")
+        return {f"/HWResolution [{dots} {dots}]"}
+    if option == "QVBookletFold":
+        both_sides = {"/Duplex true", "/Tumble true"} if "Duplex" in ppd.options else set()
+        return folds[choice] | both_sides if choice in folds else set()
+    if option == "BLW":
+        return {"TrueM": {"/ProcessColorModel /DeviceGray"}, "PrinterS": set(),
+                "FalseM": {"/ProcessColorModel /DeviceCMYK"}}[choice]
+    if option == "SepPages":
+        return {f"/SlipSheet {sheets[choice]}"} if choice in sheets else set()
+    if option == "Offset":
+        return {f"/Jog {sheets[choice]}"} if choice in sheets else set()
+    return set()
+
+
+def run(program):
+    result = subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-dNODISPLAY", "-"],
+                            input=program, capture_output=True, timeout=60, check=False)
+    return (result.stdout + result.stderr).decode(errors="replace")
+
+
+CUSTOM = ["198", "360", "0", "0", "0"]  # in front of the code: width, height, offsets, orientation
+for ppd in ppds:
+    program = PRELUDE
+    choices = [(name, choice, code) for name, option in ppd.options.items()
+               for choice, (_, code) in option.choices.items()]
+    for name, choice, code in choices:
+        program += f"({name} {choice}) choice mark {{\n{code}\n}} stopped outcome\n".encode()
+    custom = ppd.value("CustomPageSize")
+    program += f"(custom) choice mark {{\n{' '.join(CUSTOM)}\n{custom}\n}} stopped outcome\n".encode()
+    log = run(program + b"(END) =\n")
+    checks.check("\nEND" in log, f"{ppd.name}: {log[-300:]}")
+    found = {}
+    for part in log.split("CHOICE ")[1:]:
+        title, *lines = part.splitlines()
+        found[title] = lines
+
+    for name, choice, code in choices:
+        title = f"{ppd.name}: {name} {choice}"
+        lines = found.get(f"{name} {choice}", ["ERROR not run"])
+        checks.check(not any("ERROR" in line for line in lines), f"{title}: {lines}")
+        asked = {line[4:] for line in lines if line.startswith("SET ")}
+        wanted = expected(ppd, name, choice)
+        checks.check(asked == wanted, f"{title} asks for {sorted(asked)} and not {sorted(wanted)}")
+        # What the filter looks for in a line stands in no code but where it is meant.
+        for text in ("PageSize ", "PageRegion", "CustomPageSize", "InputSlot", "JobPatchFile",
+                     "QVBookletFold", "cleartomark", "EndFeature", "sfcl{", "*PageSize"):
+            checks.check(text not in code, f"{title}: the filter takes {text} for its own")
+        for line in code.split("\n"):
+            checks.check(len(line) < 255 and not re.match("%%|@PJL|\x1b", line), f"{title}: {line}")
+        duplexer = [line for line in code.split("\n") if "statusdict /duplexer get exec" in line]
+        checks.check(len(duplexer) == (name == "QVBookletFold"), f"{title}: the duplexer line")
+        checks.check(("DUPLEXER" in lines) == (name == "QVBookletFold"), f"{title}: the duplexer")
+        # The setup of a page stands where a booklet made by hand cuts its first page.
+        section = ppd.content.split(f"*OpenUI *{name}/")[1].split("\n")[1]
+        checks.check(re.fullmatch(rf"\*OrderDependency: \d+ AnySetup \*{name}", section), section)
+    lines = found.get("custom", [])
+    checks.check("SET /PageSize [198 360]" in lines and not any("ERROR" in l for l in lines),
+                 f"{ppd.name}: custom size: {lines}")
+
+checks.exit(at_least=10000)

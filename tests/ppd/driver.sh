@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# The installed source, as CUPS's search for drivers sees it: every printer is in the list of
+# lpinfo -m, and what a queue gets is the PPD file of the build.
+#
+# usage: driver.sh CMAKE BUILD-FOLDER
+set -euo pipefail
+export LC_ALL=C
+
+cmake=$1 build=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() {
+  echo "FAILED: $*"
+  exit 1
+}
+
+DESTDIR=$work "$cmake" --install "$build" --component ppds --prefix /usr > "$work/log" || fail "$(cat "$work/log")"
+data=$work/usr/share/cups
+[[ "$(ls "$data/drv")" == quorvan.drv ]] || fail "a file that is no driver: $(ls "$data/drv")"
+(($(find "$work/usr" -type f ! -perm -444 | wc -l) == 0)) || fail 'unreadable files'
+# CUPS's own includes lie beside ours.
+cp "$(cups-config --datadir)/ppdc/font.defs" "$data/ppdc"
+mkdir "$work/cache" "$work/empty"
+
+# The program that lpinfo -m and lpadmin -m ask.
+driverd() {
+  CUPS_DATADIR=$data CUPS_CACHEDIR=$work/cache CUPS_SERVERBIN=$work/empty \
+    timeout 60 "$(cups-config --serverbin)/daemon/cups-driverd" "$@" 2> "$work/errors"
+}
+driverd list 0 0 '' > "$work/list" || fail "$(tail "$work/errors")"
+
+names=("$build"/ppd/*.ppd)
+((${#names[@]} == 5)) || fail "${#names[@]} PPD files in the build"
+for ppd in "${names[@]}"; do
+  name=${ppd##*/}
+  nickname=$(sed -n 's/^\*NickName: "\(.*\)"\r\{0,1\}$/\1/p' "$ppd")
+  grep -aq "drv:///quorvan.drv/$name" "$work/list" || fail "$name is not in the list of drivers"
+  grep -aq "$nickname" "$work/list" || fail "$nickname is not in the list of drivers"
+  driverd cat "drv:///quorvan.drv/$name" > "$work/$name" || fail "$name: $(tail "$work/errors")"
+  ! grep -i 'unable\|missing\|error' "$work/errors" || fail "$name: messages"
+  cmp "$work/$name" "$ppd" || fail "$name is not what the build made"
+done
+echo "${#names[@]} drivers"

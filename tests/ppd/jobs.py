@@ -1,0 +1,143 @@
+#!/usr/bin/env python3
+"""A job for every choice of every option of a PPD file, through pstops and the filter: no line is
+lost on the way, and Ghostscript finds all pages, their texts and the size of the paper.
+
+    jobs.py JOBSHAPER PPD...
+"""
+
+import concurrent.futures
+import os
+import sys
+import tempfile
+
+from ppd import UEL, Checks, Ppd, ghostscript, pstops, run, without_pjl
+
+program = os.path.abspath(sys.argv[1])
+ppds = [Ppd(os.path.abspath(path)) for path in sys.argv[2:]]
+checks = Checks()
+PAGES = 3
+
+JOB = b"%!PS-Adobe-3.0\n%%Pages: 3\n%%EndComments\n%%BeginProlog\n%%EndProlog\n" + \
+    b"%%BeginSetup\n%%EndSetup\n" + b"".join(
+        b"%%%%Page: %d %d\n/Helvetica findfont 14 scalefont setfont\n"
+        b"40 100 moveto (mark-%d) show\n"
+        b"(SIZE ) print currentpagedevice /PageSize get ==\nshowpage\n" % (n, n, n)
+        for n in range(1, PAGES + 1)) + b"%%Trailer\n%%EOF\n"
+
+
+def jobshaper(job, options, ppd):
+    result = run([program, "7", "ada", "title", "1", options], job,
+                 {"PPD": ppd.path, "DEVICE_URI": "socket://printer"})
+    return result.stdout if result.returncode == 0 else b""
+
+
+def lines_to_keep(job, options, ppd):
+    """The lines that the filter has no reason to take out."""
+    lines = without_pjl(job).split(b"\n")
+    patch = next(i for i, line in enumerate(lines) if b"JobPatchFile" in line)
+    del lines[patch:patch + 3]
+    fold = dict(o.split("=") for o in options.split() if "=" in o).get("QVBookletFold")
+    if fold not in (None, "false", "PrinterS"):
+        # Only the choice's own code ahead of the duplexer, whatever the job looks like.
+        for feature in [i for i, line in enumerate(lines) if b"*QVBookletFold" in line][::-1]:
+            choice = lines[feature].split()[-1].decode()
+            code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
+            ahead = [i for i, line in enumerate(code) if "statusdict /duplexer get exec" in line]
+            if ahead:
+                del lines[feature + 1:feature + 1 + ahead[0]]
+    return lines
+
+
+def first_missing(lines, text):
+    rest = iter(text.split(b"\n"))
+    return next((line for line in lines if line not in rest), None)
+
+
+def cases(ppd):
+    """Options of the job, options as the filter gets them, and the choice that tells the paper."""
+    for name, option in ppd.options.items():
+        if name == "PageRegion":
+            continue  # pstops chooses between the two
+        for choice in option.choices:
+            text = f"{name}={choice}"
+            yield text, text, choice if name == "PageSize" else "A4"
+    yield "PageSize=Custom.300x400", "PageSize=Custom.300x400", (300, 400)
+    yield "media=Letter", "media=Letter", "Letter"
+    # A booklet although the feature in the job is another: the PPD file does not know the value,
+    # or the filter was told otherwise.
+    for choice in [*ppd.options["QVBookletFold"].choices, "TriFold"]:
+        for fold in ("Booklet", "SaddleStitch", "TriFold"):
+            if "small" in ppd.name:
+                continue  # made by hand, which has a test of its own
+            yield f"QVBookletFold={choice} InputSlot=Tray1", f"QVBookletFold={fold}", "A4"
+            # All features once more in the setup of the first two pages.
+            yield (f"QVBookletFold={choice} AP_FIRSTPAGE_InputSlot=Tray1",
+                   f"QVBookletFold={fold}", "A4")
+    for value in ("3", "4", "8", "10", "13"):
+        yield f"finishings={value}", f"finishings={value}", "A4"
+    for mode in ppd.options["PrintTo"].choices:
+        yield (f"PrintTo={mode} InputSlot=Tray1 PageSize=Letter",
+               f"PrintTo={mode} QVBookletFold=false", "Letter")
+
+
+def filtered(case):
+    ppd, (job_options, filter_options, paper) = case
+    job = pstops(JOB, job_options, ppd.path)
+    output = jobshaper(job, filter_options, ppd)
+    return ppd, job_options, filter_options, paper, job, output
+
+
+def rendered(body):
+    with tempfile.TemporaryDirectory() as folder:
+        log = ghostscript(body, "txtwrite", f"{folder}/%d.txt")
+        texts = []
+        while os.path.exists(path := f"{folder}/{len(texts) + 1}.txt"):
+            with open(path, encoding="utf-8", errors="replace") as file:
+                texts.append(file.read().strip())
+        return log, texts
+
+
+def main():
+    bodies = {}
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        work = [(ppd, case) for ppd in ppds for case in cases(ppd)
+                if not ("small" in ppd.name and "QVBookletFold=Booklet" in case[1])]
+        for ppd, job_options, filter_options, paper, job, output in pool.map(filtered, work):
+            title = f"{ppd.name}: {job_options} | {filter_options}"
+            ends = output.startswith(UEL + b"@PJL JOB\n") and output.endswith(
+                UEL + UEL + b'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n' + UEL)
+            checks.check(ends, f"{title}: header and trailer")
+            body = without_pjl(output)
+            missing = first_missing(lines_to_keep(job, filter_options, ppd), body)
+            checks.check(missing is None, f"{title}: lost: {missing}")
+            # The feature of the job itself, to know that pstops took the choice.
+            for pair in job_options.split():
+                name, _, choice = pair.partition("=")
+                if name in ppd.options and choice in ppd.options[name].choices:
+                    feature = f"%%BeginFeature: *{name} {choice}\n".encode()
+                    checks.check(feature in job and feature in body, f"{title}: the feature")
+            # Comments and empty features draw nothing: one rendering for all jobs that differ in
+            # them only.
+            drawn = b"\n".join(l for l in body.split(b"\n") if not l.startswith(b"%"))
+            drawn = drawn.replace(b"[{\n} stopped cleartomark\n", b"")
+            bodies.setdefault(drawn, (title, ppd, paper))
+        for (drawn, (title, ppd, paper)), (log, texts) in zip(
+                bodies.items(), pool.map(rendered, bodies)):
+            size = paper
+            if isinstance(paper, str):
+                dimension = next(v for k, c, _, v in ppd.entries
+                                 if k == "PaperDimension" and c == paper)
+                size = tuple(int(n) for n in dimension.split())
+            if not checks.check(log is not None, f"{title}: Ghostscript"):
+                continue
+            wanted = [f"mark-{n}" for n in range(1, PAGES + 1)]
+            checks.check(texts == wanted, f"{title}: pages {texts}")
+            sizes = {tuple(round(float(n)) for n in line[6:].strip("[] ").split())
+                     for line in log.splitlines() if line.startswith("SIZE ")}
+            checks.check(sizes == {size}, f"{title}: paper {sizes} and not {size}")
+    print(f"{len(work)} jobs, {len(bodies)} of them rendered")
+    checks.check(len(bodies) > 100, "hardly a job was rendered")
+    checks.exit(at_least=3000)
+
+
+main()

@@ -1,0 +1,119 @@
+#!/usr/bin/env python3
+"""Booklets made by hand, through pstops with the PPD file of the printer without a duplexer and
+through the filter: every page that Ghostscript draws is the one that belongs there.
+
+    manual_booklets.py JOBSHAPER_AT INSTRUCTION-PAGE MAKE-JOBS PPD
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+from ppd import Checks, ghostscript, pstops, run, without_pjl
+
+jobshaper_at, instruction, make_jobs, ppd = (os.path.abspath(path) for path in sys.argv[1:])
+checks = Checks()
+work = tempfile.mkdtemp()
+
+
+def drawn(job, name):
+    """The job's pages as pictures; none after an error."""
+    folder = f"{work}/{name}"
+    os.mkdir(folder)
+    if ghostscript(job, "pbmraw", f"{folder}/%d.pbm", "-r20") is None:
+        return []
+    pictures = []
+    while os.path.exists(path := f"{folder}/{len(pictures) + 1}.pbm"):
+        with open(path, "rb") as file:
+            pictures.append(file.read())
+    return pictures
+
+
+def is_white(picture):
+    """Behind the format, the name of Ghostscript and the size there are only zero bits."""
+    return not any(picture.split(b"\n", 3)[3])
+
+
+def pages(count, prolog=b"", begin=b"", setup=b""):
+    return b"%%!PS-Adobe-3.0\n%%%%Pages: %d\n%%%%EndComments\n%%%%BeginProlog\n%s%%%%EndProlog\n" % (
+        count, prolog) + b"%%BeginSetup\n" + setup + b"%%EndSetup\n" + b"".join(
+            b"%%%%Page: %d %d\n%s/Helvetica findfont 150 scalefont setfont 100 %d moveto (%d) show "
+            b"showpage\n" % (n, n, begin, 100 + 60 * n, n)
+            for n in range(1, count + 1)) + b"%%Trailer\n%%EOF\n"
+
+
+def made(command):
+    return subprocess.run(["bash", "-c", f". {make_jobs}; {command}"], check=True, timeout=60,
+                          stdout=subprocess.PIPE).stdout
+
+
+def booklet(name, job, options, filter_options=None, blanks=1, empty=True):
+    """One job; `blanks` is the number of sides, `empty` or not, ahead of the second pass."""
+    from_pstops = pstops(job, options, ppd)
+    with tempfile.TemporaryDirectory(dir=work) as tmp:
+        result = run([jobshaper_at, "0x1050", "7", "ada", "title", "1", filter_options or options],
+                     from_pstops, {"PPD": ppd, "DEVICE_URI": "socket://printer", "TMPDIR": tmp,
+                                   "LANG": "en_US.UTF-8", "JOBSHAPER_INSTRUCTIONS": work})
+        checks.check(not os.listdir(tmp), f"{name}: files are left")
+    errors = [l for l in result.stderr.decode().splitlines() if not l.startswith("tmp at")]
+    checks.check(result.returncode == 0 and not errors, f"{name}: {errors}")
+
+    sides = drawn(without_pjl(from_pstops), f"{name}.in")
+    found = drawn(without_pjl(result.stdout), f"{name}.out")
+    white = [is_white(picture) for picture in found]
+    checks.check(len(sides) > 0 and not any(is_white(s) for s in sides),
+                 f"{name}: the job itself")
+    if not checks.check(len(found) == 1 + len(sides) + blanks,
+                        f"{name}: {len(sides)} sides became {len(found)} pages"):
+        return
+    odd = len(sides[::2])
+    checks.check(found[1:1 + odd] == sides[::2], f"{name}: the first pass")
+    checks.check(white == [empty and odd < i <= odd + blanks for i in range(len(found))],
+                 f"{name}: the instruction page and {blanks} empty sides: {white}")
+    checks.check(found[1 + odd + blanks:] == sides[1::2][::-1], f"{name}: the second pass")
+    print(f"{name}: {len(sides)} sides, {len(found)} pages")
+
+
+os.makedirs(f"{work}/en.lproj")
+shutil.copy(instruction, f"{work}/en.lproj/instruction(null)")
+try:
+    fold = "QVBookletFold=Booklet"
+    for count in (1, 2, 5, 6):
+        booklet(f"{count}-pages", pages(count), fold)
+    # What pstops itself puts around the pages: saved states, scaled and rotated coordinates, a
+    # showpage that does nothing, a frame.
+    for count in (6, 7):
+        booklet(f"number-up-{count}", pages(count), f"{fold} number-up=2")
+    booklet("number-up-border", pages(12), f"{fold} number-up=4 page-border=double landscape")
+    booklet("fit", pages(3), f"{fold} fit-to-page page-label=draft")
+    booklet("border", pages(3), f"{fold} page-border=single")
+    booklet("mirror", pages(3), f"{fold} mirror")
+    booklet("reverse", pages(4), f"{fold} outputorder=reverse")
+    booklet("letter", pages(3), f"{fold} PageSize=Letter InputSlot=ManualPaper MediaType=Card")
+    booklet("custom", pages(3), f"{fold} PageSize=Custom.500x700")
+    booklet("cover", pages(4), f"{fold} QVBookletCoverPage=true QVInsideFrontCover=true", blanks=2)
+    # A booklet, although the feature in the job is another one: the PPD file does not know it.
+    booklet("unknown", pages(3), "QVBookletFold=TriFold")
+    booklet("stapled", pages(3), "QVBookletFold=SaddleStitch")
+    booklet("not-marked", pages(3), "QVBookletFold=PrinterS", fold)
+    booklet("off", pages(3), "QVBookletFold=false", fold)
+    # Pages that begin with what would spoil the empty one.
+    booklet("page-state", pages(3, begin=b"save 3 3 scale 1 0 0 setrgbcolor 90 rotate restore\n"), fold)
+    # A job of macOS brings its own procedures, and keeps them.
+    own = b"/cg_md 9 dict def cg_md begin\n/bp {gsave} def /sdmtx {initmatrix} def\n" \
+        b"/ep {100 100 300 300 rectfill grestore showpage} def end\n"
+    booklet("own-procedures", pages(3, prolog=own), fold, empty=False)
+    # Real documents: groff, and a PDF file.
+    document = made("make_document")
+    booklet("groff", document, fold)
+    booklet("groff-number-up", document, f"{fold} number-up=2")
+    with open(f"{work}/document.ps", "wb") as file:
+        file.write(document)
+    pdf = made(f"make_pdf {work}/document.ps > {work}/document.pdf; pdftops -paper A4 {work}/document.pdf -")
+    booklet("pdf", pdf, fold)
+finally:
+    shutil.rmtree(work)
+
+checks.exit(at_least=110)

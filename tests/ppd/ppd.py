@@ -1,0 +1,99 @@
+"""What the tests of the PPD files share: reading PPD files, and running programs on jobs."""
+
+import os
+import re
+import subprocess
+import sys
+from collections import Counter, namedtuple
+
+UEL = b"\x1b%-12345X"
+
+Option = namedtuple("Option", "text default choices")  # choices: name -> Choice
+Choice = namedtuple("Choice", "text code")
+
+
+class Ppd:
+    """The keywords of a PPD file in their order, and its options."""
+
+    def __init__(self, path):
+        self.path = path
+        self.name = os.path.basename(path)
+        with open(path, encoding="utf-8") as file:
+            self.content = file.read()
+        # *Keyword Option/Text: "value" or *Keyword: value; a value in quotes may have lines.
+        pattern = r'^\*([^%?:\s][^:\s]*)(?:[ ]+([^:/\n]+)(?:/([^:\n]*))?)?:[ ]*("[^"]*"|[^"\n]*)$'
+        self.entries = [
+            (key, (option or "").strip(), text, value.strip('"'))
+            for key, option, text, value in re.findall(pattern, self.content, re.MULTILINE)
+        ]
+        self.options = {}
+        self.groups = {}
+        for key, option, text, value in self.entries:
+            if key == "OpenGroup":
+                name, _, label = value.partition("/")
+                self.groups[name] = label
+            elif key == "OpenUI":
+                name = option.lstrip("*")
+                default = self.value("Default" + name)
+                choices = {
+                    c: Choice(t, v) for k, c, t, v in self.entries if k == name
+                }
+                self.options[name] = Option(text, default, choices)
+
+    def value(self, keyword):
+        return next((value for key, _, _, value in self.entries if key == keyword), None)
+
+
+class Checks:
+    """Counts what was checked and reports what failed."""
+
+    def __init__(self):
+        self.done = 0
+        self.failures = Counter()
+
+    def check(self, condition, message):
+        self.done += 1
+        if not condition:
+            self.failures[message] += 1
+        return condition
+
+    def exit(self, at_least):
+        for message in list(self.failures)[:40]:
+            print("FAILED:", message)
+        print(f"{self.done} checks, {sum(self.failures.values())} failed")
+        if self.done < at_least:
+            print(f"FAILED: fewer than {at_least} checks were made")
+        sys.exit(1 if self.failures or self.done < at_least else 0)
+
+
+def run(command, job=None, env=None, **more):
+    """Runs a program on a job; its standard error is for who looks at the result."""
+    return subprocess.run(
+        command, input=job, env={**os.environ, **(env or {})}, timeout=60, check=False,
+        stdout=subprocess.PIPE, stderr=subprocess.PIPE, **more)
+
+
+def pstops(job, options, ppd):
+    """The job as CUPS hands it to the filter of a queue."""
+    result = run(["/usr/lib/cups/filter/pstops", "7", "ada", "title", "1", options], job,
+                 {"PPD": ppd, "LC_ALL": "C"})
+    if result.returncode != 0 or b"%%EOF" not in result.stdout:
+        raise RuntimeError(f"pstops {options}: {result.stderr.decode(errors='replace')}")
+    return result.stdout
+
+
+def without_pjl(job):
+    """What is left for a PostScript interpreter."""
+    lines = job.split(b"\n")
+    return b"\n".join(l for l in lines if not l.startswith(UEL) and not l.startswith(b"@PJL"))
+
+
+def ghostscript(job, device, output, *arguments):
+    """Runs a job to its end: what it printed, or None after an error."""
+    result = run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", *arguments,
+                  "-o", output, "-"], job)
+    log = result.stdout + result.stderr
+    if result.returncode != 0 or b"Error" in log:
+        print(log.decode(errors="replace"))
+        return None
+    return log.decode()

@@ -1,0 +1,214 @@
+#!/usr/bin/env python3
+"""Every option and every choice that the sources know is in a PPD file, or docs/ppd.md says why
+it is not; and the PPD files have no option or choice that nobody knows.
+
+    sources.py SOURCE-FOLDER PPD...
+"""
+
+import glob
+import re
+import sys
+
+from ppd import Checks, Ppd
+
+source = sys.argv[1]
+ppds = [Ppd(path) for path in sys.argv[2:]]
+checks = Checks()
+
+# Which rows hold the choices of which option: (file, rows). The sources know the rows by the
+# option's name only in part, so it is said here; rows that no option has are found below.
+ROWS = {
+    "PageSize": [("pjl/paper_settings.cpp", "kPaperSizeRows")],  # "media" in the sources
+    "MediaType": [("pjl/paper_settings.cpp", "kMediaTypeRows")],
+    "InputSlot": [("pjl/paper_settings.cpp", "kTrayRows"),
+                  ("pjl/paper_settings.cpp", "kManualFeedRows")],
+    "SepSource": [("pjl/paper_settings.cpp", "kTrayRows")],
+    "OutputBin": [("pjl/paper_settings.cpp", "kOutputBinRows")],
+    "SepPages": [("pjl/paper_settings.cpp", "kSeparatorPageRows")],
+    "Offset": [("pjl/paper_settings.cpp", "kOffsetRows")],
+    "QvnBlankPage": [("pjl/pjl_creation.cpp", "kBlankPageRows")],
+    "PrintTo": [("pjl/pjl_creation.cpp", "kHoldRows")],
+    "TonerDarkness": [("pjl/quality_settings.cpp", "kTonerDarknessRows")],
+    "PictureGrade": [("pjl/quality_settings.cpp", "kPictureGradeRows")],
+    "ColorSaver": [("pjl/quality_settings.cpp", "kColorSaverRows")],
+    "BLW": [("pjl/quality_settings.cpp", "kBlackAndWhiteRows")],
+    "ImageSmoothing": [("pjl/quality_settings.cpp", "kImageSmoothingRows")],
+    "QvnLineDetail": [("pjl/quality_settings.cpp", "kLineDetailRows")],
+    "GrayCorrection": [("pjl/quality_settings.cpp", "kCorrectionRows")],
+    "MediaColor": [("pjl/quality_settings.cpp", "kCorrectionRows"),
+                   ("pjl/quality_settings.cpp", "kManualCorrectionRows")],
+    "ManualRGBImage": [("pjl/quality_settings.cpp", "kManualRGBRows")],
+    "ManualRGBText": [("pjl/quality_settings.cpp", "kManualRGBRows")],
+    "ManualRGBGraphics": [("pjl/quality_settings.cpp", "kManualRGBRows")],
+    "ManualCMYK": [("pjl/quality_settings.cpp", "kManualCMYKRows")],
+    "Resolution": [("pjl/quality_settings.cpp", "kResolutionRows")],
+    "QVBookletFold": [("filter/booklet_rules.cpp", "kFoldRows")],
+    "QVBookletCoverType": [("filter/booklet_rules.cpp", "kCoverMediaRows")],
+    "QVBookletCoverSource": [("booklet/cover_queries.cpp", "kTrayRows")],
+}
+# Two options for one setting, of which a PPD file has one; their choices are one table.
+SMALL_TEXT = ["QvnDoubleStomp", "QvnPixelBoost"]
+SMALL_TEXT_ROWS = ("pjl/pjl_creation.cpp", "kSmallFontRows")
+NOT_OF_OPTIONS = {
+    ("pjl/quality_settings.cpp", "kRotatePaperRows"),  # of an option that is left out
+    ("pjl/pjl_creation.cpp", "kAccountingRows"),       # these are options, read below
+}
+
+SCALE = {str(n) for n in range(-5, 6)}
+SWITCH = {"true", "false"}
+# Choices that no table has.
+MORE_CHOICES = {
+    "QVBookletFold": {"false"},
+    "PrintTo": {"JRPrinter"},
+    "QVBookletCoverPage": SWITCH,
+    "QVOutsideFrontCover": SWITCH,
+    "QVOutsideBackCover": SWITCH,
+    "QVInsideFrontCover": SWITCH,
+    "QVInsideBackCover": SWITCH,
+    "TonerDarkness": {"1", "2", "3", "4", "5"},
+    "CyanBalance": SCALE,
+    "MagentaBalance": SCALE,
+    "YellowBalance": SCALE,
+    "BlackBalance": SCALE,
+    "QvnBrightness": SCALE,
+    "QvnContrast": SCALE,
+    "QvnSaturation": SCALE,
+}
+# Where the printer's own setting is no choice: CUPS allows none, or there is no such setting.
+NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "Resolution", "QVBookletCoverPage",
+                      "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
+                      "QVInsideBackCover"}
+# What no source knows: CUPS and the printer settle these among themselves.
+OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "OptionDuplexer", "OptionFinisher",
+              "OptionMailbox", "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3",
+              "OptionDrawer4", "OptionTray5"}
+
+
+def read(name):
+    with open(f"{source}/{name}", encoding="utf-8") as file:
+        return file.read()
+
+
+# ---- What the sources know.
+rows = {}
+option_names = set()
+files = [path[len(source) + 1:] for folder in ("pjl", "filter", "booklet", "settings")
+         for path in glob.glob(f"{source}/{folder}/*.[ch]*")]
+for name in files:
+    text = re.sub(r"//.*", "", read(name))
+    for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text, re.DOTALL):
+        rows[name, table] = re.findall(r'^\s*\{"([^"]*)"', body, re.MULTILINE)
+    option_names |= set(re.findall(
+        r'(?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([^"]+)"', text))
+    option_names |= set(re.findall(r'constexpr std::string_view k\w+Option =\s*"([^"]+)"', text))
+    option_names |= set(re.findall(r'addOption\(\s*"([^"]+)"', text))
+option_names |= set(rows["pjl/pjl_creation.cpp", "kAccountingRows"])
+option_names -= {"media"}
+option_names |= {"PageSize"}  # "media" names one of its choices
+checks.check(len(option_names) > 45, f"only {len(option_names)} options are found in the sources")
+checks.check(len(rows) > 24, f"only {len(rows)} tables are found in the sources")
+
+known_rows = {pair for pairs in ROWS.values() for pair in pairs} | NOT_OF_OPTIONS
+known_rows.add(SMALL_TEXT_ROWS)
+for pair in rows:
+    checks.check(pair in known_rows, f"{pair}: no option here has these choices")
+
+# ---- What is left out, and why.
+left_out = re.findall(r"^\| `([^`]+)` \| (?:`([^`]+)` )?\| (.+) \|$", read("docs/ppd.md"), re.MULTILINE)
+left_out_options = {option for option, choice, _ in left_out if not choice}
+left_out_choices = {(option, choice) for option, choice, _ in left_out if choice}
+checks.check(len(left_out) > 15, "docs/ppd.md: the table of what is left out")
+
+# ---- The PPD files together have the rest.
+in_ppds = {}
+for ppd in ppds:
+    for name, option in ppd.options.items():
+        in_ppds.setdefault(name, set()).update(option.choices)
+
+wanted = {}
+for name in option_names - left_out_options:
+    wanted[name] = set(MORE_CHOICES.get(name, ()))
+    for pair in ROWS.get(name, []):
+        wanted[name] |= set(rows[pair])
+    if name not in NO_PRINTERS_CHOICE:
+        wanted[name].add("Printers" if name == "QVBookletCoverType" else "PrinterS")
+small_text = set(rows[SMALL_TEXT_ROWS]) | {"PrinterS"}
+for name in SMALL_TEXT:
+    wanted[name] = in_ppds.get(name, set()) & small_text
+    checks.check(len(wanted[name]) > 3, f"{name} has hardly a choice")
+checks.check(wanted["QvnDoubleStomp"] | wanted["QvnPixelBoost"] == small_text,
+             "choices of small text")
+
+for name, choices in sorted(wanted.items()):
+    checks.check(len(choices) > 1, f"{name}: what are its choices?")
+    for choice in choices:
+        checks.check((choice in in_ppds.get(name, ())) != ((name, choice) in left_out_choices),
+                     f"{name} {choice}: either in a PPD file or left out, one of both")
+for name in left_out_options:
+    checks.check(name in option_names, f"docs/ppd.md: nobody knows {name}")
+    checks.check(name not in in_ppds, f"docs/ppd.md: {name} is not left out")
+for name, choice in left_out_choices:
+    checks.check(choice in wanted.get(name, ()), f"docs/ppd.md: nobody knows {name} {choice}")
+
+# ---- And nothing else.
+for name, choices in in_ppds.items():
+    if name in OF_THE_PPD:
+        continue
+    for choice in choices:
+        checks.check(choice in wanted.get(name, ()), f"{name} {choice} is in a PPD file, but nobody reads it")
+
+# ---- Each file for itself.
+for ppd in ppds:
+    small = "small" in ppd.name
+    generic = "generic" in ppd.name
+    color = "color" in ppd.name
+    finisher = color or generic
+    has = lambda name, *choices: set(choices) <= set(
+        ppd.options[name].choices if name in ppd.options else ()) and name in ppd.options
+    say = lambda condition, what: checks.check(condition, f"{ppd.name}: {what}")
+    say(not (has("QvnDoubleStomp") and has("QvnPixelBoost")),
+        "the first of QvnDoubleStomp and QvnPixelBoost hides the other")
+    say((ppd.value("QvnManualBooklet") == "True") == small, "*QvnManualBooklet")
+    say(ppd.value("QVGeneric") == (("Color" if color else "Mono") if generic else None), "*QVGeneric")
+    say(ppd.value("ColorDevice") == ("True" if color else "False"), "*ColorDevice")
+    say(has("MediaColor") == color and has("GrayCorrection") != color, "color options")
+    say(has("Duplex") != small, "Duplex where there is a duplexer")
+    say(has("QVBookletFold", "SaddleStitch", "BiFold") == finisher, "folds where there is a finisher")
+    say(has("QVBookletFold", "Booklet", "false", "PrinterS"), "booklets everywhere")
+    say(has("InputSlot", "EnvDrawr2") == finisher, "envelope drawers")
+    say(ppd.options["QVBookletFold"].default == "false", "no booklet unless it is asked for")
+    say(ppd.options["PrintTo"].default == "JRPrinter", "no job is kept unless it is asked for")
+    say(ppd.options["Resolution"].default == "600dpi", "resolution unless another is asked for")
+    for name, option in ppd.options.items():
+        printers = {"PrinterS", "Printers"} & set(option.choices)
+        say(not printers or option.default in printers or name == "QVBookletFold",
+            f"{name}: the printer's own setting unless another is asked for")
+    say(ppd.value("cupsFilter") == "application/vnd.cups-postscript 0 jobshaper-queue", "*cupsFilter")
+    say(re.search(r'^\*JobPatchFile 1: "[^"\n]+"$', ppd.content, re.MULTILINE),
+        "*JobPatchFile is one line")
+    say("\n*CustomPageSize True:" in ppd.content, "custom page sizes")
+    constraints = {value for key, _, _, value in ppd.entries if key == "UIConstraints"}
+    expected = {"*QVBookletFold *MediaType Transparency", "*QVBookletFold *PageSize DL"}
+    if finisher:
+        expected |= {"*OptionFinisher False *QVBookletFold SaddleStitch",
+                     "*OptionFinisher False *QVBookletFold BiFold",
+                     "*OptionFinisher False *OutputBin FinisherBin1",
+                     "*OptionDrawer3 Tray *InputSlot EnvDrawr3",
+                     "*OptionDrawer3 EnvelopeDrawer *QVBookletCoverSource Tray3"}
+    if generic:
+        expected |= {"*OptionDuplexer False *Duplex", "*OptionDuplexer False *QVBookletFold"}
+    if not small:
+        expected |= {"*Duplex *MediaType Labels", "*Duplex *PageSize Comm10"}
+    for constraint in expected:
+        say(constraint in constraints, f"no constraint {constraint}")
+    finishings = {option: value for key, option, _, value in ppd.entries
+                  if key == "cupsIPPFinishings"}
+    say("13" in finishings, "finishing booklet-maker")
+    # CUPS puts it into every job, and it would undo the job's own choice of a fold.
+    say("3" not in finishings, "no finishing none")
+    say(({"4", "8", "10"} <= set(finishings)) == finisher, "finishings staple and fold")
+    for value in finishings.values():
+        option, choice = value.lstrip("*").split(" ")
+        say(has(option, choice), f"finishings: {value}")
+
+checks.exit(at_least=600)

@@ -1,0 +1,301 @@
+// What the entry program puts behind a job's options, for which job.
+#include "queue/option_string.h"
+
+#include <cups/cups.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <regex>
+#include <set>
+
+#include "platform/text_encoding.h"
+#include "settings/argument_store.h"
+#include "tests/queue/queue_ppd.h"
+#include "tests/support/program.h"
+
+namespace jobshaper::testing {
+namespace {
+
+constexpr char kNoPpd[] = "";
+const std::string kOneCopy = "com.apple.print.PrintSettings.PMCopies..n.=1";
+const std::string kCollate = "com.apple.print.PrintSettings.PMCopyCollate..b.";
+
+std::string completed(const std::string& options, const std::string& ppd = kNoPpd,
+                      const std::string& copies = "1") {
+  std::optional<TemporaryFolder> folder;
+  std::string path;
+  if (!ppd.empty()) {
+    path = folder.emplace().file("printer.ppd");
+    writeFile(path, ppd);
+  }
+  QueueJob job;
+  job.options = options.c_str();
+  job.copies = copies.c_str();
+  job.ppdPath = ppd.empty() ? nullptr : path.c_str();
+  return completedOptions(job);
+}
+
+// What stands behind the job's own options, which must be there byte for byte.
+std::string added(const std::string& options, const std::string& ppd = kNoPpd,
+                  const std::string& copies = "1") {
+  const std::string all = completed(options, ppd, copies);
+  if (!all.starts_with(options)) {
+    ADD_FAILURE() << "changed: " << all;
+    return "";
+  }
+  const std::string rest = all.substr(options.size());
+  return !options.empty() && rest.starts_with(" ") ? rest.substr(1) : rest;
+}
+
+// The options that the filter makes of a string.
+argumentStore::Options filterOptions(const std::string& text) {
+  argumentStore store;
+  store.initWithOptionString(text.c_str());
+  return store.keyEnumerator();
+}
+
+const std::string kFoldPpd =
+    ppdWith(ppdOption("QVBookletFold", "false Booklet BiFold SaddleStitch PrinterS", "BiFold"));
+
+// ---- copies and collation
+
+TEST(Copies, ComeFromTheirArgument) {
+  EXPECT_EQ(added("", kNoPpd, "1"), kOneCopy);
+  EXPECT_EQ(added("media=A4", kNoPpd, "1"), kOneCopy);
+  EXPECT_EQ(added("copies=7", kNoPpd, "12"), "com.apple.print.PrintSettings.PMCopies..n.=12");
+}
+
+TEST(Copies, OfTheJobStand) {
+  EXPECT_EQ(added("com.apple.print.PrintSettings.PMCopies..n.=5", kNoPpd, "2"), "");
+  EXPECT_EQ(added("nocom.apple.print.PrintSettings.PMCopies..n.", kNoPpd, "2"), "");
+}
+
+TEST(Copies, ThatAreNoNumberAreLeftOut) {
+  for (const char* copies : {"", "x", "-1", "1 ", " 1", "1)exec(", "1\n"}) {
+    EXPECT_EQ(added("media=A4", kNoPpd, copies), "") << copies;
+  }
+}
+
+TEST(Collation, ComesFromTheJob) {
+  EXPECT_EQ(added("collate"), kOneCopy + " " + kCollate + "=true");
+  EXPECT_EQ(added("collate=true"), kOneCopy + " " + kCollate + "=true");
+  EXPECT_EQ(added("Collate=True"), kOneCopy + " " + kCollate + "=true");
+  EXPECT_EQ(added("nocollate"), kOneCopy + " " + kCollate + "=false");
+  EXPECT_EQ(added("collate=maybe"), kOneCopy + " " + kCollate + "=false");
+}
+
+TEST(Collation, ComesFromTheHandlingOfSeveralDocuments) {
+  const std::map<std::string, std::string> values = {
+      {"single-document", "true"},
+      {"single-document-new-sheet", "true"},
+      {"separate-documents-collated-copies", "true"},
+      {"separate-documents-uncollated-copies", "false"},
+  };
+  for (const auto& [value, collate] : values) {
+    EXPECT_EQ(added("multiple-document-handling=" + value),
+              kOneCopy + " " + kCollate + "=" + collate);
+  }
+  EXPECT_EQ(added("nocollate multiple-document-handling=single-document"),
+            kOneCopy + " " + kCollate + "=false");
+}
+
+TEST(Collation, ComesFromThePpd) {
+  const std::string ppd = ppdWith(ppdOption("Collate", "True False", "True"));
+  EXPECT_EQ(added("", ppd), kOneCopy + " " + kCollate + "=true");
+  EXPECT_EQ(added("nocollate", ppd), kOneCopy + " " + kCollate + "=false");
+}
+
+TEST(Collation, OfTheJobStands) { EXPECT_EQ(added("collate " + kCollate + "=false"), kOneCopy); }
+
+TEST(Collation, IsLeftOutWhenNobodySaysIt) { EXPECT_EQ(added("media=A4"), kOneCopy); }
+
+// ---- defaults and marked choices of the PPD file
+
+TEST(PpdDefaults, AreAddedWhereTheJobIsSilent) {
+  EXPECT_EQ(added("media=A4", kFoldPpd), kOneCopy + " QVBookletFold=BiFold");
+}
+
+TEST(PpdDefaults, NeverOverrideTheJob) {
+  for (const char* options :
+       {"QVBookletFold=SaddleStitch", "QVBookletFold=NoSuchFold",
+        "QVBookletFold=", "QVBookletFold='a b'", "noQVBookletFold", "QVBookletFold",
+        "QVBookletFold=PrinterS", "qvbookletfold=Booklet", "QVBookletFold=<42>oo"}) {
+    EXPECT_EQ(added(options, kFoldPpd), kOneCopy) << options;
+  }
+}
+
+TEST(PpdDefaults, OfSwitchesAreWrittenAsCupsWritesThem) {
+  const std::string ppd = ppdWith(ppdOption("QVInsideFrontCover", "True False", "True") +
+                                  ppdOption("QvnBlankPage", "True False", "False"));
+  EXPECT_EQ(added("", ppd), kOneCopy + " QVInsideFrontCover=true QvnBlankPage=false");
+}
+
+TEST(PpdDefaults, OfOptionsThatTheFilterDoesNotReadStayOut) {
+  const std::string ppd = ppdWith(ppdOption("Duplex", "None DuplexTumble", "DuplexTumble") +
+                                  ppdOption("QVFoldX", "A B", "B"));
+  EXPECT_EQ(added("", ppd), kOneCopy);
+}
+
+TEST(MarkedChoices, ComeFromWhatTheJobAsksUnderOtherNames) {
+  const std::string ppd =
+      ppdWith(ppdOption("QVBookletFold", "false BiFold SaddleStitch", "false") +
+              "*cupsIPPFinishings 10/fold: \"*QVBookletFold BiFold\"\n"
+              "*cupsIPPFinishings 13/booklet-maker: \"*QVBookletFold SaddleStitch\"\n");
+  EXPECT_EQ(added("finishings=10", ppd), kOneCopy + " QVBookletFold=BiFold");
+  EXPECT_EQ(added("finishings=13", ppd), kOneCopy + " QVBookletFold=SaddleStitch");
+  EXPECT_EQ(added("finishings=3", ppd), kOneCopy + " QVBookletFold=false");
+}
+
+// The names that the filter asks its options for, found in its sources.
+std::set<std::string> namesInSources() {
+  std::set<std::string> names;
+  const std::regex pattern(
+      R"re((?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([A-Za-z]+)"|\{"(JA[A-Z]+)")re");
+  const std::filesystem::path sources = SOURCE_FOLDER;
+  std::vector<std::filesystem::path> files = {sources / "pjl/pjl_creation.cpp"};
+  for (const char* folder : {"filter", "booklet"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(sources / folder)) {
+      files.push_back(entry.path());
+    }
+  }
+  for (const auto& file : files) {
+    const std::string text = readFile(file);
+    for (std::sregex_iterator i(text.begin(), text.end(), pattern), end; i != end; ++i) {
+      names.insert((*i)[1].matched ? (*i)[1] : (*i)[2]);
+    }
+  }
+  return names;
+}
+
+TEST(MarkedChoices, AreThoseOfEveryOptionThatTheFilterReads) {
+  const std::set<std::string> names = namesInSources();
+  ASSERT_GE(names.size(), 20U);
+  std::string text;
+  for (const std::string& name : names) text += ppdOption(name, "One Two", "Two");
+  const argumentStore::Options options = filterOptions(completed("", ppdWith(text)));
+  for (const std::string& name : names) {
+    const auto found = options.find(name);
+    EXPECT_TRUE(found != options.end() && found->second == "Two") << name;
+  }
+  EXPECT_EQ(options.size(), names.size() + 1) << "and the copies";
+}
+
+TEST(Ppd, ThatCannotBeUsedAddsNothing) {
+  ::testing::internal::CaptureStderr();
+  QueueJob job;
+  job.ppdPath = "/no such file.ppd";
+  EXPECT_EQ(completedOptions(job), "");
+  EXPECT_EQ(added("", "This is no PPD file.\n"), kOneCopy);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "WARNING: The defaults of the PPD file are not used: Unable to open PPD file, "
+            "line 0.\n"
+            "WARNING: The defaults of the PPD file are not used: Missing asterisk in column 1, "
+            "line 1.\n");
+}
+
+// ---- accounting
+
+TEST(Accounting, GoesOverInMacOsRoman) {
+  const std::string utf8 =
+      "JAUSERID=Zo\xC3\xAB JAACCTNUM=\xE2\x82\xAC\\ 5 JADEPTNUM=Stra\xC3\x9F"
+      "e";
+  EXPECT_EQ(added(utf8), kOneCopy +
+                             " JAUSERID=Zo\x91 JAACCTNUM=\xDB\\ 5 JADEPTNUM=Stra\xA7"
+                             "e");
+}
+
+TEST(Accounting, ThatMacOsRomanCannotExpressStaysAsItIs) {
+  for (const char* value : {"\xD0\x9E\xD0\xBB\xD1\x8F", "\xE6\xBC\xA2", "\xF0\x9F\x98\x80",
+                            "e\xCC\x81", "\xC3\xA9\xD0\x9E"}) {
+    EXPECT_EQ(added("JAUSERID=" + std::string(value)), kOneCopy) << value;
+  }
+}
+
+TEST(Accounting, ThatIsPlainOrNotUtf8StaysAsItIs) {
+  for (const char* value : {"ada", "", "12\\ 3", "Zo\x91", "\xC3", "a<20>b"}) {
+    EXPECT_EQ(added("JAUSERID=" + std::string(value)), kOneCopy) << value;
+  }
+}
+
+TEST(Accounting, ReachesTheFilterAsItWasGiven) {
+  // A value with everything that an option string treats specially.
+  const std::string value = "\xC3\xA9 'a' \"b\" \\c {d} \t e\n=,<20>\x7f";
+  cups_option_t* options = nullptr;
+  std::string quoted = "JAUSERID=";
+  for (const char c : value) quoted.append({'\\', c});
+  const std::string mac = "\x8E" + value.substr(2);
+  const int n = cupsParseOptions(completed(quoted).c_str(), 0, &options);
+  EXPECT_STREQ(cupsGetOption("JAUSERID", n, options), mac.c_str());
+  cupsFreeOptions(n, options);
+}
+
+TEST(Accounting, OfOneValueDoesNotTouchTheNext) {
+  for (const char* value : {"{\xDF", "{\xDF y}", "'\xDF", "\"\xDF", "\xDF\\", "\xDF ", "\xDF\n"}) {
+    std::string quoted;
+    for (const char c : utf8FromMacRoman(value)) quoted.append({'\\', c});
+    cups_option_t* options = nullptr;
+    const std::string all = completed("JAUSERID=" + quoted + " JADEPTNUM=\xC3\xA9");
+    const int n = cupsParseOptions(all.c_str(), 0, &options);
+    EXPECT_STREQ(cupsGetOption("JAUSERID", n, options), value);
+    EXPECT_STREQ(cupsGetOption("JADEPTNUM", n, options), "\x8E") << value;
+    cupsFreeOptions(n, options);
+  }
+}
+
+TEST(Accounting, OfEveryByteReachesTheFilter) {
+  for (int byte = 1; byte < 256; ++byte) {
+    for (const char* around : {"", "x", "{", "}", "'", "\"", "\\", " "}) {
+      // In front, in the middle and at the end of a value that has to be converted.
+      const std::string mac = around + std::string(1, static_cast<char>(byte)) + "\xDF" + around;
+      const std::string utf8 = utf8FromMacRoman(mac);
+      std::string quoted;
+      for (const char c : utf8) quoted.append({'\\', c});
+      cups_option_t* options = nullptr;
+      const std::string all = completed("a=1 JADEPTNUM=" + quoted + " b");
+      const int n = cupsParseOptions(all.c_str(), 0, &options);
+      EXPECT_STREQ(cupsGetOption("JADEPTNUM", n, options), mac.c_str()) << byte << around;
+      EXPECT_STREQ(cupsGetOption("b", n, options), "true");
+      cupsFreeOptions(n, options);
+    }
+  }
+}
+
+// ---- hostile strings
+
+TEST(OptionString, KeepsEveryValue) {
+  for (const char* options : {
+           "JRUSERNAME=a\\ b c=\"d e\" f='g \\' h' i=\\\\ j={k l}",
+           "JRHOLDKEY=1\\\n2",
+           "a=<20><27><3D><2C><3C><3E> b=<2",
+           "media=\xC3\xA9\xFF job-name=%s%n",
+           "a=1,2,3 b={c=1 d=2} e=",
+           "PrintTo=JRConf JRHOLDKEY=\"a'b\"",
+           "  a=1  ",
+           "a",
+           "noa",
+       }) {
+    const argumentStore::Options before = filterOptions(options);
+    argumentStore::Options after = filterOptions(completed(options, kFoldPpd));
+    EXPECT_EQ(after["QVBookletFold"], "BiFold") << options;
+    EXPECT_EQ(after["com.apple.print.PrintSettings.PMCopies..n."], "1") << options;
+    after.erase("QVBookletFold");
+    after.erase("com.apple.print.PrintSettings.PMCopies..n.");
+    EXPECT_EQ(after, before) << options;
+    added(options, kFoldPpd);
+  }
+}
+
+TEST(OptionString, ThatDoesNotEndStaysAsItIs) {
+  for (const char* options : {"a=\"b", "a='b", "a=\\", "a={b", "{a=1 b=2}", "=1", "a=b\\"}) {
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(completed(options, kFoldPpd), options);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "WARNING: The job's options cannot be completed.\n")
+        << options;
+  }
+}
+
+}  // namespace
+}  // namespace jobshaper::testing

@@ -1,0 +1,74 @@
+"""A printer on the loopback interface: takes jobs as a network printer does on port 9100."""
+
+import socket
+import struct
+import threading
+
+
+class Listener:
+    """Keeps the bytes of every job that it receives, in `jobs`.
+
+    hold() makes it take connections without reading; release() lets it go on. After
+    hang_up_after(n) it breaks the next connection off behind n bytes.
+    """
+
+    def __init__(self):
+        self._server = socket.socket()
+        # A small window, so that a held job does not fit into the buffers on the way.
+        self._server.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        self._server.bind(("127.0.0.1", 0))
+        self._server.listen()
+        self.uri = f"socket://127.0.0.1:{self._server.getsockname()[1]}/?snmp=false"
+        self.jobs = []
+        self.connections = 0
+        self._hang_up_at = None
+        self._may_read = threading.Event()
+        self._may_read.set()
+        self._thread = threading.Thread(target=self._serve, daemon=True)
+        self._thread.start()
+
+    def hold(self):
+        self._may_read.clear()
+
+    def release(self):
+        self._may_read.set()
+
+    def hang_up_after(self, size):
+        self._hang_up_at = size
+
+    def close(self):
+        self.release()
+        # close() alone does not wake a thread that waits in accept().
+        self._server.shutdown(socket.SHUT_RDWR)
+        self._thread.join(10)
+        self._server.close()
+
+    def _serve(self):
+        while True:
+            try:
+                connection, _ = self._server.accept()
+            except OSError:
+                return
+            with connection:
+                self.connections += 1
+                self._receive(connection)
+
+    def _receive(self, connection):
+        connection.settimeout(60)
+        job = bytearray()
+        try:
+            while True:
+                self._may_read.wait(60)
+                piece = connection.recv(4096)
+                if not piece:
+                    break
+                job += piece
+                if self._hang_up_at is not None and len(job) >= self._hang_up_at:
+                    self._hang_up_at = None
+                    # Broken off, not ended: what was on the way is lost.
+                    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
+                                          struct.pack("ii", 1, 0))
+                    break
+        except OSError:
+            pass
+        self.jobs.append(bytes(job))

@@ -1,0 +1,229 @@
+"""A CUPS scheduler of one's own: private folders, a unix socket, no system service.
+
+It runs as root, then its filters run as the user "lp", or as anybody else. Everything lies below
+one new folder in /tmp and goes with stop(); the scheduler also ends with the process that
+started it.
+"""
+
+import ctypes
+import grp
+import os
+import pathlib
+import pwd
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+
+SYSTEM_BIN = pathlib.Path("/usr/lib/cups")
+CUPSD = "/usr/sbin/cupsd"
+# The log line with which the scheduler settles the fate of a job.
+END_OF_JOB = re.compile(r"^Job (completed|canceled|aborted|stopped)\b", re.M)
+SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
+
+
+class Failure(Exception):
+    """Something that must not happen, in words for the developer."""
+
+
+def wait_until(condition, seconds, what):
+    """Polls until the condition gives something true, which is the answer."""
+    end = time.monotonic() + seconds
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > end:
+            raise Failure(f"waited {seconds} s for {what}")
+        time.sleep(0.03)
+
+
+def end_with_parent():
+    """For a child process: a parent that dies takes it along."""
+    pr_set_pdeathsig = 1
+    ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGTERM)
+
+
+class PrivateCups:
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="cups-", dir="/tmp"))
+        self.folder.chmod(0o755)
+        self.bin = self.folder / "bin"
+        self.temp = self.folder / "tmp"
+        self.log = self.folder / "log" / "error_log"
+        self.socket = self.folder / "cups.sock"
+        self._cupsd = None
+        for name in ("etc/ppd", "bin/filter", "bin/backend", "cache", "run", "spool", "tmp",
+                     "log", "home"):
+            (self.folder / name).mkdir(parents=True)
+        # As the scheduler makes it when it is not there.
+        self.temp.chmod(0o1770)
+        if os.geteuid() == 0:
+            shutil.chown(self.temp, "root", "lp")
+        self._link_system_programs()
+        self._write_configuration()
+
+    def _link_system_programs(self):
+        for path in (SYSTEM_BIN / "filter").iterdir():
+            (self.bin / "filter" / path.name).symlink_to(path)
+        for name in ("daemon", "monitor", "notifier"):
+            if (SYSTEM_BIN / name).exists():
+                (self.bin / name).symlink_to(SYSTEM_BIN / name)
+        # The package keeps its backends here and copies them when it is configured.
+        (self.bin / "backend" / "socket").symlink_to(SYSTEM_BIN / "backend-available" / "socket")
+
+    def _write_configuration(self):
+        if os.geteuid() == 0:
+            user, group, administrators = "lp", "lp", "root"
+        else:
+            user = pwd.getpwuid(os.geteuid()).pw_name
+            group = grp.getgrgid(os.getegid()).gr_name
+            administrators = group
+        files = f"""\
+ServerRoot {self.folder}/etc
+ServerBin {self.bin}
+DataDir /usr/share/cups
+CacheDir {self.folder}/cache
+StateDir {self.folder}/run
+RequestRoot {self.folder}/spool
+TempDir {self.temp}
+DocumentRoot {self.folder}/home
+ErrorLog {self.log}
+AccessLog {self.folder}/log/access_log
+PageLog {self.folder}/log/page_log
+LogFilePerm 0644
+Printcap
+User {user}
+Group {group}
+SystemGroup {administrators}
+"""
+        daemon = f"""\
+Listen {self.socket}
+ServerName localhost
+LogLevel debug
+LogTimeFormat usecs
+LogDebugHistory 0
+MaxLogSize 0
+Browsing No
+DefaultAuthType None
+WebInterface No
+PreserveJobFiles Yes
+MaxJobTime 60
+JobKillDelay 20
+ErrorPolicy abort-job
+<Location />
+  Order allow,deny
+  Allow all
+</Location>
+<Policy default>
+  JobPrivateAccess all
+  JobPrivateValues none
+  SubscriptionPrivateAccess all
+  SubscriptionPrivateValues none
+  <Limit All>
+    Order deny,allow
+  </Limit>
+</Policy>
+"""
+        (self.folder / "etc" / "cups-files.conf").write_text(files)
+        (self.folder / "etc" / "cupsd.conf").write_text(daemon)
+
+    def add_filter(self, name, program, folder=""):
+        """Copies a program to where the scheduler looks for filters, as a package installs it."""
+        target = self.bin / "filter" / folder / name
+        target.parent.mkdir(exist_ok=True)
+        target.unlink(missing_ok=True)
+        shutil.copyfile(program, target)
+        target.chmod(0o755)
+        return target
+
+    def _program(self):
+        return [CUPSD, "-c", self.folder / "etc" / "cupsd.conf",
+                "-s", self.folder / "etc" / "cups-files.conf"]
+
+    def start(self):
+        self._cupsd = subprocess.Popen(
+            [*self._program(), "-f"], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL, cwd="/", env={"PATH": SYSTEM_PATH, "LANG": "C.UTF-8"},
+            preexec_fn=end_with_parent)
+        wait_until(self._answers, 15, "the scheduler")
+
+    def _answers(self):
+        if self._cupsd.poll() is not None:
+            reason = subprocess.run([*self._program(), "-t"], stdout=subprocess.PIPE,
+                                    stderr=subprocess.STDOUT, timeout=15, check=False).stdout
+            raise Failure("the scheduler ended: " + reason.decode(errors="replace")
+                          + self.log_text())
+        with socket.socket(socket.AF_UNIX) as connection:
+            try:
+                connection.connect(str(self.socket))
+            except OSError:
+                return False
+        return True
+
+    def stop(self):
+        """Ends the scheduler and removes everything."""
+        if self._cupsd and self._cupsd.poll() is None:
+            self._cupsd.terminate()
+            try:
+                self._cupsd.wait(15)
+            except subprocess.TimeoutExpired:
+                self._cupsd.kill()
+                self._cupsd.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def running(self):
+        return self._cupsd is not None and self._cupsd.poll() is None
+
+    def command(self, *arguments):
+        """Runs a command of CUPS for this scheduler; gives what it printed."""
+        environment = {"PATH": SYSTEM_PATH, "CUPS_SERVER": str(self.socket),
+                       "HOME": str(self.folder / "home"), "LANG": "C.UTF-8"}
+        done = subprocess.run(arguments, env=environment, stdin=subprocess.DEVNULL, timeout=30,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+        if done.returncode != 0:
+            raise Failure(f"{arguments}: {done.stdout.decode(errors='replace')}")
+        return done.stdout.decode(errors="replace")
+
+    def add_queue(self, name, ppd, uri, *options):
+        self.command("lpadmin", "-p", name, "-E", "-v", uri, "-P", ppd,
+                     "-o", "printer-error-policy=abort-job", *options)
+
+    def lp(self, queue, file, options=None, user="ada", title=None):
+        """Prints a file; gives the number of the job."""
+        command = ["lp", "-d", queue, "-U", user]
+        if title is not None:
+            command += ["-t", title]
+        for name, value in (options or {}).items():
+            # lp takes a backslash for the character behind it, as CUPS does in option strings.
+            quoted = "".join("\\" + c if c in " \t\n'\"\\{}" else c for c in value)
+            command += ["-o", f"{name}={quoted}"]
+        answer = self.command(*command, "--", str(file))
+        return int(answer.split("request id is ")[1].split()[0].rsplit("-", 1)[1])
+
+    def cancel(self, job):
+        self.command("cancel", str(job))
+
+    def log_text(self):
+        return self.log.read_text(errors="replace") if self.log.exists() else ""
+
+    def log_of(self, job):
+        """The log lines of a job, without their times."""
+        mark = f"[Job {job}] "
+        return [line.split(mark, 1)[1] for line in self.log_text().splitlines() if mark in line]
+
+    def wait_for(self, job, seconds=30):
+        """Waits until a job has ended, and all programs that the scheduler started for it."""
+        def ended():
+            lines = "\n".join(self.log_of(job))
+            started = set(re.findall(r"^Started (?:filter|backend) .*\(PID (\d+)\)$", lines, re.M))
+            return (END_OF_JOB.search(lines)
+                    and started <= set(re.findall(r"^PID (\d+) \(", lines, re.M)))
+        wait_until(ended, seconds, f"the end of job {job}")
+
+    def state_of(self, job):
+        """"completed", "canceled", "aborted", or "stopped", of a job that has ended."""
+        return END_OF_JOB.search("\n".join(self.log_of(job))).group(1)

@@ -1,0 +1,429 @@
+#!/usr/bin/python3
+"""Prints real documents through a real scheduler to a printer on the loopback interface.
+
+usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER PPD-FOLDER [UNITTEST-ARGUMENTS]
+
+The queues run our built programs, each behind a recorder of its arguments, environment and
+input. What the printer gets must be what a direct run of the filter makes of the record.
+"""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import listener
+import private_cups
+from recorded_cups import RecordedCups, TRAILER, UEL
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+# PostScript that goes through pstops alone, as an application made it.
+APPLICATION_POSTSCRIPT = "application/vnd.adobe-reader-postscript"
+# The page that explains a booklet made by hand, where the package installs it.
+INSTRUCTIONS = pathlib.Path(
+    "/Library/Printers/Quorvan/filter/.resource/en.lproj/instruction(null)")
+# What the scheduler writes of a program or file that is not as it must be.
+CRASH = re.compile(r"crashed|insecure permissions|Sanitizer|runtime error:|core dumped")
+# What is wrong with a job, unless it was to end early.
+TROUBLE = re.compile(r"^E |stopped with status|did not catch|Backend returned status"
+                     r"|Job (?:canceled|aborted|stopped)|Cannot start|not be completed|not used")
+LOG_LINE = re.compile(r"^(. )\[[^]]*\] (?:\[Job (\d+)\] )?(.*)$")
+
+FILTER, ENTRY_PROGRAM, RECORDER, PPDS = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
+
+
+class Documents:
+    """What is printed, made by the tools that applications use."""
+
+    pages = 5
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.postscript = folder / "document.ps"
+        self.pdf = folder / "document.pdf"
+        script = SOURCE / "tests" / "real_jobs" / "make-jobs.sh"
+        subprocess.run(["bash", "-ec", '. "$0"; make_document > "$1"; make_pdf "$1" > "$2"',
+                        script, self.postscript, self.pdf], check=True, timeout=60)
+        # More than pipes and sockets hold, so that it is on its way for as long as one wants.
+        self.large = folder / "large.ps"
+        text = self.postscript.read_bytes()
+        padding = b"% " + b"x" * 77 + b"\n"
+        self.large.write_bytes(text.replace(b"\n%%Page: 3", b"\n" + padding * 150000
+                                            + b"%%Page: 3", 1))
+
+
+def direct_run(job, filter_program):
+    """What the filter makes of the same arguments, environment and input."""
+    with open(job.input, "rb") as recorded:
+        done = subprocess.run(job.argv, executable=filter_program, env=job.environment,
+                              stdin=recorded, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              timeout=60, check=False)
+    if done.returncode != 0:
+        raise private_cups.Failure(f"the filter ended with {done.returncode}: {done.stderr!r}")
+    return done.stdout
+
+
+class SchedulerTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.work = pathlib.Path(tempfile.mkdtemp(prefix="prints-", dir="/tmp"))
+        cls.addClassCleanup(shutil.rmtree, cls.work, ignore_errors=True)
+        cls.work.chmod(0o755)
+        cls.documents = Documents(cls.work)
+        cls.cups = RecordedCups(FILTER, ENTRY_PROGRAM, RECORDER)
+        cls.addClassCleanup(cls.cups.stop)
+        cls.printer = listener.Listener()
+        cls.addClassCleanup(cls.printer.close)
+        cls.second_printer = listener.Listener()
+        cls.addClassCleanup(cls.second_printer.close)
+
+        cls.cups.start()
+        cls.add_queue("Office", "color-finisher")
+        cls.add_queue("Small", "small-mono")
+
+    @classmethod
+    def add_queue(cls, name, model, *options, uri=None):
+        cls.cups.add_queue(name, PPDS / f"quorvan-{model}.ppd", uri or cls.printer.uri, *options)
+
+    # ---- steps
+
+    def setUp(self):
+        self.log_start = len(self.cups.log_text())
+        self.early_ends = set()
+
+    def tearDown(self):
+        wrong = []
+        for line in self.cups.log_text()[self.log_start:].splitlines():
+            level, job, text = LOG_LINE.match(line).groups()
+            early = job is not None and int(job) in self.early_ends
+            if CRASH.search(text) or (not early and TROUBLE.search(level + text)):
+                wrong.append(line)
+        self.assertEqual(wrong, [])
+        self.assertTrue(self.cups.running())
+        self.assertRegex(self.cups.command("lpstat", "-p", "Office"), "is idle.*enabled since")
+
+    def print(self, file, options=None, queue="Office", **arguments):
+        """Prints a file and checks what holds for every job."""
+        job = self.cups.print(queue, self.printer, file, options, **arguments)
+        self.check(job)
+        return job
+
+    def check(self, job):
+        self.assertEqual(self.cups.state_of(job.number), "completed",
+                         "\n".join(self.cups.log_of(job.number)))
+        self.check_start(job)
+        self.assert_same(job.received, direct_run(job, self.cups.real_filter))
+        self.check_folders()
+
+    def check_start(self, job):
+        self.assertTrue(job.received.startswith(UEL + b"@PJL JOB\n"), job.received[:200])
+        self.assertTrue(job.received.endswith(TRAILER), job.received[-200:])
+        self.assertEqual(job.argv[:5], job.queue_argv[:5])
+        self.assertEqual(job.argv[6:], job.queue_argv[6:])
+        self.assertTrue(job.argv[5].startswith(job.queue_argv[5]))
+
+    def check_folders(self, expected=()):
+        self.assertEqual({path.name for path in self.cups.temp.iterdir()}, set(expected))
+
+    def assert_same(self, received, expected):
+        if received != expected:
+            at = next((i for i, (a, b) in enumerate(zip(received, expected)) if a != b),
+                      min(len(received), len(expected)))
+            self.fail(f"{len(received)} bytes received, {len(expected)} expected; from byte {at}: "
+                      f"{received[at:at + 80]!r}, {expected[at:at + 80]!r}")
+
+    def assert_pages(self, job, pages):
+        page_file = self.work / "body.ps"
+        page_file.write_bytes(job.body)
+        done = subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=bbox",
+                               page_file], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, timeout=60, check=False)
+        output = done.stdout.decode(errors="replace")
+        self.assertEqual(done.returncode, 0, output)
+        self.assertEqual(output.count("%%BoundingBox:"), pages, output)
+
+    # ---- ordinary jobs
+
+    def test_pdf(self):
+        job = self.print(self.documents.pdf)
+        self.assert_pages(job, self.documents.pages)
+        self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=1", job.added)
+        self.assertIn(b"@PJL SET COPIES = 1\n", job.header)
+
+    def test_postscript(self):
+        self.assert_pages(self.print(self.documents.postscript), self.documents.pages)
+
+    def test_postscript_of_an_application(self):
+        job = self.print(self.documents.postscript, {"document-format": APPLICATION_POSTSCRIPT})
+        self.assert_pages(job, self.documents.pages)
+
+    def test_file_without_another_filter(self):
+        job = self.print(self.documents.postscript,
+                         {"document-format": "application/vnd.cups-postscript"})
+        self.assertEqual(len(job.argv), 7)
+        self.assert_pages(job, self.documents.pages)
+
+    def test_three_copies(self):
+        for file in (self.documents.pdf, self.documents.postscript):
+            for collate in ("false", "true"):
+                with self.subTest(file=file.name, collate=collate):
+                    job = self.print(file, {"copies": "3", "collate": collate})
+                    self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
+                    self.assertIn("com.apple.print.PrintSettings.PMCopyCollate..b.=" + collate,
+                                  job.added)
+                    self.assertNotIn(b"@PJL SET COPIES", job.received)
+                    self.assertIn(b"%RBINumCopies: 3\n", job.body)
+                    self.assert_pages(job, self.documents.pages)
+
+    def test_file_name_with_blanks(self):
+        path = self.work / "The \"first\" draft's 2nd {copy}.pdf"
+        shutil.copyfile(self.documents.pdf, path)
+        job = self.print(path)
+        self.assertEqual(job.argv[3].decode(), path.name)
+        self.assert_pages(job, self.documents.pages)
+
+    def test_long_device_uri(self):
+        uri = self.printer.uri + "&filler="
+        uri += "x" * (112 - len(uri))
+        self.add_queue("Far", "mono-duplex", uri=uri)
+        job = self.print(self.documents.pdf, queue="Far")
+        self.assertEqual(job.environment[b"DEVICE_URI"].decode(), uri[:99])
+        self.assert_pages(job, self.documents.pages)
+
+    # ---- the options of our printers
+
+    def test_retained_job_with_a_pin(self):
+        for collate in ("false", "true"):
+            with self.subTest(collate=collate):
+                job = self.print(self.documents.pdf, {
+                    "copies": "2", "collate": collate, "PrintTo": "JRConf", "JRHOLDKEY": "1234"})
+                self.assertIn(b'@PJL SET HOLD = ON\n@PJL SET HOLDTYPE = PRIVATE\n'
+                              b'@PJL SET HOLDKEY = "1234"\n', job.header)
+                self.assertIn(b"<< /CollatedCopies 2 >> setuserparams\n%EndUserSetup\n"
+                              b"%RBINumCopies: 2\n", job.body)
+                self.assert_pages(job, self.documents.pages)
+
+    def test_every_finishing(self):
+        commands = {
+            "false": None,
+            "PrinterS": None,
+            "Booklet": b"",
+            "SaddleStitch": b"<< /Fold 2 /Staple 4>> setpagedevice",
+            "BiFold": b"<< /Fold 1 >> setpagedevice",
+            "DoNotFoldAndStaple": b"<< /Fold 0 /Staple 0>> setpagedevice",
+        }
+        ppd = (PPDS / "quorvan-color-finisher.ppd").read_text()
+        choices = re.findall(r"^\*QVBookletFold ([^/:]*)", ppd, re.M)
+        self.assertEqual(set(choices), set(commands))
+        options = [({"QVBookletFold": choice}, choice) for choice in choices]
+        for number, choice in re.findall(
+                r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (.*)"$', ppd, re.M):
+            options.append(({"finishings": number}, choice))
+        self.assertGreater(len(options), len(choices))
+        for wanted, choice in options:
+            with self.subTest(wanted):
+                # The shortest way through the scheduler: there are many of them.
+                job = self.print(self.documents.postscript,
+                                 {**wanted, "document-format": APPLICATION_POSTSCRIPT})
+                self.assert_fold(job, choice, commands[choice])
+                self.assert_pages(job, self.documents.pages)
+
+    def assert_fold(self, job, choice, command):
+        line = b"%%BeginFeature: *QVBookletFold " + choice.encode() + b"\n"
+        after = job.body[job.body.index(line) + len(line):].split(b"\n", 3)
+        if command is None:
+            self.assertIn(b"statusdict /duplexer get exec", after[0])
+        else:
+            self.assertEqual(after[:2], [b"", command])
+            self.assertIn(b"statusdict /duplexer get exec", after[2])
+
+    def test_defaults_of_the_administrator(self):
+        self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
+                       "-o", "PrintTo=JRVerify", "-o", "QvnBlankPage=false")
+        job = self.print(self.documents.pdf, queue="Booklets")
+        for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=false"):
+            self.assertIn(option, job.added)
+        self.assertIn(b"@PJL SET HOLD = PROOF\n", job.header)
+        self.assertIn(b"@PJL SET QBLANKPAGES = DONOTPRINT\n", job.header)
+        self.assertIn(b"\n<< /CollatedCopies 1 >> setuserparams\n", job.body)
+        self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
+        job = self.print(self.documents.pdf, {"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"},
+                         queue="Booklets")
+        self.assertNotIn(b"@PJL SET HOLD", job.header)
+        self.assert_fold(job, "BiFold", b"<< /Fold 1 >> setpagedevice")
+        self.assert_pages(job, self.documents.pages)
+
+    def test_booklet_with_a_cover_sheet(self):
+        count = self.work / "page count"
+        count.write_text("8\n")
+        job = self.print(self.documents.pdf, {
+            "QVBookletFold": "SaddleStitch", "QVBookletCoverPage": "true",
+            "QVInsideFrontCover": "true", "QVBookletCoverSource": "Tray2",
+            "QVBookletCoverType": "Card", "QVBookletPageCountFilename": str(count)})
+        self.assertIn(b"\n1 dict dup /Duplex false put setpagedevice\n%%Page: 4 4\n[{\n"
+                      b"<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1 "
+                      b"/MediaType (Card Stock) >> setpagedevice\n} stopped cleartomark\n",
+                      job.body)
+        self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
+        self.assert_pages(job, self.documents.pages)
+
+    def test_manual_booklet(self):
+        for file in (self.documents.pdf, self.documents.postscript):
+            with self.subTest(file=file.name):
+                job = self.print(file, {"QVBookletFold": "Booklet"}, queue="Small")
+                pages = re.findall(rb"^%%Page: \S+ (\d+)", job.body, re.M)
+                self.assertEqual(pages, [b"0", b"1", b"3", b"5", b"1", b"4", b"2"])
+                installed = INSTRUCTIONS.exists()
+                # The second pass begins with a blank page, which is numbered 1 and is the back of 5.
+                self.assert_pages(job, self.documents.pages + 1 + installed)
+
+    def test_generic_driver(self):
+        for model, header in (
+                ("generic-color", b"@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n"),
+                ("generic-mono",
+                 b"@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n")):
+            self.add_queue("Generic", model)
+            job = self.print(self.documents.pdf, queue="Generic")
+            self.assertTrue(job.header.endswith(header), job.header)
+            self.assert_pages(job, self.documents.pages)
+
+    def test_hostile_values(self):
+        values = {
+            "JRUSERNAME": "Zo\u00eb O'Hara \"x\" \\y {z} <20> =,",
+            "JRHOLDKEY": "1 2\n\"3'\\4<3C>",
+            "JAUSERID": "Andr\u00e9 \u20ac",
+            "JAACCTNUM": "\u041e\u043b\u044f",
+            "JADEPTNUM": "a b\\c",
+            "PrintTo": "JRConf",
+            "QVBookletFold": "No such {fold}",
+            "InputSlot": "Tray99",
+            "QvnBlankPage": "maybe",
+            "media": "Custom.1x1",
+        }
+        job = self.print(self.documents.pdf, values, user="Zo\u00eb \"2\"", title="<20> %s\n{")
+        self.assertEqual(job.argv[2].decode(), "Zo\u00eb \"2\"")
+        for line in (
+                "USERNAME = \"Zo\u00eb O'Hara \"x\" \\y {z}   =,\"",
+                "HOLDKEY = \"1 2\n\"3'\\4<\"",
+                "QJOBCREDUSERNAME = \"Andr\u00e9 \u20ac\"",
+                "QJOBCREDDEPTID = \"a b\\c\""):
+            self.assertIn(f"@PJL SET {line}\n".encode(), job.header)
+        self.assert_pages(job, self.documents.pages)
+
+    # ---- jobs that end early
+
+    def start_large_job(self):
+        """A job that the filter is in the middle of; the printer does not read."""
+        self.printer.hold()
+        connections = self.printer.connections
+        number = self.cups.lp("Office", self.documents.large,
+                              {"document-format": APPLICATION_POSTSCRIPT})
+        self.early_ends.add(number)
+        private_cups.wait_until(lambda: self.printer.connections > connections, 20,
+                                "the connection to the printer")
+        return number
+
+    def wait_until_stuck(self, number):
+        """Waits until nothing moves any more."""
+        def size():
+            path = self.cups.records / f"{number}.jobshaper.input"
+            return path.stat().st_size if path.exists() else 0
+        last = -1
+        while size() != last or last == 0:
+            last = size()
+            private_cups.time.sleep(0.3)
+        self.assertLess(last, self.documents.large.stat().st_size)
+
+    def end_of_filter(self, number):
+        return next(line.partition("jobshaper-queue) ")[2] for line in self.cups.log_of(number)
+                    if re.match(r"PID \d+ \(\S*/jobshaper-queue\)", line))
+
+    def test_cancel_in_mid_job(self):
+        count = len(self.printer.jobs) + 1
+        number = self.start_large_job()
+        self.wait_until_stuck(number)
+        self.cups.cancel(number)
+        self.printer.release()
+        job = self.cups.finish(number, self.printer, count)
+        self.assertEqual(self.cups.state_of(number), "canceled")
+        self.assertEqual(self.end_of_filter(number), "was terminated normally with signal 15.")
+        self.check_start(job)
+        whole = direct_run(job, self.cups.real_filter)
+        self.assertLess(len(job.body), self.documents.large.stat().st_size)
+        self.assert_same(job.received[:-len(TRAILER)], whole[:len(job.received) - len(TRAILER)])
+        self.check_folders()
+        self.print(self.documents.pdf)
+
+    def test_printer_hangs_up_in_mid_job(self):
+        count = len(self.printer.jobs) + 1
+        number = self.start_large_job()
+        self.printer.hang_up_after(100000)
+        self.printer.release()
+        job = self.cups.finish(number, self.printer, count)
+        self.assert_same(job.received, direct_run(job, self.cups.real_filter)[:len(job.received)])
+        self.assertGreaterEqual(len(job.received), 100000)
+        self.assertEqual(self.end_of_filter(number), "exited with no errors.")
+        self.check_folders()
+        self.print(self.documents.pdf)
+
+    def test_two_jobs_at_once(self):
+        self.add_queue("Second", "mono-duplex", uri=self.second_printer.uri)
+        printers = (self.printer, self.second_printer)
+        counts = [len(printer.jobs) + 1 for printer in printers]
+        for printer in printers:
+            printer.hold()
+        connections = [printer.connections for printer in printers]
+        numbers = [self.cups.lp(queue, self.documents.large,
+                                {"document-format": APPLICATION_POSTSCRIPT},
+                                user=queue.lower())
+                   for queue in ("Office", "Second")]
+        private_cups.wait_until(lambda: all(printer.connections > before for printer, before
+                                            in zip(printers, connections)), 20, "both connections")
+        for printer in printers:
+            printer.release()
+        jobs = [self.cups.finish(*job) for job in zip(numbers, printers, counts)]
+        for job, user in zip(jobs, (b"office", b"second")):
+            self.assertIn(b'USERID = "' + user + b'"', job.header)
+            self.check(job)
+
+    # ---- for support
+
+    def test_capture_and_trace(self):
+        temp = self.cups.temp
+        settings = temp / "Debug" / ".DebugPlist" / "qvDebug.plist"
+        settings.parent.mkdir(parents=True)
+        for folder in (settings.parent, settings.parent.parent):
+            folder.chmod(0o755)
+        settings.write_text("""\
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict><key>Feiprion</key><dict>
+<key>debugFile</key><string>debug.log</string>
+<key>debugLevel</key><integer>7</integer>
+<key>moduleNumber</key><integer>1</integer>
+</dict></dict></plist>
+""")
+        (temp / "qvn_log").write_bytes(b"")
+        try:
+            job = self.cups.print("Office", self.printer, self.documents.pdf)
+            self.check_folders(["Debug", "qvn_log", "qvn_ps", "qvn_ps2", "debug.log"])
+            self.assert_same((temp / "qvn_ps2").read_bytes(), job.received)
+            # The feature that the filter replaces is skipped unread.
+            came_in = re.sub(rb"(JobPatchFile.*\n).*\n.*\n", rb"\1", job.input.read_bytes(),
+                             count=1)
+            self.assert_same((temp / "qvn_ps").read_bytes(), came_in)
+            log = (temp / "debug.log").read_bytes()
+            self.assertIn(b"ARGV[0] = Office", log)
+            self.assertIn(b"PMCopies..n.\t1", log)
+        finally:
+            for path in temp.iterdir():
+                shutil.rmtree(path) if path.is_dir() else path.unlink()
+        self.check(job)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0]] + sys.argv[5:], verbosity=2)
