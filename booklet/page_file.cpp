@@ -61,7 +61,7 @@ bool moveBack(const Descriptor& file, off_t size, off_t distance) {
 bool PageFile::open(const std::string& path) {
   pending_.clear();
   failed_ = false;
-  file_ = createFile(path);
+  file_ = replaceFile(path);
   return file_.valid();
 }
 

@@ -52,13 +52,15 @@ bool hasContent(const Descriptor& file) {
   return file.valid() && ::fstat(file.get(), &status) == 0 && status.st_size > 0;
 }
 
-bool empty(const Descriptor& file) {
-  return uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0;
-}
-
 // Whatever the umask and an earlier run have left.
 bool setPermissions(const Descriptor& file, mode_t mode) {
   return uninterrupted([&] { return ::fchmod(file.get(), mode); }) == 0;
+}
+
+// Empty, and readable by its owner alone.
+bool makeNew(const Descriptor& file) {
+  return file.valid() && setPermissions(file, 0600) &&
+         (!hasContent(file) || uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0);
 }
 
 // Reads on until the buffer is full, the file ends or cannot be read.
@@ -111,14 +113,16 @@ Descriptor openRegularFile(const std::string& path) {
 
 Descriptor createFile(const std::string& path) {
   Descriptor file = openOurs(path, O_RDWR | O_CREAT);
-  // A new file in the place of one with content: some file systems write a file that is emptied
-  // and filled again to the disk at once, which a manual booklet would wait for at every page.
+  if (!makeNew(file)) file.reset();
+  return file;
+}
+
+Descriptor replaceFile(const std::string& path) {
+  Descriptor file = openOurs(path, O_RDWR | O_CREAT);
   if (hasContent(file) && ::unlink(path.c_str()) == 0) {
     file = openOurs(path, O_RDWR | O_CREAT | O_EXCL);
   }
-  const bool ready =
-      file.valid() && setPermissions(file, 0600) && (!hasContent(file) || empty(file));
-  if (!ready) file.reset();
+  if (!makeNew(file)) file.reset();
   return file;
 }
 

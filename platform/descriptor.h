@@ -48,6 +48,10 @@ Descriptor openRegularFile(const std::string& path);
 // A new or emptied file that only its owner can read.
 Descriptor createFile(const std::string& path);
 
+// The same, and a new file in the place of one with content where the folder allows it: some file
+// systems write a file that is emptied and filled again to the disk at once.
+Descriptor replaceFile(const std::string& path);
+
 // A new file or one to be continued, for everyone to read and write.
 Descriptor openForAppending(const std::string& path);
 

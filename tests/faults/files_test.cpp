@@ -160,28 +160,43 @@ TEST_P(CreatedFile, MayBeThere) {
   EXPECT_EQ(outcome.err.find("ERROR"), std::string::npos) << outcome.err;
 }
 
+// A folder whose files may be written, but neither removed nor joined by others.
+Outcome runInClosedFolder(const Job& job) {
+  fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
+  return job.run([] {
+    // Root passes over permissions unless it gives up that right.
+    if (geteuid() == 0) prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+  });
+}
+
 // Whoever still has the old one open keeps it.
-TEST(CaptureFile, IsANewOneInThePlaceOfOneWithContent) {
-  const Job job = capturedJob();
-  writeFile(job.tmpFile("qvn_ps"), "earlier\n");
-  const int earlier = open(job.tmpFile("qvn_ps").c_str(), O_RDONLY | O_CLOEXEC);
-  expectOutcome(job.run(), join(plainHeader(), kText, trailer()), join(tmpLines(job), kCaptureOn));
+TEST(BookletFile, IsANewOneInThePlaceOfOneWithContent) {
+  const Job job = bookletJob();
+  writeFile(job.tmpFile("pageEven42"), "earlier\n");
+  const int earlier = open(job.tmpFile("pageEven42").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(job.run().exitStatus, 0);
   char bytes[100];
   EXPECT_EQ(read(earlier, bytes, sizeof bytes), 8);
   close(earlier);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kText);
+}
+
+TEST(BookletFile, IsEmptiedWhereItsFolderTakesNoNewOnes) {
+  const Job job = bookletJob();
+  for (const char* name :
+       {"qvn_manualPS42", "pageReOrdered42", "pageEven42", "newEvenOrder42", "newOddOrder42"}) {
+    writeFile(job.tmpFile(name), std::string(100000, 'x'));
+  }
+  const Outcome plain = bookletJob().run();
+  const Outcome outcome = runInClosedFolder(job);
+  expectOutcome(outcome, plain.out, join(threeTmpLines(job), kNoInstruction));
 }
 
 TEST(CaptureFile, IsEmptiedWhereItsFolderTakesNoNewOnes) {
   const Job job = capturedJob();
   writeFile(job.tmpFile("qvn_ps"), "earlier, and longer than the job\n");
   writeFile(job.tmpFile("qvn_ps2"), "");
-  fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
-  const Outcome outcome = job.run([] {
-    // Root passes over permissions unless it gives up that right.
-    if (geteuid() == 0) prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
-  });
-  expectOutcome(outcome, join(plainHeader(), kText, trailer()), join(tmpLines(job), kCaptureOn));
+  expectOutcome(runInClosedFolder(job), join(plainHeader(), kText, trailer()),
+                join(tmpLines(job), kCaptureOn));
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kText);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), join(plainHeader(), kText, trailer()));
 }
