@@ -407,7 +407,8 @@ class Writer {
     static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
     const std::size_t begin = job_.size();
     const bool huge = dice_.oneIn(8);
-    const std::size_t goal = begin + (huge ? 262144 : dice_.from(kSizes)) - 20 - dice_.below(90);
+    std::size_t goal = begin + (huge ? 262144 : dice_.from(kSizes)) - 20 - dice_.below(90);
+    if (huge && dice_.oneIn(3)) goal += dice_.between(60000, 200000);
     line("%%BeginFeature: *PageSize Letter");
     if (dice_.oneIn(3)) {
       line("%%QVBookletFold");
