@@ -360,6 +360,10 @@ class Writer {
   }
 
   void closing() {
+    // The closing line stays in front of a repeated block, which then begins as it does.
+    static constexpr std::string_view kStarts[] = {
+        "%%BeginProlog", "%%Page: ", "%RBINumCopies: ", "@PJL ", "\x1b%-12345X"};
+    if (dice_.oneIn(10)) add(dice_.from(kStarts));
     switch (dice_.below(8)) {
       case 0:
         break;
