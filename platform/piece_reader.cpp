@@ -12,6 +12,13 @@ namespace jobshaper {
 
 namespace {
 
+// A build with a small one, for the tests, shows that nothing depends on where the reads end.
+#if defined(JOBSHAPER_INPUT_BLOCK)
+constexpr std::size_t kInputBlock = JOBSHAPER_INPUT_BLOCK;
+#else
+constexpr std::size_t kInputBlock = kPipeSize;
+#endif
+
 // Where the byte stands last; npos when it does not.
 std::size_t lastOf(std::string_view bytes, char wanted) {
 #if defined(__linux__)
@@ -50,6 +57,8 @@ std::string_view pieceAround(std::string_view bytes, std::size_t position) {
   const std::size_t begin = line + (position - line) / kLongestPiece * kLongestPiece;
   return firstPiece(bytes.substr(begin));
 }
+
+PieceReader::PieceReader(int descriptor) : PieceReader(descriptor, kInputBlock) {}
 
 PieceReader::PieceReader(int descriptor, std::size_t block)
     : descriptor_(descriptor), block_(block), buffer_(new char[kLongestPiece + block]) {

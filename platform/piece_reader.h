@@ -5,8 +5,6 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/descriptor.h"
-
 namespace jobshaper {
 
 // A piece is at most this long; a longer line is cut.
@@ -19,18 +17,12 @@ std::string_view firstPiece(std::string_view bytes);
 // The piece of these bytes, which begin with a piece, that holds the byte at `position`.
 std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
-// How much is read at once. Any size from 1 byte on will do: a build with a small one shows that
-// nothing depends on where the reads end.
-#if defined(JOBSHAPER_INPUT_BLOCK)
-inline constexpr std::size_t kInputBlock = JOBSHAPER_INPUT_BLOCK;
-#else
-inline constexpr std::size_t kInputBlock = kPipeSize;  // all that a pipe holds
-#endif
-
 class PieceReader {
  public:
-  // Reads from the descriptor, which is not owned, `block` bytes at a time or fewer.
-  explicit PieceReader(int descriptor, std::size_t block = kInputBlock);
+  // Reads from the descriptor, which is not owned, as much at once as a pipe holds.
+  explicit PieceReader(int descriptor);
+  // The same, but `block` bytes at once or fewer. Any size from 1 byte on will do.
+  PieceReader(int descriptor, std::size_t block);
 
   // Reads on, blocking until there is at least one byte. All pieces handed out before become
   // invalid. False at end of input, also after a read error and when the job is cancelled.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -144,6 +145,10 @@ struct Language {
   std::optional<const char*> lang;
   std::string_view code;
 };
+
+void PrintTo(const Language& language, std::ostream* out) {
+  *out << language.version << " LANG=" << language.lang.value_or("(unset)");
+}
 
 class InstructionLanguage : public InstructionPage,
                             public ::testing::WithParamInterface<Language> {};

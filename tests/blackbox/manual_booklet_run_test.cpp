@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,10 @@ struct Copies {
   std::string_view options;
   std::string_view before, after;  // header lines around the language switch
 };
+
+void PrintTo(const Copies& copies, std::ostream* out) {
+  *out << copies.argument << " " << copies.options;
+}
 
 class ManualBookletCopies : public ::testing::TestWithParam<Copies> {};
 

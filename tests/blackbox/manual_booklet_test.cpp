@@ -2,6 +2,7 @@
 // between them, and the rules that the reordered job then goes through.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -75,6 +76,8 @@ TEST(ManualBooklet, IsMadeFromAFileTooAndTheFileStays) {
 struct Order {
   std::string_view in, odd, even;
 };
+
+void PrintTo(const Order& order, std::ostream* out) { *out << order.in; }
 
 class ManualBookletOrder : public ::testing::TestWithParam<Order> {};
 
@@ -252,6 +255,8 @@ struct LongPrefix {
   std::string_view rest;  // of the blank page's prefix, after the long line
 };
 
+void PrintTo(const LongPrefix& prefix, std::ostream* out) { *out << prefix.length; }
+
 class ManualBookletLongPrefix : public ::testing::TestWithParam<LongPrefix> {};
 
 TEST_P(ManualBookletLongPrefix, CountsEveryPieceOfALineAsOne) {
@@ -289,6 +294,8 @@ TEST(ManualBookletLine, OfAPageIsNotSeenWithinAPiece) {
 struct LongLast {
   std::size_t length, kept;
 };
+
+void PrintTo(const LongLast& last, std::ostream* out) { *out << last.length; }
 
 class ManualBookletLongLastLine : public ::testing::TestWithParam<LongLast> {};
 

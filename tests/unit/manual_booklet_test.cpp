@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -130,6 +131,8 @@ struct Forwards {
   std::string_view in, odd, even, newEven;  // page numbers in the files
 };
 
+void PrintTo(const Forwards& forwards, std::ostream* out) { *out << forwards.in; }
+
 class ManualBookletForwards : public ManualBookletParts,
                               public ::testing::WithParamInterface<Forwards> {
  protected:
@@ -185,6 +188,8 @@ INSTANTIATE_TEST_SUITE_P(Pages, ManualBookletForwards,
 struct Backwards {
   std::string_view in, odd, newOdd, even, newEven;
 };
+
+void PrintTo(const Backwards& backwards, std::ostream* out) { *out << backwards.in; }
 
 class ManualBookletUp : public ManualBookletParts, public ::testing::WithParamInterface<Backwards> {
  protected:
