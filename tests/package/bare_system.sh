@@ -68,8 +68,7 @@ print -d small -o booklet=true -o QVBookletFold=Booklet "$document"
 # ---- Capture a job for support and trace one, as the manual page says.
 touch "$tmp/qvn_log"
 print -d office "$document"
-mkdir -p -m 755 "$tmp/Debug"
-mkdir -p -m 755 "$tmp/Debug/.DebugPlist"
+mkdir -m 755 "$tmp/Debug" "$tmp/Debug/.DebugPlist"
 zcat /usr/share/man/man8/jobshaper.8.gz | sed -n '/^<?xml/,/^<\/plist>/{s/\\-/-/g;p}' > /tmp/qvDebug.plist
 install -m 644 /tmp/qvDebug.plist "$tmp/Debug/.DebugPlist"
 print -d office -o PrintTo=JRConf -o JRHOLDKEY=1234 "$document"

@@ -26,7 +26,8 @@ check() { # JOB PAGES TEXT...
   (($(pages_of "$job") == wanted)) || fail "$job: $(pages_of "$job") pages, not $wanted"
   echo "$job: $(wc -c < "$job") bytes, $wanted pages, $(printf '"%s" ' "${@:3}")"
 }
-sides=$(((pages + 3) / 4 * 2)) # of a booklet: four pages a sheet
+sheets=$(((pages + 3) / 4)) # of a booklet
+sides=$((sheets * 2))
 check 1.prn "$sides" '<< /Fold 2 /Staple 4>> setpagedevice'
 # The instruction page and the blank page are two more.
 check 2.prn "$((sides + 2))" '%%Page: 0 0' \
