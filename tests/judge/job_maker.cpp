@@ -401,26 +401,41 @@ class Writer {
             dice_.oneIn(3) ? "" : "<< /MediaPosition 1 >> setpagedevice");
   }
 
-  // A page-size block about as large as what the output can keep, or larger, and its uses.
+  // A page-size block about as large as what the output, or the rules, keep in memory, or larger,
+  // and its uses.
   void largeBlock() {
     static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
-    const std::size_t goal = job_.size() + dice_.from(kSizes) - 20 - dice_.below(90);
+    const std::size_t begin = job_.size();
+    const bool huge = dice_.oneIn(8);
+    std::size_t goal = begin + (huge ? 262144 : dice_.from(kSizes)) - 20 - dice_.below(90);
+    if (huge && dice_.oneIn(3)) goal += dice_.between(60000, 200000);
     line("%%BeginFeature: *PageSize Letter");
     if (dice_.oneIn(3)) {
       line("%%QVBookletFold");
       line("statusdict /duplexer get exec");
     }
-    while (job_.size() + 100 < goal) {
-      if (dice_.oneIn(20)) {
+    const bool cutText = dice_.oneIn(2);
+    const std::size_t end = goal - (cutText ? 1024 + dice_.below(900) : 0);
+    while (job_.size() + 100 < end) {
+      if (dice_.oneIn(huge ? 1500 : 20)) {
         line(text());
       } else {
         run(dice_.between(50, 98));
         job_ += '\n';
       }
     }
-    if (job_.size() < goal) run(goal - job_.size());
+    if (job_.size() < end) run(end - job_.size());
     job_ += '\n';
-    line("%%EndFeature");
+    if (cutText) {
+      // A text of the block that no line of it has.
+      const std::string_view whole = dice_.oneIn(2) ? "QVBookletFold" : text();
+      run(1024 - dice_.below(whole.size() + 1));
+      add(whole);
+      run(dice_.below(900));
+      job_ += '\n';
+    }
+    for (std::size_t i = dice_.below(4); i > 0; --i) fragment(kTextLine, 1);
+    if (!dice_.oneIn(8)) line("%%EndFeature");
     for (std::size_t i = dice_.below(6); i > 0; --i) {
       inputSlotFeature();
       fragment(kTextLine, 1);
