@@ -61,7 +61,7 @@ bool moveBack(const Descriptor& file, off_t size, off_t distance) {
 bool PageFile::open(const std::string& path) {
   pending_.clear();
   failed_ = false;
-  file_ = createFile(path);
+  file_ = replaceFile(path);
   return file_.valid();
 }
 
@@ -87,7 +87,7 @@ void PageFile::flushFullBlocks() {
 }
 
 bool PageFile::append(const std::string& path) {
-  const Descriptor other = openForReading(path);
+  const Descriptor other = openOwnFile(path);
   const off_t added = sizeOf(other);
   const off_t size = flush() ? sizeOf(file_) : -1;
   return added >= 0 && size >= 0 && copyWhole(other, added, file_, size) &&
@@ -95,7 +95,7 @@ bool PageFile::append(const std::string& path) {
 }
 
 bool PageFile::prepend(const std::string& path) {
-  const Descriptor other = openForReading(path);
+  const Descriptor other = openOwnFile(path);
   const off_t added = sizeOf(other);
   const off_t size = flush() ? sizeOf(file_) : -1;
   return added >= 0 && size >= 0 && moveBack(file_, size, added) &&

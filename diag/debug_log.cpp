@@ -1,7 +1,5 @@
 #include "diag/debug_log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -91,16 +89,22 @@ void askForEntry(SettingsFile& settings, const std::string& path) {
   }
 }
 
+// Whether one of the names between the slashes is "..".
+bool leavesFolder(const std::string& name) { return ("/" + name + "/").find("/../") != name.npos; }
+
 void openDebugFile(const std::string& name) {
   char path[kPathBuffer];
   const int length =
       std::snprintf(path, sizeof path, "%s/%s", temporaryDirectory().c_str(), name.c_str());
   // Only the low byte of the length is looked at: a path of 256 or 512 bytes opens nothing.
   if ((length & 0xFF) == 0 || logDebugLevel <= 0) return;
-  logDebugFilePtr = std::fopen(path, "ae");
-  if (logDebugFilePtr) {
-    ::fchmod(fileno(logDebugFilePtr), 0666);  // several users' jobs share the file
-  } else {
+  // Whoever may write the settings must not reach files elsewhere through them.
+  if (!leavesFolder(name)) {
+    Descriptor file = openForAppending(path);
+    logDebugFilePtr = ::fdopen(file.get(), "a");
+    if (logDebugFilePtr) file.release();
+  }
+  if (!logDebugFilePtr) {
     std::fputs("ERROR: Unable to open log file\n", stderr);
   }
 }
@@ -242,7 +246,7 @@ void LogFormatAndSend(const char* function, int line, RecordType type, const cha
   tm local{};
   localtime_r(&now.tv_sec, &local);
   const auto milliseconds = static_cast<unsigned>(now.tv_usec / 1000);
-  const int typeLetter = static_cast<char>(type);
+  const int typeLetter = static_cast<unsigned char>(type);
 
   if (type == RecordType::dump && socketInUse()) {
     std::string record =

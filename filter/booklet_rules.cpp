@@ -91,7 +91,7 @@ void moveCopiesToHeader(JobState& job) {
 }
 
 bool openReorderedJob(JobState& job) {
-  job.inputFile = openForReading(job.manualJobPath);
+  job.inputFile = openOwnFile(job.manualJobPath);
   job.inputStream = job.inputFile.get();
   if (!job.inputFile.valid()) std::fputs("ERROR: Cannot read the print job.\n", stderr);
   return job.inputFile.valid();
@@ -157,9 +157,9 @@ void removeManualBookletFiles(const JobState& job) {
   }
 }
 
-void BookletRules::atPage(int pageNumber, std::string_view& line) {
+void BookletRules::atPage(int pageNumber, std::string_view& line, std::string& suffix) {
   if (!job_.manualBooklet) {
-    requestCover(pageNumber, line);
+    requestCover(pageNumber, line, suffix);
   } else if (pageNumber == 1) {
     writeInstructionPage();
   }
@@ -191,40 +191,32 @@ void BookletRules::noteCoverSheet() {
 }
 
 // The cover's tray and media are asked for at the page with which the printer takes the sheet.
-void BookletRules::requestCover(int pageNumber, std::string_view& line) {
+void BookletRules::requestCover(int pageNumber, std::string_view& line, std::string& suffix) {
   noteCoverSheet();
   if (pageNumber != (job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1)) return;
   const bool anySheet = coverMediaType_.empty() && coverSource_ == kCoverPrintersChoice;
   if (anySheet && !job_.onlyInside) return;
 
-  // A cover with print inside only is not to be turned.
-  replacement_ = job_.onlyInside ? "1 dict dup /Duplex false put setpagedevice\n" : "";
-  replacement_.append(line);
-  if (anySheet) {
-    replacement_ += "\n";
-  } else {
-    replacement_ += "[{\n<< /DeferredMediaSelection true ";
-    if (coverSource_ == kCoverManualFeed) {
-      replacement_ += "/ManualFeed true ";
-    } else if (coverSource_ != kCoverPrintersChoice) {
-      replacement_ += "/ManualFeed false /MediaPosition " + std::to_string(coverSource_) + " ";
-    }
-    if (!coverMediaType_.empty()) {
-      replacement_.append("/MediaType (").append(coverMediaType_).append(")");
-    }
-    replacement_ += " >> setpagedevice\n} stopped cleartomark\n";
+  if (job_.onlyInside) {  // not to be turned
+    unturned_ = "1 dict dup /Duplex false put setpagedevice\n";
+    line = unturned_.append(line);
   }
-  line = replacement_;
+  if (anySheet) {
+    suffix += "\n";
+    return;
+  }
+  suffix += "[{\n<< /DeferredMediaSelection true ";
+  if (coverSource_ == kCoverManualFeed) {
+    suffix += "/ManualFeed true ";
+  } else if (coverSource_ != kCoverPrintersChoice) {
+    suffix += "/ManualFeed false /MediaPosition " + std::to_string(coverSource_) + " ";
+  }
+  if (!coverMediaType_.empty()) suffix.append("/MediaType (").append(coverMediaType_).append(")");
+  suffix += " >> setpagedevice\n} stopped cleartomark\n";
 }
 
-bool BookletRules::fold(std::string_view& line) {
-  if (line.find("QVBookletFold") == line.npos) return false;
-  // `line` may be what the cover rule made.
-  std::string folded(line);
-  folded.append("\n").append(job_.foldCommand).append("\n");
-  replacement_ = std::move(folded);
-  line = replacement_;
-  return true;
+void BookletRules::fold(std::string& suffix) const {
+  suffix.append("\n").append(job_.foldCommand).append("\n");
 }
 
 }  // namespace jobshaper

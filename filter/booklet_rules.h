@@ -30,22 +30,22 @@ class BookletRules {
   BookletRules(const JobState& job, JobOutput& output) : job_(job), output_(output) {}
 
   // At a "%%Page:" line, whose number counts from 1: writes the instruction page ahead of the
-  // first page of a manual booklet, or points `line` at the line with the request for the cover
-  // sheet. What it points to holds until the next call.
-  void atPage(int pageNumber, std::string_view& line);
+  // first page of a manual booklet, or puts the request for the cover sheet around the line: ahead
+  // of it by pointing `line` at text that holds until the next call, and into `suffix`, which
+  // comes behind the line.
+  void atPage(int pageNumber, std::string_view& line, std::string& suffix);
 
-  // Puts the fold command behind a line that names the fold option. True when it did: the
-  // feature's own code is then to be dropped.
-  bool fold(std::string_view& line);
+  // Puts the fold command behind the line, which names the fold option.
+  void fold(std::string& suffix) const;
 
  private:
   void writeInstructionPage();
-  void requestCover(int pageNumber, std::string_view& line);
+  void requestCover(int pageNumber, std::string_view& line, std::string& suffix);
   void noteCoverSheet();
 
   const JobState& job_;
   JobOutput& output_;
-  std::string replacement_;  // what a rule made of the line
+  std::string unturned_;  // a page line behind the request not to turn the sheet
 
   std::int32_t coverSource_ = 0;     // tray code
   std::string_view coverMediaType_;  // of the cover sheet; "" for none, kept from page to page

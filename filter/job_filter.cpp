@@ -46,6 +46,7 @@ void rewriteStream(const JobState& job, JobOutput& output) {
 int filterJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
   signal(SIGPIPE, SIG_IGN);  // a backend that leaves does not end the job
+  signal(SIGXFSZ, SIG_IGN);  // nor does a limit on the size of files, which a capture may reach
   if (!checkArguments(argc)) return 1;
 
   JobState job;

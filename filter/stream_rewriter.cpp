@@ -15,6 +15,11 @@ namespace {
 
 constexpr std::int32_t kLastVersionWithoutPosterCollate = 0x103F;
 
+constexpr std::string_view kFoldOption = "QVBookletFold";
+
+// Real features have some hundred bytes.
+constexpr std::size_t kLongestBlockInMemory = 256 * 1024;
+
 constexpr std::string_view kRetentionModes[] = {
     "JRVerify", "JRRepeat", "JRConf", "JRReserve", "JRPrinter",
 };
@@ -28,7 +33,7 @@ bool isTrue(std::optional<std::string_view> value) {
 }  // namespace
 
 StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
-    : job_(job), output_(output), booklet_(job, output) {
+    : job_(job), output_(output), pageSizeRest_(job.tempDirectory), booklet_(job, output) {
   posterCollate_ = version <= kLastVersionWithoutPosterCollate &&
                    isTrue(job.jobOptions.getValue("QVPosterEnablePS")) &&
                    isTrue(job.jobOptions.getValue(kCollateOption));
@@ -39,7 +44,8 @@ StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
 
 std::optional<TriggerSet> StreamRewriter::watchedTexts() const {
   const bool pending = state_.skipCount > 0 || state_.dropUntilDuplexer ||
-                       state_.collectingPageSize || state_.inputSlotPending;
+                       (state_.collectingPageSize && !state_.pageSizeDone) ||
+                       state_.inputSlotPending;
   if (pending) return std::nullopt;
   // A rule that fires once is looked for until it has; the others only in jobs that know them.
   unsigned watched =
@@ -91,12 +97,18 @@ void StreamRewriter::handle(std::string_view piece) {
     return;
   }
   std::string_view line = piece;
+  restFollows_ = false;
+  suffix_.clear();
   if (rewrite(line) == Fate::drop) return;
   if (line.data() == piece.data()) {
     output_.pass(line);
   } else {
     output_.put(line);
   }
+  if (restFollows_) {
+    pageSizeRest_.forEachPart([this](std::string_view part) { output_.put(part); });
+  }
+  output_.put(suffix_);
 }
 
 StreamRewriter::Fate StreamRewriter::rewrite(std::string_view& line) {
@@ -151,15 +163,32 @@ void StreamRewriter::collectPageSize(std::string_view line) {
   if (contains(line, "PageRegion") || contains(line, "CustomPageSize") ||
       contains(line, "*PageSize")) {
     state_.pageSizeBlock = state_.beginMarker;
+    pageSizeRest_.clear();
+    foldInPageSizeRest_ = false;
     state_.collectingPageSize = true;
   }
   if (!state_.collectingPageSize) return;
-  state_.pageSizeBlock->append(line);
+  addToPageSize(line);
   if (contains(line, "EndFeature")) {
-    state_.pageSizeBlock->append(state_.endMarker);
+    addToPageSize(state_.endMarker);
     state_.collectingPageSize = false;
     state_.pageSizeDone = true;
   }
+}
+
+// A feature that never ends is as long as its job.
+void StreamRewriter::addToPageSize(std::string_view text) {
+  if (pageSizeRest_.empty()) {
+    if (state_.pageSizeBlock->size() + text.size() <= kLongestBlockInMemory) {
+      state_.pageSizeBlock->append(text);
+      return;
+    }
+    pageSizeEnd_ = state_.pageSizeBlock->substr(state_.pageSizeBlock->size() - kFoldOption.size());
+  }
+  pageSizeRest_.append(text);
+  pageSizeEnd_.append(text);
+  foldInPageSizeRest_ |= contains(pageSizeEnd_, kFoldOption);
+  pageSizeEnd_.erase(0, pageSizeEnd_.size() - kFoldOption.size());
 }
 
 // Choosing a paper source makes the printer forget the page size, so the page-size feature is
@@ -175,12 +204,13 @@ void StreamRewriter::repeatPageSize(std::string_view& line) {
   ++state_.blockUseCount;
   state_.pageSizeDone = true;
   line = *state_.pageSizeBlock;
+  restFollows_ = true;
 }
 
 void StreamRewriter::countPage(std::string_view& line) {
   if (!line.starts_with("%%Page:")) return;
   ++state_.pageNumber;
-  if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line);
+  if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line, suffix_);
 }
 
 // A retained job is printed again from the printer's disk, which needs its copies collated by
@@ -202,13 +232,16 @@ void StreamRewriter::patchProlog(std::string_view& line) {
       "%%BeginFeature: *JobPatchFile 1\n"
       "%%Quorvan Macintosh PPD File 1\n"
       "%%EndFeature\n";
+  restFollows_ = false;
   state_.prologPatched = true;
 }
 
 // The filter's fold command replaces the code of the PPD's fold feature, which ends at the
 // duplexer line.
-void StreamRewriter::foldBooklet(std::string_view& line) {
-  state_.dropUntilDuplexer = job_.bookletMode && booklet_.fold(line);
+void StreamRewriter::foldBooklet(std::string_view line) {
+  state_.dropUntilDuplexer =
+      job_.bookletMode && (contains(line, kFoldOption) || (restFollows_ && foldInPageSizeRest_));
+  if (state_.dropUntilDuplexer) booklet_.fold(suffix_);
 }
 
 // The filter's own header and trailer are the only PJL of the job.

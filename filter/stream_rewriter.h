@@ -9,6 +9,7 @@
 #include "filter/job_output.h"
 #include "filter/job_state.h"
 #include "filter/trigger_search.h"
+#include "platform/overflow_file.h"
 
 namespace jobshaper {
 
@@ -20,7 +21,7 @@ struct RewriteState {
   int skipCount = 0;                         // following pieces to discard unread: 2, 1 or 0
   bool jobPatchHandled = false;              // the job's own JobPatchFile feature has been removed
   bool dropUntilDuplexer = false;            // discard lines up to the one that sets the duplexer
-  std::optional<std::string> pageSizeBlock;  // the job's first page-size feature
+  std::optional<std::string> pageSizeBlock;  // the job's first page-size feature, or its beginning
   bool collectingPageSize = false;           // lines are being added to pageSizeBlock
   bool pageSizeDone = false;      // nothing is collected any more: closed, or already repeated
   bool inputSlotPending = false;  // a paper-source feature waits for its closing line
@@ -59,16 +60,22 @@ class StreamRewriter {
   void forcePosterCollate(std::string_view& line) const;
   bool startsJobPatch(std::string_view line);
   void collectPageSize(std::string_view line);
+  void addToPageSize(std::string_view text);
   void repeatPageSize(std::string_view& line);
   void countPage(std::string_view& line);
   void collateRetained(std::string_view& line);
   void patchProlog(std::string_view& line);
-  void foldBooklet(std::string_view& line);
+  void foldBooklet(std::string_view line);
   bool isJobPjl(std::string_view line) const;
 
   const JobState& job_;
   JobOutput& output_;
   RewriteState state_;
+  OverflowFile pageSizeRest_;        // of a feature too long for memory: what follows pageSizeBlock
+  std::string pageSizeEnd_;          // its last bytes, where a text may begin that goes on behind
+  bool foldInPageSizeRest_ = false;  // a text that names the fold option ends in it
+  bool restFollows_ = false;         // the line is pageSizeBlock: the rest is written behind it
+  std::string suffix_;               // what the booklet rules put behind the line
   BookletRules booklet_;
   bool posterCollate_;    // a poster job on a system that does not collate it itself
   bool retained_;         // the printer keeps the job, in whatever way

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 
 namespace jobshaper {
 
@@ -20,6 +21,46 @@ bool worthRepeating(int descriptor, short events) {
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
   pollfd waiting{descriptor, events, 0};
   return ::poll(&waiting, 1, -1) > 0 || errno == EINTR;
+}
+
+// A call that a signal may interrupt before it has done anything.
+template <typename Call>
+auto uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
+Descriptor openFile(const std::string& path, int flags) {
+  constexpr int kAlways = O_CLOEXEC | O_NOCTTY;
+  return Descriptor(uninterrupted([&] { return ::open(path.c_str(), flags | kAlways, 0600); }));
+}
+
+// Opens a file of ours. Links and other people's files might lead to a file that whoever put them
+// there may not touch himself.
+Descriptor openOurs(const std::string& path, int flags) {
+  Descriptor file = openFile(path, flags | O_NOFOLLOW | O_NONBLOCK);
+  struct stat status {};
+  const bool ours = file.valid() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                    status.st_uid == ::geteuid() && status.st_nlink == 1;
+  if (!ours) file.reset();
+  return file;
+}
+
+bool hasContent(const Descriptor& file) {
+  struct stat status {};
+  return file.valid() && ::fstat(file.get(), &status) == 0 && status.st_size > 0;
+}
+
+// Whatever the umask and an earlier run have left.
+bool setPermissions(const Descriptor& file, mode_t mode) {
+  return uninterrupted([&] { return ::fchmod(file.get(), mode); }) == 0;
+}
+
+// Empty, and readable by its owner alone.
+bool makeNew(const Descriptor& file) {
+  return file.valid() && setPermissions(file, 0600) &&
+         (!hasContent(file) || uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0);
 }
 
 // Reads on until the buffer is full, the file ends or cannot be read.
@@ -49,26 +90,58 @@ void Descriptor::reset() {
 }
 
 Descriptor openForReading(const std::string& path) {
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  Descriptor file = openFile(path, O_RDONLY);
   struct stat status {};
   if (file.valid() && ::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) file.reset();
   return file;
 }
 
-Descriptor openRegularFile(const std::string& path) {
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+Descriptor openWithoutWaiting(const std::string& path) {
+  return openFile(path, O_RDONLY | O_NONBLOCK);
+}
+
+bool isRegularFile(const Descriptor& file) {
   struct stat status {};
-  if (!file.valid() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  return file.valid() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+Descriptor openRegularFile(const std::string& path) {
+  Descriptor file = openWithoutWaiting(path);
+  if (!isRegularFile(file)) file.reset();
   return file;
 }
 
 Descriptor createFile(const std::string& path) {
-  return Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  Descriptor file = openOurs(path, O_RDWR | O_CREAT);
+  if (!makeNew(file)) file.reset();
+  return file;
 }
 
-Descriptor openForUpdate(const std::string& path) {
-  return Descriptor(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+Descriptor replaceFile(const std::string& path) {
+  Descriptor file = openOurs(path, O_RDWR | O_CREAT);
+  if (hasContent(file) && ::unlink(path.c_str()) == 0) {
+    file = openOurs(path, O_RDWR | O_CREAT | O_EXCL);
+  }
+  if (!makeNew(file)) file.reset();
+  return file;
 }
+
+Descriptor openForAppending(const std::string& path) {
+  Descriptor file = openOurs(path, O_WRONLY | O_CREAT | O_APPEND);
+  if (file.valid()) setPermissions(file, 0666);
+  return file;
+}
+
+Descriptor openOwnFile(const std::string& path) { return openOurs(path, O_RDONLY); }
+
+Descriptor createNamelessFile(const std::string& folder) {
+  std::string path = folder + "/qvn_XXXXXX";
+  Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
+  if (file.valid()) ::unlink(path.c_str());
+  return file;
+}
+
+Descriptor openForUpdate(const std::string& path) { return openOurs(path, O_RDWR); }
 
 void openMissingStandardStreams() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {

@@ -24,6 +24,7 @@ class Descriptor {
   bool valid() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
   void reset();
+  int release() { return std::exchange(descriptor_, -1); }  // to another owner
 
  private:
   int descriptor_ = -1;
@@ -32,15 +33,36 @@ class Descriptor {
 // An existing file, to be read from its start. A directory counts as not openable.
 Descriptor openForReading(const std::string& path);
 
-// An existing regular file, opened without waiting: a pipe of that name must not hold the job
-// up. None when it is anything else.
+// An existing file of any kind, opened without waiting: a pipe of that name must not hold the job
+// up.
+Descriptor openWithoutWaiting(const std::string& path);
+bool isRegularFile(const Descriptor& file);
+
+// The same for a regular file alone. None when it is anything else.
 Descriptor openRegularFile(const std::string& path);
+
+// Files of ours, in a folder where others may write too: a regular file that belongs to this
+// user and has no other name, never one that a symbolic link stands for. None when the path
+// leads to anything else; what is there is then left as it is.
 
 // A new or emptied file that only its owner can read.
 Descriptor createFile(const std::string& path);
 
-// An existing file, to be read and changed.
+// The same, and a new file in the place of one with content where the folder allows it: some file
+// systems write a file that is emptied and filled again to the disk at once.
+Descriptor replaceFile(const std::string& path);
+
+// A new file or one to be continued, for everyone to read and write.
+Descriptor openForAppending(const std::string& path);
+
+// An existing file, to be read back.
+Descriptor openOwnFile(const std::string& path);
+
+// The same, to be changed too.
 Descriptor openForUpdate(const std::string& path);
+
+// A new file without a name in this folder, gone with its descriptor.
+Descriptor createNamelessFile(const std::string& folder);
 
 // Standard input, output and error are opened on nothing if whoever started the process has
 // closed them; otherwise the next file to be opened would receive the job.

@@ -113,6 +113,12 @@ const char* asJobOption(const char* choice) {
   return choice;
 }
 
+// Whether a default is no more than what happens to a job without the option. Named in every
+// job, it would make the filter collate the copies of all of them.
+bool saysNothing(std::string_view option, std::string_view choice) {
+  return option == "PrintTo" && choice == "JRPrinter";
+}
+
 // The number of copies; nothing when it is none.
 const char* copyCount(const char* copies) {
   const std::string_view digits = copies;
@@ -163,7 +169,7 @@ std::string completedOptions(const QueueJob& job) {
   appendMissing(kCollateOption.data(), collation(jobOptions, ppd));
   for (const char* const name : kFilterOptions) {
     const char* const choice = ppd.choice(name);
-    appendMissing(name, choice ? asJobOption(choice) : nullptr);
+    if (choice && !saysNothing(name, choice)) appendMissing(name, asJobOption(choice));
   }
   for (const char* const name : kAccountingOptions) {
     const char* const value = jobOptions.find(name);

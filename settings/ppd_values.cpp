@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "diag/log.h"
+#include "platform/descriptor.h"
 #include "platform/text_encoding.h"
 
 namespace jobshaper {
@@ -17,6 +18,8 @@ namespace {
 constexpr std::string_view kManualBooklet = "*QvnManualBooklet";
 constexpr std::string_view kGeneric = "*QVGeneric";
 constexpr std::string_view kKeywords[] = {kManualBooklet, kGeneric};
+
+constexpr off_t kLargestPpd = 64 * 1024 * 1024;  // the largest of real printers have a few MiB
 
 // The blanks and line ends of Unicode, in UTF-8.
 constexpr std::string_view kLineEnds[] = {
@@ -78,7 +81,11 @@ std::optional<std::string> ppdLineValue(std::string_view line) {
 bool initPPDValues(PPDValues& ppdValues) {
   const char* const path = std::getenv("PPD");
   if (!path) return false;
-  ppdValues.file.reset(cupsFileOpen(path, "r"));
+  Descriptor file = openWithoutWaiting(path);
+  const bool opened = file.valid();
+  // A pipe or a device counts as a file without lines: it might never end.
+  if (opened && !isRegularFile(file)) return false;
+  if (opened) ppdValues.file.reset(cupsFileOpenFd(file.release(), "r"));
   if (!ppdValues.file) {
     constexpr char kMessage[] = "ERROR: Unable to open PPD file\n";
     std::fputs(kMessage, stderr);
@@ -87,7 +94,9 @@ bool initPPDValues(PPDValues& ppdValues) {
   }
   bool anyStored = false;
   char line[1024];  // a longer line comes in pieces, each taken as a line
-  while (cupsFileGetLine(ppdValues.file.get(), line, sizeof line) > 0) {
+  // The position counts what a compressed file unfolds to.
+  while (cupsFileTell(ppdValues.file.get()) < kLargestPpd &&
+         cupsFileGetLine(ppdValues.file.get(), line, sizeof line) > 0) {
     for (const std::string_view keyword : kKeywords) {
       // A longer keyword that begins the same way counts too; the last line wins.
       if (!beginsWithKeyword(line, keyword)) continue;

@@ -2,8 +2,6 @@
 // files, and jobs of every kind that are cancelled.
 #include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,8 +9,6 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -20,6 +16,8 @@
 
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/file_size_limit.h"
+#include "tests/support/own_disk.h"
+#include "tests/support/process_state.h"
 
 namespace jobshaper::testing {
 namespace {
@@ -27,42 +25,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kCannotRead = "ERROR: Cannot read the print job.\n";
-
-// Asks every 10 ms, ten seconds at most.
-bool becomesTrue(const std::function<bool()>& condition) {
-  for (int i = 0; i < 1000; ++i) {
-    if (condition()) return true;
-    usleep(10000);
-  }
-  return condition();
-}
-
-std::string contentOf(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-bool hasEnded(const Process& process) {
-  siginfo_t info{};
-  const auto id = static_cast<id_t>(process.pid());
-  return waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
-}
-
-// Ends although its input stays open and nobody reads its output.
-bool endsByItself(const Process& process) {
-  return becomesTrue([&] { return hasEnded(process); });
-}
-
-// True once the process sleeps, which it does in a read without input or a write without a reader.
-bool sleeps(const Process& process) {
-  int seen = 0;
-  return becomesTrue([&] {
-    const std::string stat = contentOf(join("/proc/", std::to_string(process.pid()), "/stat"));
-    const std::size_t name = stat.rfind(')');
-    seen = name != std::string::npos && stat.compare(name, 3, ") S") == 0 ? seen + 1 : 0;
-    return seen == 10;
-  });
-}
 
 // ---- files that cannot be created
 
@@ -313,13 +275,8 @@ TEST(ManualBookletRoom, ThatIsJustEnoughIsEnough) {
 TEST(ManualBookletRoom, MissingOnAFullDisk) {
   const Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), std::string(500000, 'x'), "\n"));
   Outcome outcome;
-  std::thread([&] {
-    // A disk of its own for this thread and the filter, where that may be had.
-    const bool disk = unshare(CLONE_NEWNS) == 0 &&
-                      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                      mount("none", job.tmp().c_str(), "tmpfs", 0, "size=512k,mode=0700") == 0;
-    outcome = disk ? job.run() : runWithLimit(job, 524288);
-  }).join();
+  withOwnDisk(job.tmp(),
+              [&](bool disk) { outcome = disk ? job.run() : runWithLimit(job, 524288); });
   expectFailure(outcome, job);
 }
 

@@ -80,7 +80,6 @@ enum Fragment : std::size_t {
   kProlog,
   kRetainedCopies,
   kJobPjl,
-  kLargeBlock,
   kRepeated,
   kFragments
 };
@@ -100,16 +99,18 @@ class Writer {
     }
     if (!dice_.oneIn(16)) weights_[kRepeated] = 0;
     if (!dice_.oneIn(8)) weights_[kLongRun] = 0;
-    if (!dice_.oneIn(40)) weights_[kLargeBlock] = 0;
     texts_.clear();
     const std::size_t kinds = dice_.between(1, kTextCount);
     for (std::size_t i = 0; i < kinds; ++i) texts_.push_back(dice_.from(kTexts));
     zeros_ = dice_.oneIn(6);
 
+    if (dice_.oneIn(50)) largeBlock();
     const std::size_t fragments = dice_.oneIn(5) ? dice_.below(120) : dice_.below(25);
     for (std::size_t i = 0; i < fragments; ++i) fragment(pick(), 0);
     if (dice_.oneIn(300)) farApart();
     if (dice_.oneIn(4)) damage();
+    // The last line, without its end.
+    if (dice_.oneIn(5)) add(dice_.oneIn(4) ? nearly(std::string(text())) : dice_.from(kTexts));
     return std::move(job_);
   }
 
@@ -190,9 +191,6 @@ class Writer {
         break;
       case kJobPjl:
         line(dice_.oneIn(2) ? "\x1b%-12345X@PJL JOB" : "@PJL SET COPIES = 2");
-        break;
-      case kLargeBlock:
-        if (depth == 0) largeBlock();
         break;
       case kRepeated:
         if (depth == 0) {
@@ -408,6 +406,10 @@ class Writer {
     static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
     const std::size_t goal = job_.size() + dice_.from(kSizes) - 20 - dice_.below(90);
     line("%%BeginFeature: *PageSize Letter");
+    if (dice_.oneIn(3)) {
+      line("%%QVBookletFold");
+      line("statusdict /duplexer get exec");
+    }
     while (job_.size() + 100 < goal) {
       if (dice_.oneIn(20)) {
         line(text());
@@ -613,10 +615,9 @@ std::string hexadecimal(std::int32_t number) {
 }
 
 std::string text(const Delivery& delivery) {
-  if (!delivery.pipe) return delivery.byPiece ? "a file, piece by piece" : "a file";
-  return "a pipe, reads of at most " + std::to_string(delivery.largestRead) +
-         " bytes (0: all), seed " + std::to_string(delivery.seed) +
-         (delivery.byPiece ? ", piece by piece" : "");
+  return std::string(delivery.pipe ? "a pipe" : "a file") + ", reads of at most " +
+         std::to_string(delivery.largestRead) + " bytes (0: all), seed " +
+         std::to_string(delivery.seed) + (delivery.byPiece ? ", piece by piece" : "");
 }
 
 // Choices from the bytes of a fuzzer; 0 when there are no more.

@@ -35,7 +35,7 @@ class Dice {
 // How the job reaches the filter.
 struct Delivery {
   bool pipe = false;            // otherwise a file
-  std::size_t largestRead = 0;  // most bytes a read of the pipe gives; 0: as many as fit
+  std::size_t largestRead = 0;  // most bytes that a read gives; 0: as many as fit
   std::uint64_t seed = 0;       // of the sizes of the reads
   bool byPiece = false;         // each piece goes through the rules on its own, not in one search
 };

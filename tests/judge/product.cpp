@@ -128,7 +128,10 @@ class Feeder {
       writing_ = Descriptor(ends[1]);
       fcntl(writing_.get(), F_SETFL, fcntl(writing_.get(), F_GETFL) | O_NONBLOCK);
       // Each write stays a read of its own.
-      if (ahead) pipe = fcntl(writing_.get(), F_SETPIPE_SZ, 256 * 4096) > 0 && fillAhead();
+      if (ahead) {
+        ahead_ = fcntl(writing_.get(), F_SETPIPE_SZ, 256 * 4096) > 0 && fillAhead();
+        pipe = ahead_;
+      }
     }
     if (!pipe) {
       static MemoryFile file;
@@ -139,6 +142,10 @@ class Feeder {
   }
 
   Descriptor takeReadingEnd() { return std::move(reading_); }
+
+  // Whether each write into the pipe is there already, and is a read of its own.
+  bool ahead() const { return ahead_; }
+  std::size_t largest() const { return largest_; }
 
   // One more read's worth.
   void feed() {
@@ -170,6 +177,7 @@ class Feeder {
   Dice dice_;
   std::size_t largest_;
   std::size_t at_ = 0;
+  bool ahead_ = false;
   Descriptor reading_;
   Descriptor writing_;
 };
@@ -325,14 +333,18 @@ Produced produce(const RandomJob& random) {
     if (setUpBooklet(job, system) == BookletSetup::done) {
       JobOutput output(printed.get(), job.captureIn.get(), job.captureOut.get());
       writeHeader(job, output);
-      PieceReader reader(job.inputStream);
+      // Reads as small from a file as from a pipe. One that is filled ahead makes them by itself,
+      // and a read must take a whole one.
+      PieceReader reader = feeder.ahead() || random.delivery.largestRead == 0
+                               ? PieceReader(job.inputStream)
+                               : PieceReader(job.inputStream, feeder.largest());
       StreamRewriter rewriter(job, output);
-      do {
+      for (bool more = true; more;) {
+        feeder.feed();
+        more = reader.read();
         handOut(reader, rewriter, random.delivery.byPiece);
         output.flush();
-        feeder.feed();
-      } while (reader.read());
-      handOut(reader, rewriter, random.delivery.byPiece);
+      }
       writeTrailer(job, output);
       output.flush();
       removeManualBookletFiles(job);

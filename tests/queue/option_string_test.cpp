@@ -59,6 +59,18 @@ argumentStore::Options filterOptions(const std::string& text) {
 const std::string kFoldPpd =
     ppdWith(ppdOption("QVBookletFold", "false Booklet BiFold SaddleStitch PrinterS", "BiFold"));
 
+// ---- a default that says nothing
+
+TEST(PrintNow, IsNotAddedToEveryJob) {
+  const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
+  EXPECT_EQ(added("", ppd), kOneCopy);
+  EXPECT_EQ(added("PrintTo=JRPrinter", ppd), kOneCopy);  // the job's own stands
+  EXPECT_EQ(added("", ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"))),
+            kOneCopy + " PrintTo=JRVerify");
+  EXPECT_EQ(added("", ppdWith(ppdOption("QVBookletFold", "JRPrinter false", "JRPrinter"))),
+            kOneCopy + " QVBookletFold=JRPrinter");
+}
+
 // ---- copies and collation
 
 TEST(Copies, ComeFromTheirArgument) {

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/env python3
 """Prints one file through a queue of a private scheduler, for script/demo.
 
 usage: print_one.py BUILD-FOLDER WORK-FOLDER FILE [OPTION=VALUE ...]
@@ -8,6 +8,7 @@ options, what CUPS passed as the job's options; added, what stands behind them f
 """
 
 import pathlib
+import signal
 import sys
 
 import listener
@@ -36,6 +37,7 @@ def main(build, work, file, *options):
 
 
 if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
     try:
         main(*sys.argv[1:])
     except private_cups.Failure as failure:

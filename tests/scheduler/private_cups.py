@@ -1,10 +1,11 @@
 """A CUPS scheduler of one's own: private folders, a unix socket, no system service.
 
 It runs as root, then its filters run as the user "lp", or as anybody else. Everything lies below
-one new folder in /tmp and goes with stop(); the scheduler also ends with the process that
-started it.
+one new folder in /tmp and goes with stop(), at the latest when Python ends; the scheduler itself
+ends even with a process that is killed.
 """
 
+import atexit
 import ctypes
 import grp
 import os
@@ -49,6 +50,7 @@ def end_with_parent():
 
 class PrivateCups:
     def __init__(self):
+        os.umask(0o022)  # the scheduler's user is another one
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="cups-", dir="/tmp"))
         self.folder.chmod(0o755)
         self.bin = self.folder / "bin"
@@ -56,6 +58,7 @@ class PrivateCups:
         self.log = self.folder / "log" / "error_log"
         self.socket = self.folder / "cups.sock"
         self._cupsd = None
+        atexit.register(self.stop)
         for name in ("etc/ppd", "bin/filter", "bin/backend", "cache", "run", "spool", "tmp",
                      "log", "home"):
             (self.folder / name).mkdir(parents=True)
@@ -111,7 +114,7 @@ Browsing No
 DefaultAuthType None
 WebInterface No
 PreserveJobFiles Yes
-MaxJobTime 60
+MaxJobTime 120
 JobKillDelay 20
 ErrorPolicy abort-job
 <Location />
@@ -165,7 +168,7 @@ ErrorPolicy abort-job
         return True
 
     def stop(self):
-        """Ends the scheduler and removes everything."""
+        """Ends the scheduler and removes everything; more than once does no harm."""
         if self._cupsd and self._cupsd.poll() is None:
             self._cupsd.terminate()
             try:
@@ -215,7 +218,7 @@ ErrorPolicy abort-job
         mark = f"[Job {job}] "
         return [line.split(mark, 1)[1] for line in self.log_text().splitlines() if mark in line]
 
-    def wait_for(self, job, seconds=30):
+    def wait_for(self, job, seconds=60):
         """Waits until a job has ended, and all programs that the scheduler started for it."""
         def ended():
             lines = "\n".join(self.log_of(job))

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/env python3
 """Prints real documents through a real scheduler to a printer on the loopback interface.
 
 usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER PPD-FOLDER [UNITTEST-ARGUMENTS]
@@ -7,13 +7,12 @@ The queues run our built programs, each behind a recorder of its arguments, envi
 input. What the printer gets must be what a direct run of the filter makes of the record.
 """
 
-import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import listener
@@ -70,12 +69,11 @@ def direct_run(job, filter_program):
 class SchedulerTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.work = pathlib.Path(tempfile.mkdtemp(prefix="prints-", dir="/tmp"))
-        cls.addClassCleanup(shutil.rmtree, cls.work, ignore_errors=True)
-        cls.work.chmod(0o755)
-        cls.documents = Documents(cls.work)
         cls.cups = RecordedCups(FILTER, ENTRY_PROGRAM, RECORDER)
         cls.addClassCleanup(cls.cups.stop)
+        cls.work = cls.cups.folder / "work"
+        cls.work.mkdir()
+        cls.documents = Documents(cls.work)
         cls.printer = listener.Listener()
         cls.addClassCleanup(cls.printer.close)
         cls.second_printer = listener.Listener()
@@ -319,12 +317,13 @@ class SchedulerTest(unittest.TestCase):
     def start_large_job(self):
         """A job that the filter is in the middle of; the printer does not read."""
         self.printer.hold()
-        connections = self.printer.connections
         number = self.cups.lp("Office", self.documents.large,
                               {"document-format": APPLICATION_POSTSCRIPT})
         self.early_ends.add(number)
-        private_cups.wait_until(lambda: self.printer.connections > connections, 20,
-                                "the connection to the printer")
+        # Only of a filter that is running can a trailer be expected.
+        private_cups.wait_until(lambda: any(re.match(r"Wrote \d+ bytes of print data", line)
+                                            for line in self.cups.log_of(number)),
+                                30, "the first bytes of the job")
         return number
 
     def wait_until_stuck(self, number):
@@ -382,7 +381,7 @@ class SchedulerTest(unittest.TestCase):
                                 user=queue.lower())
                    for queue in ("Office", "Second")]
         private_cups.wait_until(lambda: all(printer.connections > before for printer, before
-                                            in zip(printers, connections)), 20, "both connections")
+                                            in zip(printers, connections)), 30, "both connections")
         for printer in printers:
             printer.release()
         jobs = [self.cups.finish(*job) for job in zip(numbers, printers, counts)]
@@ -426,4 +425,5 @@ class SchedulerTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
     unittest.main(argv=[sys.argv[0]] + sys.argv[5:], verbosity=2)

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 // Both are set by the build: the paths of the two programs under test.
 #ifndef JOBSHAPER_PROGRAM
@@ -43,6 +44,16 @@ std::vector<char*> pointers(const std::vector<std::string>& strings) {
   for (const std::string& s : strings) result.push_back(const_cast<char*>(s.c_str()));
   result.push_back(nullptr);
   return result;
+}
+
+// A command that runs the program under test: JOBSHAPER_TEST_WRAPPER, words between blanks.
+std::vector<std::string> wrapper() {
+  std::vector<std::string> words;
+  if (const char* const command = getenv("JOBSHAPER_TEST_WRAPPER")) {
+    std::istringstream stream(command);
+    for (std::string word; stream >> word;) words.push_back(word);
+  }
+  return words;
 }
 
 std::string replaceNumber(std::string_view field, char lead) {
@@ -77,7 +88,8 @@ void writeFile(const std::filesystem::path& path, std::string_view bytes) {
 }
 
 Process::Process(const std::string& program, const std::vector<std::string>& argv,
-                 const std::map<std::string, std::string>& environment) {
+                 const std::map<std::string, std::string>& environment,
+                 const BeforeExec& beforeExec) {
   // A child that leaves early must not end the test by SIGPIPE.
   ::signal(SIGPIPE, SIG_IGN);
   int in[2], out[2], err[2];
@@ -87,7 +99,12 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   }
   std::vector<std::string> variables;
   for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
-  const std::vector<char*> argvPointers = pointers(argv);
+  std::vector<std::string> words = wrapper();
+  const bool wrapped = !words.empty();
+  if (wrapped) words.push_back(program);
+  words.insert(words.end(), argv.begin() + (wrapped ? 1 : 0), argv.end());
+  const std::vector<char*> argvPointers = pointers(words);
+  const char* const executable = wrapped ? words.front().c_str() : program.c_str();
   const std::vector<char*> envPointers = pointers(variables);
   pid_ = fork();
   if (pid_ == 0) {
@@ -95,7 +112,8 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
     dup2(in[0], 0);
     dup2(out[1], 1);
     dup2(err[1], 2);
-    execve(program.c_str(), argvPointers.data(), envPointers.data());
+    if (beforeExec) beforeExec();
+    execve(executable, argvPointers.data(), envPointers.data());
     _exit(127);
   }
   ::close(in[0]);
@@ -208,6 +226,11 @@ Job::Job()
   for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
     if (const char* value = getenv(name)) environment_[name] = value;
   }
+  // A locale in which all jobs are to be run.
+  if (const char* locale = getenv("JOBSHAPER_TEST_LOCALE")) {
+    environment_["LC_ALL"] = locale;
+    if (const char* folder = getenv("LOCPATH")) environment_["LOCPATH"] = folder;
+  }
 }
 
 Job& Job::jobId(std::string value) {
@@ -295,8 +318,8 @@ const std::string& Job::program() const {
   return version_ ? at : plain;
 }
 
-Outcome Job::run() const {
-  Process process(program(), argv(), environment_);
+Outcome Job::run(const BeforeExec& beforeExec) const {
+  Process process(program(), argv(), environment_, beforeExec);
   process.write(input_);
   return process.finish();
 }

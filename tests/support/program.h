@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -41,11 +42,15 @@ class TemporaryFolder {
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);
 
+// What a started process does to itself before it becomes the program: limits, other descriptors.
+using BeforeExec = std::function<void()>;
+
 // A started process whose input is fed step by step.
 class Process {
  public:
   Process(const std::string& program, const std::vector<std::string>& argv,
-          const std::map<std::string, std::string>& environment);
+          const std::map<std::string, std::string>& environment,
+          const BeforeExec& beforeExec = nullptr);
   ~Process();  // kills a process that still runs
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -109,7 +114,7 @@ class Job {
   std::vector<std::string> argv() const;
   const std::string& program() const;
 
-  Outcome run() const;
+  Outcome run(const BeforeExec& beforeExec = nullptr) const;
 
  private:
   std::vector<std::string> arguments_{"42", "ada", "Title", "1", ""};

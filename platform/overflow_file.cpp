@@ -1,0 +1,44 @@
+#include "platform/overflow_file.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace jobshaper {
+
+namespace {
+constexpr std::size_t kBlock = 64 * 1024;
+}
+
+void OverflowFile::append(std::string_view bytes) {
+  pending_.append(bytes);
+  if (pending_.size() >= kBlock && !failed_) failed_ = !flush();
+}
+
+void OverflowFile::clear() {
+  file_.reset();
+  inFile_ = 0;
+  pending_.clear();
+  failed_ = false;
+}
+
+bool OverflowFile::flush() {
+  if (!file_.valid()) file_ = createNamelessFile(folder_);
+  if (!file_.valid() || !writeAll(file_.get(), pending_)) return false;
+  inFile_ += pending_.size();
+  pending_.clear();
+  return true;
+}
+
+void OverflowFile::forEachPart(const std::function<void(std::string_view)>& take) const {
+  std::string part(std::min(inFile_, kBlock), '\0');
+  for (std::size_t at = 0; at < inFile_;) {
+    const std::size_t n = std::min(kBlock, inFile_ - at);
+    if (!readAt(file_.get(), part.data(), n, static_cast<off_t>(at))) break;
+    take({part.data(), n});
+    at += n;
+  }
+  if (!pending_.empty()) take(pending_);
+}
+
+}  // namespace jobshaper

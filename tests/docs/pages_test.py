@@ -1,0 +1,278 @@
+#!/usr/bin/env python3
+"""The manual pages tell what the sources know: options and their values, PPD keywords, environment,
+files, settings and messages; and nothing that the sources do not know.
+
+usage: pages_test.py SOURCE-FOLDER FILTER PJLLINES [UNITTEST-ARGUMENTS]
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from man_page import Page
+
+SOURCE, FILTER, PJL_LINES = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
+PAGE_FILES = ("jobshaper.8", "jobshaper-queue.8", "pjlLines.1")
+STRING = r'"((?:[^"\\\n]|\\.)*)"'
+STRINGS = rf"{STRING}(?:\s*{STRING})*"
+
+
+def code(*patterns):
+    """Sources without their comments."""
+    files = sorted(path for pattern in patterns for path in SOURCE.glob(pattern))
+    assert files, patterns
+    return {str(path.relative_to(SOURCE)):
+            re.sub(r"(?m)^\s*//.*$|  // .*$", "", path.read_text(encoding="utf-8"))
+            for path in files}
+
+
+# What the filter runs, what only pjlLines shows, and the entry program.
+FILTER_CODE = code("main.cpp", "filter/*.[ch]*", "booklet/*.[ch]*", "settings/*.[ch]*",
+                   "diag/*.[ch]*", "platform/*.[ch]*", "pjl/pjl_creation.cpp")
+SETTER_CODE = code("pjl/paper_settings.cpp", "pjl/quality_settings.cpp")
+TOOL_CODE = code("tools/*.cpp")
+QUEUE_CODE = code("queue/*.[ch]*")
+ALL_CODE = {**FILTER_CODE, **SETTER_CODE, **TOOL_CODE, **QUEUE_CODE}
+
+
+def joined(files):
+    return "\n".join(files.values())
+
+
+def unescaped(literal):
+    return literal.replace(r"\n", "\n").replace(r"\t", "\t").replace(r"\"", '"')
+
+
+def option_names(text):
+    """Options that a piece of the sources reads."""
+    names = set(re.findall(
+        r'(?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([^"]+)"', text))
+    names |= set(re.findall(r'addOption\(\s*"([^"]+)"', text))
+    for constant in re.findall(r"getValue\((k\w+Option)\)", text):
+        names.add(re.search(rf'\b{constant}\b[^=;]*=\s*"([^"]+)"', joined(ALL_CODE)).group(1))
+    names |= set(tables(text).get("kAccountingRows", []))
+    return names
+
+
+def tables(text):
+    """The tables of option values: name of the table to values."""
+    return {table: re.findall(r'^\s*\{"([^"]*)"', body, re.M)
+            for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text,
+                                          re.S)}
+
+
+def string_constant(name):
+    literal = re.search(rf'\bconstexpr char {name}\[\] =\s*({STRINGS});', joined(ALL_CODE))
+    assert literal, f"what is {name}?"
+    return "".join(re.findall(STRING, literal.group(1)))
+
+
+def messages(files):
+    """The formats of all messages on standard error."""
+    found = []
+    for name, text in files.items():
+        uses = len(re.findall(r"\bstderr\b|\bperror\b", text)) - len(
+            re.findall(r"fflush\(stderr\)", text))
+        formats = [first for first, _ in re.findall(
+            rf"std::fputs\(\s*{STRING}(),\s*stderr\)", text)]
+        formats += [string_constant(constant) for constant
+                    in re.findall(r"std::fputs\((k\w+),\s*stderr\)", text)]
+        formats += re.findall(rf"std::fprintf\(\s*stderr,\s*{STRING}", text)
+        formats += [text + ": %s" for text in re.findall(rf"std::perror\({STRING}\)", text)]
+        assert uses == len(formats), f"{name}: {uses} uses of standard error, found {formats}"
+        found += [unescaped(message) for message in formats]
+    return set(found)
+
+
+def pattern_of(message):
+    """What a message looks like on a page: any word in place of a value, and blanks as blanks."""
+    words = " ".join(message.split())
+    return re.sub(r"%[sd]", ".+", re.escape(words).replace(r"\%", "%"))
+
+
+class PagesTest(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.pages = {name: Page(SOURCE / "docs" / name) for name in PAGE_FILES}
+        cls.filter_page, cls.queue_page, cls.tool_page = cls.pages.values()
+
+    def names_of(self, page, section):
+        """Tags as "NAME=value" without the value."""
+        return {tag.split("=")[0] for tag in page.tags(section)}
+
+    def assert_words(self, words, text, what):
+        known = set(re.findall(r"[^\s,;:()|]+", text)) | set(
+            word.rstrip(".") for word in re.findall(r"[^\s,;:()|]+", text))
+        self.assertEqual([word for word in words if word not in known], [], what)
+
+    # ---- options
+
+    def test_options_of_the_filter(self):
+        names = option_names(joined(FILTER_CODE))
+        self.assertGreater(len(names), 20)
+        self.assertEqual(self.names_of(self.filter_page, "OPTIONS"), names)
+
+    def test_options_of_the_entry_program(self):
+        text = joined(QUEUE_CODE)
+        listed = re.search(r"kFilterOptions\[\] = \{(.*?)\};", text, re.S).group(1)
+        names = set(re.findall(r'"([^"]+)"', listed)) | set(re.findall(r'find\("([^"]+)"\)', text))
+        names |= {"com.apple.print.PrintSettings.PMCopies..n.",
+                  "com.apple.print.PrintSettings.PMCopyCollate..b.", "Collate", "finishings"}
+        self.assertGreater(len(names), 22)
+        added = self.queue_page.sections["ADDED OPTIONS"]
+        self.assert_words(names, " ".join(" ".join(entry.tags) + " " + entry.text
+                                          for entry in added), "jobshaper-queue.8")
+
+    def test_setters(self):
+        rows = re.findall(rf'^\s*\{{"(\w+)",\s*\S+,\s*({STRINGS})', joined(TOOL_CODE), re.M)
+        setters = {row[0]: "".join(re.findall(STRING, row[1])) for row in rows}
+        self.assertGreater(len(setters), 30)
+        documented = {}
+        for entry in self.tool_page.sections["SETTERS"]:
+            for tag in entry.tags:
+                for name in tag.split(", "):
+                    documented[name.split("=")[0]] = entry.text
+        self.assertEqual(set(documented), set(setters))
+        for setter, options in setters.items():
+            self.assert_words(filter(None, options.split(", ")), documented[setter], setter)
+        variables = set(re.findall(r"@PJL SET (\w+)", joined(SETTER_CODE)))
+        self.assertGreater(len(variables), 25)
+        self.assert_words(sorted(variables), self.tool_page.text, "PJL variables")
+        listed = subprocess.run([PJL_LINES, "--list"], stdout=subprocess.PIPE, check=True).stdout
+        self.assertEqual({line.split("=")[0].split()[0] for line in listed.decode().splitlines()},
+                         set(documented))
+
+    def test_values(self):
+        for page, files, section in ((self.filter_page, FILTER_CODE, "OPTIONS"),
+                                     (self.tool_page, SETTER_CODE, "SETTERS")):
+            found = {(name, table): values for name, text in files.items()
+                     for table, values in tables(text).items()
+                     if table != "kAccountingRows"}
+            self.assertGreater(len(found), 4)
+            for table, values in found.items():
+                self.assertTrue(values, table)
+                if table == ("pjl/paper_settings.cpp", "kManualFeedRows"):
+                    values = [*values, "InputSlot"]  # not those of another option
+                missing = [[value for value in values if not re.search(
+                    rf"(?<![\w.]){re.escape(value)}(?!\w)", " ".join([*entry.tags, entry.text]))]
+                    for entry in page.sections[section] if entry.tags]
+                self.assertIn([], missing, f"{table}: {min(missing, key=len)} in no entry")
+
+    # ---- what else the programs take
+
+    def test_arguments(self):
+        usage = re.search(r"\\tjobshaper ([^\\]+)\\n", joined(FILTER_CODE)).group(1)
+        self.assertEqual(self.filter_page.tags("ARGUMENTS"), usage.replace("[", "").replace(
+            "]", "").split())
+
+    def test_ppd_keywords(self):
+        keywords = set(re.findall(r'"(\*\w+)"', FILTER_CODE["settings/ppd_values.cpp"]))
+        self.assertEqual(set(self.filter_page.tags("PPD KEYWORDS")), keywords)
+
+    def test_environment(self):
+        for page, files in ((self.filter_page, FILTER_CODE), (self.queue_page, QUEUE_CODE),
+                            (self.tool_page, {**TOOL_CODE, **code("platform/*.cpp")})):
+            names = set(re.findall(r'getenv\("(\w+)"\)', joined(files)))
+            self.assertEqual(set(page.tags("ENVIRONMENT")), names)
+
+    def test_files(self):
+        # The rewriter knows names of PostScript, which look like files.
+        text = joined({name: text for name, text in FILTER_CODE.items()
+                       if "stream_rewriter" not in name and "trigger_search" not in name})
+        paths = {path.rsplit("/", 1)[1] for path in re.findall(r'"(/[A-Za-z][\w./()]*)"', text)
+                 if path not in ("/tmp", "/dev/null")}
+        self.assertGreater(len(paths), 9)
+        tags = " ".join(self.filter_page.tags("FILES"))
+        for path in paths:
+            self.assertIn(path, tags)
+
+    def test_settings_of_the_log(self):
+        text = joined(FILTER_CODE)
+        names = set(re.findall(r'entry(?:Integer|String)\("(\w+)"\)', text))
+        names |= set(re.findall(r'member\(root_, "(\w+)"', text))
+        self.assertEqual({tag for tag in self.filter_page.tags("DIAGNOSTIC LOG")}, names)
+
+    # ---- messages
+
+    def test_messages(self):
+        found = 0
+        for page, files in (
+                (self.filter_page, FILTER_CODE), (self.queue_page, QUEUE_CODE),
+                (self.tool_page, {**TOOL_CODE, **SETTER_CODE})):
+            tags = page.tags("DIAGNOSTICS")
+            known = messages(files)
+            if page is self.tool_page:
+                known.add("tmp at %s \n")  # of the log, which it starts
+            for message in known:
+                found += 1
+                self.assertTrue(any(re.fullmatch(pattern_of(message), tag) for tag in tags),
+                                f"no page tells of {message!r}")
+            for tag in tags:
+                self.assertTrue(any(re.fullmatch(pattern_of(message), tag) for message in known),
+                                f"no program says {tag!r}")
+            for entry in page.sections["DIAGNOSTICS"]:
+                self.assertTrue(not entry.tags or len(entry.text) > 15, entry.tags)
+        self.assertGreater(found, 20)
+
+    def test_exit_statuses(self):
+        tags = set(self.filter_page.tags("EXIT STATUS"))
+        self.assertLessEqual({"0", "1", "102", "108", "113"}, tags)
+        statuses = set(re.findall(r"kWrongCall = (\d)|kCannotWrite = (\d)", joined(TOOL_CODE)))
+        self.assertEqual(set(self.tool_page.tags("EXIT STATUS")),
+                         {"0"} | {status for pair in statuses for status in pair if status})
+
+    # ---- what can be tried
+
+    def run_filter(self, folder, options):
+        environment = {"TMPDIR": folder, "DEVICE_URI": "socket://printer", "PATH": os.environ["PATH"]}
+        return subprocess.run([FILTER, "42", "ada", "Title", "1", options], env=environment,
+                              input=b"%!PS\nshowpage\n", stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, timeout=30, check=True)
+
+    def test_settings_file_to_copy(self):
+        settings = [text for text in self.filter_page.examples if text.startswith("<?xml")]
+        self.assertEqual(len(settings), 1)
+        record = next(text for text in self.filter_page.examples if "ARGV" in text)
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder, "Debug", ".DebugPlist", "qvDebug.plist")
+            path.parent.mkdir(parents=True)
+            path.write_text(settings[0])
+            self.run_filter(folder, "PrintTo=JRVerify")
+            log = pathlib.Path(folder, "jobshaper.log").read_text()
+        self.assertIn("PrintTo\tJRVerify", log)
+        self.assertIn("<key>debugLevel</key>", log)
+        shape = re.sub(r"\d+", lambda digits: r"\d{%d}" % len(digits.group()),
+                       re.escape(record.strip()).replace(r"\ \ ", r"\s+"))
+        self.assertRegex(log, "(?m)^" + shape + "$")
+
+    def test_placeholders(self):
+        example = next(text for text in self.filter_page.examples if "<20> blank" in text)
+        for code_point, character in re.findall(r"(<\w\w>) (\S+)", example):
+            character = " " if character == "blank" else character
+            with tempfile.TemporaryDirectory() as folder:
+                output = self.run_filter(folder, f"JRUSERNAME=a{code_point}b").stdout
+            self.assertIn(f'USERNAME = "a{character}b"\n'.encode(), output)
+
+    def test_marker(self):
+        with tempfile.TemporaryDirectory() as folder:
+            pathlib.Path(folder, "qvn_log").touch()
+            done = self.run_filter(folder, "")
+            self.assertEqual(pathlib.Path(folder, "qvn_ps2").read_bytes(), done.stdout)
+
+    def test_renders_without_a_warning(self):
+        for name in PAGE_FILES:
+            for command in (["groff", "-man", "-wall", "-Tutf8", "-z"],
+                            ["mandoc", "-Tlint", "-Wstyle"]):
+                done = subprocess.run([*command, SOURCE / "docs" / name], stdout=subprocess.PIPE,
+                                      stderr=subprocess.STDOUT, timeout=30, check=False)
+                self.assertEqual((done.returncode, done.stdout.decode()), (0, ""), name)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0]] + sys.argv[4:])

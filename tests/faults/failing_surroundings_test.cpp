@@ -1,0 +1,500 @@
+// Disks, descriptors and readers that fail while a job is printed, cancellations at its start and
+// its end, and many jobs at once.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/blackbox/manual_booklets.h"
+#include "tests/support/file_size_limit.h"
+#include "tests/support/own_disk.h"
+#include "tests/support/process_state.h"
+
+namespace jobshaper::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kNoCaptureIn =
+    "ERROR: Cannot write incoming print data to a log file.\n";
+constexpr std::string_view kNoCaptureOut =
+    "ERROR: Cannot write outgoing print data to a log file.\n";
+constexpr std::string_view kCannotRead = "ERROR: Cannot read the print job.\n";
+
+// More than any pipe or buffer on the way holds.
+std::string longText(std::string_view line = "0 0 moveto 100 100 lineto str\n") {
+  std::string text;
+  while (text.size() < 600000) text += line;
+  return text;
+}
+
+std::string printed(std::string_view body) { return join(plainHeader(), body, trailer()); }
+
+// ---- standard streams
+
+// A standard stream that is closed must not give its number to a file of the filter.
+TEST(ClosedStream, OutputLosesTheJobButNotItsCapture) {
+  Job job;
+  job.capture().input(longText());
+  expectOutcome(job.run([] { close(1); }), "", join(tmpLines(job), kCaptureOn));
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == longText());
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed(longText()));
+}
+
+TEST(ClosedStream, ErrorLosesTheMessagesAlone) {
+  Job job;
+  job.capture().log(7).input(longText());
+  fs::create_directory(job.tmpFile("qvn_ps2"));
+  const Outcome outcome = job.run([] { close(2); });
+  EXPECT_TRUE(outcome.out == printed(longText()));
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.exitStatus, 0);
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == longText());
+}
+
+TEST(ClosedStream, InputIsAnEmptyJob) {
+  Job job;
+  job.capture();
+  expectOutcome(job.run([] { close(0); }), printed(""), join(tmpLines(job), kCaptureOn));
+}
+
+TEST(ClosedStream, AllOfThemLeaveTheCapture) {
+  Job job;
+  job.capture().fileWith("%!PS\nshowpage\n");
+  const Outcome outcome = job.run([] {
+    for (int stream = 0; stream <= 2; ++stream) close(stream);
+  });
+  expectOutcome(outcome, "", "");
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), "%!PS\nshowpage\n");
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), printed("%!PS\nshowpage\n"));
+}
+
+// A pipe whose reader is the test itself.
+class OutputPipe {
+ public:
+  // As large as the filter makes its output, so that it stays so.
+  OutputPipe() {
+    EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
+    fcntl(ends_[1], F_SETPIPE_SZ, 256 * 1024);
+  }
+  ~OutputPipe() { closeAll(); }
+  OutputPipe(const OutputPipe&) = delete;
+  OutputPipe& operator=(const OutputPipe&) = delete;
+
+  int writeEnd() const { return ends_[1]; }
+  BeforeExec as(int stream) const {
+    return [this, stream] { dup2(ends_[1], stream); };
+  }
+  void closeWriteEnd() {
+    if (ends_[1] >= 0) close(ends_[1]);
+    ends_[1] = -1;
+  }
+  void closeAll() {
+    closeWriteEnd();
+    if (ends_[0] >= 0) close(ends_[0]);
+    ends_[0] = -1;
+  }
+  // So many bytes, or all up to the end.
+  std::string read(std::size_t most) const {
+    std::string bytes(most, '\0');
+    std::size_t filled = 0;
+    for (ssize_t n; filled < most; filled += static_cast<std::size_t>(n)) {
+      n = ::read(ends_[0], bytes.data() + filled, most - filled);
+      if (n <= 0) break;
+    }
+    bytes.resize(filled);
+    return bytes;
+  }
+  std::size_t waiting() const {
+    int bytes = 0;
+    EXPECT_EQ(ioctl(ends_[0], FIONREAD, &bytes), 0);
+    return static_cast<std::size_t>(bytes);
+  }
+  // Until a writer would have to wait.
+  void fill() const {
+    fcntl(ends_[1], F_SETFL, O_NONBLOCK);
+    const std::string block(4096, 'x');
+    while (::write(ends_[1], block.data(), block.size()) > 0) {
+    }
+    fcntl(ends_[1], F_SETFL, 0);
+  }
+
+ private:
+  int ends_[2] = {-1, -1};
+};
+
+TEST(Reader, ThatLeavesAfterOneByteDoesNotEndTheRun) {
+  Job job;
+  job.capture();
+  OutputPipe pipe;
+  Process process(job.program(), job.argv(), job.environment(), pipe.as(1));
+  EXPECT_EQ(pipe.read(1), "\x1b");
+  pipe.closeAll();
+  process.write(longText());
+  expectOutcome(process.finish(), "", join(tmpLines(job), kCaptureOn));
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == longText());
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed(longText()));
+}
+
+TEST(Reader, ThatLeavesInTheMiddleOfAManualBookletLeavesNoFiles) {
+  const Job job = manualJob(join(kTop, kPage1, longText()));
+  OutputPipe pipe;
+  Process process(job.program(), job.argv(), job.environment(), pipe.as(1));
+  process.write(join(kTop, kPage1, longText()));
+  process.closeInput();
+  EXPECT_EQ(pipe.read(1), "\x1b");
+  pipe.closeAll();
+  expectOutcome(process.finish(), "", join(threeTmpLines(job), kNoInstruction));
+  expectNoManualFiles(job);
+}
+
+// ---- captures without room
+
+TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
+  Job job;
+  job.input(longText());
+  withOwnDisk(job.tmp(), [&](bool) {
+    job.capture();
+    const FileSizeLimit limit(400000);  // where there is no disk of one's own
+    expectOutcome(job.run(), printed(longText()), join(tmpLines(job), kCaptureOn));
+    EXPECT_LT(fs::file_size(job.tmpFile("qvn_ps")), 600000U);
+    EXPECT_TRUE(longText().starts_with(readFile(job.tmpFile("qvn_ps"))));
+    EXPECT_TRUE(printed(longText()).starts_with(readFile(job.tmpFile("qvn_ps2"))));
+  });
+}
+
+// Unlike a full disk, the limit sends a signal.
+TEST(CaptureFault, LimitOnTheSizeOfFilesDoesNotEndTheJob) {
+  Job job;
+  job.capture().input(longText());
+  expectOutcome(job.run([] {
+    signal(SIGXFSZ, SIG_DFL);
+    const rlimit limit{1000, 1000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }),
+                printed(longText()), join(tmpLines(job), kCaptureOn));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), longText().substr(0, 1000));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), printed(longText()).substr(0, 1000));
+}
+
+TEST(CaptureFault, ReadOnlyDiskIsReportedAndDoesNotEndTheJob) {
+  Job job;
+  job.input(longText());
+  withOwnDisk(job.tmp(), [&](bool disk) {
+    job.capture();
+    if (!disk || !makeReadOnly(job.tmp())) {
+      ASSERT_NE(geteuid(), 0U);
+      fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
+    }
+    expectOutcome(job.run(), printed(longText()),
+                  join(tmpLines(job), kCaptureOn, kNoCaptureIn, kNoCaptureOut));
+  });
+}
+
+TEST(CaptureFault, FilesRemovedWithTheirFolderDoNotEndTheJob) {
+  Job job;
+  job.capture();
+  Process process(job.program(), job.argv(), job.environment());
+  process.write("%!PS\n");
+  ASSERT_TRUE(sleeps(process));
+  fs::remove_all(job.tmp());
+  process.write(longText());
+  expectOutcome(process.finish(), printed(join("%!PS\n", longText())),
+                join(tmpLines(job), kCaptureOn));
+  EXPECT_FALSE(fs::exists(job.tmp()));
+}
+
+// ---- manual booklets whose files disappear
+
+TEST(ManualBookletFault, FilesRemovedEndTheJob) {
+  for (const char* name : {"pageReOrdered42", "pageEven42"}) {
+    const Job job = manualJob("");
+    Process process(job.program(), job.argv(), job.environment());
+    process.write(join(kTop, pages("123")));
+    ASSERT_TRUE(sleeps(process));
+    fs::remove(job.tmpFile(name));
+    process.write(kPages[4]);
+    const Outcome outcome = process.finish();
+    EXPECT_EQ(outcome.out, "") << name;
+    EXPECT_TRUE(outcome.err.starts_with(join(threeTmpLines(job), kNoFile))) << outcome.err;
+    EXPECT_TRUE(outcome.err.ends_with(kFatal)) << outcome.err;
+    EXPECT_EQ(outcome.exitStatus, 1) << name;
+  }
+}
+
+TEST(ManualBookletFault, FolderRemovedEndsTheJob) {
+  const Job job = manualJob("");
+  Process process(job.program(), job.argv(), job.environment());
+  process.write(join(kTop, pages("123")));
+  ASSERT_TRUE(sleeps(process));
+  fs::remove_all(job.tmp());
+  process.write(kPages[4]);
+  const Outcome outcome = process.finish();
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_TRUE(outcome.err.ends_with(kFatal)) << outcome.err;
+  EXPECT_EQ(outcome.exitStatus, 1);
+}
+
+TEST(ManualBookletFault, ReadOnlyDiskEndsTheJob) {
+  const Job job = manualJob(join(kTop, pages("123")));
+  withOwnDisk(job.tmp(), [&](bool disk) {
+    if (!disk || !makeReadOnly(job.tmp())) {
+      ASSERT_NE(geteuid(), 0U);
+      fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
+    }
+    expectOutcome(job.run(), "", join(threeTmpLines(job), kNoFile, kFatal), 1);
+  });
+}
+
+// ---- few descriptors
+
+// The three standard streams and so many more.
+BeforeExec descriptors(unsigned more) {
+  return [more] {
+    for (int inherited = 3; inherited < 1024; ++inherited) close(inherited);
+    const rlimit limit{3 + more, 3 + more};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  };
+}
+
+constexpr std::string_view kColourLines =
+    "@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n";
+
+// One descriptor each for the log, the captures and the PPD; the loader needs one before that.
+TEST(FewDescriptors, CostWhatThereIsNoneFor) {
+  const struct {
+    unsigned more;
+    std::string_view err;
+    bool colour;
+  } rows[] = {{1,
+               "ERROR: Cannot write incoming print data to a log file.\n"
+               "ERROR: Cannot write outgoing print data to a log file.\n"
+               "ERROR: Unable to open PPD file\n",
+               false},
+              {2,
+               "ERROR: Cannot write outgoing print data to a log file.\n"
+               "ERROR: Unable to open PPD file\n",
+               false},
+              {3, "ERROR: Unable to open PPD file\n", false},
+              {4, "", true}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.more);
+    Job job;
+    job.capture().log(7).ppd("*QVGeneric: Color\n").input(longText());
+    const std::string out =
+        headerWith(row.colour ? kColourLines : std::string_view()) + longText() + trailer();
+    expectOutcome(job.run(descriptors(row.more)), out, join(tmpLines(job), kCaptureOn, row.err));
+  }
+}
+
+TEST(FewDescriptors, EndTheRunWhenThereIsNoneForTheJob) {
+  Job job;
+  job.log(7).fileWith("%!PS\n");
+  const std::string line = "tmp at " + job.tmp() + " \n";
+  expectOutcome(job.run(descriptors(1)), "", join(line, kCannotRead), 1);
+}
+
+TEST(FewDescriptors, EndAManualBookletOrLetItBePrinted) {
+  bool printedOnce = false;
+  for (unsigned more = 1; more <= 12; ++more) {
+    SCOPED_TRACE(more);
+    const Job job = manualJob(join(kTop, pages("123456")));
+    const Outcome outcome = job.run(descriptors(more));
+    if (outcome.exitStatus == 0) {
+      printedOnce = true;
+      expectOutcome(outcome,
+                    printed(join(kTop, kFirstPass, kInstruction, pages("135"), kSecondPass, kBlank,
+                                 pages("642"))),
+                    join(threeTmpLines(job), kNoInstruction));
+    } else {
+      EXPECT_FALSE(printedOnce);
+      EXPECT_EQ(outcome.out, "");
+      EXPECT_TRUE(outcome.err.starts_with(join(threeTmpLines(job), kNoFile))) << outcome.err;
+      EXPECT_TRUE(outcome.err.ends_with(kFatal)) << outcome.err;
+      EXPECT_EQ(outcome.exitStatus, 1);
+    }
+  }
+  EXPECT_TRUE(printedOnce);
+}
+
+// ---- cancelled at the start and at the end
+
+TEST(CancelledStart, LeavesNothing) {
+  Job job;
+  job.capture();
+  OutputPipe full;  // standard error, so that the run waits at its first message
+  full.fill();
+  Process process(job.program(), job.argv(), job.environment(), full.as(2));
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(process));
+  const Outcome outcome = process.finish();
+  EXPECT_EQ(outcome.signal, SIGTERM);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
+}
+
+// The filter has no say over a signal that its starter holds back.
+TEST(CancelledStart, WithTheSignalHeldBackIsNone) {
+  Job job;
+  job.input("%!PS\n");
+  expectOutcome(job.run([] {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    raise(SIGTERM);
+  }),
+                printed("%!PS\n"), tmpLines(job));
+}
+
+TEST(CancelledHeader, IsFollowedByTheTrailer) {
+  Job job;
+  OutputPipe out;
+  out.fill();
+  Process process(job.program(), job.argv(), job.environment(), out.as(1));
+  out.closeWriteEnd();
+  process.write("%!PS\n");
+  ASSERT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  usleep(50000);
+  EXPECT_FALSE(hasEnded(process));
+  const std::string all = out.read(1 << 20);
+  EXPECT_EQ(all.substr(all.find('\x1b')), printed(""));
+  EXPECT_EQ(process.finish().signal, SIGTERM);
+}
+
+// A job that has been printed but for its trailer, for which the pipe has no room.
+class BlockedTrailer {
+ public:
+  BlockedTrailer() {
+    const auto room = static_cast<std::size_t>(fcntl(out_.writeEnd(), F_GETPIPE_SZ));
+    while (text_.size() < room) text_ += std::string(1023, 'x') + "\n";  // whole pages
+    job_.fileWith(text_);
+    process_ =
+        std::make_unique<Process>(job_.program(), job_.argv(), job_.environment(), out_.as(1));
+    out_.closeWriteEnd();
+    EXPECT_EQ(out_.read(plainHeader().size()), plainHeader());
+    EXPECT_TRUE(becomesTrue([&] { return out_.waiting() == text_.size(); }));
+    EXPECT_TRUE(sleeps(*process_));
+  }
+
+  // Everything that is printed behind the text.
+  std::string rest() {
+    const std::string all = out_.read(1 << 20);
+    EXPECT_TRUE(all.starts_with(text_));
+    return all.substr(std::min(all.size(), text_.size()));
+  }
+  Process& process() { return *process_; }
+
+ private:
+  Job job_;
+  OutputPipe out_;
+  std::string text_;
+  std::unique_ptr<Process> process_;
+};
+
+TEST(CancelledTrailer, IsWrittenWholeAndOnce) {
+  BlockedTrailer run;
+  run.process().kill(SIGTERM);
+  usleep(50000);
+  EXPECT_FALSE(hasEnded(run.process()));
+  EXPECT_EQ(run.rest(), trailer());
+  EXPECT_EQ(run.process().finish().signal, SIGTERM);
+}
+
+TEST(CancelledTrailer, IsLeftAtTheSecondSignal) {
+  BlockedTrailer run;
+  run.process().kill(SIGTERM);
+  usleep(50000);
+  EXPECT_FALSE(hasEnded(run.process()));
+  run.process().kill(SIGTERM);
+  EXPECT_TRUE(endsByItself(run.process()));
+  EXPECT_EQ(run.process().finish().signal, SIGTERM);
+  EXPECT_EQ(run.rest(), "");
+}
+
+// ---- many jobs at once
+
+// A job of a kind that its number chooses, whose every line tells the number.
+Job numberedJob(int number) {
+  const std::string name = std::to_string(number);
+  Job job;
+  job.jobId(name).user("user " + name);
+  switch (number % 5) {
+    case 1:
+      job.options("QVBookletFold=SaddleStitch");
+      break;
+    case 2:
+      job.ppd(kManualPpd).options("QVBookletFold=Booklet");
+      break;
+    case 3:
+      job.options("PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=" + name);
+      break;
+    case 4:
+      job.version("0x1030").options(
+          "QVPosterEnablePS=true com.apple.print.PrintSettings.PMCopyCollate..b.=true");
+      break;
+  }
+  return job;
+}
+
+std::string numberedText(int number) {
+  const std::string name = std::to_string(number);
+  const std::string line = "(" + name + ") show\n";
+  std::string text = "%!PS\n%RBINumCopies: " + name + "\n/Collate " + name + "\n*QVBookletFold " +
+                     name + "\nstatusdict /duplexer get exec\n";
+  for (int page = 1; page <= 8; ++page) {
+    text += "%%Page: " + std::to_string(page) + " " + name + "\n";
+    for (int i = 0; i < 1000; ++i) text += line;
+  }
+  return text;
+}
+
+TEST(ManyJobs, PrintWhatEachPrintsAlone) {
+  constexpr int kJobs = 100;
+  const TemporaryFolder shared;
+  writeFile(shared.file("qvn_log"), "");
+  std::vector<std::string> texts, alone;
+  for (int number = 0; number < kJobs; ++number) {
+    texts.push_back(numberedText(number));
+    alone.push_back(numberedJob(number).input(texts.back()).run().out);
+  }
+  std::vector<Job> jobs;
+  std::vector<std::unique_ptr<Process>> processes;
+  for (int number = 0; number < kJobs; ++number) {
+    jobs.push_back(numberedJob(number).env("TMPDIR", shared.path()));
+    const Job& job = jobs.back();
+    processes.push_back(std::make_unique<Process>(job.program(), job.argv(), job.environment()));
+  }
+  for (std::size_t part = 0; part < 4; ++part) {
+    for (std::size_t i = 0; i < kJobs; ++i) {
+      const std::size_t size = texts[i].size() / 4 + 1;
+      processes[i]->write(std::string_view(texts[i]).substr(part * size, size));
+    }
+  }
+  for (std::size_t i = 0; i < kJobs; ++i) {
+    SCOPED_TRACE(i);
+    const Outcome outcome = processes[i]->finish();
+    EXPECT_GT(outcome.out.size(), texts[i].size());
+    EXPECT_TRUE(outcome.out == alone[i]);
+    EXPECT_EQ(outcome.exitStatus, 0);
+    const std::string line = "tmp at " + shared.path() + " \n";
+    const bool manual = i % 5 == 2;
+    EXPECT_EQ(outcome.err, join(line, line, kCaptureOn, manual ? line : "",
+                                manual ? kNoInstruction : std::string_view()));
+  }
+}
+
+}  // namespace
+}  // namespace jobshaper::testing

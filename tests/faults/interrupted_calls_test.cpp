@@ -1,0 +1,96 @@
+// System calls that a signal interrupts and that read or write less than they could: no byte is
+// lost or doubled by it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/blackbox/manual_booklets.h"
+
+// Set by the build: a library that interrupts every call of the program it is loaded into.
+#ifndef INTERRUPTING_CALLS
+#error "INTERRUPTING_CALLS is not set"
+#endif
+
+namespace jobshaper::testing {
+namespace {
+
+// Runs the job as it is and with every call interrupted: both outcomes and captures are the same.
+// The calls named are among those that were interrupted.
+void expectTheSame(Job job, const std::vector<std::string>& calls) {
+  const Outcome plain = job.run();
+  EXPECT_EQ(plain.exitStatus, 0);
+  const std::string in = readFile(job.tmpFile("qvn_ps"));
+  const std::string out = readFile(job.tmpFile("qvn_ps2"));
+  EXPECT_EQ(out, plain.out);
+
+  const TemporaryFolder folder;
+  const auto& environment = job.environment();
+  const auto asan = environment.find("ASAN_OPTIONS");
+  job.env("ASAN_OPTIONS",
+          (asan == environment.end() ? "" : asan->second + ":") + "verify_asan_link_order=0");
+  job.env("LD_PRELOAD", INTERRUPTING_CALLS).env("INTERRUPTED_CALLS", folder.file("calls"));
+  const Outcome outcome = job.run();
+  EXPECT_EQ(outcome.out, plain.out);
+  EXPECT_EQ(outcome.err, plain.err);
+  EXPECT_EQ(outcome.exitStatus, 0);
+  EXPECT_EQ(outcome.signal, 0);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), in);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
+
+  std::istringstream report(readFile(folder.file("calls")));
+  std::string name;
+  unsigned count = 0;
+  while (report >> name >> count) {
+    const bool expected = std::find(calls.begin(), calls.end(), name) != calls.end();
+    EXPECT_GE(count, expected ? 2U : 0U) << name;
+  }
+  EXPECT_EQ(name, "ppoll");
+}
+
+std::string lines(int count) {
+  std::string text = "%!PS\n@PJL EOJ\n";
+  for (int i = 0; i < count; ++i) text += "0 0 moveto (" + std::to_string(i) + ") show\r\n";
+  return text + bytes("zero\0byte\nlast");
+}
+
+TEST(InterruptedCalls, LoseNothingOfAPlainJob) {
+  Job job;
+  job.capture().log(7).ppd("*QVGeneric: Color\n").input(lines(300));
+  expectTheSame(job, {"open", "read", "writev", "fchmod", "ftruncate", "ppoll"});
+}
+
+TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
+  const TemporaryFolder folder;
+  writeFile(folder.file("count"), "          12\n");
+  Job job;
+  job.capture().options(
+      "QVBookletFold=BiFold QVBookletCoverSource=Tray2 "
+      "QVBookletPageCountFilename=" +
+      folder.file("count"));
+  std::string text = "*QVBookletFold\nold\nstatusdict /duplexer get exec\n";
+  for (int page = 1; page <= 12; ++page) text += "%%Page: " + std::to_string(page) + "\nx\n";
+  expectTheSame(job.input(text), {"open", "read", "writev", "ppoll"});
+}
+
+TEST(InterruptedCalls, LoseNothingOfAManualBooklet) {
+  const TemporaryFolder folder;
+  writeFile(folder.file("en.lproj/instruction(null)"), lines(20));
+  Job job = manualJob(join(kTop, pages("12345678"), kTrailer));
+  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", folder.path()).capture();
+  expectTheSame(job, {"open", "read", "pread", "pwrite", "writev", "fchmod", "ppoll"});
+}
+
+TEST(InterruptedCalls, LoseNothingOfALongFeature) {
+  std::string feature = "*PageSize A4\n";
+  for (int i = 0; i < 30000; ++i) feature += "% line " + std::to_string(i) + "\n";
+  Job job;
+  job.capture().fileWith(feature + "*InputSlot\ncleartomark\n*InputSlot\ncleartomark\n");
+  expectTheSame(job, {"pread"});
+}
+
+}  // namespace
+}  // namespace jobshaper::testing

@@ -1,0 +1,265 @@
+// The system calls of whole runs: the kernel ends a filter that starts a program or a process,
+// opens a socket, or opens a file in another way than all its files are to be opened.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <bit>
+#include <csignal>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "tests/blackbox/manual_booklets.h"
+#include "tests/support/instrumented.h"
+
+// Set by the build in one that counts which lines have run: it writes files of its own.
+#ifndef COUNTS_LINES
+#define COUNTS_LINES 0
+#endif
+
+namespace jobshaper::testing {
+namespace {
+
+// Files and memory, and what the loader and the C library need at the start.
+constexpr long kAllowed[] = {
+#ifdef SYS_access
+    SYS_access,
+#endif
+#ifdef SYS_arch_prctl
+    SYS_arch_prctl,
+#endif
+#ifdef SYS_poll
+    SYS_poll,
+#endif
+#ifdef SYS_stat
+    SYS_stat,
+    SYS_lstat,
+#endif
+#ifdef SYS_readlink
+    SYS_readlink,
+#endif
+#ifdef SYS_unlink
+    SYS_unlink,
+#endif
+#ifdef SYS_newfstatat
+    SYS_newfstatat,
+#endif
+    SYS_faccessat,
+    SYS_fstat,
+    SYS_readlinkat,
+    SYS_statx,
+    SYS_brk,
+    SYS_mmap,
+    SYS_mprotect,
+    SYS_mremap,
+    SYS_munmap,
+    SYS_madvise,
+    SYS_close,
+    SYS_read,
+    SYS_pread64,
+    SYS_readv,
+    SYS_write,
+    SYS_writev,
+    SYS_pwrite64,
+    SYS_lseek,
+    SYS_fcntl,
+    SYS_fchmod,
+    SYS_ftruncate,
+    SYS_fadvise64,
+    SYS_ppoll,
+    SYS_unlinkat,
+    SYS_exit_group,
+    SYS_futex,
+    SYS_getpid,
+    SYS_geteuid,
+    SYS_getuid,
+    SYS_getgid,
+    SYS_getegid,
+    SYS_getrandom,
+    SYS_prctl,
+    SYS_prlimit64,
+    SYS_rseq,
+    SYS_rt_sigaction,
+    SYS_rt_sigprocmask,
+    SYS_rt_sigreturn,
+    SYS_uname,
+    SYS_set_robust_list,
+    SYS_set_tid_address,
+    SYS_clock_gettime,
+    SYS_clock_nanosleep,
+};
+
+// What no sanitizer needs either, as far as it is told not to look for leaks.
+constexpr long kForbidden[] = {
+#ifdef SYS_fork
+    SYS_fork,   SYS_vfork,
+#endif
+    SYS_clone,  SYS_clone3, SYS_execveat, SYS_socket,  SYS_socketpair, SYS_connect,
+    SYS_bind,   SYS_listen, SYS_accept,   SYS_accept4, SYS_sendto,     SYS_sendmsg,
+    SYS_ptrace, SYS_kill,   SYS_setuid,   SYS_chmod,   SYS_fchmodat,   SYS_mknodat,
+};
+
+constexpr std::uint32_t low(std::uint64_t value) { return static_cast<std::uint32_t>(value); }
+constexpr std::uint32_t high(std::uint64_t value) {
+  return static_cast<std::uint32_t>(value >> 32);
+}
+
+// A program for the kernel that judges each call.
+class Judge {
+ public:
+  // The file of this name, and nothing else, may be started: the program under test itself.
+  explicit Judge(const char* program) {
+    const auto address = reinterpret_cast<std::uint64_t>(program);
+    const int call = offsetof(seccomp_data, nr);
+    load(call);
+    ifNot(SYS_execve, 6);
+    load(argument(0) + (kBigEndian ? 4 : 0));
+    ifNot(low(address), 3);
+    load(argument(0) + (kBigEndian ? 0 : 4));
+    ifNot(high(address), 1);
+    answer(SECCOMP_RET_ALLOW);
+    load(call);
+    if (!kSanitized && !COUNTS_LINES) judgeOpening();
+    if (kSanitized || COUNTS_LINES) {
+      for (const long number : kForbidden) answerTo(number, SECCOMP_RET_KILL_PROCESS);
+      answerTo(SYS_execve, SECCOMP_RET_KILL_PROCESS);
+      answer(SECCOMP_RET_ALLOW);
+    } else {
+      for (const long number : kAllowed) answerTo(number, SECCOMP_RET_ALLOW);
+      answer(SECCOMP_RET_KILL_PROCESS);
+    }
+  }
+
+  // From here on this process and what becomes of it.
+  void sit() const {
+    const sock_fprog all{static_cast<unsigned short>(code_.size()),
+                         const_cast<sock_filter*>(code_.data())};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &all) != 0) {
+      _exit(126);
+    }
+  }
+
+ private:
+  static constexpr bool kBigEndian = std::endian::native == std::endian::big;
+  static constexpr std::uint32_t argument(std::uint32_t i) {
+    return static_cast<std::uint32_t>(offsetof(seccomp_data, args)) + 8 * i;
+  }
+
+  // Every file is closed on exec, and created under its own name only.
+  void judgeOpening() {
+    ifNot(SYS_openat, 6);
+    load(argument(2) + (kBigEndian ? 4 : 0));
+    ifNoneOf(O_CLOEXEC, 3);
+    ifNoneOf(O_CREAT, 1);
+    ifNoneOf(O_NOFOLLOW | O_EXCL, 1);
+    answer(SECCOMP_RET_ALLOW);
+    answer(SECCOMP_RET_KILL_PROCESS);
+  }
+
+  void load(std::uint32_t offset) { code_.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset)); }
+  void answer(std::uint32_t action) { code_.push_back(BPF_STMT(BPF_RET | BPF_K, action)); }
+  void answerTo(long number, std::uint32_t action) {
+    ifNot(number, 1);
+    answer(action);
+  }
+  // Skips so many steps unless the value is this one, or has one of these bits.
+  void ifNot(std::int64_t value, std::uint8_t steps) {
+    code_.push_back(
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(value), 0, steps));
+  }
+  void ifNoneOf(std::uint32_t bits, std::uint8_t steps) {
+    code_.push_back(BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, bits, 0, steps));
+  }
+
+  std::vector<sock_filter> code_;
+};
+
+Outcome judged(Job job, std::string input) {
+  if (kSanitized) {
+    const auto options = job.environment().find("ASAN_OPTIONS");
+    job.env("ASAN_OPTIONS",
+            (options == job.environment().end() ? "" : options->second + ":") + "detect_leaks=0");
+  }
+  const Judge judge(job.program().c_str());
+  return job.input(std::move(input)).run([&] { judge.sit(); });
+}
+
+void expectSame(const Job& job, const std::string& input) {
+  const Outcome plain = Job(job).input(input).run();
+  const Outcome outcome = judged(job, input);
+  expectOutcome(outcome, plain.out, plain.err, 0);
+}
+
+TEST(SystemCalls, OfAPlainJobAreFewAndHarmless) { expectSame(Job(), "%!PS\nshowpage\n"); }
+
+TEST(SystemCalls, OfAJobWithEverythingSwitchedOnAreFewAndHarmless) {
+  Job job;
+  job.capture().log(7).ppd("*QVGeneric: Color\n").env("DEVICE_URI", "pap://*/Office");
+  job.options("PrintTo=JRVerify QVBookletFold=BiFold QVBookletPageCountFilename=/etc/hostname");
+  expectSame(job, join(kTop, pages("12345"), "%RBINumCopies: 3\n"));
+}
+
+TEST(SystemCalls, OfAManualBookletAreFewAndHarmless) {
+  const TemporaryFolder folder;
+  writeFile(folder.file("en.lproj/instruction(null)"), "page\n");
+  Job job = manualJob("");
+  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", folder.path()).capture();
+  expectSame(job, join(kTop, pages("12345678")));
+}
+
+TEST(SystemCalls, OfALongFeatureAreFewAndHarmless) {
+  std::string feature = "*PageSize A4\n";
+  while (feature.size() < 400000) feature += "0 0 moveto (of the feature) show\n";
+  expectSame(Job(), feature + "*InputSlot\ncleartomark\n");
+}
+
+TEST(SystemCalls, OfARunThatCannotStartAreFewAndHarmless) {
+  const Outcome outcome = judged(Job().file("/nonexistent"), "");
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_EQ(judged(Job().arguments({}), "").exitStatus, 1);
+}
+
+// The judge does end who does what the filter must not do.
+TEST(SystemCalls, ThatAreForbiddenEndTheProcess) {
+  const auto endedBy = [](void (*call)()) {
+    const Job job;
+    const Judge judge(job.program().c_str());
+    return job
+        .run([&] {
+          judge.sit();
+          call();
+          syscall(SYS_exit_group, 0);
+        })
+        .signal;
+  };
+  EXPECT_EQ(endedBy([] { syscall(SYS_socket, AF_INET, SOCK_DGRAM, 0); }), SIGSYS);
+  EXPECT_EQ(endedBy([] { syscall(SYS_clone, SIGCHLD, 0, 0, 0, 0); }), SIGSYS);
+  EXPECT_EQ(endedBy([] {
+              const char* const none[] = {nullptr};
+              syscall(SYS_execve, "/bin/true", none, none);
+            }),
+            SIGSYS);
+  EXPECT_EQ(endedBy([] { syscall(SYS_getpid); }), 0);
+  if (kSanitized || COUNTS_LINES) return;
+  const auto opens = [&](void (*call)()) { return endedBy(call); };
+  EXPECT_EQ(opens([] { syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDONLY); }), SIGSYS);
+  EXPECT_EQ(opens([] { syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDONLY | O_CLOEXEC); }), 0);
+  EXPECT_EQ(
+      opens([] { syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR | O_CREAT | O_CLOEXEC, 0600); }),
+      SIGSYS);
+  EXPECT_EQ(opens([] {
+              syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW,
+                      0600);
+            }),
+            0);
+}
+
+}  // namespace
+}  // namespace jobshaper::testing

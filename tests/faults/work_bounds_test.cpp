@@ -1,0 +1,229 @@
+// How much memory, time and disk a job may cost, whatever stands in it.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/blackbox/manual_booklets.h"
+#include "tests/support/file_size_limit.h"
+#include "tests/support/instrumented.h"
+#include "tests/support/own_disk.h"
+
+namespace jobshaper::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMiB = 1024 * 1024;
+
+// ---- memory
+
+// A text and how often it comes.
+struct Part {
+  std::string text;
+  std::size_t times = 1;
+};
+using Parts = std::vector<Part>;
+
+void writeParts(int descriptor, const Parts& parts) {
+  for (const Part& part : parts) {
+    for (std::size_t i = 0; i < part.times; ++i) {
+      for (std::size_t at = 0; at < part.text.size();) {
+        const ssize_t n = write(descriptor, part.text.data() + at, part.text.size() - at);
+        if (n <= 0) return;
+        at += static_cast<std::size_t>(n);
+      }
+    }
+  }
+}
+
+// Reads exactly these parts.
+void expectParts(int descriptor, const Parts& parts) {
+  std::string buffer(kMiB, '\0');
+  for (std::size_t p = 0; p < parts.size(); ++p) {
+    const std::string& text = parts[p].text;
+    for (std::size_t i = 0; i < parts[p].times; ++i) {
+      for (std::size_t at = 0; at < text.size();) {
+        const ssize_t n =
+            read(descriptor, buffer.data(), std::min(buffer.size(), text.size() - at));
+        ASSERT_GT(n, 0) << "part " << p << ", time " << i << ", byte " << at;
+        ASSERT_EQ(memcmp(buffer.data(), text.data() + at, static_cast<std::size_t>(n)), 0)
+            << "part " << p << ", time " << i << ", byte " << at;
+        at += static_cast<std::size_t>(n);
+      }
+    }
+  }
+  EXPECT_EQ(read(descriptor, buffer.data(), 1), 0);
+}
+
+// A run in 64 MiB of memory, its input written and its output compared as it goes.
+void expectInLittleMemory(const Job& job, const Parts& input, const Parts& output) {
+  int in[2], out[2];
+  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+  ASSERT_EQ(pipe2(out, O_CLOEXEC), 0);
+  for (const int end : {in[1], out[1]}) fcntl(end, F_SETPIPE_SZ, kMiB);
+  Process process(job.program(), job.argv(), job.environment(), [&] {
+    dup2(in[0], 0);
+    dup2(out[1], 1);
+    const rlimit limit{64 * kMiB, 64 * kMiB};
+    if (!kSanitized) setrlimit(RLIMIT_AS, &limit);
+  });
+  close(in[0]);
+  close(out[1]);
+  std::thread writer([&] {
+    writeParts(in[1], input);
+    close(in[1]);
+  });
+  expectParts(out[0], output);
+  close(out[0]);  // a run that has gone wrong ends as well
+  writer.join();
+  expectOutcome(process.finish(), "", tmpLines(job));
+}
+
+Part sized(const std::string& line, std::size_t bytes) {
+  std::string text = line;
+  while (text.size() < kMiB) text += line;
+  return {text, std::max<std::size_t>(bytes / text.size(), 1)};
+}
+
+TEST(Memory, DoesNotGrowWithAnOrdinaryJob) {
+  Part pages = sized("%%Page: 1 1\n/F1 12 selectfont 72 720 moveto (some text) show\r\n",
+                     scaled(1024 * kMiB));
+  pages.text += std::string(5000, 'x') + bytes("\0\0\n");
+  expectInLittleMemory(Job(), {{"%!PS\n"}, pages, {"%%EOF"}},
+                       {{plainHeader() + "%!PS\n"}, pages, {"%%EOF" + trailer()}});
+}
+
+// A page-size feature that never ends is repeated whole, however long it is.
+TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
+  const Part filler = sized("0 0 moveto (of the feature) show\n", scaled(100 * kMiB));
+  const std::string begin = "%%BeginFeature: *PageSize A4\n";
+  const std::string source = "*InputSlot Tray1\n", close = "} stopped cleartomark\n";
+  expectInLittleMemory(Job(), {{begin}, filler, {source + close + source + close}},
+                       {{plainHeader() + begin},
+                        filler,
+                        {source + close + "[{\n" + begin},
+                        filler,
+                        {source + close + source + close + "[{\n" + begin},
+                        filler,
+                        {source + close + trailer()}});
+}
+
+// ---- time
+
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+// What the processor does for this job. Its output goes nowhere.
+double workOf(Job job, std::string_view text) {
+  job.fileWith(text);
+  rusage before{}, after{};
+  getrusage(RUSAGE_CHILDREN, &before);
+  const Outcome outcome = job.run([] { dup2(open("/dev/null", O_WRONLY), 1); });
+  getrusage(RUSAGE_CHILDREN, &after);
+  EXPECT_EQ(outcome.exitStatus, 0);
+  return seconds(after.ru_utime) + seconds(after.ru_stime) - seconds(before.ru_utime) -
+         seconds(before.ru_stime);
+}
+
+std::string repeated(std::string_view text, std::size_t bytes) {
+  std::string result;
+  while (result.size() < bytes) result += text;
+  return result;
+}
+
+// A job of eight times the size costs little more than eight times the work; work that grows with
+// the square would be 64 times as much.
+void expectLinear(const Job& job, const std::function<std::string(std::size_t)>& text,
+                  std::size_t bytes) {
+  bytes = std::max<std::size_t>(scaled(bytes), 1024);
+  const double small = workOf(job, text(bytes));
+  const double large = workOf(job, text(bytes * 8));
+  EXPECT_LT(large, 20 * small + 0.2) << small << " s";
+}
+
+struct HostileText {
+  const char* name;
+  const char* options;
+  const char* begin;
+  const char* repeated;
+};
+
+class Work : public ::testing::TestWithParam<HostileText> {};
+
+TEST_P(Work, GrowsWithTheSizeOfTheJob) {
+  const HostileText& row = GetParam();
+  Job job;
+  job.options(row.options);
+  expectLinear(
+      job,
+      [&](std::size_t bytes) { return std::string(row.begin) + repeated(row.repeated, bytes); },
+      256 * 1024);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Texts, Work, ::testing::Values(
+    HostileText{"EmptyLines",       "", "", "\n"},
+    HostileText{"CarriageReturns",  "", "", "\r"},
+    HostileText{"NoLineEnd",        "", "", "x"},
+    HostileText{"Percent",          "", "", "%%Page"},
+    HostileText{"OwnPjl",           "", "", "@PJL \n"},
+    HostileText{"PageSizes",        "", "", "*PageSize\n"},
+    HostileText{"EndedPageSizes",   "", "", "*PageSize EndFeature\n"},
+    HostileText{"UnendedPageSize",  "", "*PageSize\n", "\r"},
+    HostileText{"UnendedSource",    "", "*InputSlot\n", "x\n"},
+    HostileText{"PatchFiles",       "", "", "JobPatchFile\n"},
+    HostileText{"Copies",           "PrintTo=JRVerify", "", "%RBINumCopies: \n"},
+    HostileText{"Folds",            "QVBookletFold=BiFold", "", "QVBookletFold"},
+    HostileText{"UnendedFold",      "QVBookletFold=BiFold", "QVBookletFold\n", "QVBookletFold\r"},
+    HostileText{"Pages",            "QVBookletFold=BiFold", "", "%%Page:\n"}),
+    [](const auto& row) { return row.param.name; });
+// clang-format on
+
+std::string withSources(std::size_t block, std::size_t times) {
+  return "*PageSize\n" + repeated("12345678 901 def\n", block) + "EndFeature\n" +
+         repeated("*InputSlot cleartomark\n", 23 * times);
+}
+
+// Repeating a feature costs what it prints, whichever of the two numbers grows.
+TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
+  for (const char* options : {"", "QVBookletFold=BiFold"}) {
+    Job job;
+    job.options(options);
+    expectLinear(
+        job, [](std::size_t bytes) { return withSources(bytes, 50); }, 64 * 1024);
+    expectLinear(
+        job, [](std::size_t bytes) { return withSources(4000, bytes / 64); }, 64 * 1024);
+  }
+}
+
+// ---- disk
+
+// Every page is moved on its own, and the longest of the files holds half of them.
+TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
+  const std::size_t count = std::max<std::size_t>(scaled(20000), 200);
+  const std::string text = repeated("%%Page:\n", 8 * count);
+  const Job job = manualJob(text);
+  withOwnDisk(job.tmp(), [&](bool) {
+    // Beside it stand the two passes' requests, and the blank page.
+    const FileSizeLimit limit(text.size() + 1024);
+    expectOutcome(job.run(),
+                  join(plainHeader(), kFirstPass, kInstruction, text.substr(0, text.size() / 2),
+                       kSecondPass, "%%Page:\n%%Page:\n%%Page:\n%%Page:\n", kProcedures,
+                       text.substr(0, text.size() / 2), trailer()),
+                  join(threeTmpLines(job), kNoInstruction));
+  });
+}
+
+}  // namespace
+}  // namespace jobshaper::testing

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Whether a built program carries the usual protections, and calls nothing that starts programs or
+# opens connections. Arguments: the program, and perhaps readelf.
+set -euo pipefail
+
+program=$1
+readelf=${2:-readelf}
+status=0
+
+# complain TEXT unless the command behind it succeeds
+expect() {
+  local text=$1
+  shift
+  if ! "$@"; then
+    echo "hardened: $program: $text" >&2
+    status=1
+  fi
+}
+# shellcheck disable=SC2317 # called through expect
+has() { grep -Eq -- "$1" <<< "$2"; }
+# shellcheck disable=SC2317 # called through expect
+lacks() { ! has "$@"; }
+
+header=$("$readelf" -hW "$program")
+segments=$("$readelf" -lW "$program")
+dynamic=$("$readelf" -dW "$program")
+symbols=$("$readelf" --dyn-syms -W "$program" | awk '$7 == "UND" { sub(/@.*/, "", $8); print $8 }')
+
+expect "does not run at any address" has '^ *Type: +DYN ' "$header"
+expect "is a library" has '\(FLAGS_1\).* PIE' "$dynamic"
+expect "its tables stay writable" has ' GNU_RELRO ' "$segments"
+expect "its tables are filled late, and thus writable" has '\((FLAGS|FLAGS_1|BIND_NOW)\).*NOW' \
+  "$dynamic"
+expect "says nothing about its stack" has ' GNU_STACK ' "$segments"
+expect "its stack can be executed" lacks ' GNU_STACK .* RWE ' "$segments"
+expect "memory is writable and executable" lacks ' LOAD .* RWE ' "$segments"
+expect "looks for libraries in places of its own" lacks '\((RPATH|RUNPATH)\)' "$dynamic"
+expect "overwritten stacks go unnoticed" has '^__stack_chk_fail$' "$symbols"
+expect "calls of the C library are unchecked" has '^__[a-z_]+_chk$' "$(grep -v stack <<< "$symbols")"
+
+forbidden='^(exec[lv].*|fexecve|system|popen|posix_spawnp?|v?fork|clone|socket|socketpair|connect|bind|listen|getaddrinfo|gethostby.*|getservby.*|res_.*|getpw.*|getgr.*)$'
+expect "calls $(grep -E "$forbidden" <<< "$symbols" | tr '\n' ' ')" lacks "$forbidden" "$symbols"
+
+exit "$status"

@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# bare_system.sh DEB DEVICE-URI DOCUMENT: what an administrator does on a bare system, as root: install
+# the package, add a queue, print, capture a job and trace one, remove everything. Run by
+# script/chroot-trial --package; never on a system that is in use.
+set -euo pipefail
+export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
+deb=$1 uri=$2 document=$3
+tmp=/var/spool/cups/tmp
+jobs=0
+fail() {
+  echo "FAILED: $*" >&2
+  tail -n 60 /var/log/cups/error_log >&2 || true
+  exit 1
+}
+say() { printf '\n# %s\n' "$*"; }
+[[ ! -e /usr/sbin/cupsd ]] || fail 'this system has CUPS already'
+
+# ---- Install. Without recommended packages: what it depends on must be enough.
+say "apt install $deb"
+apt-get -q -q update
+apt-get -q -q -o Dpkg::Use-Pty=0 install --yes --no-install-recommends "$deb" < /dev/null > /tmp/apt.log 2>&1 ||
+  { cat /tmp/apt.log >&2; fail 'apt'; }
+dpkg-query -W -f '${Package} ${Version} ${Status}\n' jobshaper cups
+ls -l /usr/lib/cups/filter/jobshaper* /usr/bin/pjlLines
+
+start_scheduler() {
+  /usr/sbin/cupsd -f &
+  cupsd=$!
+  for ((i = 0; i < 100; i++)); do
+    if lpstat -r 2> /dev/null | grep -q 'is running'; then return; fi
+    sleep 0.1
+  done
+  fail 'the scheduler does not answer'
+}
+stop_scheduler() {
+  kill "$cupsd"
+  wait "$cupsd" || true
+}
+start_scheduler
+# shellcheck disable=SC2064 # the process may be another one later
+trap 'kill "$cupsd" 2> /dev/null || true' EXIT
+
+say 'lpinfo -m'
+lpinfo -m | grep -i quorvan
+(($(lpinfo -m | grep -c '^drv:///quorvan.drv/') == 5)) || fail 'not every model'
+
+# ---- Add a queue, print.
+add_queue() {
+  say "lpadmin $*"
+  lpadmin "$@"
+}
+print() { # LP-ARGUMENTS
+  say "lp $*"
+  lp "$@"
+  jobs=$((jobs + 1))
+  for ((i = 0; i < 300; i++)); do
+    if (($(lpstat -W completed -o | wc -l) >= jobs)); then return; fi
+    sleep 0.1
+  done
+  fail 'the job does not end'
+}
+add_queue -p office -E -v "$uri" -m drv:///quorvan.drv/quorvan-color-finisher.ppd
+print -d office -o QVBookletFold=SaddleStitch "$document"
+add_queue -p small -E -v "$uri" -m drv:///quorvan.drv/quorvan-small-mono.ppd
+print -d small -o QVBookletFold=Booklet "$document"
+[[ -z $(ls -A "$tmp") ]] || fail "left in $tmp: $(ls -A "$tmp")"
+
+# ---- Capture a job for support and trace one, as the manual page says.
+touch "$tmp/qvn_log"
+print -d office "$document"
+mkdir -p -m 755 "$tmp/Debug"
+mkdir -p -m 755 "$tmp/Debug/.DebugPlist"
+zcat /usr/share/man/man8/jobshaper.8.gz | sed -n '/^<?xml/,/^<\/plist>/{s/\\-/-/g;p}' > /tmp/qvDebug.plist
+install -m 644 /tmp/qvDebug.plist "$tmp/Debug/.DebugPlist"
+print -d office -o PrintTo=JRConf -o JRHOLDKEY=1234 "$document"
+say "ls -l $tmp"
+ls -l "$tmp"
+grep -a 'HOLDKEY = "1234"' "$tmp/qvn_ps2" || fail 'no capture'
+grep -a 'JRHOLDKEY' "$tmp/jobshaper.log" > /dev/null || fail 'no log'
+head -n 3 "$tmp/jobshaper.log"
+
+say 'The scheduler is started again'
+stop_scheduler
+start_scheduler
+ls -l "$tmp"
+[[ ! -e $tmp/qvn_log ]] || fail 'the scheduler no longer empties its directory; the manual page says it does'
+! grep -E 'insecure|crashed|stopped with status|Unable to' /var/log/cups/error_log || fail 'the log'
+
+# ---- Remove everything.
+say 'lpadmin -x, apt purge'
+lpadmin -x office
+lpadmin -x small
+stop_scheduler
+rm -rf "$tmp/Debug" "$tmp/jobshaper.log"
+dpkg-query -L jobshaper | sort > /tmp/owned
+apt-get -q -q -o Dpkg::Use-Pty=0 purge --yes jobshaper < /dev/null > /tmp/apt.log 2>&1 || { cat /tmp/apt.log >&2; fail 'apt'; }
+while read -r path; do
+  if [[ -e $path || -L $path ]] && ! dpkg-query -S "$path" > /dev/null 2>&1 && [[ $path != /. ]]; then
+    fail "purging leaves $path"
+  fi
+done < /tmp/owned
+find / -xdev \( -iname '*jobshaper*' -o -iname '*quorvan*' -o -iname 'qvn_*' -o -name Library \) \
+  ! -path "$deb" ! -path '/proc/*' > /tmp/left
+[[ ! -s /tmp/left ]] || fail "purging leaves $(cat /tmp/left)"
+echo "All of $(wc -l < /tmp/owned) files and folders are gone or other packages'."

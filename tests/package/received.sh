@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# received.sh FOLDER: what the printer got of the four jobs of bare_system.sh.
+set -euo pipefail
+cd "$1"
+uel=$'\e%-12345X'
+fail() {
+  echo "FAILED: $*" >&2
+  exit 1
+}
+(($(find . -name '*.prn' | wc -l) == 4)) || fail "jobs: $(ls)"
+
+pages_of() { # JOB
+  LC_ALL=C sed -e '1,/^@PJL ENTER LANGUAGE = POSTSCRIPT/d' -e "/^$uel/d" -e '/^@PJL /d' "$1" > body.ps
+  gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=bbox body.ps 2>&1 < /dev/null | grep -c '^%%BoundingBox:'
+}
+pages=$(gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=bbox ../report.pdf 2>&1 < /dev/null | grep -c '^%%BoundingBox:')
+
+check() { # JOB PAGES TEXT...
+  local job=$1 wanted=$2 text
+  [[ $(head -n 1 "$job") == "$uel@PJL JOB" ]] || fail "$job does not begin as a PJL job"
+  printf '%s' "$uel$uel"$'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n'"$uel" > trailer
+  tail -c "$(wc -c < trailer)" "$job" | cmp - trailer || fail "$job does not end with the trailer"
+  for text in "${@:3}"; do
+    grep -aFqx -e "$text" "$job" || fail "$job has no line $text"
+  done
+  (($(pages_of "$job") == wanted)) || fail "$job: $(pages_of "$job") pages, not $wanted"
+  echo "$job: $(wc -c < "$job") bytes, $wanted pages, $(printf '"%s" ' "${@:3}")"
+}
+check 1.prn "$pages" '<< /Fold 2 /Staple 4>> setpagedevice'
+# The instruction page and the blank page are two more.
+check 2.prn "$((pages + 2))" '%%Page: 0 0' \
+  'statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse'
+check 3.prn "$pages" '@PJL SET COPIES = 1'
+check 4.prn "$pages" '@PJL SET HOLDTYPE = PRIVATE' '@PJL SET HOLDKEY = "1234"'

@@ -1,0 +1,97 @@
+// Loaded into the filter ahead of the C library: every call that a signal may interrupt is
+// interrupted before it does anything, and when it is repeated it reads or writes a few bytes.
+// INTERRUPTED_CALLS names a file that then tells how often each was called.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+namespace {
+
+enum Call { kOpen, kRead, kPread, kPwrite, kWritev, kFchmod, kFtruncate, kPpoll, kCalls };
+constexpr const char* kNames[kCalls] = {"open",   "read",   "pread",     "pwrite",
+                                        "writev", "fchmod", "ftruncate", "ppoll"};
+unsigned counts[kCalls];
+
+// Every other call.
+bool interrupts(Call call) {
+  if (counts[call]++ % 2 == 1) return false;
+  errno = EINTR;
+  return true;
+}
+
+// 1 to 7 bytes.
+size_t few(Call call, size_t size) {
+  const size_t most = 1 + counts[call] / 2 % 7;
+  return size < most ? size : most;
+}
+
+struct Report {
+  ~Report() {
+    const char* const path = getenv("INTERRUPTED_CALLS");
+    if (!path) return;
+    FILE* const file = fopen(path, "w");
+    if (!file) return;
+    for (int call = 0; call < kCalls; ++call) fprintf(file, "%s %u\n", kNames[call], counts[call]);
+    fclose(file);
+  }
+} report;
+
+}  // namespace
+
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+
+EXPORTED int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = flags & O_CREAT ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  if (interrupts(kOpen)) return -1;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+EXPORTED ssize_t read(int descriptor, void* buffer, size_t size) {
+  if (interrupts(kRead)) return -1;
+  return syscall(SYS_read, descriptor, buffer, few(kRead, size));
+}
+
+EXPORTED ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
+  if (interrupts(kPread)) return -1;
+  return syscall(SYS_pread64, descriptor, buffer, few(kPread, size), offset);
+}
+
+EXPORTED ssize_t pwrite(int descriptor, const void* buffer, size_t size, off_t offset) {
+  if (interrupts(kPwrite)) return -1;
+  return syscall(SYS_pwrite64, descriptor, buffer, few(kPwrite, size), offset);
+}
+
+EXPORTED ssize_t writev(int descriptor, const iovec* spans, int count) {
+  if (interrupts(kWritev)) return -1;
+  while (count > 1 && spans->iov_len == 0) ++spans, --count;
+  return syscall(SYS_write, descriptor, spans->iov_base, few(kWritev, spans->iov_len));
+}
+
+EXPORTED int fchmod(int descriptor, mode_t mode) noexcept {
+  if (interrupts(kFchmod)) return -1;
+  return static_cast<int>(syscall(SYS_fchmod, descriptor, mode));
+}
+
+EXPORTED int ftruncate(int descriptor, off_t size) noexcept {
+  if (interrupts(kFtruncate)) return -1;
+  return static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
+}
+
+EXPORTED int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout,
+                   const sigset_t* signals) {
+  if (interrupts(kPpoll)) return -1;
+  return static_cast<int>(
+      syscall(SYS_ppoll, descriptors, count, timeout, signals, sizeof(unsigned long)));
+}

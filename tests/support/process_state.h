@@ -1,0 +1,52 @@
+// What a running filter is doing at the moment.
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+
+#include "tests/support/program.h"
+
+namespace jobshaper::testing {
+
+// Asks every 10 ms, ten seconds at most.
+inline bool becomesTrue(const std::function<bool()>& condition) {
+  for (int i = 0; i < 1000; ++i) {
+    if (condition()) return true;
+    usleep(10000);
+  }
+  return condition();
+}
+
+inline std::string contentOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+inline bool hasEnded(const Process& process) {
+  siginfo_t info{};
+  const auto id = static_cast<id_t>(process.pid());
+  return waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+}
+
+// Ends although its input stays open and nobody reads its output.
+inline bool endsByItself(const Process& process) {
+  return becomesTrue([&] { return hasEnded(process); });
+}
+
+// True once the process sleeps, which it does in a read without input or a write without a reader.
+inline bool sleeps(const Process& process) {
+  int seen = 0;
+  return becomesTrue([&] {
+    const std::string stat = contentOf("/proc/" + std::to_string(process.pid()) + "/stat");
+    const std::size_t name = stat.rfind(')');
+    seen = name != std::string::npos && stat.compare(name, 3, ") S") == 0 ? seen + 1 : 0;
+    return seen == 10;
+  });
+}
+
+}  // namespace jobshaper::testing

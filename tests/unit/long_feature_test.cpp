@@ -1,0 +1,179 @@
+// A page-size feature that is too long for memory takes part in the rules like a short one: what
+// is printed is what its text and the rules demand.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "filter/stream_rewriter.h"
+#include "tests/support/file_size_limit.h"
+#include "tests/support/program.h"
+
+namespace jobshaper {
+namespace {
+
+using testing::operator+;
+
+constexpr std::string_view kFold = "\n<< /Fold 1 >> setpagedevice\n";
+
+class LongFeature : public ::testing::Test {
+ protected:
+  LongFeature() {
+    job_.uelString = kUniversalExitLanguage;
+    job_.tempDirectory = folder_.path();
+    job_.foldCommand = "<< /Fold 1 >> setpagedevice";
+    version = 0x1050;
+    for (std::size_t size = 0; size < 700000; size += kLine.size()) filler_.emplace_back(kLine);
+  }
+
+  // What is written for these pieces: each stands for a line, "*" for all lines of the filler.
+  std::string rewritten(const std::vector<std::string>& pieces) {
+    const testing::TemporaryFolder outside;
+    const std::string path = outside.file("out");
+    const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    {
+      JobOutput output(descriptor, -1, -1);
+      StreamRewriter rewriter(job_, output);
+      for (const std::string& piece : pieces) {
+        if (piece != "*") {
+          rewriter.handle(piece);
+          continue;
+        }
+        for (const std::string& line : filler_) rewriter.handle(line);
+      }
+    }
+    close(descriptor);
+    return testing::readFile(path);
+  }
+
+  std::string filler() const {
+    std::string text;
+    for (const std::string& line : filler_) text += line;
+    return text;
+  }
+
+  static constexpr std::string_view kLine = "0 0 moveto (filler of the feature) show\n";
+  testing::TemporaryFolder folder_;
+  JobState job_;
+  std::vector<std::string> filler_;
+};
+
+const std::string kBegin = "*PageSize A4\n";
+const std::string kSource = "*InputSlot\n";
+const std::string kClose = "cleartomark\n";
+const std::string kDuplexer = "statusdict /duplexer get exec\n";
+
+TEST_F(LongFeature, ThatEndsIsRepeatedBetweenItsMarkers) {
+  const std::string block = "[{\n" + kBegin + filler() + "%%EndFeature\n} stopped cleartomark\n";
+  EXPECT_TRUE(rewritten({kBegin, "*", "%%EndFeature\n", kSource, kClose, "x\n", kSource,
+                         "} cleartomark\n"}) == kBegin + filler() + "%%EndFeature\n" + kSource +
+                                                    kClose + block + "x\n" + kSource + kClose +
+                                                    block);
+}
+
+TEST_F(LongFeature, LeavesNoFile) {
+  rewritten({kBegin, "*", kSource, kClose});
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(LongFeature, StaysWholeWithoutAFolder) {
+  job_.tempDirectory = folder_.file("missing");
+  EXPECT_TRUE(rewritten({kBegin, "*", kSource, kClose}) ==
+              kBegin + filler() + kSource + kClose + "[{\n" + kBegin + filler() + kSource + kClose);
+}
+
+TEST_F(LongFeature, StaysWholeWithoutRoom) {
+  for (const rlim_t room : {0UL, 65536UL, 100000UL}) {
+    const testing::FileSizeLimit limit(room);
+    OverflowFile file(folder_.path());
+    std::string whole, read;
+    for (const std::string& line : filler_) {
+      file.append(line);
+      whole += line;
+    }
+    file.forEachPart([&](std::string_view part) { read.append(part); });
+    EXPECT_TRUE(read == whole) << room;
+  }
+}
+
+TEST_F(LongFeature, IsForgottenWhenAnotherBegins) {
+  EXPECT_TRUE(rewritten({kBegin, "*", "*PageSize A5\n", kSource, kClose}) ==
+              kBegin + filler() + "*PageSize A5\n" + kSource + kClose + "[{\n*PageSize A5\n" +
+                  kSource + kClose);
+  job_.bookletMode = true;
+  // The fold option stands in the one that is forgotten.
+  EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFold\n", kDuplexer, "*PageSize A5\n", kSource,
+                         kClose, "y\n"}) == kBegin + filler() + "QVBookletFold\n" + kFold +
+                                                kDuplexer + "*PageSize A5\n" + kSource + kClose +
+                                                "[{\n*PageSize A5\n" + kSource + kClose + "y\n");
+}
+
+TEST_F(LongFeature, IsFoldedWhereverItNamesTheOption) {
+  job_.bookletMode = true;
+  // Cut between two pieces, as overlong lines are.
+  for (const std::vector<std::string>& name : {std::vector<std::string>{"QVBookletFold\n"},
+                                               {"QVBook", "letFold\n"},
+                                               {"QVBookletF", "old\n"},
+                                               {"Q", "V", "BookletFol", "d\n"}}) {
+    std::vector<std::string> pieces{kBegin, "*"};
+    std::string named;
+    for (const std::string& part : name) {
+      pieces.push_back(part);
+      named += part;
+    }
+    const bool whole = name.size() == 1;
+    pieces.insert(pieces.end(), {kDuplexer, kSource, kClose, "dropped\n", kDuplexer});
+    EXPECT_TRUE(rewritten(pieces) == kBegin + filler() + named + (whole ? kFold : "") + kDuplexer +
+                                         kSource + kClose + "[{\n" + kBegin + filler() + named +
+                                         kDuplexer + kSource + kClose + kFold + kDuplexer);
+  }
+  EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFol\n", kSource, kClose, "kept\n"}) ==
+              kBegin + filler() + "QVBookletFol\n" + kSource + kClose + "[{\n" + kBegin + filler() +
+                  "QVBookletFol\n" + kSource + kClose + "kept\n");
+}
+
+TEST_F(LongFeature, IsReplacedByThePrologThatItsClosingLineBegins) {
+  const std::string prolog =
+      "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"
+      "%%EndFeature\n";
+  const std::string line = "%%BeginProlog cleartomark\n";
+  EXPECT_TRUE(rewritten({kBegin, "*", kSource, line, "x\n", kSource, kClose}) ==
+              kBegin + filler() + kSource + prolog + "x\n" + kSource + line + "[{\n" + kBegin +
+                  filler() + kSource + line);
+}
+
+TEST_F(LongFeature, IsDroppedWithAClosingLineOfPjl) {
+  EXPECT_EQ(rewritten({kBegin, "*", kSource, "@PJL cleartomark\n", "x\n"}),
+            kBegin + filler() + kSource + "x\n");
+}
+
+TEST_F(LongFeature, StandsBehindTheCopiesThatItsClosingLineAsksFor) {
+  job_.printTo = "JRVerify";
+  job_.jobOptions.addOption("com.apple.print.PrintSettings.PMCopies..n.", "3");
+  const std::string line = "%RBINumCopies: cleartomark\n";
+  EXPECT_TRUE(rewritten({kBegin, "*", kSource, line}) ==
+              kBegin + filler() + kSource +
+                  "%!\n%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n"
+                  "%EndUserSetup\n" +
+                  line + "[{\n" + kBegin + filler() + kSource + line);
+}
+
+TEST_F(LongFeature, StandsBetweenTheRequestsForTheCover) {
+  job_.bookletMode = true;
+  job_.onlyInside = true;
+  job_.halfPageCount = 1;
+  job_.jobOptions.addOption("QVBookletCoverSource", "Tray2");
+  const std::string line = "%%Page: QVBookletFold cleartomark\n";
+  EXPECT_TRUE(rewritten({kBegin, "*", kSource, line}) ==
+              kBegin + filler() + kSource + "1 dict dup /Duplex false put setpagedevice\n" + line +
+                  "[{\n" + kBegin + filler() + kSource + line +
+                  "[{\n<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1  >> "
+                  "setpagedevice\n} stopped cleartomark\n" +
+                  kFold);
+}
+
+}  // namespace
+}  // namespace jobshaper
