@@ -76,9 +76,11 @@ BOOKLET = _command("jobshaper, booklet", cups_arguments(FILTER, "QVBookletFold=S
 MANUAL = _command("jobshaper, manual booklet", cups_arguments(FILTER, "QVBookletFold=Booklet"), manual=True)
 SED = _command("sed", ["sed", "-f", str(ROOT / "bench" / "plain-rules.sed")])
 PSTOPS = _command("pstops", cups_arguments("/usr/lib/cups/filter/pstops"))
+# What a copy costs that goes to two files too, as a capture does.
+TEE = _command("tee, two files", ["sh", "-c", 'exec tee "$TMPDIR/1" "$TMPDIR/2"'])
 PARSE = _command("parse_only", cups_arguments(PARSE_ONLY))
 
-STREAM = [CAT, CAT_AGAIN, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS]
+STREAM = [CAT, CAT_AGAIN, TEE, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS]
 BY_HAND = [CAT, MANUAL, SED, PSTOPS]
 START = [CAT, PARSE, PLAIN, PSTOPS]
 BOOKLET_PAGES = [16, 64, 256, 1024]

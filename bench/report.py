@@ -3,7 +3,7 @@
 import pathlib
 
 import commands
-from commands import CAPTURE, CAT, CAT_AGAIN, BOOKLET, MANUAL, PARSE, PLAIN, PSTOPS, SED, TRACE
+from commands import CAPTURE, CAT, CAT_AGAIN, BOOKLET, MANUAL, PARSE, PLAIN, PSTOPS, SED, TEE, TRACE
 from jobs import KINDS
 
 BEGIN = "<!-- bench:begin (script/bench writes what stands between the two marks) -->"
@@ -46,7 +46,7 @@ def mebibytes(kib):
 
 def above(results, name, row):
     """Peak memory above the program that only parses the options; not for those without libcups."""
-    if name in (CAT.name, CAT_AGAIN.name, SED.name):
+    if name in (CAT.name, CAT_AGAIN.name, TEE.name, SED.name):
         return "–"
     return f"{(row['memory'] - results['start'][PARSE.name]['memory']) / 1024:+.1f}"
 
@@ -96,6 +96,13 @@ def times_less(results, name):
     return f"{factor(min(values))} to {factor(max(values))} times"
 
 
+def least_and_most(results, command, other, column):
+    """What a command takes as a share of what another takes: over the kinds, least first."""
+    shares = [results["stream"][kind][command.name][column] / results["stream"][kind][other.name][column]
+              for kind in KINDS]
+    return f"{percent(min(shares))} to {percent(max(shares))}"
+
+
 def range_of(values):
     return f"{min(values):.1f} to {max(values):.1f}"
 
@@ -103,7 +110,7 @@ def range_of(values):
 def summary_table(results):
     """Share of cat between two pipes, a column for each kind of job."""
     rows = []
-    for command in (CAT_AGAIN, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS):
+    for command in (CAT_AGAIN, TEE, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS):
         rows.append([command.name] + [percent(results["stream"][kind][command.name]["pipe"]) for kind in KINDS])
     return table(["Share of `cat`"] + list(KINDS.values()), rows)
 
@@ -115,7 +122,8 @@ def findings(results):
         f"* In CPU seconds, `sed` with the same rules takes {times_less(results, SED.name)} and `pstops` "
         f"{times_less(results, PSTOPS.name)} as much as the filter.",
         f"* With capture on a job takes "
-        f"{range_of([results['stream'][kind][CAPTURE.name]['against_plain'] for kind in KINDS])} times as long.",
+        f"{range_of([results['stream'][kind][CAPTURE.name]['against_plain'] for kind in KINDS])} times as long, and "
+        f"{least_and_most(results, CAPTURE, TEE, 'cpu')} of the CPU time of `tee` with two files.",
         f"* A job of one page takes {start[PLAIN.name]['against_parse']:.2f} times as long as a program that only "
         f"calls `cupsParseOptions`, {start[PLAIN.name]['against_cat']:.1f} times as long as `cat`; `pstops` "
         f"{start[PSTOPS.name]['against_cat']:.1f} times as long as `cat`.",

@@ -20,7 +20,7 @@ import time
 
 import commands
 import report
-from commands import BOOKLET_PAGES, BY_HAND, CAT, CAT_AGAIN, PARSE, PLAIN, SED, START, STREAM
+from commands import BOOKLET_PAGES, BY_HAND, CAT, CAT_AGAIN, PARSE, PLAIN, SED, START, STREAM, TEE
 from jobs import KINDS, Document
 
 MEGABYTE = 1_000_000
@@ -180,7 +180,7 @@ def instructions(results, documents, options, work):
                 for size in (small, large)
             ]
             for command in candidates:
-                if command not in options.counted:
+                if command not in options.counted or command == TEE:  # which the shell starts
                     continue
                 counts = [pool.submit(count_instructions, command, job, work) for job in sized]
                 tasks.append((str(pages or kind), command, [job.stat().st_size for job in sized], counts))

@@ -291,6 +291,7 @@ TEST(FewDescriptors, CostWhatThereIsNoneFor) {
     SCOPED_TRACE(row.more);
     Job job;
     job.capture().log(7).ppd("*QVGeneric: Color\n").input(longText());
+    job.asanOption("detect_leaks=0");  // which would open files
     const std::string out =
         headerWith(row.colour ? kColourLines : std::string_view()) + longText() + trailer();
     expectOutcome(job.run(descriptors(row.more)), out, join(tmpLines(job), kCaptureOn, row.err));
@@ -299,7 +300,7 @@ TEST(FewDescriptors, CostWhatThereIsNoneFor) {
 
 TEST(FewDescriptors, EndTheRunWhenThereIsNoneForTheJob) {
   Job job;
-  job.log(7).fileWith("%!PS\n");
+  job.log(7).fileWith("%!PS\n").asanOption("detect_leaks=0");
   const std::string line = "tmp at " + job.tmp() + " \n";
   expectOutcome(job.run(descriptors(1)), "", join(line, kCannotRead), 1);
 }
@@ -308,7 +309,8 @@ TEST(FewDescriptors, EndAManualBookletOrLetItBePrinted) {
   bool printedOnce = false;
   for (unsigned more = 1; more <= 12; ++more) {
     SCOPED_TRACE(more);
-    const Job job = manualJob(join(kTop, pages("123456")));
+    Job job = manualJob(join(kTop, pages("123456")));
+    job.asanOption("detect_leaks=0");
     const Outcome outcome = job.run(descriptors(more));
     if (outcome.exitStatus == 0) {
       printedOnce = true;

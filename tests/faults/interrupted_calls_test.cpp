@@ -28,10 +28,7 @@ void expectTheSame(Job job, const std::vector<std::string>& calls) {
   EXPECT_EQ(out, plain.out);
 
   const TemporaryFolder folder;
-  const auto& environment = job.environment();
-  const auto asan = environment.find("ASAN_OPTIONS");
-  job.env("ASAN_OPTIONS",
-          (asan == environment.end() ? "" : asan->second + ":") + "verify_asan_link_order=0");
+  job.asanOption("verify_asan_link_order=0");
   job.env("LD_PRELOAD", INTERRUPTING_CALLS).env("INTERRUPTED_CALLS", folder.file("calls"));
   const Outcome outcome = job.run();
   EXPECT_EQ(outcome.out, plain.out);

@@ -26,9 +26,11 @@ check() { # JOB PAGES TEXT...
   (($(pages_of "$job") == wanted)) || fail "$job: $(pages_of "$job") pages, not $wanted"
   echo "$job: $(wc -c < "$job") bytes, $wanted pages, $(printf '"%s" ' "${@:3}")"
 }
-check 1.prn "$pages" '<< /Fold 2 /Staple 4>> setpagedevice'
+sheets=$(((pages + 3) / 4)) # of a booklet
+sides=$((sheets * 2))
+check 1.prn "$sides" '<< /Fold 2 /Staple 4>> setpagedevice'
 # The instruction page and the blank page are two more.
-check 2.prn "$((pages + 2))" '%%Page: 0 0' \
+check 2.prn "$((sides + 2))" '%%Page: 0 0' \
   'statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse'
 check 3.prn "$pages" '@PJL SET COPIES = 1'
 check 4.prn "$pages" '@PJL SET HOLDTYPE = PRIVATE' '@PJL SET HOLDKEY = "1234"'

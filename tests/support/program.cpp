@@ -283,6 +283,11 @@ Job& Job::unsetEnv(const std::string& name) {
   environment_.erase(name);
   return *this;
 }
+Job& Job::asanOption(const std::string& option) {
+  std::string& options = environment_["ASAN_OPTIONS"];
+  options += (options.empty() ? "" : ":") + option;
+  return *this;
+}
 Job& Job::ppd(std::string_view text) {
   const std::string path = other_->file("printer.ppd");
   writeFile(path, text);

@@ -102,8 +102,9 @@ class Job {
   Job& version(std::string value);
   Job& env(const std::string& name, std::string value);
   Job& unsetEnv(const std::string& name);
-  Job& ppd(std::string_view text);  // PPD names a new file with this text
-  Job& capture();                   // puts the capture marker into TMPDIR
+  Job& asanOption(const std::string& option);  // counts in a build with the address sanitizer
+  Job& ppd(std::string_view text);             // PPD names a new file with this text
+  Job& capture();                              // puts the capture marker into TMPDIR
   // Switches the diagnostic log on: writes the settings file into TMPDIR. The debug
   // file is TMPDIR/"debug.log".
   Job& log(int level, int module = 1);
