@@ -55,7 +55,8 @@ def conditions(results):
     machine = results["machine"]
     cores = "1 core" if machine["cores"] == 1 else f"{machine['cores']} cores"
     return (f"{results['date']}, {cores} of {machine['cpu']}, {machine['kernel']}, {machine['system']}; "
-            f"jobs of {results['size']} MB, medians of {results['rounds']} interleaved runs")
+            f"jobs of {results['size']} MB, medians of {results['rounds']} interleaved runs "
+            "(the commands that write files in rounds of their own)")
 
 
 def measured_row(results, where, name, row):

@@ -60,10 +60,12 @@ int filterJob(int argc, char* const argv[], const System& system) {
   if (booklet == BookletSetup::failed) return 1;
   if (booklet == BookletSetup::cancelled) endCancelledJob(job);
 
-  JobOutput output(STDOUT_FILENO, job.captureIn.get(), job.captureOut.get());
-  writeHeader(job, output);
-  rewriteStream(job, output);
-  writeTrailer(job, output);
+  {
+    JobOutput output(STDOUT_FILENO, job.captureIn.get(), job.captureOut.get());
+    writeHeader(job, output);
+    rewriteStream(job, output);
+    writeTrailer(job, output);
+  }
   if (cancellationRequested()) endCancelledJob(job);
   removeManualBookletFiles(job);
 

@@ -36,15 +36,15 @@ void JobOutput::put(std::string_view bytes) {
 
 void JobOutput::captureOutgoing(std::string_view bytes) {
   flush();
-  if (captureOut_ >= 0) writeAll(captureOut_, bytes);
+  captureOut_.write(bytes);
 }
 
 void JobOutput::flush() {
-  if (incoming_.count > 0) writeAll(captureIn_, incoming_.at.data(), incoming_.count);
+  if (incoming_.count > 0) captureIn_.write(incoming_.at.data(), incoming_.count);
   if (outgoing_.count > 0) {
-    if (captureOut_ >= 0) {
+    if (captureOut_.exists()) {
       Spans copy = outgoing_;  // writing uses spans up
-      writeAll(captureOut_, copy.at.data(), copy.count);
+      captureOut_.write(copy.at.data(), copy.count);
     }
     writeAll(output_, outgoing_.at.data(), outgoing_.count);
   }

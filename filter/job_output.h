@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "platform/growing_file.h"
+
 namespace jobshaper {
 
 // Gathers bytes and writes them in large pieces, in the order in which they came. Whoever
@@ -29,7 +31,7 @@ class JobOutput {
   void put(std::string_view bytes);
   // Incoming bytes for the capture of the job. Not copied.
   void captureIncoming(std::string_view bytes) {
-    if (captureIn_ >= 0) add(incoming_, bytes);
+    if (captureIn_.exists()) add(incoming_, bytes);
   }
 
   // Bytes for the outgoing capture alone.
@@ -45,8 +47,8 @@ class JobOutput {
   void add(Spans& spans, std::string_view bytes);
 
   int output_;
-  int captureIn_;
-  int captureOut_;
+  GrowingFile captureIn_;
+  GrowingFile captureOut_;
   Spans outgoing_;
   Spans incoming_;
   std::array<char, 16384> copies_;  // what put() keeps until the next flush

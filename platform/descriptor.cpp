@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -217,6 +218,23 @@ bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position
     position += n;
   }
   return true;
+}
+
+void reserveRoom([[maybe_unused]] int descriptor, [[maybe_unused]] off_t position,
+                 [[maybe_unused]] off_t size) {
+#if defined(__linux__)
+  // What this file would hold in vain, another may need.
+  struct statvfs disk {};
+  if (::fstatvfs(descriptor, &disk) != 0) return;
+  if (disk.f_bavail / 16 < static_cast<fsblkcnt_t>(size) / disk.f_frsize) return;
+  uninterrupted([&] { return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, position, size); });
+#endif
+}
+
+void releaseRoom(int descriptor) {
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0) return;
+  uninterrupted([&] { return ::ftruncate(descriptor, status.st_size); });
 }
 
 std::string readWholeFile(const std::string& path, std::size_t limit) {

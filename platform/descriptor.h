@@ -89,6 +89,14 @@ bool writeAll(int descriptor, std::string_view bytes);
 bool readAt(int descriptor, char* buffer, std::size_t size, off_t position);
 bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position);
 
+// Asks for room on disk for `size` bytes of a file from this position on, whatever the file's own
+// size. Nothing happens where room is scarce (less than 16 times as much is free), or where the
+// file system cannot promise it.
+void reserveRoom(int descriptor, off_t position, off_t size);
+
+// Gives back the room behind the end of a file.
+void releaseRoom(int descriptor);
+
 // The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
 // regular file.
 std::string readWholeFile(const std::string& path, std::size_t limit);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -171,6 +172,50 @@ TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
     EXPECT_TRUE(longText().starts_with(readFile(job.tmpFile("qvn_ps"))));
     EXPECT_TRUE(printed(longText()).starts_with(readFile(job.tmpFile("qvn_ps2"))));
   });
+}
+
+// Each of the two files asks for room ahead; neither may take what the other needs.
+TEST(CaptureFault, DiskWithJustEnoughRoomHoldsBothFiles) {
+  std::string text;
+  while (text.size() < 9000000) text += "0 0 moveto 100 100 lineto stroke\n";
+  Job job;
+  job.input(text);
+  withOwnDisk(
+      job.tmp(),
+      [&](bool) {
+        job.capture();
+        const Outcome outcome = job.run();
+        EXPECT_TRUE(outcome.out == printed(text));
+        EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == text);
+        EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed(text));
+      },
+      20000);
+}
+
+// Room on disk that a file occupies beyond its content, in bytes.
+std::int64_t excess(const std::string& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return status.st_blocks * 512 - status.st_size;
+}
+
+TEST(Capture, GivesBackTheRoomThatItDidNotNeed) {
+  std::string text;
+  while (text.size() < 3000000) text += "0 0 moveto 100 100 lineto stroke\n";
+  for (const bool cancelled : {false, true}) {
+    Job job;
+    job.capture();
+    Process process(job.program(), job.argv(), job.environment());
+    process.write(text);
+    ASSERT_TRUE(process.waitForOutput(join(plainHeader(), text).size()));
+    if (cancelled) process.kill(SIGTERM);
+    const Outcome outcome = process.finish();
+    EXPECT_EQ(outcome.signal, cancelled ? SIGTERM : 0);
+    EXPECT_TRUE(outcome.out == printed(text));
+    for (const char* const name : {"qvn_ps", "qvn_ps2"}) {
+      EXPECT_LT(excess(job.tmpFile(name)), 1000000) << name << cancelled;
+    }
+  }
 }
 
 // Unlike a full disk, the limit sends a signal.

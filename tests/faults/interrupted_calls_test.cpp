@@ -60,6 +60,12 @@ TEST(InterruptedCalls, LoseNothingOfAPlainJob) {
   expectTheSame(job, {"open", "read", "writev", "fchmod", "ftruncate", "ppoll"});
 }
 
+TEST(InterruptedCalls, LoseNothingOfALongCapture) {
+  Job job;
+  job.capture().input(lines(50000));
+  expectTheSame(job, {"fallocate", "ftruncate"});
+}
+
 TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
   const TemporaryFolder folder;
   writeFile(folder.file("count"), "          12\n");

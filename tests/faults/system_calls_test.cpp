@@ -70,6 +70,8 @@ constexpr long kAllowed[] = {
     SYS_lseek,
     SYS_fcntl,
     SYS_fchmod,
+    SYS_fallocate,
+    SYS_fstatfs,
     SYS_ftruncate,
     SYS_fadvise64,
     SYS_ppoll,
@@ -200,6 +202,14 @@ TEST(SystemCalls, OfAJobWithEverythingSwitchedOnAreFewAndHarmless) {
   job.capture().log(7).ppd("*QVGeneric: Color\n").env("DEVICE_URI", "pap://*/Office");
   job.options("PrintTo=JRVerify QVBookletFold=BiFold QVBookletPageCountFilename=/etc/hostname");
   expectSame(job, join(kTop, pages("12345"), "%RBINumCopies: 3\n"));
+}
+
+TEST(SystemCalls, OfALongCaptureAreFewAndHarmless) {
+  Job job;
+  job.capture();
+  std::string text;
+  while (text.size() < 3000000) text += "0 0 moveto 100 100 lineto stroke\n";
+  expectSame(job, text);
 }
 
 TEST(SystemCalls, OfAManualBookletAreFewAndHarmless) {

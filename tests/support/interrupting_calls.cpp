@@ -16,9 +16,20 @@
 
 namespace {
 
-enum Call { kOpen, kRead, kPread, kPwrite, kWritev, kFchmod, kFtruncate, kPpoll, kCalls };
-constexpr const char* kNames[kCalls] = {"open",   "read",   "pread",     "pwrite",
-                                        "writev", "fchmod", "ftruncate", "ppoll"};
+enum Call {
+  kOpen,
+  kRead,
+  kPread,
+  kPwrite,
+  kWritev,
+  kFchmod,
+  kFtruncate,
+  kFallocate,
+  kPpoll,
+  kCalls
+};
+constexpr const char* kNames[kCalls] = {"open",   "read",      "pread",     "pwrite", "writev",
+                                        "fchmod", "ftruncate", "fallocate", "ppoll"};
 unsigned counts[kCalls];
 
 // Every other call.
@@ -87,6 +98,11 @@ EXPORTED int fchmod(int descriptor, mode_t mode) noexcept {
 EXPORTED int ftruncate(int descriptor, off_t size) noexcept {
   if (interrupts(kFtruncate)) return -1;
   return static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
+}
+
+EXPORTED int fallocate(int descriptor, int mode, off_t offset, off_t size) {
+  if (interrupts(kFallocate)) return -1;
+  return static_cast<int>(syscall(SYS_fallocate, descriptor, mode, offset, size));
 }
 
 EXPORTED int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout,

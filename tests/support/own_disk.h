@@ -10,13 +10,15 @@
 
 namespace jobshaper::testing {
 
-// Calls `run` in a thread of its own, with true when a disk of 512 KiB is mounted on the folder
-// for it and for the processes that it starts. Only root may mount one.
-inline void withOwnDisk(const std::string& folder, const std::function<void(bool)>& run) {
+// Calls `run` in a thread of its own, with true when a disk of this size (a number of KiB) is
+// mounted on the folder for it and for the processes that it starts. Only root may mount one.
+inline void withOwnDisk(const std::string& folder, const std::function<void(bool)>& run,
+                        unsigned size = 512) {
+  const std::string options = "size=" + std::to_string(size) + "k,mode=0700";
   std::thread([&] {
     run(unshare(CLONE_NEWNS) == 0 &&
         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-        mount("none", folder.c_str(), "tmpfs", 0, "size=512k,mode=0700") == 0);
+        mount("none", folder.c_str(), "tmpfs", 0, options.c_str()) == 0);
   }).join();
 }
 

@@ -1,0 +1,39 @@
+#include "platform/growing_file.h"
+
+#include "platform/descriptor.h"
+
+namespace jobshaper {
+
+namespace {
+
+// Everyday jobs are smaller, and not worth a system call.
+constexpr std::size_t kSmallFile = 1024 * 1024;
+// As much as a file may hold in vain while its job runs.
+constexpr std::size_t kStep = 16 * 1024 * 1024;
+
+}  // namespace
+
+GrowingFile::~GrowingFile() {
+  if (reserved_ > 0) releaseRoom(descriptor_);
+}
+
+void GrowingFile::write(iovec* spans, std::size_t count) {
+  if (!exists()) return;
+  for (std::size_t i = 0; i < count; ++i) size_ += spans[i].iov_len;
+  reserve();
+  writeAll(descriptor_, spans, count);
+}
+
+void GrowingFile::write(std::string_view bytes) {
+  iovec span{const_cast<char*>(bytes.data()), bytes.size()};
+  write(&span, 1);
+}
+
+void GrowingFile::reserve() {
+  if (size_ <= kSmallFile) return;
+  for (; size_ > reserved_; reserved_ += kStep) {
+    reserveRoom(descriptor_, static_cast<off_t>(reserved_), kStep);
+  }
+}
+
+}  // namespace jobshaper
