@@ -164,11 +164,9 @@ void pjlCreation::setCustomPaper(std::optional<std::string_view> size) {
   }
   const std::size_t x = size->find('x');
   if (x == size->npos) return;
-  std::string_view height = size->substr(x + 1);
-  height = height.substr(0, height.find('x'));  // a third part means nothing
   append("@PJL SET QCUSTOMPAPERUNITS = INCHES\n");
   appendJoined({"@PJL SET QCUSTOMPAPERWIDTH = ", inches(size->substr(0, x)), "\n"});
-  appendJoined({"@PJL SET QCUSTOMPAPERHEIGHT = ", inches(height), "\n"});
+  appendJoined({"@PJL SET QCUSTOMPAPERHEIGHT = ", inches(size->substr(x + 1)), "\n"});
 }
 
 void pjlCreation::setMediaType() {

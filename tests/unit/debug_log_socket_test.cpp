@@ -4,11 +4,31 @@
 #include <fcntl.h>
 #include <signal.h>
 
-#include <chrono>
-#include <thread>
+#include <cerrno>
+#include <ctime>
+#include <functional>
+#include <map>
 #include <vector>
 
 #include "tests/unit/debug_log_fixture.h"
+
+namespace {
+
+// What happens instead of a wait; nothing: the time passes.
+std::function<void(useconds_t)> insteadOfWaiting;
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" int usleep(useconds_t microseconds) {
+  if (insteadOfWaiting) {
+    insteadOfWaiting(microseconds);
+    return 0;
+  }
+  const timespec time{static_cast<time_t>(microseconds / 1000000),
+                      static_cast<long>(microseconds % 1000000 * 1000)};
+  return nanosleep(&time, nullptr);
+}
 
 namespace jobshaper::testing {
 namespace {
@@ -282,33 +302,25 @@ class DebugLogSetupWithSocket : public DebugLog {
       result += "[" + masked(*message) + "]";
     return result;
   }
-  static double secondsOf(void (*action)()) {
-    const auto start = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  }
   // Replaces the settings file as a whole, as an application does that saves safely.
   void replaceSettings(std::string_view text) const {
     writeFile(file("new.plist"), text);
     std::filesystem::rename(file("new.plist"), settingsFile());
   }
-  // Runs setup while the settings file changes after the given times.
-  struct Change {
-    int afterMs;
-    std::string text;  // empty: the file goes away
-  };
-  double secondsOfSetup(const std::vector<Change>& changes) {
-    std::thread writer([&] {
-      const auto start = std::chrono::steady_clock::now();
-      for (const Change& change : changes) {
-        std::this_thread::sleep_until(start + std::chrono::milliseconds(change.afterMs));
-        change.text.empty() ? static_cast<void>(std::filesystem::remove(settingsFile()))
-                            : replaceSettings(change.text);
-      }
-    });
-    const double seconds = secondsOf(setupDebug);
-    writer.join();
-    return seconds;
+  // Runs setup, which waits so many times. The settings file changes in these waits, counted from
+  // 1; without a text it goes away.
+  unsigned waitsOfSetup(const std::map<unsigned, std::string>& changes = {}) {
+    unsigned waits = 0;
+    insteadOfWaiting = [&](useconds_t microseconds) {
+      EXPECT_EQ(microseconds, 200000U);
+      const auto change = changes.find(++waits);
+      if (change == changes.end()) return;
+      change->second.empty() ? static_cast<void>(std::filesystem::remove(settingsFile()))
+                             : replaceSettings(change->second);
+    };
+    setupDebug();
+    insteadOfWaiting = nullptr;
+    return waits;
   }
 
   SocketPair sockets_;
@@ -393,38 +405,36 @@ TEST_F(DebugLogSetupWithSocket, DoesNotAskForAnEntryUnlessToldTo) {
     reset();
     logClientFD = sockets_.log();
     settings(text);
-    EXPECT_LT(secondsOf(setupDebug), 0.2) << text;
+    EXPECT_EQ(waitsOfSetup(), 0U) << text;
     EXPECT_EQ(all(), "") << text;
     expectOff();
   }
 }
 
 TEST_F(DebugLogSetupWithSocket, DoesNotAskWithoutAReadableSettingsFile) {
-  EXPECT_LT(secondsOf(setupDebug), 0.2);
+  EXPECT_EQ(waitsOfSetup(), 0U);
   EXPECT_EQ(all(), "");
   expectOff();
 }
 
 TEST_F(DebugLogSetupWithSocket, DoesNotAskWhenTheEntryIsThere) {
   settings(withTraceAll("<true/>", entry(integer(8))));
-  EXPECT_LT(secondsOf(setupDebug), 0.2);
+  EXPECT_EQ(waitsOfSetup(), 0U);
   EXPECT_EQ(next(), "AA######\t[time]\tlogger\tL0\tDEBUG GO\n");
 }
 
 TEST_F(DebugLogSetupWithSocket, NeverAsksWithoutASocket) {
   logClientFD = 1;
   settings(kAskOnly);
-  EXPECT_LT(secondsOf(setupDebug), 0.2);
+  EXPECT_EQ(waitsOfSetup(), 0U);
   EXPECT_EQ(all(), "");
   expectOff();
   EXPECT_EQ(err(), tmpLine());
 }
 
-TEST_F(DebugLogSetupWithSocket, AsksAndGivesUpAfterOneSecond) {
+TEST_F(DebugLogSetupWithSocket, AsksAndGivesUpAfterFiveLooks) {
   settings(kAskOnly);
-  const double seconds = secondsOf(setupDebug);
-  EXPECT_GE(seconds, 1.0);
-  EXPECT_LT(seconds, 1.8);
+  EXPECT_EQ(waitsOfSetup(), 5U);
   EXPECT_EQ(all(),
             "[\xff"
             "Feiprion]");
@@ -434,10 +444,9 @@ TEST_F(DebugLogSetupWithSocket, AsksAndGivesUpAfterOneSecond) {
 
 TEST_F(DebugLogSetupWithSocket, AsksAndFindsTheEntryThatIsAdded) {
   settings(kAskOnly);
-  const double seconds =
-      secondsOfSetup({{300, propertyList(withTraceAll("<true/>", entry(integer(2), integer(3))))}});
-  EXPECT_GE(seconds, 0.4);  // the third look
-  EXPECT_LT(seconds, 0.95);
+  EXPECT_EQ(
+      waitsOfSetup({{2, propertyList(withTraceAll("<true/>", entry(integer(2), integer(3))))}}),
+      2U);
   EXPECT_EQ(all(),
             "[\xff"
             "Feiprion]"
@@ -452,7 +461,7 @@ TEST_F(DebugLogSetupWithSocket, AsksAndFindsTheEntryThatIsAdded) {
 
 TEST_F(DebugLogSetupWithSocket, DumpsTheSettingsThatItFoundLast) {
   settings(kAskOnly);
-  secondsOfSetup({{300, propertyList(entry(integer(4)))}});
+  EXPECT_EQ(waitsOfSetup({{2, propertyList(entry(integer(4)))}}), 2U);
   std::string last;
   for (std::string message; (message = next()) != "nothing";) {
     last = message;
@@ -464,10 +473,8 @@ TEST_F(DebugLogSetupWithSocket, DumpsTheSettingsThatItFoundLast) {
 
 TEST_F(DebugLogSetupWithSocket, LooksAgainAfterAMissingOrBrokenFile) {
   settings(kAskOnly);
-  const double seconds =
-      secondsOfSetup({{100, ""}, {300, "<plist><dict>"}, {500, propertyList(entry(integer(8)))}});
-  EXPECT_GE(seconds, 0.6);
-  EXPECT_LT(seconds, 1.15);
+  EXPECT_EQ(waitsOfSetup({{1, ""}, {2, "<plist><dict>"}, {3, propertyList(entry(integer(8)))}}),
+            3U);
   EXPECT_EQ(next(),
             "\xff"
             "Feiprion");
@@ -477,9 +484,7 @@ TEST_F(DebugLogSetupWithSocket, LooksAgainAfterAMissingOrBrokenFile) {
 
 TEST_F(DebugLogSetupWithSocket, GivesUpWhenTheFileGoesAway) {
   settings(kAskOnly);
-  const double seconds = secondsOfSetup({{300, ""}});
-  EXPECT_GE(seconds, 1.0);
-  EXPECT_LT(seconds, 1.8);
+  EXPECT_EQ(waitsOfSetup({{2, ""}}), 5U);
   EXPECT_EQ(all(),
             "[\xff"
             "Feiprion]");
@@ -492,7 +497,7 @@ TEST_F(DebugLogSetupWithSocket, AsksByDatagramWhenThereIsAPort) {
   logSocketFile = datagrams.address();
   logSocketFileSize = 8;  // of the records only; the question always has a whole address
   settings(kAskOnly);
-  setupDebug();
+  EXPECT_EQ(waitsOfSetup(), 5U);
   EXPECT_EQ(receive(datagrams.application()),
             "\xff"
             "Feiprion");

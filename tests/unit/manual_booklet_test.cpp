@@ -375,6 +375,15 @@ class ReArrangedPages : public ManualBookletParts {
   PageFile side_;
 };
 
+// A page that did not fit on the disk must not be taken for one that was moved.
+TEST_F(ReArrangedPages, FailWhenThePageCannotBeWritten) {
+  ASSERT_TRUE(side_.open(path("side")));
+  const testing::FileSizeLimit limit(1000);
+  side_.write(std::string(1001, 'x'));
+  EXPECT_EQ(rearrange(4, nullptr), 0);
+  EXPECT_EQ(errors_, kNoFile);
+}
+
 class ReArrangedFirstPage : public ReArrangedPages,
                             public ::testing::WithParamInterface<std::int32_t> {};
 

@@ -1,7 +1,11 @@
 #include "platform/system.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <stdlib.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "tests/support/program.h"
 
@@ -53,6 +57,14 @@ TEST(TemporaryDirectory, FallsBackWhenUnsetOrEmpty) {
 #endif
 
 TEST(HostName, IsTheMachinesOwn) { EXPECT_EQ(hostName(), testing::hostName()); }
+
+// Seen by root alone, who may give a thread a name of its own; elsewhere the machine has one.
+TEST(HostName, IsThatOfEveryMachineWhereItHasNone) {
+  std::thread([] {
+    const bool nameless = unshare(CLONE_NEWUTS) == 0 && sethostname("", 0) == 0;
+    EXPECT_EQ(hostName(), nameless ? "localhost" : testing::hostName());
+  }).join();
+}
 
 }  // namespace
 }  // namespace jobshaper
