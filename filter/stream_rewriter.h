@@ -45,11 +45,12 @@ class StreamRewriter {
 
   const RewriteState& state() const { return state_; }
 
+  // The texts that can make a rule act in the present state; none when every line can.
+  std::optional<TriggerSet> watchedTexts() const;
+
  private:
   enum class Fate { write, drop };
 
-  // The texts that can make a rule act in the present state; none when every line can.
-  std::optional<TriggerSet> watchedTexts() const;
   void passUntouched(std::string_view pieces);
 
   // The rules in the order in which each line meets them. They may point `line` at other text.
