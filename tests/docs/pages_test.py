@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """The manual pages tell what the sources know: options and their values, PPD keywords, environment,
-files, settings and messages; and nothing that the sources do not know.
+files, settings and messages; and nothing that the sources do not know. SECURITY.md names tests that
+there are.
 
-usage: pages_test.py SOURCE-FOLDER FILTER PJLLINES [UNITTEST-ARGUMENTS]
+usage: pages_test.py SOURCE-FOLDER FILTER PJLLINES BUILD-FOLDER [UNITTEST-ARGUMENTS]
 """
 
+import fnmatch
 import os
 import pathlib
 import re
@@ -15,7 +17,7 @@ import unittest
 
 from man_page import Page
 
-SOURCE, FILTER, PJL_LINES = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
+SOURCE, FILTER, PJL_LINES, BUILD = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
 PAGE_FILES = ("jobshaper.8", "jobshaper-queue.8", "pjlLines.1")
 STRING = r'"((?:[^"\\\n]|\\.)*)"'
 STRINGS = rf"{STRING}(?:\s*{STRING})*"
@@ -265,6 +267,16 @@ class PagesTest(unittest.TestCase):
             done = self.run_filter(folder, "")
             self.assertEqual(pathlib.Path(folder, "qvn_ps2").read_bytes(), done.stdout)
 
+    def test_tests_that_show_a_defence(self):
+        listed = subprocess.run(["ctest", "--show-only"], cwd=BUILD, stdout=subprocess.PIPE, text=True,
+                                timeout=60, check=True).stdout
+        tests = re.findall(r"(?m)^ *Test +#\d+: (\S+)$", listed)
+        rows = re.findall(r"(?m)^\|.*\|(.*)\|$", (SOURCE / "SECURITY.md").read_text())
+        named = re.findall(r"`([\w*/]+[.*][\w.*]*)`", " ".join(rows))
+        self.assertGreater(len(named), 25)
+        for pattern in named:
+            self.assertTrue(fnmatch.filter(tests, pattern), pattern)
+
     def test_renders_without_a_warning(self):
         for name in PAGE_FILES:
             for command in (["groff", "-man", "-wall", "-Tutf8", "-z"],
@@ -275,4 +287,4 @@ class PagesTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0]] + sys.argv[4:])
+    unittest.main(argv=[sys.argv[0]] + sys.argv[5:])
