@@ -1,5 +1,8 @@
 // pjlLines as a user calls it.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
 
 #include "tests/support/program.h"
 
@@ -16,11 +19,12 @@ constexpr char kUsage[] = "usage: pjlLines [-u USER] OPTIONS [SETTER ...]\n";
 // One run; its environment holds TMPDIR and what a test adds.
 struct Lines {
   explicit Lines(std::vector<std::string> arguments,
-                 const std::map<std::string, std::string>& more = {}) {
+                 const std::map<std::string, std::string>& more = {},
+                 const BeforeExec& beforeExec = nullptr) {
     std::map<std::string, std::string> environment = job.environment();
     for (const auto& [name, value] : more) environment[name] = value;
     arguments.insert(arguments.begin(), "pjlLines");
-    Process process(PJL_LINES_PROGRAM, arguments, environment);
+    Process process(PJL_LINES_PROGRAM, arguments, environment, beforeExec);
     outcome = process.finish();
   }
 
@@ -214,8 +218,19 @@ TEST(PjlLines, WithoutAUserTheLoginNameStands) {
   EXPECT_EQ(outcome.exitStatus, 0);
   const std::size_t name = outcome.out.find("USERID = \"") + 10;
   const std::string user = outcome.out.substr(name, outcome.out.find('"', name) - name);
+  const passwd* const entry = getpwuid(getuid());
+  EXPECT_EQ(user, entry ? entry->pw_name : user);
   EXPECT_NE(user, "");
   EXPECT_EQ(outcome.out, plainHeader(user));
+}
+
+TEST(PjlLines, SaysWhenItsOutputIsLost) {
+  for (const std::string argument : {"", "--list", "--help"}) {
+    const Lines lines({argument}, {}, [] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), 1); });
+    EXPECT_EQ(lines.outcome.exitStatus, 1);
+    EXPECT_EQ(lines.outcome.err, (argument.empty() ? lines.tmpLine() : "") +
+                                     "pjlLines: standard output: No space left on device\n");
+  }
 }
 
 TEST(PjlLines, OptionsBehindTheOptionStringAreSetters) {

@@ -134,6 +134,40 @@ class OutputPipe {
   int ends_[2] = {-1, -1};
 };
 
+// A starter that shares its descriptors may have made them non-blocking: no byte is lost by it.
+TEST(NonBlockingStream, IsWaitedFor) {
+  Job job;
+  job.capture();
+  Process process(job.program(), job.argv(), job.environment(), [] {
+    for (int stream = 0; stream <= 1; ++stream) fcntl(stream, F_SETFL, O_NONBLOCK);
+  });
+  std::string text;
+  while (text.size() < 2000000) text += longText();
+  process.write("%!PS\n");
+  ASSERT_TRUE(process.waitForOutput(join(plainHeader(), "%!PS\n").size()));
+  process.write(text);
+  const Outcome outcome = process.finish();
+  EXPECT_TRUE(outcome.out == printed("%!PS\n" + text));
+  EXPECT_EQ(outcome.exitStatus, 0);
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == "%!PS\n" + text);
+}
+
+TEST(NonBlockingStream, WithASlowReaderGetsTheWholeJob) {
+  Job job;
+  job.fileWith(longText());
+  OutputPipe out;
+  out.fill();
+  Process process(job.program(), job.argv(), job.environment(), [&] {
+    out.as(1)();
+    fcntl(1, F_SETFL, O_NONBLOCK);
+  });
+  out.closeWriteEnd();
+  ASSERT_TRUE(sleeps(process));
+  const std::string all = out.read(2000000);
+  EXPECT_TRUE(all.substr(all.find('\x1b')) == printed(longText()));
+  EXPECT_EQ(process.finish().exitStatus, 0);
+}
+
 TEST(Reader, ThatLeavesAfterOneByteDoesNotEndTheRun) {
   Job job;
   job.capture();
