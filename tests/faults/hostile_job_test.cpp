@@ -1,6 +1,7 @@
 // Jobs, arguments and folders that somebody made to do harm, several at once.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,11 +13,30 @@
 #include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
+#include "tests/support/instrumented.h"
 #include "tests/support/process_state.h"
 #include "tests/support/program.h"
 
 namespace jobshaper::testing {
 namespace {
+
+// Files that the started program writes end here, until "lift" says otherwise.
+BeforeExec filesEndAt(rlim_t size) {
+  return [size] {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = size;
+    setrlimit(RLIMIT_FSIZE, &limit);
+  };
+}
+
+void lift(const Process& process) {
+  rlimit limit{};
+  ASSERT_EQ(prlimit(process.pid(), RLIMIT_FSIZE, nullptr, &limit), 0);
+  limit.rlim_cur = limit.rlim_max;
+  ASSERT_EQ(prlimit(process.pid(), RLIMIT_FSIZE, &limit, nullptr), 0);
+}
 
 std::string lines(std::string_view text, int count) {
   std::string result;
@@ -40,6 +60,45 @@ Outcome runInMessages(const Job& job, std::string_view input, std::size_t size) 
   }
   close(ends[0]);
   return process.finish();
+}
+
+// What a capture lacks is its end: it never goes on behind a gap, as if it were whole.
+TEST(HostileJob, CaptureOnADiskThatGetsRoomAgainHasNoGap) {
+  Job job;
+  job.capture();
+  const std::string first = lines("first", 1000);
+  const std::string second = lines("second", 100);
+  Process process(job.program(), job.argv(), job.environment(), filesEndAt(3000));
+  process.write(first);
+  ASSERT_TRUE(sleeps(process));
+  lift(process);
+  process.write(second);
+  const Outcome outcome = process.finish();
+  const std::string out = join(plainHeader(), first, second, trailer());
+  expectOutcome(outcome, out, join(tmpLines(job), kCaptureOn));
+  EXPECT_TRUE(beginsWith(first + second, readFile(job.tmpFile("qvn_ps"))));
+  EXPECT_TRUE(beginsWith(out, readFile(job.tmpFile("qvn_ps2"))));
+}
+
+// Where neither file nor memory has room for it, a feature without an end costs its repetition,
+// not the job.
+TEST(HostileJob, EndlessFeatureWithoutAFolderInLittleMemoryIsPrinted) {
+  Job job;
+  job.env("TMPDIR", "/nonexistent");
+  const std::string line = std::string(1000, 'x') + "\n";
+  std::string input = "%%BeginFeature: *PageSize A4\n";
+  for (int i = 0; i < 50000; ++i) input += line;
+  Process process(job.program(), job.argv(), job.environment(), [] {
+    const rlimit limit{64U << 20, 64U << 20};
+    if (!kSanitized) setrlimit(RLIMIT_AS, &limit);
+    const rlimit none{};
+    setrlimit(RLIMIT_CORE, &none);
+  });
+  process.write(input);
+  const Outcome outcome = process.finish();
+  EXPECT_EQ(outcome.signal, 0);
+  EXPECT_EQ(outcome.exitStatus, 0);
+  EXPECT_TRUE(outcome.out == join(plainHeader(), input, trailer()));
 }
 
 // One byte a read, with capture, a booklet by hand and texts that the cuts part.
