@@ -176,8 +176,10 @@ void StreamRewriter::collectPageSize(std::string_view line) {
   }
 }
 
-// A feature that never ends is as long as its job.
+// A feature that never ends is as long as its job. One for which there is no room is not
+// repeated: no printer's feature is as long, and the job goes on.
 void StreamRewriter::addToPageSize(std::string_view text) {
+  if (!state_.pageSizeBlock) return;
   if (pageSizeRest_.empty()) {
     if (state_.pageSizeBlock->size() + text.size() <= kLongestBlockInMemory) {
       state_.pageSizeBlock->append(text);
@@ -185,7 +187,11 @@ void StreamRewriter::addToPageSize(std::string_view text) {
     }
     pageSizeEnd_ = state_.pageSizeBlock->substr(state_.pageSizeBlock->size() - kFoldOption.size());
   }
-  pageSizeRest_.append(text);
+  if (!pageSizeRest_.append(text)) {
+    pageSizeRest_.clear();
+    state_.pageSizeBlock.reset();
+    return;
+  }
   pageSizeEnd_.append(text);
   foldInPageSizeRest_ |= contains(pageSizeEnd_, kFoldOption);
   pageSizeEnd_.erase(0, pageSizeEnd_.size() - kFoldOption.size());

@@ -18,10 +18,10 @@ GrowingFile::~GrowingFile() {
 }
 
 void GrowingFile::write(iovec* spans, std::size_t count) {
-  if (!exists()) return;
+  if (!exists() || failed_) return;
   for (std::size_t i = 0; i < count; ++i) size_ += spans[i].iov_len;
   reserve();
-  writeAll(descriptor_, spans, count);
+  failed_ = !writeAll(descriptor_, spans, count);
 }
 
 void GrowingFile::write(std::string_view bytes) {

@@ -22,7 +22,8 @@ class GrowingFile {
 
   bool exists() const { return descriptor_ >= 0; }
 
-  // All bytes of all spans, in order; the spans are used up. Write errors are ignored.
+  // All bytes of all spans, in order; the spans are used up. After a write error the file stays as
+  // it is: a beginning, never something with a gap.
   void write(iovec* spans, std::size_t count);
   void write(std::string_view bytes);
 
@@ -30,6 +31,7 @@ class GrowingFile {
   void reserve();
 
   int descriptor_;
+  bool failed_ = false;
   std::size_t size_ = 0;      // with what is being written
   std::size_t reserved_ = 0;  // or asked for, from the beginning
 };

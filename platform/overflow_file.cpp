@@ -7,12 +7,17 @@
 namespace jobshaper {
 
 namespace {
-constexpr std::size_t kBlock = 64 * 1024;
-}
 
-void OverflowFile::append(std::string_view bytes) {
+constexpr std::size_t kBlock = 64 * 1024;
+constexpr std::size_t kMostInMemory = 4 * 1024 * 1024;
+
+}  // namespace
+
+bool OverflowFile::append(std::string_view bytes) {
+  if (bytes.size() > kMostInMemory - pending_.size()) return false;
   pending_.append(bytes);
   if (pending_.size() >= kBlock && !failed_) failed_ = !flush();
+  return true;
 }
 
 void OverflowFile::clear() {

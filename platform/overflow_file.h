@@ -13,10 +13,11 @@ namespace jobshaper {
 class OverflowFile {
  public:
   // The file is made in this folder once it is needed. Where that fails, and where the disk is
-  // full, the rest stays in memory all the same: nothing is lost.
+  // full, up to 4 MiB more stay in memory.
   explicit OverflowFile(std::string folder) : folder_(std::move(folder)) {}
 
-  void append(std::string_view bytes);
+  // False when neither has room for them: what has been taken before is then incomplete.
+  [[nodiscard]] bool append(std::string_view bytes);
   void clear();
   bool empty() const { return inFile_ == 0 && pending_.empty(); }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/descriptor.h"
+#include "tests/support/file_size_limit.h"
 #include "tests/support/program.h"
 
 namespace jobshaper {
@@ -81,6 +82,17 @@ TEST_F(GrowingFileTest, GivesBackWhatItDidNotUse) {
   { GrowingFile(file_.get()).write(bytes); }
   EXPECT_LT(room(), 4 * kMegabyte);
   EXPECT_TRUE(content() == bytes);
+}
+
+TEST_F(GrowingFileTest, StaysABeginningOnceItCouldNotBeWritten) {
+  GrowingFile file(file_.get());
+  file.write("one ");
+  {
+    const testing::FileSizeLimit limit(6);
+    file.write("two ");
+  }
+  file.write("three");
+  EXPECT_EQ(content(), "one tw");
 }
 
 TEST_F(GrowingFileTest, ThatCannotBeWrittenReservesNothingMore) {

@@ -91,12 +91,49 @@ TEST_F(LongFeature, StaysWholeWithoutRoom) {
     OverflowFile file(folder_.path());
     std::string whole, read;
     for (const std::string& line : filler_) {
-      file.append(line);
+      EXPECT_TRUE(file.append(line));
       whole += line;
     }
     file.forEachPart([&](std::string_view part) { read.append(part); });
     EXPECT_TRUE(read == whole) << room;
   }
+}
+
+// 4 MiB, and not a byte more: whoever sends such a feature must not get the memory of the machine.
+TEST_F(LongFeature, IsNotKeptWithoutRoomInFileAndMemory) {
+  const std::string part(65536, 'x');
+  for (const std::size_t last : {65535U, 65536U, 65537U}) {
+    OverflowFile file(folder_.file("missing"));
+    for (int i = 0; i < 63; ++i) EXPECT_TRUE(file.append(part));
+    EXPECT_EQ(file.append(std::string(last, 'y')), last <= 65536) << last;
+  }
+  OverflowFile file(folder_.path());
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(file.append(part));
+}
+
+TEST_F(LongFeature, ForWhichThereIsNoRoomIsNotRepeated) {
+  job_.tempDirectory = folder_.file("missing");
+  job_.bookletMode = true;
+  filler_.assign(5000, std::string(1023, 'x') + "\n");
+  const std::string closed = kSource + kClose + "x\n";
+  EXPECT_TRUE(rewritten({kBegin, "*", kSource, kClose, "x\n"}) == kBegin + filler() + closed);
+  EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFold\n", kDuplexer, "%%EndFeature\n", "*PageSize\n",
+                         kSource, kClose, "x\n"}) == kBegin + filler() + "QVBookletFold\n" + kFold +
+                                                         kDuplexer + "%%EndFeature\n*PageSize\n" +
+                                                         closed);
+  // The next one that begins while it is open takes its place.
+  EXPECT_TRUE(rewritten({kBegin, "*", "*PageSize A5\n", kSource, kClose, "x\n"}) ==
+              kBegin + filler() + "*PageSize A5\n" + kSource + kClose + "[{\n*PageSize A5\n" +
+                  closed);
+}
+
+// Two texts that have something between them are not one.
+TEST_F(LongFeature, IsNotFoldedByTheTwoHalvesOfTheOption) {
+  job_.bookletMode = true;
+  filler_.assign(300, std::string(1000, 'x') + "Q" + std::string(12, 'z'));
+  EXPECT_TRUE(rewritten({kBegin, "*", "VBookletFold", "\n", kSource, kClose, "kept\n"}) ==
+              kBegin + filler() + "VBookletFold\n" + kSource + kClose + "[{\n" + kBegin + filler() +
+                  "VBookletFold\n" + kSource + kClose + "kept\n");
 }
 
 TEST_F(LongFeature, IsForgottenWhenAnotherBegins) {

@@ -66,6 +66,21 @@ TEST(PpdLine, GivesWhatFollowsTheColon) {
   EXPECT_EQ(ppdLineValue("*K\xC3: x"), std::nullopt);
 }
 
+TEST(PpdLine, KnowsTheBlanksAndLineEndsOfUnicode) {
+  for (const char* const blank :
+       {" ", "\t", "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005",
+        "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u202F", "\u205F", "\u3000"}) {
+    EXPECT_EQ(ppdLineValue(std::string("*K:") + blank + "x" + blank), std::string("x") + blank);
+  }
+  for (const char* const end : {"\n", "\v", "\f", "\r", "\u0085", "\u2028", "\u2029"}) {
+    EXPECT_EQ(ppdLineValue(std::string("*K:") + end + "x" + end + "y"), "x");
+  }
+  for (const char* const neither : {"\u200B", "\u180E", "\u00AD", "\b", "\x1c"}) {
+    const std::string value = std::string(neither) + "x" + neither + "y";
+    EXPECT_EQ(ppdLineValue("*K:" + value), value);
+  }
+}
+
 TEST(PpdValues, AnswersOnlyWhatThePpdHolds) {
   const testing::TemporaryFolder folder;
   setenv("PPD", folder.file("ppd").c_str(), 1);
@@ -90,6 +105,8 @@ TEST(PpdValues, TellWhenNothingWasStored) {
   setenv("PPD", folder.file("ppd").c_str(), 1);
   testing::writeFile(folder.file("ppd"), "*QvnManualBooklet:\n*Other: x\n");
   PPDValues values;
+  EXPECT_FALSE(initPPDValues(values));
+  setenv("PPD", folder.file("missing").c_str(), 1);
   EXPECT_FALSE(initPPDValues(values));
   unsetenv("PPD");
   EXPECT_FALSE(initPPDValues(values));
