@@ -226,7 +226,8 @@ void reserveRoom([[maybe_unused]] int descriptor, [[maybe_unused]] off_t positio
   // What this file would hold in vain, another may need.
   struct statvfs disk {};
   if (::fstatvfs(descriptor, &disk) != 0) return;
-  if (disk.f_bavail / 16 < static_cast<fsblkcnt_t>(size) / disk.f_frsize) return;
+  const double free = static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);
+  if (free < 16.0 * static_cast<double>(size)) return;
   uninterrupted([&] { return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, position, size); });
 #endif
 }
