@@ -36,7 +36,7 @@ class PieceReader {
  private:
   int descriptor_;
   std::size_t block_;
-  bool mayBlock_;  // not a regular file
+  bool mayBlock_ = true;  // not a regular file
   bool endOfInput_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // of what has not been handed out
