@@ -4,6 +4,7 @@
 set -euo pipefail
 export LC_ALL=C
 # shellcheck source=tests/real_jobs/make-jobs.sh
+# shellcheck source=tests/real_jobs/make-jobs.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../tests/real_jobs/make-jobs.sh"
 mkdir -p "$1"
 cd "$1"

@@ -19,12 +19,12 @@ allowed() {
 status=0
 for room in platform diag settings pjl booklet queue filter; do
   for file in "$room"/*.h "$room"/*.cpp; do
-    for included in $(sed -n 's|^#include "\([a-z]*\)/.*|\1|p' "$file"); do
+    while read -r included; do
       if [[ " $(allowed "$room") " != *" $included "* ]]; then
         echo "$file includes $included/"
         status=1
       fi
-    done
+    done < <(sed -n 's|^#include "\([a-z]*\)/.*|\1|p' "$file")
   done
 done
 exit $status

@@ -5,6 +5,7 @@
 #   manual-booklet.sh JOBSHAPER_AT INSTRUCTION_PAGE
 set -euo pipefail
 
+# shellcheck source=tests/real_jobs/make-jobs.sh
 . "$(dirname "${BASH_SOURCE[0]}")/make-jobs.sh"
 
 jobshaper_at=$1

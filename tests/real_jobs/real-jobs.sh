@@ -10,6 +10,7 @@ export LC_ALL=C # jobs are bytes
 program=$(realpath "$1")
 work=$(realpath -m "$2")
 # shellcheck source=tests/real_jobs/make-jobs.sh
+# shellcheck source=tests/real_jobs/make-jobs.sh
 . "$(dirname "${BASH_SOURCE[0]}")/make-jobs.sh"
 
 rm -rf "$work"
