@@ -162,6 +162,7 @@ int filter(const Job& job) {
   }
   if (job.what & wrongCount && job.how & fromPipe) texts.resize(job.how & fromFile ? 8 : 5);
   std::vector<char*> argv;
+  argv.reserve(texts.size() + 1);
   for (std::string& text : texts) argv.push_back(text.data());
   argv.push_back(nullptr);
   return filterJob(static_cast<int>(texts.size()), argv.data(), systemOf(job));

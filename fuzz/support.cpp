@@ -28,6 +28,8 @@ const std::array<int, 3>& originalStreams() {
       copies[static_cast<std::size_t>(stream)] = fcntl(stream, F_DUPFD_CLOEXEC, 100);
     }
     if (__sanitizer_set_report_fd) {
+      // A number in a pointer is what it takes.
+      // NOLINTNEXTLINE(performance-no-int-to-ptr)
       __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(copies[2])));
     }
     return copies;

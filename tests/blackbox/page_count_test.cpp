@@ -87,11 +87,7 @@ TEST(PageCount, IsTheLeadingNumberOfTheText) {
 
 TEST(PageCount, TextWithoutALeadingNumberCountsAsNone) {
   for (const char* count : {"pages 8", "x8", "- 8", "+ 8", "--8", "++8", "+-8", ".8", ",8", "(8)",
-                            "\xef\xbb\xbf"
-                            "8",
-                            "\xff\xfe"
-                            "8",
-                            "eight", "\n\n", "+"}) {
+                            "\xef\xbb\xbf\x38", "\xff\xfe\x38", "eight", "\n\n", "+"}) {
     expectCoverAt(count, 0, 0);
   }
   expectCoverAt("0x8", 0, 0);
