@@ -107,7 +107,8 @@ TEST(PpdValues, TellWhenNothingWasStored) {
   PPDValues values;
   EXPECT_FALSE(initPPDValues(values));
   setenv("PPD", folder.file("missing").c_str(), 1);
-  EXPECT_FALSE(initPPDValues(values));
+  PPDValues none;
+  EXPECT_FALSE(initPPDValues(none));
   unsetenv("PPD");
   EXPECT_FALSE(initPPDValues(values));
 }
