@@ -431,7 +431,7 @@ std::string hugeFile(const TemporaryFolder& folder, std::string_view begin, off_
 TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
   const TemporaryFolder folder;
   Job job;
-  job.env("PPD", hugeFile(folder, "*QVGeneric: Color\n", off_t{1} << 36, "\n*QVGeneric: Mono\n"));
+  job.env("PPD", hugeFile(folder, "*QVGeneric: Color\n", off_t{1} << 33, "\n*QVGeneric: Mono\n"));
   job.input(std::string(kText));
   expectOutcome(
       job.run(),
@@ -443,7 +443,7 @@ TEST(HugeFile, SwitchesNoLogOn) {
   const TemporaryFolder folder;
   const Job job = loggedJob();
   const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
-  const std::string path = hugeFile(folder, readFile(settings), off_t{1} << 36, "</plist>");
+  const std::string path = hugeFile(folder, readFile(settings), off_t{1} << 33, "</plist>");
   fs::remove(settings);
   fs::create_symlink(path, settings);
   expectOutcome(job.run(), join(plainHeader(), kText, trailer()), tmpLines(job));
@@ -453,7 +453,7 @@ TEST(HugeFile, HoldsAPageCountUpToItsFirstOtherByte) {
   const TemporaryFolder folder;
   Job job;
   job.options("QVBookletFold=Booklet QVBookletCoverSource=Tray1 QVBookletPageCountFilename=" +
-              hugeFile(folder, "4", off_t{1} << 36, "4"));
+              hugeFile(folder, "4", off_t{1} << 33, "4"));
   job.input("%%Page: 1 1\n");
   expectOutcome(job.run(),
                 join(plainHeader(),
