@@ -26,12 +26,13 @@ void takeRetentionMode(JobState& job) {
 void rewriteStream(const JobState& job, JobOutput& output) {
   enlargePipe(STDOUT_FILENO);
   PieceReader input(job.inputStream);
+  input.connect(STDOUT_FILENO);
   StreamRewriter rewriter(job, output);
   bool more = true;
   while (more) {
     more = input.read();
     if (!rewriter.handleAll(input.pieces())) more = false;
-    output.flush();  // the next read may wait, and takes the pieces' place
+    output.flush(input);  // the next read may wait, and takes the pieces' place
   }
 }
 

@@ -40,14 +40,32 @@ void JobOutput::captureOutgoing(std::string_view bytes) {
 }
 
 void JobOutput::flush() {
-  if (incoming_.count > 0) captureIn_.write(incoming_.at.data(), incoming_.count);
-  if (outgoing_.count > 0) {
-    if (captureOut_.exists()) {
-      Spans copy = outgoing_;  // writing uses spans up
-      captureOut_.write(copy.at.data(), copy.count);
-    }
-    writeAll(output_, outgoing_.at.data(), outgoing_.count);
+  writeCaptures();
+  writeOut();
+}
+
+void JobOutput::flush(PieceReader& source) {
+  writeCaptures();
+  if (outgoing_.count == 1) {
+    iovec& span = outgoing_.at[0];
+    const std::size_t passed = source.pass({static_cast<char*>(span.iov_base), span.iov_len});
+    span.iov_base = static_cast<char*>(span.iov_base) + passed;
+    span.iov_len -= passed;
+    if (span.iov_len == 0) outgoing_.count = 0;
   }
+  writeOut();
+}
+
+void JobOutput::writeCaptures() {
+  if (incoming_.count > 0) captureIn_.write(incoming_.at.data(), incoming_.count);
+  if (outgoing_.count > 0 && captureOut_.exists()) {
+    Spans copy = outgoing_;  // writing uses spans up
+    captureOut_.write(copy.at.data(), copy.count);
+  }
+}
+
+void JobOutput::writeOut() {
+  writeAll(output_, outgoing_.at.data(), outgoing_.count);
   incoming_.count = outgoing_.count = copied_ = 0;
 }
 

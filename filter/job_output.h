@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/growing_file.h"
+#include "platform/piece_reader.h"
 
 namespace jobshaper {
 
@@ -38,6 +39,8 @@ class JobOutput {
   void captureOutgoing(std::string_view bytes);
 
   void flush();
+  // The same, when the bytes passed are the source's.
+  void flush(PieceReader& source);
 
  private:
   struct Spans {
@@ -45,6 +48,8 @@ class JobOutput {
     std::size_t count = 0;
   };
   void add(Spans& spans, std::string_view bytes);
+  void writeCaptures();
+  void writeOut();
 
   int output_;
   GrowingFile captureIn_;

@@ -64,17 +64,6 @@ bool makeNew(const Descriptor& file) {
          (!hasContent(file) || uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0);
 }
 
-// Reads on until the buffer is full, the file ends or cannot be read.
-std::size_t readFully(int descriptor, char* buffer, std::size_t size) {
-  std::size_t filled = 0;
-  while (filled < size) {
-    const std::size_t n = readSome(descriptor, buffer + filled, size - filled);
-    if (n == 0) break;
-    filled += n;
-  }
-  return filled;
-}
-
 }  // namespace
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
@@ -168,6 +157,26 @@ std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
     if (!worthRepeating(descriptor, POLLIN)) return 0;
   }
 }
+
+std::size_t readFully(int descriptor, char* buffer, std::size_t size) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const std::size_t n = readSome(descriptor, buffer + filled, size - filled);
+    if (n == 0) break;
+    filled += n;
+  }
+  return filled;
+}
+
+#if defined(__linux__)
+std::size_t moveSome(int input, int output, std::size_t size) {
+  for (;;) {
+    const ssize_t n = ::splice(input, nullptr, output, nullptr, size, 0);
+    if (n >= 0) return static_cast<std::size_t>(n);
+    if (!worthRepeating(output, POLLOUT)) return 0;
+  }
+}
+#endif
 
 bool writeAll(int descriptor, iovec* spans, std::size_t count) {
   while (count > 0) {

@@ -79,6 +79,15 @@ void enlargePipe(int descriptor);
 // At least one byte, as soon as there is any. 0 at end of input and after a read error.
 std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 
+// Reads on until the buffer is full, the input ends or cannot be read. How much was read.
+std::size_t readFully(int descriptor, char* buffer, std::size_t size);
+
+#if defined(__linux__)
+// Moves bytes that wait in one pipe to another: at least one, as soon as there is room. 0 after an
+// error.
+std::size_t moveSome(int input, int output, std::size_t size);
+#endif
+
 // All bytes of all spans, in order; the spans are used up. False when the rest cannot be
 // written.
 bool writeAll(int descriptor, iovec* spans, std::size_t count);

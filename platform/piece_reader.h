@@ -5,6 +5,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/pipe_tap.h"
+
 namespace jobshaper {
 
 // A piece is at most this long; a longer line is cut.
@@ -33,14 +35,29 @@ class PieceReader {
   // called once after each read().
   std::string_view pieces();
 
+  // Names where pass() sends to. Not owned.
+  void connect(int output);
+
+  // Sends bytes to the output the short way, without copying them, if they are all that the last
+  // pieces() gave and both ends are pipes. How many of them went; the others are still to be
+  // written.
+  std::size_t pass(std::string_view bytes);
+
  private:
+  std::size_t readOn(char* place);
+
   int descriptor_;
+  int output_ = -1;
   std::size_t block_;
   bool mayBlock_ = true;  // not a regular file
   bool endOfInput_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // of what has not been handed out
   std::size_t end_ = 0;
+  std::string_view handedOut_;
+  bool untouched_ = false;  // all of it went on as it was, and so, most likely, will the next block
+  PipeTap tap_{-1, -1};
+  std::size_t inPipe_ = 0;  // bytes at the end of the buffer that have only been looked at
 };
 
 }  // namespace jobshaper

@@ -60,6 +60,13 @@ TEST(InterruptedCalls, LoseNothingOfAPlainJob) {
   expectTheSame(job, {"open", "read", "writev", "fchmod", "ftruncate", "ppoll"});
 }
 
+// What is only looked at goes from pipe to pipe.
+TEST(InterruptedCalls, LoseNothingOnTheShortWay) {
+  Job job;
+  job.capture().input(lines(20000));
+  expectTheSame(job, {"read", "writev", "tee", "splice", "ppoll"});
+}
+
 TEST(InterruptedCalls, LoseNothingOfALongCapture) {
   Job job;
   job.capture().input(lines(50000));

@@ -66,6 +66,8 @@ constexpr long kAllowed[] = {
     SYS_readv,
     SYS_write,
     SYS_writev,
+    SYS_tee,
+    SYS_splice,
     SYS_pwrite64,
     SYS_lseek,
     SYS_fcntl,
@@ -154,8 +156,13 @@ class Judge {
     return static_cast<std::uint32_t>(offsetof(seccomp_data, args)) + 8 * i;
   }
 
-  // Every file is closed on exec, and created under its own name only.
+  // Every file and pipe is closed on exec, and a file created under its own name only.
   void judgeOpening() {
+    ifNot(SYS_pipe2, 4);
+    load(argument(1) + (kBigEndian ? 4 : 0));
+    ifNoneOf(O_CLOEXEC, 1);
+    answer(SECCOMP_RET_ALLOW);
+    answer(SECCOMP_RET_KILL_PROCESS);
     ifNot(SYS_openat, 6);
     load(argument(2) + (kBigEndian ? 4 : 0));
     ifNoneOf(O_CLOEXEC, 3);
@@ -204,13 +211,15 @@ TEST(SystemCalls, OfAJobWithEverythingSwitchedOnAreFewAndHarmless) {
   expectSame(job, join(kTop, pages("12345"), "%RBINumCopies: 3\n"));
 }
 
-TEST(SystemCalls, OfALongCaptureAreFewAndHarmless) {
-  Job job;
-  job.capture();
+std::string longText() {
   std::string text;
   while (text.size() < 3000000) text += "0 0 moveto 100 100 lineto stroke\n";
-  expectSame(job, text);
+  return text;
 }
+
+TEST(SystemCalls, OfALongJobAreFewAndHarmless) { expectSame(Job(), longText()); }
+
+TEST(SystemCalls, OfALongCaptureAreFewAndHarmless) { expectSame(Job().capture(), longText()); }
 
 TEST(SystemCalls, OfAManualBookletAreFewAndHarmless) {
   const TemporaryFolder folder;
@@ -263,6 +272,16 @@ TEST(SystemCalls, ThatAreForbiddenEndTheProcess) {
   EXPECT_EQ(opens([] {
               syscall(SYS_openat, AT_FDCWD, "/dev/null", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW,
                       0600);
+            }),
+            0);
+  EXPECT_EQ(opens([] {
+              int ends[2];
+              syscall(SYS_pipe2, ends, 0);
+            }),
+            SIGSYS);
+  EXPECT_EQ(opens([] {
+              int ends[2];
+              syscall(SYS_pipe2, ends, O_CLOEXEC);
             }),
             0);
 }

@@ -25,11 +25,14 @@ enum Call {
   kFchmod,
   kFtruncate,
   kFallocate,
+  kTee,
+  kSplice,
   kPpoll,
   kCalls
 };
-constexpr const char* kNames[kCalls] = {"open",   "read",      "pread",     "pwrite", "writev",
-                                        "fchmod", "ftruncate", "fallocate", "ppoll"};
+constexpr const char* kNames[kCalls] = {"open",   "read",   "pread",     "pwrite",
+                                        "writev", "fchmod", "ftruncate", "fallocate",
+                                        "tee",    "splice", "ppoll"};
 unsigned counts[kCalls];
 
 // Every other call.
@@ -103,6 +106,16 @@ EXPORTED int ftruncate(int descriptor, off_t size) noexcept {
 EXPORTED int fallocate(int descriptor, int mode, off_t offset, off_t size) {
   if (interrupts(kFallocate)) return -1;
   return static_cast<int>(syscall(SYS_fallocate, descriptor, mode, offset, size));
+}
+
+EXPORTED ssize_t tee(int from, int to, size_t size, unsigned flags) {
+  if (interrupts(kTee)) return -1;
+  return syscall(SYS_tee, from, to, few(kTee, size), flags);
+}
+
+EXPORTED ssize_t splice(int from, off_t*, int to, off_t*, size_t size, unsigned flags) {
+  if (interrupts(kSplice)) return -1;
+  return syscall(SYS_splice, from, nullptr, to, nullptr, few(kSplice, size), flags);
 }
 
 EXPORTED int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout,

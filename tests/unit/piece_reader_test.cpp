@@ -2,18 +2,21 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
 #include <vector>
 
+#include "tests/support/pipe.h"
 #include "tests/support/program.h"
 
 namespace jobshaper {
 namespace {
 
 using testing::bytes;
+using testing::Pipe;
 using testing::TemporaryFolder;
 using testing::writeFile;
 
@@ -106,6 +109,95 @@ TEST(PieceReader, WaitsOnANonBlockingDescriptor) {
   EXPECT_EQ(piecesOf(ends[0]), Pieces{"late\n"});
   waitpid(writer, nullptr, 0);
   close(ends[0]);
+}
+
+// Two pipes and what the reader reads from one.
+class ConnectedPieceReader : public ::testing::Test {
+ protected:
+  ConnectedPieceReader() { reader_.connect(out_.writing()); }
+
+  std::string_view read(std::string_view bytes) {
+    in_.put(bytes);
+    EXPECT_TRUE(reader_.read());
+    return reader_.pieces();
+  }
+  // A block that went on as it was: the next one is only looked at.
+  void readOneUntouched() { EXPECT_EQ(reader_.pass(read("first\n")), 0U); }
+
+  Pipe in_, out_;
+  PieceReader reader_{in_.reading()};
+};
+
+TEST_F(ConnectedPieceReader, PassesAllPiecesFromPipeToPipe) {
+  readOneUntouched();
+  const std::string_view pieces = read("second\nthird\n");
+  EXPECT_EQ(pieces, "second\nthird\n");
+  EXPECT_EQ(in_.waiting(), 13U);
+  EXPECT_EQ(reader_.pass(pieces), 13U);
+  EXPECT_EQ(in_.waiting(), 0U);
+  EXPECT_EQ(out_.take(), "second\nthird\n");
+}
+
+TEST_F(ConnectedPieceReader, JoinsAPieceThatCameInParts) {
+  readOneUntouched();
+  const std::string_view pieces = read("second\nthi");
+  EXPECT_EQ(pieces, "second\n");
+  EXPECT_EQ(reader_.pass(pieces), 7U);
+  EXPECT_EQ(in_.waiting(), 3U);
+  const std::string_view more = read("rd\nfourth\nfi");
+  EXPECT_EQ(more, "third\nfourth\n");
+  EXPECT_EQ(in_.waiting(), 12U);
+  EXPECT_EQ(reader_.pass(more), 13U);
+  EXPECT_EQ(out_.take(), "second\nthird\nfourth\n");
+  in_.closeWriting();
+  EXPECT_FALSE(reader_.read());
+  EXPECT_EQ(in_.waiting(), 0U);
+  EXPECT_EQ(reader_.pieces(), "fi");
+  EXPECT_EQ(out_.waiting(), 0U);
+}
+
+TEST_F(ConnectedPieceReader, PassesNothingButAllPieces) {
+  readOneUntouched();
+  const std::string_view pieces = read("second\nthird\n");
+  EXPECT_EQ(reader_.pass(pieces.substr(7)), 0U);
+  EXPECT_EQ(reader_.pass(pieces.substr(0, 7)), 0U);
+  EXPECT_EQ(reader_.pass("second\nthird\n"), 0U);
+  EXPECT_EQ(out_.waiting(), 0U);
+  // They are read out of the pipe, and a block that something was done to is followed by a plain
+  // read.
+  EXPECT_EQ(read("fourth\n"), "fourth\n");
+  EXPECT_EQ(in_.waiting(), 0U);
+}
+
+TEST_F(ConnectedPieceReader, ReadsPlainlyAgainBehindABlockThatChanged) {
+  readOneUntouched();
+  EXPECT_EQ(read("second\n"), "second\n");
+  EXPECT_EQ(in_.waiting(), 7U);
+  EXPECT_EQ(read("third\n"), "third\n");
+  EXPECT_EQ(in_.waiting(), 0U);
+}
+
+TEST_F(ConnectedPieceReader, GoesOnWhenTheOutputHasClosed) {
+  signal(SIGPIPE, SIG_IGN);
+  readOneUntouched();
+  const std::string_view pieces = read("second\n");
+  out_.closeReading();
+  EXPECT_EQ(reader_.pass(pieces), 0U);
+  const std::string_view more = read("third\n");
+  EXPECT_EQ(more, "third\n");
+  EXPECT_EQ(in_.waiting(), 0U);
+  EXPECT_EQ(reader_.pass(more), 0U);
+}
+
+TEST(PieceReader, PassesNothingThatIsNotConnected) {
+  const Pipe in;
+  PieceReader reader(in.reading());
+  for (const std::string_view line : {"first\n", "second\n", "third\n"}) {
+    in.put(line);
+    ASSERT_TRUE(reader.read());
+    EXPECT_EQ(in.waiting(), 0U);
+    EXPECT_EQ(reader.pass(reader.pieces()), 0U);
+  }
 }
 
 TEST(PieceReader, TakesAReadErrorForTheEnd) { EXPECT_EQ(piecesOf(-1), Pieces{}); }

@@ -1,0 +1,65 @@
+// A pipe whose both ends the test holds.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace jobshaper::testing {
+
+class Pipe {
+ public:
+  // Holds this many bytes, or as the system has it.
+  explicit Pipe(int size = 0) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    reading_ = ends[0];
+    writing_ = ends[1];
+    if (size > 0) {
+      EXPECT_GE(fcntl(writing_, F_SETPIPE_SZ, size), size);
+    }
+  }
+  ~Pipe() {
+    closeReading();
+    closeWriting();
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  int reading() const { return reading_; }
+  int writing() const { return writing_; }
+  void closeReading() { close(std::exchange(reading_, -1)); }
+  void closeWriting() { close(std::exchange(writing_, -1)); }
+
+  // Nothing may be put that the pipe has no room for.
+  void put(std::string_view bytes) const {
+    EXPECT_EQ(write(writing_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+  // How many bytes are in it.
+  std::size_t waiting() const {
+    int count = 0;
+    EXPECT_EQ(ioctl(reading_, FIONREAD, &count), 0);
+    return static_cast<std::size_t>(count);
+  }
+  // All bytes that are in it.
+  std::string take() const {
+    std::string bytes(waiting(), '\0');
+    for (std::size_t taken = 0; taken < bytes.size();) {
+      const ssize_t n = read(reading_, bytes.data() + taken, bytes.size() - taken);
+      if (n <= 0) break;
+      taken += static_cast<std::size_t>(n);
+    }
+    return bytes;
+  }
+
+ private:
+  int reading_ = -1;
+  int writing_ = -1;
+};
+
+}  // namespace jobshaper::testing
