@@ -439,6 +439,23 @@ TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
       tmpLines(job));
 }
 
+// A line that begins there is beyond them, one that ends there is not.
+TEST(HugeFile, IsAPpdOfExactly64MiB) {
+  for (const off_t size : {off_t{1} << 26, (off_t{1} << 26) - 1}) {
+    const TemporaryFolder folder;
+    Job job;
+    job.env("PPD", hugeFile(folder, "*QVGeneric: Color\n", size - 1, "\n*QVGeneric: Mono\n"));
+    job.input(std::string(kText));
+    expectOutcome(
+        job.run(),
+        headerWith(size == off_t{1} << 26
+                       ? "@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n"
+                       : "@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n") +
+            kText + trailer(),
+        tmpLines(job));
+  }
+}
+
 TEST(HugeFile, SwitchesNoLogOn) {
   const TemporaryFolder folder;
   const Job job = loggedJob();

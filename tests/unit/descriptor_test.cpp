@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
+#include "tests/support/pipe.h"
 #include "tests/support/program.h"
 
 namespace jobshaper {
@@ -22,7 +24,27 @@ TEST(NamelessFile, LiesInTheFolderAndHasLostItsName) {
   EXPECT_TRUE(name.ends_with(" (deleted)")) << name;
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
+
+TEST(EnlargePipe, GivesAPipeRoomForABlock) {
+  const testing::Pipe pipe, large(2 * static_cast<int>(kPipeSize));
+  enlargePipe(pipe.reading());
+  EXPECT_EQ(fcntl(pipe.writing(), F_GETPIPE_SZ), static_cast<int>(kPipeSize));
+  enlargePipe(large.writing());
+  EXPECT_EQ(fcntl(large.reading(), F_GETPIPE_SZ), 2 * static_cast<int>(kPipeSize));
+}
 #endif
+
+// Whatever an earlier call has left in errno.
+TEST(ReadAt, EndsAtTheEndOfTheFile) {
+  const testing::TemporaryFolder folder;
+  const Descriptor file = createFile(folder.file("file"));
+  ASSERT_TRUE(writeAt(file.get(), "123", 3, 0));
+  char buffer[4] = "";
+  errno = EINTR;
+  EXPECT_FALSE(readAt(file.get(), buffer, sizeof buffer, 0));
+  EXPECT_TRUE(readAt(file.get(), buffer, 2, 1));
+  EXPECT_EQ(std::string(buffer, 2), "23");
+}
 
 }  // namespace
 }  // namespace jobshaper

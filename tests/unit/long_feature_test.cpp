@@ -172,6 +172,21 @@ TEST_F(LongFeature, IsFoldedWhereverItNamesTheOption) {
                   "QVBookletFol\n" + kSource + kClose + "kept\n");
 }
 
+// The name may also begin in memory and go on behind it, wherever memory ends.
+TEST_F(LongFeature, IsFoldedWhereItsNameLeavesMemory) {
+  job_.bookletMode = true;
+  for (int before = 250; before < 262; ++before) {
+    filler_.assign(static_cast<std::size_t>(before), std::string(1024, 'x'));
+    const std::string named =
+        std::string(1018, 'x') + "QVBook" + "letFold" + std::string(1016, 'x') + "\n";
+    EXPECT_TRUE(rewritten({kBegin, "*", named.substr(0, 1024), named.substr(1024), kSource, kClose,
+                           "dropped\n", kDuplexer}) ==
+                kBegin + filler() + named + kSource + kClose + "[{\n" + kBegin + filler() + named +
+                    kSource + kClose + kFold + kDuplexer)
+        << before;
+  }
+}
+
 TEST_F(LongFeature, IsReplacedByThePrologThatItsClosingLineBegins) {
   const std::string prolog =
       "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"

@@ -109,6 +109,8 @@ TEST(PpdValues, TellWhenNothingWasStored) {
   setenv("PPD", folder.file("missing").c_str(), 1);
   PPDValues none;
   EXPECT_FALSE(initPPDValues(none));
+  setenv("PPD", "/dev/null", 1);
+  EXPECT_FALSE(initPPDValues(none));
   unsetenv("PPD");
   EXPECT_FALSE(initPPDValues(values));
 }
