@@ -69,7 +69,7 @@ Descriptor createNamelessFile(const std::string& folder);
 void openMissingStandardStreams();
 
 // What a pipe is asked to hold: enough for writer and reader to work side by side, little enough
-// for the system to grant it to a hundred jobs at once.
+// for the system to grant it to eighty jobs at once.
 inline constexpr std::size_t kPipeSize = 256 * 1024;
 
 // Makes a pipe hold kPipeSize bytes if it holds less and the system can. Nothing happens to

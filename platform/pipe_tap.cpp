@@ -16,8 +16,13 @@ bool PipeTap::open() {
   copyOut_ = Descriptor(ends[0]);
   copyIn_ = Descriptor(ends[1]);
   // Where the system grants a small one only, a plain read gets more at once.
-  if (::fcntl(ends[1], F_SETPIPE_SZ, static_cast<int>(kPipeSize)) < 0) copyOut_.reset();
+  if (::fcntl(ends[1], F_SETPIPE_SZ, static_cast<int>(kPipeSize)) < 0) close();
   return copyOut_.valid();
+}
+
+void PipeTap::close() {
+  copyIn_.reset();
+  copyOut_.reset();
 }
 
 std::size_t PipeTap::look(char* buffer, std::size_t size) {
@@ -32,7 +37,7 @@ std::size_t PipeTap::pass(std::size_t size) {
   while (passed < size) {
     const std::size_t n = moveSome(input_, output_, size - passed);
     if (n == 0) {
-      copyOut_.reset();
+      close();
       break;
     }
     passed += n;

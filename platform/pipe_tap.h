@@ -28,6 +28,7 @@ class PipeTap {
 
  private:
   bool open();
+  void close();
 
   int input_;
   int output_;
