@@ -1,3 +1,4 @@
+#include <cups/file.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -113,6 +114,22 @@ TEST(PpdValues, TellWhenNothingWasStored) {
   EXPECT_FALSE(initPPDValues(none));
   unsetenv("PPD");
   EXPECT_FALSE(initPPDValues(values));
+}
+
+TEST(PpdValues, AreReadInLinesOfA1024ByteBuffer) {
+  const testing::TemporaryFolder folder;
+  setenv("PPD", folder.file("ppd").c_str(), 1);
+  // How much of an overlong line fits the buffer is up to libcups.
+  testing::writeFile(folder.file("ppd"), std::string(3000, 'x') + "\n");
+  char line[1024];
+  cups_file_t* const file = cupsFileOpen(folder.file("ppd").c_str(), "r");
+  ASSERT_TRUE(cupsFileGetLine(file, line, sizeof line));
+  cupsFileClose(file);
+  testing::writeFile(folder.file("ppd"),
+                     std::string(std::string_view(line).size(), 'x') + "*QVGeneric: Color\n");
+  PPDValues values;
+  EXPECT_TRUE(initPPDValues(values));
+  unsetenv("PPD");
 }
 
 TEST(PjlCreation, HasAnEmptyFormForEveryAccountingLine) {
