@@ -26,7 +26,6 @@ void takeRetentionMode(JobState& job) {
 void rewriteStream(const JobState& job, JobOutput& output) {
   enlargePipe(STDOUT_FILENO);
   PieceReader input(job.inputStream);
-  input.connect(STDOUT_FILENO);
   StreamRewriter rewriter(job, output);
   bool more = true;
   while (more) {

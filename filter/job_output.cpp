@@ -46,12 +46,14 @@ void JobOutput::flush() {
 
 void JobOutput::flush(PieceReader& source) {
   writeCaptures();
-  if (outgoing_.count == 1) {
+  const bool captured = captureIn_.exists() || captureOut_.exists();
+  if (outgoing_.count == 1 && !captured) {
     iovec& span = outgoing_.at[0];
-    const std::size_t passed = source.pass({static_cast<char*>(span.iov_base), span.iov_len});
+    const std::size_t passed =
+        source.pass(output_, {static_cast<char*>(span.iov_base), span.iov_len});
     span.iov_base = static_cast<char*>(span.iov_base) + passed;
     span.iov_len -= passed;
-    if (span.iov_len == 0) outgoing_.count = 0;
+    if (span.iov_len == 0) outgoing_.count = 0;  // nothing to call the system for
   }
   writeOut();
 }

@@ -39,7 +39,9 @@ class JobOutput {
   void captureOutgoing(std::string_view bytes);
 
   void flush();
-  // The same, when the bytes passed are the source's.
+  // The same; when all that waits are the source's last pieces, they may go from pipe to pipe.
+  // Not in a captured job: what the sender's pages hold may change on their way, and the captures
+  // tell what was printed.
   void flush(PieceReader& source);
 
  private:

@@ -104,7 +104,6 @@ std::string runPipes(const JobState& state, std::string_view job, unsigned rando
     JobOutput output(out[1], -1, -1);
     StreamRewriter rewriter(state, output);
     PieceReader input(in[0], upTo(2 * kLongestPiece, random));
-    input.connect(out[1]);
     bool open = true;
     for (bool more = true; more;) {
       const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());

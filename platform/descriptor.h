@@ -83,8 +83,8 @@ std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 std::size_t readFully(int descriptor, char* buffer, std::size_t size);
 
 #if defined(__linux__)
-// Moves bytes that wait in one pipe to another: at least one, as soon as there is room. 0 after an
-// error.
+// Moves bytes that wait in one pipe, which nobody else reads, to another: at least one, as soon as
+// there is room. 0 after an error.
 std::size_t moveSome(int input, int output, std::size_t size);
 #endif
 

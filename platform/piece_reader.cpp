@@ -69,26 +69,21 @@ PieceReader::PieceReader(int descriptor, std::size_t block)
 }
 
 bool PieceReader::read() {
-  tap_.take(buffer_.get() + end_ - inPipe_, inPipe_);
+  readFully(descriptor_, buffer_.get() + end_ - inPipe_, inPipe_);
   inPipe_ = 0;
   // What is left is the beginning of one piece, since all others have been handed out.
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
   const bool readable = mayBlock_ ? waitForInput(descriptor_) : !cancellationRequested();
-  const std::size_t n = readable ? readOn(buffer_.get() + end_) : 0;
-  end_ += n;
-  endOfInput_ = n == 0;
+  lastRead_ = readable ? readOn(buffer_.get() + end_) : 0;
+  end_ += lastRead_;
+  endOfInput_ = lastRead_ == 0;
   return !endOfInput_;
 }
 
-void PieceReader::connect(int output) {
-  output_ = output;
-  tap_ = PipeTap(descriptor_, output);
-}
-
 std::size_t PieceReader::readOn(char* place) {
-  if (std::exchange(untouched_, false)) inPipe_ = tap_.look(place, block_);
+  if (std::exchange(lookNext_, false)) inPipe_ = tap_->look(place, block_);
   return inPipe_ > 0 ? inPipe_ : readSome(descriptor_, place, block_);
 }
 
@@ -103,14 +98,19 @@ std::string_view PieceReader::pieces() {
   return bytes;
 }
 
-std::size_t PieceReader::pass(std::string_view bytes) {
-  untouched_ = bytes.data() == handedOut_.data() && bytes.size() == handedOut_.size();
-  if (!untouched_ || inPipe_ == 0) return 0;
+std::size_t PieceReader::pass(int output, std::string_view bytes) {
+  if (bytes.empty() || bytes.data() != handedOut_.data() || bytes.size() != handedOut_.size()) {
+    return 0;
+  }
+  // A small block is copied as soon; sent on it would take a whole page of the output's room.
+  lookNext_ = lastRead_ >= block_ / 16;
+  if (!tap_) tap_.emplace(descriptor_, output);
+  if (inPipe_ == 0) return 0;
   // The beginning of the first piece has been read with the block before.
   const std::size_t left = static_cast<std::size_t>(buffer_.get() + end_ - bytes.data());
   const std::size_t outOfPipe = left - inPipe_;
-  writeAll(output_, bytes.substr(0, outOfPipe));
-  const std::size_t passed = tap_.pass(bytes.size() - outOfPipe);
+  writeAll(output, bytes.substr(0, outOfPipe));
+  const std::size_t passed = tap_->pass(bytes.size() - outOfPipe);
   inPipe_ -= passed;
   return outOfPipe + passed;
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "platform/pipe_tap.h"
@@ -32,32 +33,30 @@ class PieceReader {
 
   // The pieces that have been read to their end, side by side: each ends with '\n' or '\r', or
   // has 1024 bytes without one. At end of input the last may be an unterminated rest. To be
-  // called once after each read().
+  // called once after each read(), which otherwise lacks the room.
   std::string_view pieces();
 
-  // Names where pass() sends to. Not owned.
-  void connect(int output);
-
-  // Sends bytes to the output the short way, without copying them, if they are all that the last
-  // pieces() gave and both ends are pipes. How many of them went; the others are still to be
-  // written.
-  std::size_t pass(std::string_view bytes);
+  // Sends bytes to the output, always the same descriptor, the short way: without copying them, if
+  // they are all that the last pieces() gave and both ends are pipes. How many of them went; the
+  // others are still to be written. A block after which this is not called is followed by a plain
+  // read.
+  std::size_t pass(int output, std::string_view bytes);
 
  private:
   std::size_t readOn(char* place);
 
   int descriptor_;
-  int output_ = -1;
   std::size_t block_;
   bool mayBlock_ = true;  // not a regular file
   bool endOfInput_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // of what has not been handed out
   std::size_t end_ = 0;
+  std::size_t lastRead_ = 0;
   std::string_view handedOut_;
-  bool untouched_ = false;  // all of it went on as it was, and so, most likely, will the next block
-  PipeTap tap_{-1, -1};
-  std::size_t inPipe_ = 0;  // bytes at the end of the buffer that have only been looked at
+  bool lookNext_ = false;       // the next block most likely goes on as it is
+  std::optional<PipeTap> tap_;  // there when lookNext_ is set
+  std::size_t inPipe_ = 0;      // bytes at the end of the buffer that have only been looked at
 };
 
 }  // namespace jobshaper

@@ -29,7 +29,9 @@ std::size_t PipeTap::look(char* buffer, std::size_t size) {
   if (!open()) return 0;
   const ssize_t shown = ::tee(input_, copyIn_.get(), size, 0);
   if (shown <= 0) return 0;
-  return readFully(copyOut_.get(), buffer, static_cast<std::size_t>(shown));
+  const std::size_t seen = readFully(copyOut_.get(), buffer, static_cast<std::size_t>(shown));
+  if (seen < static_cast<std::size_t>(shown)) close();  // the next look would show the rest first
+  return seen;
 }
 
 std::size_t PipeTap::pass(std::size_t size) {
@@ -45,13 +47,10 @@ std::size_t PipeTap::pass(std::size_t size) {
   return passed;
 }
 
-void PipeTap::take(char* buffer, std::size_t size) { readFully(input_, buffer, size); }
-
 #else
 
 std::size_t PipeTap::look(char*, std::size_t) { return 0; }
 std::size_t PipeTap::pass(std::size_t) { return 0; }
-void PipeTap::take(char*, std::size_t) {}
 
 #endif
 

@@ -15,16 +15,14 @@ class PipeTap {
   // Descriptors, not owned.
   PipeTap(int input, int output) : input_(input), output_(output) {}
 
-  // Up to `size` bytes, as readSome() would read them, but they stay in the input until pass() or
-  // take(). The input has something to read. 0 when there is no way to look.
+  // Up to `size` bytes, as readSome() would read them, but they stay in the input until pass() or a
+  // read. Only when the input has something to read: it waits otherwise. 0 when there is no way to
+  // look.
   std::size_t look(char* buffer, std::size_t size);
 
   // Sends the next bytes that were looked at to the output. The number of those sent; less than
-  // `size` after an error, and then the output may take bytes in another way only.
+  // `size` after an error, and from then on there is no way to look.
   std::size_t pass(std::size_t size);
-
-  // Reads the next bytes that were looked at out of the input.
-  void take(char* buffer, std::size_t size);
 
  private:
   bool open();

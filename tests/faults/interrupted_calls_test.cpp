@@ -23,20 +23,23 @@ namespace {
 void expectTheSame(Job job, const std::vector<std::string>& calls) {
   const Outcome plain = job.run();
   EXPECT_EQ(plain.exitStatus, 0);
-  const std::string in = readFile(job.tmpFile("qvn_ps"));
-  const std::string out = readFile(job.tmpFile("qvn_ps2"));
-  EXPECT_EQ(out, plain.out);
+  const bool captured = std::filesystem::exists(job.tmpFile("qvn_log"));
+  const std::string in = captured ? readFile(job.tmpFile("qvn_ps")) : "";
+  const std::string out = captured ? readFile(job.tmpFile("qvn_ps2")) : plain.out;
+  EXPECT_TRUE(out == plain.out);
 
   const TemporaryFolder folder;
   job.asanOption("verify_asan_link_order=0");
   job.env("LD_PRELOAD", INTERRUPTING_CALLS).env("INTERRUPTED_CALLS", folder.file("calls"));
   const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.out, plain.out);
+  EXPECT_TRUE(outcome.out == plain.out);
   EXPECT_EQ(outcome.err, plain.err);
   EXPECT_EQ(outcome.exitStatus, 0);
   EXPECT_EQ(outcome.signal, 0);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), in);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
+  if (captured) {
+    EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == in);
+    EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == out);
+  }
 
   std::istringstream report(readFile(folder.file("calls")));
   std::string name;
@@ -60,10 +63,10 @@ TEST(InterruptedCalls, LoseNothingOfAPlainJob) {
   expectTheSame(job, {"open", "read", "writev", "fchmod", "ftruncate", "ppoll"});
 }
 
-// What is only looked at goes from pipe to pipe.
+// Large blocks that no rule touches go from pipe to pipe.
 TEST(InterruptedCalls, LoseNothingOnTheShortWay) {
   Job job;
-  job.capture().input(lines(20000));
+  job.env("FEW_BYTES", "9973").input(lines(50000));
   expectTheSame(job, {"read", "writev", "tee", "splice", "ppoll"});
 }
 

@@ -1,6 +1,7 @@
 // Loaded into the filter ahead of the C library: every call that a signal may interrupt is
 // interrupted before it does anything, and when it is repeated it reads or writes a few bytes.
-// INTERRUPTED_CALLS names a file that then tells how often each was called.
+// INTERRUPTED_CALLS names a file that then tells how often each was called. FEW_BYTES says how many
+// bytes count as one.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -42,9 +43,14 @@ bool interrupts(Call call) {
   return true;
 }
 
-// 1 to 7 bytes.
+size_t bytesInOne() {
+  const char* const text = getenv("FEW_BYTES");
+  return text ? strtoul(text, nullptr, 10) : 1;
+}
+
+// 1 to 7 bytes, or as many times what counts as one.
 size_t few(Call call, size_t size) {
-  const size_t most = 1 + counts[call] / 2 % 7;
+  const size_t most = (1 + counts[call] / 2 % 7) * bytesInOne();
   return size < most ? size : most;
 }
 

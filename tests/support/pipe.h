@@ -14,10 +14,10 @@ namespace jobshaper::testing {
 
 class Pipe {
  public:
-  // Holds this many bytes, or as the system has it.
-  explicit Pipe(int size = 0) {
+  // Holds this many bytes, or as the system has it. With O_DIRECT it keeps writes apart.
+  explicit Pipe(int size = 0, int flags = 0) {
     int ends[2];
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC | flags), 0);
     reading_ = ends[0];
     writing_ = ends[1];
     if (size > 0) {
@@ -47,8 +47,10 @@ class Pipe {
     return static_cast<std::size_t>(count);
   }
   // All bytes that are in it.
-  std::string take() const {
-    std::string bytes(waiting(), '\0');
+  std::string take() const { return take(waiting()); }
+  // So many of them.
+  std::string take(std::size_t size) const {
+    std::string bytes(size, '\0');
     for (std::size_t taken = 0; taken < bytes.size();) {
       const ssize_t n = read(reading_, bytes.data() + taken, bytes.size() - taken);
       if (n <= 0) break;

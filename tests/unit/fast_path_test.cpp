@@ -220,7 +220,6 @@ std::string throughPipes(const JobState& state, std::string_view job, Random& ra
     JobOutput output(out.writing(), -1, -1);
     StreamRewriter rewriter(state, output);
     PieceReader reader(in.reading(), randomBlock(random));
-    reader.connect(out.writing());
     const std::size_t limit = std::size_t{1} << below(random, 20);
     for (bool more = true; more;) {
       const std::size_t next = std::min(job.size(), 1 + below(random, limit));

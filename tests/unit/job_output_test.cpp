@@ -8,11 +8,13 @@
 
 #include <string>
 
+#include "tests/support/pipe.h"
 #include "tests/support/program.h"
 
 namespace jobshaper {
 namespace {
 
+using testing::Pipe;
 using testing::readFile;
 using testing::TemporaryFolder;
 
@@ -107,6 +109,69 @@ TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
   output.flush();
   EXPECT_EQ(content("out"), expected);
   EXPECT_EQ(content("copy"), expected);
+}
+
+// A job that comes through a pipe and goes through another.
+class PipedOutput {
+ public:
+  PipedOutput(int captureIn, int captureOut) : output_(out_.writing(), captureIn, captureOut) {}
+
+  void send(std::string_view block) {
+    in_.put(block);
+    ASSERT_TRUE(reader_.read());
+    lookedAt_ = in_.waiting();
+    output_.pass(reader_.pieces());
+    output_.flush(reader_);
+  }
+  // How much of the last block was still in its pipe when it had been read.
+  std::size_t lookedAt() const { return lookedAt_; }
+  std::string take() const { return out_.take(); }
+
+ private:
+  Pipe in_{kPipeSize};
+  Pipe out_{kPipeSize};
+  PieceReader reader_{in_.reading()};
+  JobOutput output_;
+  std::size_t lookedAt_ = 0;
+};
+
+const std::string kLargeBlock = std::string(19999, 'x') + "\n";
+
+TEST_F(JobOutputTest, SendsLargeBlocksFromPipeToPipe) {
+  PipedOutput job(-1, -1);
+  job.send(kLargeBlock);
+  EXPECT_EQ(job.lookedAt(), 0U);
+  for (int i = 0; i < 3; ++i) {
+    job.send(kLargeBlock);
+    EXPECT_EQ(job.lookedAt(), kLargeBlock.size());
+  }
+  EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock + kLargeBlock + kLargeBlock);
+}
+
+TEST_F(JobOutputTest, CopiesACapturedJob) {
+  for (const auto& [in, out] : {std::pair{captureIn_, -1}, std::pair{-1, captureOut_}}) {
+    PipedOutput job(in, out);
+    for (int i = 0; i < 3; ++i) {
+      job.send(kLargeBlock);
+      EXPECT_EQ(job.lookedAt(), 0U);
+    }
+    EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock + kLargeBlock);
+  }
+}
+
+// A job that comes line by line must not wait for its reader after as many lines as the pipe has
+// pages.
+TEST_F(JobOutputTest, FillsThePagesOfAPipeWithSmallBlocks) {
+  alarm(60);
+  PipedOutput job(-1, -1);
+  std::string all;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string line = "line " + std::to_string(i) + "\n";
+    job.send(line);
+    all += line;
+  }
+  EXPECT_EQ(job.take(), all);
+  alarm(0);
 }
 
 TEST_F(JobOutputTest, WritesTheCapturesAheadOfTheOutput) {

@@ -114,18 +114,17 @@ TEST(PieceReader, WaitsOnANonBlockingDescriptor) {
 // Two pipes and what the reader reads from one.
 class ConnectedPieceReader : public ::testing::Test {
  protected:
-  ConnectedPieceReader() { reader_.connect(out_.writing()); }
-
   std::string_view read(std::string_view bytes) {
     in_.put(bytes);
     EXPECT_TRUE(reader_.read());
     return reader_.pieces();
   }
+  std::size_t pass(std::string_view bytes) { return reader_.pass(out_.writing(), bytes); }
   // A block that went on as it was: the next one is only looked at.
-  void readOneUntouched() { EXPECT_EQ(reader_.pass(read("first\n")), 0U); }
+  void readOneUntouched() { EXPECT_EQ(pass(read("first\n")), 0U); }
 
   Pipe in_, out_;
-  PieceReader reader_{in_.reading()};
+  PieceReader reader_{in_.reading(), 96};  // six bytes are not a small block
 };
 
 TEST_F(ConnectedPieceReader, PassesAllPiecesFromPipeToPipe) {
@@ -133,7 +132,7 @@ TEST_F(ConnectedPieceReader, PassesAllPiecesFromPipeToPipe) {
   const std::string_view pieces = read("second\nthird\n");
   EXPECT_EQ(pieces, "second\nthird\n");
   EXPECT_EQ(in_.waiting(), 13U);
-  EXPECT_EQ(reader_.pass(pieces), 13U);
+  EXPECT_EQ(pass(pieces), 13U);
   EXPECT_EQ(in_.waiting(), 0U);
   EXPECT_EQ(out_.take(), "second\nthird\n");
 }
@@ -142,12 +141,12 @@ TEST_F(ConnectedPieceReader, JoinsAPieceThatCameInParts) {
   readOneUntouched();
   const std::string_view pieces = read("second\nthi");
   EXPECT_EQ(pieces, "second\n");
-  EXPECT_EQ(reader_.pass(pieces), 7U);
+  EXPECT_EQ(pass(pieces), 7U);
   EXPECT_EQ(in_.waiting(), 3U);
   const std::string_view more = read("rd\nfourth\nfi");
   EXPECT_EQ(more, "third\nfourth\n");
   EXPECT_EQ(in_.waiting(), 12U);
-  EXPECT_EQ(reader_.pass(more), 13U);
+  EXPECT_EQ(pass(more), 13U);
   EXPECT_EQ(out_.take(), "second\nthird\nfourth\n");
   in_.closeWriting();
   EXPECT_FALSE(reader_.read());
@@ -159,9 +158,9 @@ TEST_F(ConnectedPieceReader, JoinsAPieceThatCameInParts) {
 TEST_F(ConnectedPieceReader, PassesNothingButAllPieces) {
   readOneUntouched();
   const std::string_view pieces = read("second\nthird\n");
-  EXPECT_EQ(reader_.pass(pieces.substr(7)), 0U);
-  EXPECT_EQ(reader_.pass(pieces.substr(0, 7)), 0U);
-  EXPECT_EQ(reader_.pass("second\nthird\n"), 0U);
+  EXPECT_EQ(pass(pieces.substr(7)), 0U);
+  EXPECT_EQ(pass(pieces.substr(0, 7)), 0U);
+  EXPECT_EQ(pass("second\nthird\n"), 0U);
   EXPECT_EQ(out_.waiting(), 0U);
   // They are read out of the pipe, and a block that something was done to is followed by a plain
   // read.
@@ -182,21 +181,42 @@ TEST_F(ConnectedPieceReader, GoesOnWhenTheOutputHasClosed) {
   readOneUntouched();
   const std::string_view pieces = read("second\n");
   out_.closeReading();
-  EXPECT_EQ(reader_.pass(pieces), 0U);
+  EXPECT_EQ(pass(pieces), 0U);
   const std::string_view more = read("third\n");
   EXPECT_EQ(more, "third\n");
   EXPECT_EQ(in_.waiting(), 0U);
-  EXPECT_EQ(reader_.pass(more), 0U);
+  EXPECT_EQ(pass(more), 0U);
 }
 
-TEST(PieceReader, PassesNothingThatIsNotConnected) {
+// Sent on, each would take a page of the output's room, and soon all of it.
+TEST_F(ConnectedPieceReader, ReadsPlainlyBehindASmallBlock) {
+  EXPECT_EQ(pass(read("four\n")), 0U);
+  EXPECT_EQ(pass(read("first\n")), 0U);
+  EXPECT_EQ(in_.waiting(), 0U);
+  EXPECT_EQ(pass(read("two\n")), 4U);
+  EXPECT_EQ(pass(read("second\n")), 0U);
+  EXPECT_EQ(in_.waiting(), 0U);
+}
+
+TEST_F(ConnectedPieceReader, PassesNothingOfAPieceThatHasNotEnded) {
+  readOneUntouched();
+  EXPECT_EQ(pass(read("second\nthi")), 7U);
+  EXPECT_EQ(out_.take(), "second\n");
+  const std::string_view none = read("rd");
+  EXPECT_EQ(none, "");
+  EXPECT_EQ(pass(none), 0U);
+  EXPECT_EQ(out_.waiting(), 0U);
+  EXPECT_EQ(read("\n"), "third\n");
+}
+
+TEST(PieceReader, ReadsPlainlyWhenNothingIsPassed) {
   const Pipe in;
-  PieceReader reader(in.reading());
+  PieceReader reader(in.reading(), 96);
   for (const std::string_view line : {"first\n", "second\n", "third\n"}) {
     in.put(line);
     ASSERT_TRUE(reader.read());
     EXPECT_EQ(in.waiting(), 0U);
-    EXPECT_EQ(reader.pass(reader.pieces()), 0U);
+    EXPECT_EQ(reader.pieces(), line);
   }
 }
 

@@ -21,12 +21,6 @@ std::string look(PipeTap& tap, std::size_t size) {
   return seen;
 }
 
-std::string take(PipeTap& tap, std::size_t size) {
-  std::string taken(size, '\0');
-  tap.take(taken.data(), size);
-  return taken;
-}
-
 TEST(PipeTap, LeavesWhatItShowsInThePipe) {
   const Pipe in, out;
   PipeTap tap(in.reading(), out.writing());
@@ -38,21 +32,20 @@ TEST(PipeTap, LeavesWhatItShowsInThePipe) {
   EXPECT_EQ(out.waiting(), 0U);
 }
 
-TEST(PipeTap, PassesAndTakesFromTheFront) {
+TEST(PipeTap, PassesFromTheFront) {
   const Pipe in, out;
   PipeTap tap(in.reading(), out.writing());
   in.put("one two three");
   EXPECT_EQ(look(tap, 100), "one two three");
   EXPECT_EQ(tap.pass(4), 4U);
   EXPECT_EQ(out.take(), "one ");
-  EXPECT_EQ(take(tap, 4), "two ");
+  EXPECT_EQ(in.take(4), "two ");
   EXPECT_EQ(tap.pass(5), 5U);
   EXPECT_EQ(out.take(), "three");
   EXPECT_EQ(in.waiting(), 0U);
   in.put("four");
   EXPECT_EQ(look(tap, 100), "four");
   EXPECT_EQ(tap.pass(0), 0U);
-  EXPECT_EQ(take(tap, 0), "");
   EXPECT_EQ(in.take(), "four");
 }
 
@@ -106,7 +99,7 @@ TEST(PipeTap, LeavesTheRestWhereItIsWhenNobodyTakesIt) {
   EXPECT_EQ(in.waiting(), 7U);
   // From here on it is of no use.
   EXPECT_EQ(look(tap, 7), "");
-  EXPECT_EQ(take(tap, 7), "one two");
+  EXPECT_EQ(in.take(), "one two");
 }
 
 TEST(PipeTap, DoesWithoutWhereThereAreNoMoreDescriptors) {

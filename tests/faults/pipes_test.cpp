@@ -1,0 +1,156 @@
+// Jobs that come through a pipe and go through another: large blocks that no rule touches are sent
+// on without being copied, and nobody may notice.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <string_view>
+
+#include "tests/blackbox/manual_booklets.h"
+#include "tests/support/pipe.h"
+#include "tests/support/process_state.h"
+
+// Set by the build: a library that refuses calls of the program it is loaded into.
+#ifndef REFUSING_CALLS
+#error "REFUSING_CALLS is not set"
+#endif
+
+namespace jobshaper::testing {
+namespace {
+
+constexpr int kLarge = 1024 * 1024;  // as much as a pipe can hold
+constexpr int kUsual = 256 * 1024;   // as much as the filter asks for
+
+std::string printed(std::string_view body) { return join(plainHeader(), body, trailer()); }
+
+std::string lines(std::size_t size) {
+  std::string text;
+  for (int i = 0; text.size() < size; ++i) text += "0 0 moveto (" + std::to_string(i) + ") show\n";
+  return text;
+}
+
+// A filter between two pipes of the test's.
+class PipedJob : public ::testing::Test {
+ protected:
+  void start(Pipe& in, Pipe& out) {
+    process_.emplace(job_.program(), job_.argv(), job_.environment(), [&] {
+      dup2(in.reading(), 0);
+      dup2(out.writing(), 1);
+    });
+    in.closeReading();
+    out.closeWriting();
+  }
+  void expectEnd() {
+    const Outcome outcome = process_->finish();
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_EQ(outcome.signal, 0);
+  }
+
+  Job job_;
+  std::optional<Process> process_;
+};
+
+// Everything up to the end.
+std::string readAll(const Pipe& pipe, std::size_t atOnce = 65536) {
+  std::string all, part(atOnce, '\0');
+  for (ssize_t n; (n = read(pipe.reading(), part.data(), part.size())) > 0;) {
+    all.append(part, 0, static_cast<std::size_t>(n));
+  }
+  return all;
+}
+
+// What lies in the sender's pipe may be a file's own pages, and the file be written again before
+// the printer has read them.
+TEST_F(PipedJob, IsPrintedAsItWasCaptured) {
+  const TemporaryFolder folder;
+  const std::string text = lines(64 * 1024).substr(0, 65535) + "\n";
+  writeFile(folder.file("job"), text);
+  Pipe in(kLarge), out(kLarge);
+  job_.capture();
+  start(in, out);
+  in.put(text);
+  ASSERT_TRUE(becomesTrue([&] { return out.waiting() == plainHeader().size() + text.size(); }));
+  const int file = open(folder.file("job").c_str(), O_RDWR);
+  ASSERT_EQ(splice(file, nullptr, in.writing(), nullptr, text.size(), 0),
+            static_cast<ssize_t>(text.size()));
+  in.closeWriting();
+  expectEnd();
+  ASSERT_EQ(pwrite(file, "@PJL SET X=1\n", 13, 0), 13);
+  close(file);
+  EXPECT_TRUE(readAll(out) == printed(text + text));
+  EXPECT_TRUE(readFile(job_.tmpFile("qvn_ps2")) == printed(text + text));
+}
+
+// A sender's pipe may keep each write apart. Its reader must read it whole; the filter's need not.
+TEST_F(PipedJob, OfPacketsIsReadInAnyParts) {
+  Pipe in(kLarge, O_DIRECT), out(kLarge);
+  std::string text;
+  for (int i = 0; i < 200; ++i) {
+    const std::string line = "line " + std::to_string(i) + " of the job\n";
+    in.put(line);
+    text += line;
+  }
+  in.closeWriting();
+  start(in, out);
+  expectEnd();
+  EXPECT_EQ(readAll(out, 16), printed(text));
+}
+
+// Each line is a block of its own.
+TEST_F(PipedJob, OfShortLinesWaitsForNobody) {
+  Pipe in, out(kUsual);
+  start(in, out);
+  std::string text;
+  for (int i = 0; i < 100; ++i) {
+    const std::string line = "line " + std::to_string(i) + " of the job\n";
+    in.put(line);
+    text += line;
+    ASSERT_TRUE(becomesTrue([&] { return out.waiting() == plainHeader().size() + text.size(); }));
+  }
+  in.closeWriting();
+  expectEnd();
+  EXPECT_EQ(readAll(out), printed(text));
+}
+
+TEST_F(PipedJob, SleepsInFrontOfAFullPipeThatDoesNotWait) {
+  Pipe in(kLarge), out(kUsual);
+  const std::string text = lines(900000);
+  in.put(text);
+  in.closeWriting();
+  for (const int end : {in.reading(), out.writing()}) fcntl(end, F_SETFL, O_NONBLOCK);
+  start(in, out);
+  std::string all;
+  while (all.size() < text.size() / 2) {
+    ASSERT_TRUE(sleeps(*process_));
+    all += out.take();
+  }
+  ASSERT_TRUE(sleeps(*process_));
+  all += readAll(out);
+  EXPECT_TRUE(all == printed(text));
+  expectEnd();
+}
+
+class PipedJobOnASystemThatRefuses : public PipedJob,
+                                     public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(PipedJobOnASystemThatRefuses, IsPrinted) {
+  // A rule acts in one block of several.
+  const std::string text = lines(600000) + "@PJL INFO\n" + lines(300000);
+  const std::string expected = lines(600000) + lines(300000);
+  Pipe in(kLarge), out(kUsual);
+  in.put(text);
+  in.closeWriting();
+  job_.asanOption("verify_asan_link_order=0");
+  job_.env("LD_PRELOAD", REFUSING_CALLS).env("REFUSED_CALL", GetParam());
+  start(in, out);
+  EXPECT_TRUE(readAll(out) == printed(expected));
+  expectEnd();
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, PipedJobOnASystemThatRefuses,
+                         ::testing::Values("tee", "splice", "pipe size", "copy"));
+
+}  // namespace
+}  // namespace jobshaper::testing

@@ -1,0 +1,86 @@
+// Loaded into the filter ahead of the C library. REFUSED_CALL names what fails as it does on a
+// system that lacks or forbids it:
+//   tee, splice    always
+//   pipe size      a larger pipe is not granted; a look into a small one then ends the process
+//   copy           what tee has shown first can be read to its half only
+// A run in which nothing was refused ends with status 97.
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+bool refused = false;
+
+bool isRefused(const char* call) {
+  const char* const name = getenv("REFUSED_CALL");
+  return name && strcmp(name, call) == 0;
+}
+
+bool refuse(const char* call, int error) {
+  if (!isRefused(call)) return false;
+  refused = true;
+  errno = error;
+  return true;
+}
+
+// The reads that follow a look: the first is short, the second fails.
+int readsToRefuse = 0;
+
+struct Check {
+  ~Check() {
+    if (getenv("REFUSED_CALL") && !refused) _exit(97);
+  }
+} check;
+
+int control(int descriptor, int command, long argument) {
+  if (command == F_SETPIPE_SZ && refuse("pipe size", EPERM)) return -1;
+  return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
+}
+
+}  // namespace
+
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+
+EXPORTED int fcntl(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const long argument = va_arg(arguments, long);
+  va_end(arguments);
+  return control(descriptor, command, argument);
+}
+
+EXPORTED int fcntl64(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  const long argument = va_arg(arguments, long);
+  va_end(arguments);
+  return control(descriptor, command, argument);
+}
+
+EXPORTED ssize_t tee(int from, int to, size_t size, unsigned flags) {
+  if (isRefused("pipe size")) abort();
+  if (refuse("tee", ENOSYS)) return -1;
+  if (!refused && refuse("copy", 0)) readsToRefuse = 2;
+  return syscall(SYS_tee, from, to, size, flags);
+}
+
+EXPORTED ssize_t splice(int from, off_t*, int to, off_t*, size_t size, unsigned flags) {
+  if (refuse("splice", ENOSYS)) return -1;
+  return syscall(SYS_splice, from, nullptr, to, nullptr, size, flags);
+}
+
+EXPORTED ssize_t read(int descriptor, void* buffer, size_t size) {
+  if (readsToRefuse == 2) size = size / 2 + 1;
+  if (readsToRefuse > 0 && --readsToRefuse == 0) {
+    errno = EIO;
+    return -1;
+  }
+  return syscall(SYS_read, descriptor, buffer, size);
+}
