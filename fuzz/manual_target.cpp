@@ -55,9 +55,9 @@ std::string reordered(std::string_view job, const Order& order) {
   if (!pages.empty()) header += passRequest('1');
   for (std::size_t i = 0; i < pages.size(); ++i) {
     if (i % 2 == 1) {
-      even = pages[i] + even;
+      even.insert(0, pages[i]);
     } else {
-      odd = order.up ? pages[i] + odd : odd + pages[i];
+      odd.insert(order.up ? 0 : odd.size(), pages[i]);
     }
   }
   std::string blank = prefix + "cg_md begin\nbp\nsdmtx\nep\nend\n";
@@ -101,7 +101,8 @@ void reverseDirectly(Input& input, unsigned settings) {
     side.write(text);
     PageFile* const present = settings & 2 ? &reversed : nullptr;
     FUZZ_CHECK(reArrangedPages(page, side, present, sidePath, reversedPath) == 1);
-    expected = page == 3 || page == 4 ? text : text + expected;
+    if (page == 3 || page == 4) expected.clear();
+    expected.insert(0, text);
     FUZZ_CHECK(readFile(reversedPath) == expected);
     FUZZ_CHECK(readFile(sidePath).empty());
   }

@@ -13,7 +13,7 @@ std::string mappedFiles(const Job& job) {
   Process process(job.program(), job.argv(), job.environment());
   process.write("%!PS\n");
   EXPECT_TRUE(process.waitForOutputText("%!PS\n"));
-  const std::string maps = readFile("/proc/" + std::to_string(process.pid()) + "/maps");
+  std::string maps = readFile("/proc/" + std::to_string(process.pid()) + "/maps");
   process.finish();
   return maps;
 }

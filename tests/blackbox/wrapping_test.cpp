@@ -301,16 +301,18 @@ Ending runOn(const Job& job, int in, int out) {
   const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   std::vector<std::string> argv = job.argv();
   std::vector<std::string> environment;
+  environment.reserve(job.environment().size());
   for (const auto& [name, value] : job.environment()) environment.push_back(name + "=" + value);
   const auto pointers = [](std::vector<std::string>& strings) {
     std::vector<char*> result;
+    result.reserve(strings.size() + 1);
     for (std::string& s : strings) result.push_back(s.data());
     result.push_back(nullptr);
     return result;
   };
   const std::vector<char*> argvPointers = pointers(argv);
   const std::vector<char*> envPointers = pointers(environment);
-  const std::string program = job.program();
+  const std::string& program = job.program();
   const pid_t child = fork();
   if (child == 0) {
     signal(SIGPIPE, SIG_DFL);

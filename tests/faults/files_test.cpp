@@ -420,7 +420,7 @@ TEST_P(FileToRead, ThatIsNoneIsNoInstructionPage) {
 // A file of many gigabytes, most of it a hole, that begins and ends with these bytes.
 std::string hugeFile(const TemporaryFolder& folder, std::string_view begin, off_t size,
                      std::string_view end) {
-  const std::string path = folder.file("huge");
+  std::string path = folder.file("huge");
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   EXPECT_EQ(pwrite(file, begin.data(), begin.size(), 0), static_cast<ssize_t>(begin.size()));
   EXPECT_EQ(pwrite(file, end.data(), end.size(), size), static_cast<ssize_t>(end.size()));

@@ -509,26 +509,9 @@ constexpr std::string_view kCoverTypes[] = {
     "Glossy",   "Heavy",    "HeavyGlossy", "Labels",     "Vinyl",     "Rough",      "Recycled",
     "Custom1",  "Custom2",  "Custom3",     "Custom4",    "Custom5",   "Custom6",    "Custom7",
     "Printers", "PrinterS", "plain",       "",           "CardStock", "Card Stock", "Custom"};
-constexpr std::string_view kPageCounts[] = {"8",
-                                            "4",
-                                            "2",
-                                            "3",
-                                            "16\n",
-                                            " 6",
-                                            "7 pages",
-                                            "",
-                                            "x",
-                                            "-4",
-                                            "5\r",
-                                            "+12",
-                                            "10",
-                                            "1",
-                                            "0",
-                                            "4294967299",
-                                            "-99999999999",
-                                            "\t9",
-                                            "\xca"
-                                            "4"};
+constexpr std::string_view kPageCounts[] = {
+    "8",   "4",   "2",  "3", "16\n", " 6",         "7 pages",      "",    "x",    "-4",
+    "5\r", "+12", "10", "1", "0",    "4294967299", "-99999999999", "\t9", "\3124"};
 constexpr std::int32_t kVersions[] = {0,      0x1000, 0x102f, 0x1030, 0x103e, 0x103f, 0x1040,
                                       0x1049, 0x104f, 0x1050, 0x1051, 0x1060, 0x2000};
 constexpr std::string_view kDevices[] = {"socket://printer", "usb://Quorvan/1", "usb:", "usb",

@@ -86,6 +86,8 @@ class StandardErrorAside {
     static const int own = [] {
       const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
       if (copy >= 0 && __sanitizer_set_report_fd) {
+        // The sanitizers take a number in the shape of a pointer.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(copy)));
       }
       return copy;
@@ -238,7 +240,7 @@ const std::string& workFolder() {
 
 std::string pageCountPath(const std::string& content) {
   static std::optional<std::string> written;
-  const std::string path = workFolder() + "/count";
+  std::string path = workFolder() + "/count";
   if (written != content) {
     if (!replaceFile(path, content)) giveUp("page-count file");
     written = content;
@@ -248,7 +250,7 @@ std::string pageCountPath(const std::string& content) {
 
 std::string instructionFolder(const JudgedJob& job) {
   static std::map<std::string, std::string> written;
-  const std::string folder = workFolder() + "/instructions";
+  std::string folder = workFolder() + "/instructions";
   if (written != job.instructionPages) {
     std::filesystem::remove_all(folder);
     for (const auto& [language, page] : job.instructionPages) {

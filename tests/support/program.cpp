@@ -41,6 +41,7 @@ void closeIfOpen(int& descriptor) {
 
 std::vector<char*> pointers(const std::vector<std::string>& strings) {
   std::vector<char*> result;
+  result.reserve(strings.size() + 1);
   for (const std::string& s : strings) result.push_back(const_cast<char*>(s.c_str()));
   result.push_back(nullptr);
   return result;
@@ -98,6 +99,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
     return;
   }
   std::vector<std::string> variables;
+  variables.reserve(environment.size());
   for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
   std::vector<std::string> words = wrapper();
   const bool wrapped = !words.empty();
@@ -153,7 +155,7 @@ bool Process::pump(int timeoutMs, std::string_view* pending) {
   };
   if (fds[0].revents) readInto(out_, outcome_.out);
   if (fds[1].revents) readInto(err_, outcome_.err);
-  if (fds[2].revents) {
+  if (pending && fds[2].revents) {
     const ssize_t n = ::write(in_, pending->data(), pending->size());
     if (n >= 0) {
       pending->remove_prefix(static_cast<std::size_t>(n));
