@@ -31,11 +31,6 @@ bool reportNoFile() {
 constexpr std::string_view kPage = "%%Page:";
 constexpr std::string_view kTrailer = "%%Trailer";
 
-// A last line that the end of the input has cut off.
-bool isUnterminated(std::string_view line) {
-  return line.size() < kLongestPiece && line.back() != '\n' && line.back() != '\r';
-}
-
 // Where a text stands that begins a page or the trailer when it begins a line.
 std::size_t findDivision(std::string_view lines) {
   std::size_t at = lines.find("%%");
@@ -221,7 +216,7 @@ bool Reordering::writeOutput() {
 std::string_view wholeLines(std::string_view lines) {
   if (lines.empty()) return lines;
   const std::string_view last = pieceAround(lines, lines.size() - 1);
-  return isUnterminated(last) ? lines.substr(0, lines.size() - last.size()) : lines;
+  return isUnfinishedPiece(last) ? lines.substr(0, lines.size() - last.size()) : lines;
 }
 
 bool reorder(int input, Reordering& reordering) {

@@ -150,6 +150,11 @@ void enlargePipe(int descriptor) {
 #endif
 }
 
+bool inputWaits(int descriptor) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  return ::poll(&waiting, 1, 0) > 0;
+}
+
 std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
   for (;;) {
     const ssize_t n = ::read(descriptor, buffer, size);

@@ -76,6 +76,9 @@ inline constexpr std::size_t kPipeSize = 256 * 1024;
 // other descriptors.
 void enlargePipe(int descriptor);
 
+// Whether a read would return at once, be it with bytes or at the end of input.
+bool inputWaits(int descriptor);
+
 // At least one byte, as soon as there is any. 0 at end of input and after a read error.
 std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 

@@ -53,6 +53,10 @@ std::string_view firstPiece(std::string_view bytes) {
   return last == window.npos ? window : window.substr(0, last + 1);
 }
 
+bool isUnfinishedPiece(std::string_view piece) {
+  return piece.size() < kLongestPiece && piece.back() != '\n' && piece.back() != '\r';
+}
+
 std::string_view pieceAround(std::string_view bytes, std::size_t position) {
   const std::size_t line = lineBegin(bytes, position);
   const std::size_t begin = line + (position - line) / kLongestPiece * kLongestPiece;
@@ -76,6 +80,7 @@ bool PieceReader::read() {
   end_ -= begin_;
   begin_ = 0;
   const bool readable = mayBlock_ ? waitForInput(descriptor_) : !cancellationRequested();
+  if (!readable) finishPiece();
   lastRead_ = readable ? readOn(buffer_.get() + end_) : 0;
   end_ += lastRead_;
   endOfInput_ = lastRead_ == 0;
@@ -85,6 +90,14 @@ bool PieceReader::read() {
 std::size_t PieceReader::readOn(char* place) {
   if (std::exchange(lookNext_, false)) inPipe_ = tap_->look(place, block_);
   return inPipe_ > 0 ? inPipe_ : readSome(descriptor_, place, block_);
+}
+
+void PieceReader::finishPiece() {
+  while (end_ > 0 && isUnfinishedPiece({buffer_.get(), end_}) && inputWaits(descriptor_)) {
+    const std::size_t n = readSome(descriptor_, buffer_.get() + end_, 1);
+    if (n == 0) return;
+    end_ += n;
+  }
 }
 
 std::string_view PieceReader::pieces() {

@@ -17,6 +17,9 @@ inline constexpr std::size_t kLongestPiece = 1024;
 // end among them.
 std::string_view firstPiece(std::string_view bytes);
 
+// Whether the end of the input, and nothing else, has ended this piece, which has at least a byte.
+bool isUnfinishedPiece(std::string_view piece);
+
 // The piece of these bytes, which begin with a piece, that holds the byte at `position`.
 std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
@@ -28,7 +31,8 @@ class PieceReader {
   PieceReader(int descriptor, std::size_t block);
 
   // Reads on, blocking until there is at least one byte. All pieces handed out before become
-  // invalid. False at end of input, also after a read error and when the job is cancelled.
+  // invalid. False at end of input, also after a read error and when the job is cancelled; then a
+  // piece that has begun is still read to its end if that is there.
   bool read();
 
   // The pieces that have been read to their end, side by side: each ends with '\n' or '\r', or
@@ -44,6 +48,7 @@ class PieceReader {
 
  private:
   std::size_t readOn(char* place);
+  void finishPiece();
 
   int descriptor_;
   std::size_t block_;

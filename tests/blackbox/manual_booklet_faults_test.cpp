@@ -390,7 +390,8 @@ std::string manyLines() {
   return result;  // 1.6 million bytes, far more than all buffers on the way
 }
 
-// Cancelled while its output is blocked, the job ends early, and with the trailer.
+// Cancelled while its output is blocked, the job ends early, behind a whole line, and with the
+// trailer.
 void expectCutShort(Process& process, std::string_view body, std::string_view err) {
   ASSERT_TRUE(sleeps(process));
   process.kill(SIGTERM);
@@ -401,6 +402,7 @@ void expectCutShort(Process& process, std::string_view body, std::string_view er
   ASSERT_GE(outcome.out.size(), end.size());
   const std::string sent = outcome.out.substr(0, outcome.out.size() - end.size());
   EXPECT_LT(sent.size(), body.size());
+  EXPECT_EQ(sent.back(), '\n');
   EXPECT_TRUE(sent == body.substr(0, sent.size()));
   EXPECT_EQ(outcome.out.substr(sent.size()), end);
   EXPECT_EQ(outcome.err, err);
@@ -413,6 +415,33 @@ TEST(CancelledOutput, OfAPlainJobEndsWithTheTrailer) {
   job.fileWith(text);
   Process process(job.program(), job.argv(), job.environment());
   expectCutShort(process, join(plainHeader(), text), tmpLines(job));
+}
+
+// The body that is printed of a job whose output is blocked when it is cancelled.
+std::string bodyOfCancelled(std::string_view text) {
+  Job job;
+  job.fileWith(text);
+  Process process(job.program(), job.argv(), job.environment());
+  EXPECT_TRUE(sleeps(process));
+  process.kill(SIGTERM);
+  const std::string out = process.finish().out;
+  const std::size_t around = plainHeader().size() + trailer().size();
+  EXPECT_GT(out.size(), around);
+  const std::string body = out.substr(plainHeader().size(), out.size() - around);
+  EXPECT_TRUE(out == join(plainHeader(), body, trailer()));
+  return body;
+}
+
+TEST(CancelledOutput, OfALongLineEndsWhereItIsCut) {
+  const std::string body = bodyOfCancelled(join("%!PS\n", std::string(1600000, 'x')));
+  EXPECT_EQ((body.size() - 5) % 1024, 0U);
+}
+
+// The filter reads as much at once as a pipe holds, and the line begins just before its end.
+TEST(CancelledOutput, HoldsNoBeginningOfALineThatIsDropped) {
+  const std::string before = std::string(256 * 1024 - 4, '\n');
+  const std::string body = bodyOfCancelled(join(before, "@PJL EOJ\n", manyLines()));
+  EXPECT_TRUE(body == before.substr(0, body.size()));
 }
 
 TEST(CancelledOutput, OfAFoldedBookletEndsWithTheTrailer) {

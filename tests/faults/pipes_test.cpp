@@ -132,6 +132,41 @@ TEST_F(PipedJob, SleepsInFrontOfAFullPipeThatDoesNotWait) {
   expectEnd();
 }
 
+TEST_F(PipedJob, EndsWithAWholeLineWhenCancelled) {
+  Pipe in(kLarge), out(kUsual);
+  const std::string text = lines(900000);
+  ASSERT_NE(text[kUsual - 1], '\n');
+  in.put(text);
+  start(in, out);
+  ASSERT_TRUE(sleeps(*process_));
+  process_->kill(SIGTERM);
+  const std::string all = readAll(out);
+  EXPECT_EQ(process_->finish().signal, SIGTERM);
+  const std::string end = "\n" + trailer();
+  ASSERT_GT(all.size(), end.size());
+  EXPECT_EQ(all.substr(all.size() - end.size()), end);
+}
+
+// Nothing that is due is held back while the filter waits.
+TEST_F(PipedJob, IsOutAsFarAsItsLinesHaveEnded) {
+  Pipe in(kLarge), out(kLarge);
+  start(in, out);
+  std::string expected = plainHeader();
+  const auto send = [&](std::string_view part, std::string_view more) {
+    in.put(part);
+    expected += more;
+    EXPECT_TRUE(becomesTrue([&] { return out.waiting() == expected.size(); }))
+        << part.substr(0, 20);
+  };
+  const std::string text = lines(200000);
+  for (int i = 0; i < 3; ++i) send(text, text);
+  send(bytes("A\0B\nunfinished"), bytes("A\0B\n"));
+  send("@PJL x\n@PJL y\n", "unfinished@PJL x\n");
+  in.closeWriting();
+  expectEnd();
+  EXPECT_TRUE(readAll(out) == expected + trailer());
+}
+
 class PipedJobOnASystemThatRefuses : public PipedJob,
                                      public ::testing::WithParamInterface<const char*> {};
 
