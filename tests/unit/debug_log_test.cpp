@@ -266,7 +266,8 @@ TEST_F(DebugLogRecord, NeedsTheDumpBitInEveryDumpCall) {
 }
 
 TEST_F(DebugLogRecord, IsNotFormattedWhileItsLevelIsOff) {
-  const char* const wild = reinterpret_cast<const char*>(std::uintptr_t{1});  // no readable page
+  // No readable page. NOLINTNEXTLINE(performance-no-int-to-ptr)
+  const char* const wild = reinterpret_cast<const char*>(std::uintptr_t{1});
   on(4);
   LogInfoBody("f", 1, "%s", wild);
   LogErrorBody("f", 1, "%s", wild);

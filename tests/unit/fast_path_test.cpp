@@ -18,7 +18,6 @@
 namespace jobshaper {
 namespace {
 
-using testing::bytes;
 using testing::Pipe;
 using Random = std::mt19937;
 

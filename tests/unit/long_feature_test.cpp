@@ -15,7 +15,7 @@
 namespace jobshaper {
 namespace {
 
-using testing::operator+;
+using testing::operator+;  // NOLINT(misc-unused-using-decls)
 
 constexpr std::string_view kFold = "\n<< /Fold 1 >> setpagedevice\n";
 
