@@ -5,6 +5,8 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <filesystem>
+#include <iterator>
 #include <string>
 
 #include "tests/support/pipe.h"
@@ -19,6 +21,11 @@ std::string look(PipeTap& tap, std::size_t size) {
   std::string seen(size, '\0');
   seen.resize(tap.look(seen.data(), size));
   return seen;
+}
+
+std::size_t openFiles() {
+  const std::filesystem::directory_iterator files("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
 TEST(PipeTap, LeavesWhatItShowsInThePipe) {
@@ -92,10 +99,13 @@ TEST(PipeTap, LeavesTheRestWhereItIsWhenNobodyTakesIt) {
   const Pipe in;
   Pipe out;
   PipeTap tap(in.reading(), out.writing());
+  const std::size_t before = openFiles();
   in.put("one two");
   EXPECT_EQ(look(tap, 7), "one two");
+  EXPECT_EQ(openFiles(), before + 2);
   out.closeReading();
   EXPECT_EQ(tap.pass(4), 0U);
+  EXPECT_EQ(openFiles(), before - 1);
   EXPECT_EQ(in.waiting(), 7U);
   // From here on it is of no use.
   EXPECT_EQ(look(tap, 7), "");
