@@ -46,8 +46,7 @@ void JobOutput::flush() {
 
 void JobOutput::flush(PieceReader& source) {
   writeCaptures();
-  const bool captured = captureIn_.exists() || captureOut_.exists();
-  if (outgoing_.count == 1 && !captured) {
+  if (outgoing_.count == 1) {
     iovec& span = outgoing_.at[0];
     const std::size_t passed =
         source.pass(output_, {static_cast<char*>(span.iov_base), span.iov_len});

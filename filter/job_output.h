@@ -40,8 +40,6 @@ class JobOutput {
 
   void flush();
   // The same; when all that waits are the source's last pieces, they may go from pipe to pipe.
-  // Not in a captured job: what the sender's pages hold may change on their way, and the captures
-  // tell what was printed.
   void flush(PieceReader& source);
 
  private:

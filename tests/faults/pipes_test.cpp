@@ -2,9 +2,9 @@
 // on without being copied, and nobody may notice.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -59,28 +59,6 @@ std::string readAll(const Pipe& pipe, std::size_t atOnce = 65536) {
     all.append(part, 0, static_cast<std::size_t>(n));
   }
   return all;
-}
-
-// What lies in the sender's pipe may be a file's own pages, and the file be written again before
-// the printer has read them.
-TEST_F(PipedJob, IsPrintedAsItWasCaptured) {
-  const TemporaryFolder folder;
-  const std::string text = lines(64 * 1024).substr(0, 65535) + "\n";
-  writeFile(folder.file("job"), text);
-  Pipe in(kLarge), out(kLarge);
-  job_.capture();
-  start(in, out);
-  in.put(text);
-  ASSERT_TRUE(becomesTrue([&] { return out.waiting() == plainHeader().size() + text.size(); }));
-  const int file = open(folder.file("job").c_str(), O_RDWR);
-  ASSERT_EQ(splice(file, nullptr, in.writing(), nullptr, text.size(), 0),
-            static_cast<ssize_t>(text.size()));
-  in.closeWriting();
-  expectEnd();
-  ASSERT_EQ(pwrite(file, "@PJL SET X=1\n", 13, 0), 13);
-  close(file);
-  EXPECT_TRUE(readAll(out) == printed(text + text));
-  EXPECT_TRUE(readFile(job_.tmpFile("qvn_ps2")) == printed(text + text));
 }
 
 // A sender's pipe may keep each write apart. Its reader must read it whole; the filter's need not.

@@ -114,7 +114,7 @@ TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
 // A job that comes through a pipe and goes through another.
 class PipedOutput {
  public:
-  PipedOutput(int captureIn, int captureOut) : output_(out_.writing(), captureIn, captureOut) {}
+  explicit PipedOutput(int captureOut = -1) : output_(out_.writing(), -1, captureOut) {}
 
   void send(std::string_view block) {
     in_.put(block);
@@ -138,7 +138,7 @@ class PipedOutput {
 const std::string kLargeBlock = std::string(19999, 'x') + "\n";
 
 TEST_F(JobOutputTest, SendsLargeBlocksFromPipeToPipe) {
-  PipedOutput job(-1, -1);
+  PipedOutput job;
   job.send(kLargeBlock);
   EXPECT_EQ(job.lookedAt(), 0U);
   for (int i = 0; i < 3; ++i) {
@@ -148,22 +148,22 @@ TEST_F(JobOutputTest, SendsLargeBlocksFromPipeToPipe) {
   EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock + kLargeBlock + kLargeBlock);
 }
 
-TEST_F(JobOutputTest, CopiesACapturedJob) {
-  for (const auto& [in, out] : {std::pair{captureIn_, -1}, std::pair{-1, captureOut_}}) {
-    PipedOutput job(in, out);
-    for (int i = 0; i < 3; ++i) {
-      job.send(kLargeBlock);
-      EXPECT_EQ(job.lookedAt(), 0U);
-    }
-    EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock + kLargeBlock);
+TEST_F(JobOutputTest, CapturesWhatItSendsFromPipeToPipe) {
+  PipedOutput job(captureOut_);
+  for (int i = 0; i < 3; ++i) {
+    job.send(kLargeBlock);
+    EXPECT_EQ(job.lookedAt(), i > 0 ? kLargeBlock.size() : 0U);
   }
+  const std::string all = kLargeBlock + kLargeBlock + kLargeBlock;
+  EXPECT_TRUE(job.take() == all);
+  EXPECT_TRUE(content("copy") == all);
 }
 
 // A job that comes line by line must not wait for its reader after as many lines as the pipe has
 // pages.
 TEST_F(JobOutputTest, FillsThePagesOfAPipeWithSmallBlocks) {
   alarm(60);
-  PipedOutput job(-1, -1);
+  PipedOutput job;
   std::string all;
   for (int i = 0; i < 1000; ++i) {
     const std::string line = "line " + std::to_string(i) + "\n";
