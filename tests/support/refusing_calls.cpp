@@ -39,11 +39,6 @@ struct Check {
   }
 } check;
 
-int control(int descriptor, int command, long argument) {
-  if (command == F_SETPIPE_SZ && refuse("pipe size", EPERM)) return -1;
-  return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
-}
-
 }  // namespace
 
 #define EXPORTED extern "C" __attribute__((visibility("default")))
@@ -53,16 +48,11 @@ EXPORTED int fcntl(int descriptor, int command, ...) {
   va_start(arguments, command);
   const long argument = va_arg(arguments, long);
   va_end(arguments);
-  return control(descriptor, command, argument);
+  if (command == F_SETPIPE_SZ && refuse("pipe size", EPERM)) return -1;
+  return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
 }
-
-EXPORTED int fcntl64(int descriptor, int command, ...) {
-  va_list arguments;
-  va_start(arguments, command);
-  const long argument = va_arg(arguments, long);
-  va_end(arguments);
-  return control(descriptor, command, argument);
-}
+// The same by the name that large files have given it.
+EXPORTED int fcntl64(int descriptor, int command, ...) __attribute__((alias("fcntl")));
 
 EXPORTED ssize_t tee(int from, int to, size_t size, unsigned flags) {
   if (isRefused("pipe size")) abort();
