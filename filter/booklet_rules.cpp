@@ -18,8 +18,7 @@ namespace jobshaper {
 namespace {
 
 constexpr std::string_view kManualJobName = "/qvn_manualPS";
-constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;    // LANG reads like "fr_FR.UTF-8"
-constexpr std::size_t kLargestInstructionPage = 4096 * 1024;  // a page of PostScript
+constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;  // LANG reads like "fr_FR.UTF-8"
 
 // clang-format off
 struct FoldRow {
@@ -110,6 +109,13 @@ std::int32_t halfOfPageCount(const JobState& job) {
   return number.value() / 2;
 }
 
+// The file's name ends in the name of nothing; the installed pages are called so.
+Descriptor openInstructionPage(const JobState& job) {
+  if (job.languageCode.find('/') != std::string::npos) return {};
+  return openRegularFile(job.instructionFolder + "/" + job.languageCode +
+                         ".lproj/instruction(null)");
+}
+
 std::string_view mediaName(std::optional<std::string_view> option, std::string_view previous) {
   for (const MediaRow& row : kCoverMediaRows) {
     if (option == row.option) return row.name;
@@ -166,18 +172,14 @@ void BookletRules::atPage(int pageNumber, std::string_view& line, std::string& s
 }
 
 void BookletRules::writeInstructionPage() {
-  // The file's name ends in the name of nothing; the installed pages are called so.
-  std::string page;
-  if (job_.languageCode.find('/') == std::string::npos) {
-    page =
-        readWholeFile(job_.instructionFolder + "/" + job_.languageCode + ".lproj/instruction(null)",
-                      kLargestInstructionPage);
-  }
-  if (page.empty()) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
+  const Descriptor page = openInstructionPage(job_);
+  char buffer[4096];
+  std::size_t n = readSome(page.get(), buffer, sizeof buffer);
+  if (n == 0) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
   const bool needsSave = version < kFirstVersionWithoutSave;
   output_.put("%%Page: 0 0\n");
   if (needsSave) output_.put("userdict/ESPsave save put\n");
-  output_.put(page);
+  for (; n > 0; n = readSome(page.get(), buffer, sizeof buffer)) output_.put({buffer, n});
   if (needsSave) output_.put("\nuserdict /ESPsave get restore\n");
 }
 

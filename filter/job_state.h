@@ -24,10 +24,10 @@ struct JobState {
   std::string deviceUri;       // "(null)" when DEVICE_URI is absent
   std::string tempDirectory;
 
-  Descriptor inputFile;  // the named job file; none when the job is on standard input
+  Descriptor inputFile;  // the named job file, or the reordered job; else none
   int inputStream = 0;   // where the job is read from
 
-  bool captureEnabled = false;  // the user's capture marker exists
+  bool captureEnabled = false;  // the capture marker exists, whatever became of the files
   Descriptor captureIn;         // copy of the incoming job; none when it cannot be created
   Descriptor captureOut;        // copy of the output; likewise
 
@@ -35,7 +35,7 @@ struct JobState {
   PPDValues ppdValues;
   std::optional<std::string> printTo;  // job retention mode
   pjlCreation pjlHeader;
-  bool isAppleTalk = false;  // the printer is reached through "pap:"
+  bool isAppleTalk = false;  // the printer is at "pap:"; its jobs are the same bytes
 
   bool onlyInside = false;        // the booklet's cover carries print on its inside only
   bool bookletMode = false;       // the job is a booklet

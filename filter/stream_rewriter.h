@@ -27,7 +27,7 @@ struct RewriteState {
   bool inputSlotPending = false;  // a paper-source feature waits for its closing line
   int blockUseCount = 1;          // repetitions of pageSizeBlock, plus one
   bool prologPatched = false;     // the marker feature stands in the prolog
-  int pageNumber = 0;             // "%%Page:" lines seen by the rules
+  int pageNumber = 0;             // "%%Page:" lines so far; in booklet mode only
 };
 
 class StreamRewriter {
@@ -80,7 +80,7 @@ class StreamRewriter {
   BookletRules booklet_;
   bool posterCollate_;    // a poster job on a system that does not collate it itself
   bool retained_;         // the printer keeps the job, in whatever way
-  std::string collated_;  // the line that repeats a retained job's copies
+  std::string collated_;  // a line behind the request to collate a retained job's copies
 };
 
 }  // namespace jobshaper

@@ -11,14 +11,15 @@
 namespace jobshaper {
 
 // Option name to value, both in the bytes of the option string (Mac OS Roman). Names are
-// exact and case-sensitive; a later value under a name replaces the earlier one.
+// case-sensitive, but libcups keeps one of two that differ in case alone: the later value under the
+// earlier name.
 class argumentStore {
  public:
   using Options = std::map<std::string, std::string, std::less<>>;
 
   // Parses `optionString` (name=value pairs as CUPS writes them) and turns the placeholders
   // that stand for characters special to CUPS, such as "<20>", back into those characters.
-  // A string that cannot be parsed leaves the store empty.
+  // Of a string that cannot be parsed the store has what libcups has found before.
   void initWithOptionString(const char* optionString);
 
   // Stores a value as it stands; without a name or a value nothing happens.

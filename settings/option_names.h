@@ -1,4 +1,4 @@
-// Names of options that more than one room reads, as the print dialog of macOS writes them.
+// Names of options that more than one folder reads, as the print dialog of macOS writes them.
 #pragma once
 
 #include <string_view>

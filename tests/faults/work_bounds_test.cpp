@@ -66,7 +66,8 @@ void expectParts(int descriptor, const Parts& parts) {
 }
 
 // A run in 64 MiB of memory, its input written and its output compared as it goes.
-void expectInLittleMemory(const Job& job, const Parts& input, const Parts& output) {
+void expectInLittleMemory(const Job& job, const Parts& input, const Parts& output,
+                          std::string (*messages)(const Job&) = tmpLines) {
   int in[2], out[2];
   ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
   ASSERT_EQ(pipe2(out, O_CLOEXEC), 0);
@@ -86,7 +87,7 @@ void expectInLittleMemory(const Job& job, const Parts& input, const Parts& outpu
   expectParts(out[0], output);
   close(out[0]);  // a run that has gone wrong ends as well
   writer.join();
-  expectOutcome(process.finish(), "", tmpLines(job));
+  expectOutcome(process.finish(), "", messages(job));
 }
 
 Part sized(const std::string& line, std::size_t bytes) {
@@ -116,6 +117,25 @@ TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
                         {source + close + source + close + "[{\n" + begin},
                         filler,
                         {source + close + trailer()}});
+}
+
+// The page in front of a manual booklet comes from the driver's folder, of whatever length.
+TEST(Memory, DoesNotGrowWithAnInstructionPage) {
+  const Part text = sized("0 0 moveto (turn the stack) show\n", scaled(100 * kMiB));
+  const TemporaryFolder folder;
+  const std::string path = folder.file("de_DE.lproj/instruction(null)");
+  writeFile(path, "");
+  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  writeParts(file, {text});
+  close(file);
+  Job job = manualJob("%%Page: 1 1\n");
+  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", folder.path()).env("LANG", "de_DE");
+  expectInLittleMemory(
+      job, {{"%%Page: 1 1\n"}},
+      {{join(plainHeader(), kFirstPass, "%%Page: 0 0\n")},
+       text,
+       {join("%%Page: 1 1\n", kSecondPass, "%%Page: 1 1\n", kProcedures, trailer())}},
+      threeTmpLines);
 }
 
 // ---- time
