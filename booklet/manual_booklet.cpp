@@ -212,22 +212,15 @@ bool Reordering::writeOutput() {
   return output_.close();
 }
 
-// Without a last line that the end of the input has cut off.
-std::string_view wholeLines(std::string_view lines) {
-  if (lines.empty()) return lines;
-  const std::string_view last = pieceAround(lines, lines.size() - 1);
-  return isUnfinishedPiece(last) ? lines.substr(0, lines.size() - last.size()) : lines;
-}
-
 bool reorder(int input, Reordering& reordering) {
   if (!reordering.createFiles()) return false;
   PieceReader reader(input);
-  bool more = true;
-  while (more) {
+  for (;;) {
     if (!reordering.flush()) return false;  // the next read may wait
-    more = reader.read();
-    if (!reordering.takeLines(wholeLines(reader.pieces()))) return false;
+    if (!reader.read()) break;
+    if (!reordering.takeLines(reader.pieces())) return false;
   }
+  // What the reader still has is a line without an end, and is left out.
   return !cancellationRequested() && reordering.finish();
 }
 

@@ -159,7 +159,6 @@ void pjlCreation::setPaperSize() {
 void pjlCreation::setCustomPaper(std::optional<std::string_view> size) {
   if (!size) {
     std::fputs("ERROR: Custom media size value is nil.\n", stderr);
-    std::fflush(stderr);
     return;
   }
   const std::size_t x = size->find('x');

@@ -43,6 +43,11 @@ std::size_t lineBegin(std::string_view bytes, std::size_t position) {
   return begin;
 }
 
+// Whether more bytes may belong to this piece, which has at least one.
+bool isUnfinishedPiece(std::string_view piece) {
+  return piece.size() < kLongestPiece && piece.back() != '\n' && piece.back() != '\r';
+}
+
 }  // namespace
 
 std::string_view firstPiece(std::string_view bytes) {
@@ -51,10 +56,6 @@ std::string_view firstPiece(std::string_view bytes) {
   const std::size_t carriageReturn = window.substr(0, newline).find('\r');
   const std::size_t last = std::min(newline, carriageReturn);
   return last == window.npos ? window : window.substr(0, last + 1);
-}
-
-bool isUnfinishedPiece(std::string_view piece) {
-  return piece.size() < kLongestPiece && piece.back() != '\n' && piece.back() != '\r';
 }
 
 std::string_view pieceAround(std::string_view bytes, std::size_t position) {

@@ -17,9 +17,6 @@ inline constexpr std::size_t kLongestPiece = 1024;
 // end among them.
 std::string_view firstPiece(std::string_view bytes);
 
-// Whether the end of the input, and nothing else, has ended this piece, which has at least a byte.
-bool isUnfinishedPiece(std::string_view piece);
-
 // The piece of these bytes, which begin with a piece, that holds the byte at `position`.
 std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
@@ -36,8 +33,9 @@ class PieceReader {
   bool read();
 
   // The pieces that have been read to their end, side by side: each ends with '\n' or '\r', or
-  // has 1024 bytes without one. At end of input the last may be an unterminated rest. To be
-  // called once after each read(), which otherwise lacks the room.
+  // has 1024 bytes without one. At end of input they are the rest, one piece or none, which is
+  // unterminated unless the job was cancelled. To be called once after each read(), which otherwise
+  // lacks the room.
   std::string_view pieces();
 
   // Sends bytes to the output, always the same descriptor, the short way: without copying them, if
