@@ -18,6 +18,11 @@
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/process_state.h"
 
+// Set by the build: a library that refuses calls of the program it is loaded into.
+#ifndef REFUSING_CALLS
+#error "REFUSING_CALLS is not set"
+#endif
+
 namespace jobshaper::testing {
 namespace {
 
@@ -220,9 +225,9 @@ class WaitingJob {
   Process process_;
 };
 
-class CreatedFileMode : public ::testing::TestWithParam<mode_t> {};
+class EachCreatedFileMode : public ::testing::TestWithParam<mode_t> {};
 
-TEST_P(CreatedFileMode, IsForTheOwnerAlone) {
+TEST_P(EachCreatedFileMode, IsForTheOwnerAlone) {
   const mode_t before = umask(GetParam());
   Job job = manualJob("");
   umask(before);
@@ -242,7 +247,23 @@ TEST_P(CreatedFileMode, IsForTheOwnerAlone) {
   EXPECT_EQ(waiting->finish().exitStatus, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Umask, CreatedFileMode, ::testing::Values(0000, 0022, 0077, 0777));
+INSTANTIATE_TEST_SUITE_P(Umask, EachCreatedFileMode, ::testing::Values(0000, 0022, 0077, 0777));
+
+// What others could read is not written at all; the log is for everyone anyway.
+TEST(CreatedFileMode, IsNotLeftToADiskThatKnowsNone) {
+  const auto refuse = [](Job& job) -> Job& {
+    job.asanOption("verify_asan_link_order=0");
+    return job.env("LD_PRELOAD", REFUSING_CALLS).env("REFUSED_CALL", "fchmod");
+  };
+  Job captured = capturedJob();
+  expectOutcome(refuse(captured).run(), join(plainHeader(), kText, trailer()),
+                join(tmpLines(captured), kCaptureOn, kNoCaptureIn, kNoCaptureOut));
+  Job booklet = bookletJob();
+  expectOutcome(refuse(booklet).run(), "", join(threeTmpLines(booklet), kNoFile, kFatal), 1);
+  Job logged = loggedJob();
+  expectOutcome(refuse(logged).run(), join(plainHeader(), kText, trailer()), tmpLines(logged));
+  EXPECT_NE(readFile(logged.tmpFile("debug.log")), "");
+}
 
 // A program that the filter never starts would not get hold of its files either.
 TEST(OpenFiles, AreClosedOnExec) {

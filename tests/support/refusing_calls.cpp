@@ -1,6 +1,7 @@
 // Loaded into the filter ahead of the C library. REFUSED_CALL names what fails as it does on a
 // system that lacks or forbids it:
 //   tee, splice    always
+//   fchmod         always, as on a disk that knows no permissions
 //   pipe size      a larger pipe is not granted; a look into a small one then ends the process
 //   copy           what tee has shown first can be read to its half only
 // A run in which nothing was refused ends with status 97.
@@ -10,6 +11,7 @@
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -64,6 +66,11 @@ EXPORTED ssize_t tee(int from, int to, size_t size, unsigned flags) {
 EXPORTED ssize_t splice(int from, off_t*, int to, off_t*, size_t size, unsigned flags) {
   if (refuse("splice", ENOSYS)) return -1;
   return syscall(SYS_splice, from, nullptr, to, nullptr, size, flags);
+}
+
+EXPORTED int fchmod(int descriptor, mode_t mode) {
+  if (refuse("fchmod", EPERM)) return -1;
+  return static_cast<int>(syscall(SYS_fchmod, descriptor, mode));
 }
 
 EXPORTED ssize_t read(int descriptor, void* buffer, size_t size) {
