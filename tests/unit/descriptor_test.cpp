@@ -32,6 +32,17 @@ TEST(EnlargePipe, GivesAPipeRoomForABlock) {
   enlargePipe(large.writing());
   EXPECT_EQ(fcntl(large.reading(), F_GETPIPE_SZ), 2 * static_cast<int>(kPipeSize));
 }
+
+// Whatever an earlier call has left in errno.
+TEST(MoveSome, EndsWhereThereIsNothingMoreToMove) {
+  testing::Pipe from;
+  const testing::Pipe to;
+  from.put("123");
+  from.closeWriting();
+  EXPECT_EQ(moveSome(from.reading(), to.writing(), 4), 3U);
+  errno = EINTR;
+  EXPECT_EQ(moveSome(from.reading(), to.writing(), 4), 0U);
+}
 #endif
 
 // Whatever an earlier call has left in errno.
