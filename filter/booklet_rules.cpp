@@ -172,7 +172,7 @@ void BookletRules::atPage(int pageNumber, std::string_view& line, std::string& s
 }
 
 void BookletRules::writeInstructionPage() {
-  const Descriptor page = openInstructionPage(job_);
+  const Descriptor page = openInstructionPage(job_);  // one that is not there reads as empty
   char buffer[4096];
   std::size_t n = readSome(page.get(), buffer, sizeof buffer);
   if (n == 0) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
