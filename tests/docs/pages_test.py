@@ -33,11 +33,11 @@ def code(*patterns):
 
 
 # What the filter runs, what only pjlLines shows, and the entry program.
-FILTER_CODE = code("main.cpp", "filter/*.[ch]*", "booklet/*.[ch]*", "settings/*.[ch]*",
-                   "diag/*.[ch]*", "platform/*.[ch]*", "pjl/pjl_creation.cpp")
-SETTER_CODE = code("pjl/paper_settings.cpp", "pjl/quality_settings.cpp")
-TOOL_CODE = code("tools/*.cpp")
-QUEUE_CODE = code("queue/*.[ch]*")
+FILTER_CODE = code("src/programs/jobshaper.cpp", "src/filter/*.[ch]*", "src/booklet/*.[ch]*", "src/settings/*.[ch]*",
+                   "src/diag/*.[ch]*", "src/platform/*.[ch]*", "src/pjl/pjl_creation.cpp")
+SETTER_CODE = code("src/pjl/paper_settings.cpp", "src/pjl/quality_settings.cpp")
+TOOL_CODE = code("src/programs/pjl_lines.cpp")
+QUEUE_CODE = code("src/queue/*.[ch]*", "src/programs/jobshaper_queue.cpp")
 ALL_CODE = {**FILTER_CODE, **SETTER_CODE, **TOOL_CODE, **QUEUE_CODE}
 
 
@@ -159,7 +159,7 @@ class PagesTest(unittest.TestCase):
             self.assertGreater(len(found), 4)
             for table, values in found.items():
                 self.assertTrue(values, table)
-                if table == ("pjl/paper_settings.cpp", "kManualFeedRows"):
+                if table == ("src/pjl/paper_settings.cpp", "kManualFeedRows"):
                     values = [*values, "InputSlot"]  # not those of another option
                 missing = [[value for value in values if not re.search(
                     rf"(?<![\w.]){re.escape(value)}(?!\w)", " ".join([*entry.tags, entry.text]))]
@@ -174,12 +174,12 @@ class PagesTest(unittest.TestCase):
             "]", "").split())
 
     def test_ppd_keywords(self):
-        keywords = set(re.findall(r'"(\*\w+)"', FILTER_CODE["settings/ppd_values.cpp"]))
+        keywords = set(re.findall(r'"(\*\w+)"', FILTER_CODE["src/settings/ppd_values.cpp"]))
         self.assertEqual(set(self.filter_page.tags("PPD KEYWORDS")), keywords)
 
     def test_environment(self):
         for page, files in ((self.filter_page, FILTER_CODE), (self.queue_page, QUEUE_CODE),
-                            (self.tool_page, {**TOOL_CODE, **code("platform/*.cpp")})):
+                            (self.tool_page, {**TOOL_CODE, **code("src/platform/*.cpp")})):
             names = set(re.findall(r'getenv\("(\w+)"\)', joined(files)))
             self.assertEqual(set(page.tags("ENVIRONMENT")), names)
 

@@ -40,11 +40,11 @@ def device_entries(command):
 
 
 positions = {name: f"/MediaPosition {code}"
-             for name, _, code in table("booklet/cover_queries.cpp", "kTrayRows") if code.isdigit()}
+             for name, _, code in table("src/booklet/cover_queries.cpp", "kTrayRows") if code.isdigit()}
 media = {name: f"/MediaType ({text})" for name, text in re.findall(
-    r'\{"(\w+)",\s*"([^"]+)"\}', read("filter/booklet_rules.cpp"))}
+    r'\{"(\w+)",\s*"([^"]+)"\}', read("src/filter/booklet_rules.cpp"))}
 folds = {option: device_entries(command.strip('"'))
-         for option, _, command in table("filter/booklet_rules.cpp", "kFoldRows")}
+         for option, _, command in table("src/filter/booklet_rules.cpp", "kFoldRows")}
 checks.check(len(positions) == 9 and len(media) == 20 and len(folds) == 4, "tables of the sources")
 # Types of paper that no cover has.
 media |= {"Transparency": "/MediaType (Transparency)", "Envelope": "/MediaType (Envelope)",

@@ -18,40 +18,40 @@ checks = Checks()
 # Which rows hold the choices of which option: (file, rows). The sources know the rows by the
 # option's name only in part, so it is said here; rows that no option has are found below.
 ROWS = {
-    "PageSize": [("pjl/paper_settings.cpp", "kPaperSizeRows")],  # "media" in the sources
-    "MediaType": [("pjl/paper_settings.cpp", "kMediaTypeRows")],
-    "InputSlot": [("pjl/paper_settings.cpp", "kTrayRows"),
-                  ("pjl/paper_settings.cpp", "kManualFeedRows")],
-    "SepSource": [("pjl/paper_settings.cpp", "kTrayRows")],
-    "OutputBin": [("pjl/paper_settings.cpp", "kOutputBinRows")],
-    "SepPages": [("pjl/paper_settings.cpp", "kSeparatorPageRows")],
-    "Offset": [("pjl/paper_settings.cpp", "kOffsetRows")],
-    "QvnBlankPage": [("pjl/pjl_creation.cpp", "kBlankPageRows")],
-    "PrintTo": [("pjl/pjl_creation.cpp", "kHoldRows")],
-    "TonerDarkness": [("pjl/quality_settings.cpp", "kTonerDarknessRows")],
-    "PictureGrade": [("pjl/quality_settings.cpp", "kPictureGradeRows")],
-    "ColorSaver": [("pjl/quality_settings.cpp", "kColorSaverRows")],
-    "BLW": [("pjl/quality_settings.cpp", "kBlackAndWhiteRows")],
-    "ImageSmoothing": [("pjl/quality_settings.cpp", "kImageSmoothingRows")],
-    "QvnLineDetail": [("pjl/quality_settings.cpp", "kLineDetailRows")],
-    "GrayCorrection": [("pjl/quality_settings.cpp", "kCorrectionRows")],
-    "MediaColor": [("pjl/quality_settings.cpp", "kCorrectionRows"),
-                   ("pjl/quality_settings.cpp", "kManualCorrectionRows")],
-    "ManualRGBImage": [("pjl/quality_settings.cpp", "kManualRGBRows")],
-    "ManualRGBText": [("pjl/quality_settings.cpp", "kManualRGBRows")],
-    "ManualRGBGraphics": [("pjl/quality_settings.cpp", "kManualRGBRows")],
-    "ManualCMYK": [("pjl/quality_settings.cpp", "kManualCMYKRows")],
-    "Resolution": [("pjl/quality_settings.cpp", "kResolutionRows")],
-    "QVBookletFold": [("filter/booklet_rules.cpp", "kFoldRows")],
-    "QVBookletCoverType": [("filter/booklet_rules.cpp", "kCoverMediaRows")],
-    "QVBookletCoverSource": [("booklet/cover_queries.cpp", "kTrayRows")],
+    "PageSize": [("src/pjl/paper_settings.cpp", "kPaperSizeRows")],  # "media" in the sources
+    "MediaType": [("src/pjl/paper_settings.cpp", "kMediaTypeRows")],
+    "InputSlot": [("src/pjl/paper_settings.cpp", "kTrayRows"),
+                  ("src/pjl/paper_settings.cpp", "kManualFeedRows")],
+    "SepSource": [("src/pjl/paper_settings.cpp", "kTrayRows")],
+    "OutputBin": [("src/pjl/paper_settings.cpp", "kOutputBinRows")],
+    "SepPages": [("src/pjl/paper_settings.cpp", "kSeparatorPageRows")],
+    "Offset": [("src/pjl/paper_settings.cpp", "kOffsetRows")],
+    "QvnBlankPage": [("src/pjl/pjl_creation.cpp", "kBlankPageRows")],
+    "PrintTo": [("src/pjl/pjl_creation.cpp", "kHoldRows")],
+    "TonerDarkness": [("src/pjl/quality_settings.cpp", "kTonerDarknessRows")],
+    "PictureGrade": [("src/pjl/quality_settings.cpp", "kPictureGradeRows")],
+    "ColorSaver": [("src/pjl/quality_settings.cpp", "kColorSaverRows")],
+    "BLW": [("src/pjl/quality_settings.cpp", "kBlackAndWhiteRows")],
+    "ImageSmoothing": [("src/pjl/quality_settings.cpp", "kImageSmoothingRows")],
+    "QvnLineDetail": [("src/pjl/quality_settings.cpp", "kLineDetailRows")],
+    "GrayCorrection": [("src/pjl/quality_settings.cpp", "kCorrectionRows")],
+    "MediaColor": [("src/pjl/quality_settings.cpp", "kCorrectionRows"),
+                   ("src/pjl/quality_settings.cpp", "kManualCorrectionRows")],
+    "ManualRGBImage": [("src/pjl/quality_settings.cpp", "kManualRGBRows")],
+    "ManualRGBText": [("src/pjl/quality_settings.cpp", "kManualRGBRows")],
+    "ManualRGBGraphics": [("src/pjl/quality_settings.cpp", "kManualRGBRows")],
+    "ManualCMYK": [("src/pjl/quality_settings.cpp", "kManualCMYKRows")],
+    "Resolution": [("src/pjl/quality_settings.cpp", "kResolutionRows")],
+    "QVBookletFold": [("src/filter/booklet_rules.cpp", "kFoldRows")],
+    "QVBookletCoverType": [("src/filter/booklet_rules.cpp", "kCoverMediaRows")],
+    "QVBookletCoverSource": [("src/booklet/cover_queries.cpp", "kTrayRows")],
 }
 # Two options for one setting, of which a PPD file has one; their choices are one table.
 SMALL_TEXT = ["QvnDoubleStomp", "QvnPixelBoost"]
-SMALL_TEXT_ROWS = ("pjl/pjl_creation.cpp", "kSmallFontRows")
+SMALL_TEXT_ROWS = ("src/pjl/pjl_creation.cpp", "kSmallFontRows")
 NOT_OF_OPTIONS = {
-    ("pjl/quality_settings.cpp", "kRotatePaperRows"),  # of an option that is left out
-    ("pjl/pjl_creation.cpp", "kAccountingRows"),       # these are options, read below
+    ("src/pjl/quality_settings.cpp", "kRotatePaperRows"),  # of an option that is left out
+    ("src/pjl/pjl_creation.cpp", "kAccountingRows"),       # these are options, read below
 }
 
 SCALE = {str(n) for n in range(-5, 6)}
@@ -93,7 +93,7 @@ def read(name):
 rows = {}
 option_names = set()
 files = [path[len(source) + 1:] for folder in ("pjl", "filter", "booklet", "settings")
-         for path in glob.glob(f"{source}/{folder}/*.[ch]*")]
+         for path in glob.glob(f"{source}/src/{folder}/*.[ch]*")]
 for name in files:
     text = re.sub(r"//.*", "", read(name))
     for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text, re.DOTALL):
@@ -102,7 +102,7 @@ for name in files:
         r'(?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([^"]+)"', text))
     option_names |= set(re.findall(r'constexpr std::string_view k\w+Option =\s*"([^"]+)"', text))
     option_names |= set(re.findall(r'addOption\(\s*"([^"]+)"', text))
-option_names |= set(rows["pjl/pjl_creation.cpp", "kAccountingRows"])
+option_names |= set(rows["src/pjl/pjl_creation.cpp", "kAccountingRows"])
 option_names -= {"media"}
 option_names |= {"PageSize"}  # "media" names one of its choices
 checks.check(len(option_names) > 45, f"only {len(option_names)} options are found in the sources")

@@ -166,9 +166,9 @@ std::set<std::string> namesInSources() {
   const std::regex pattern(
       R"re((?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([A-Za-z]+)"|\{"(JA[A-Z]+)")re");
   const std::filesystem::path sources = SOURCE_FOLDER;
-  std::vector<std::filesystem::path> files = {sources / "pjl/pjl_creation.cpp"};
+  std::vector<std::filesystem::path> files = {sources / "src/pjl/pjl_creation.cpp"};
   for (const char* folder : {"filter", "booklet"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(sources / folder)) {
+    for (const auto& entry : std::filesystem::directory_iterator(sources / "src" / folder)) {
       files.push_back(entry.path());
     }
   }

@@ -19,7 +19,7 @@ from recorded_cups import RecordedCups
 def main(build, work, file, *options):
     build, work = pathlib.Path(build), pathlib.Path(work)
     printer = listener.Listener()
-    cups = RecordedCups(build / "jobshaper", build / "queue" / "jobshaper-queue",
+    cups = RecordedCups(build / "jobshaper", build / "jobshaper-queue",
                         build / "tests" / "queue" / "recorder")
     try:
         cups.start()
