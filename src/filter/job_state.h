@@ -13,7 +13,8 @@
 
 namespace jobshaper {
 
-// The filter's own version, as the usage message and the log show it.
+// The filter's own version, as the usage message and the log show it: the project's without its
+// last number.
 inline constexpr char kFilterVersion[] = "3.9";
 
 struct JobState {
