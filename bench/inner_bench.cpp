@@ -1,4 +1,4 @@
-// The search for trigger texts and the rules alone, over jobs in memory: to steer by while working
+// The search for triggers and the rules alone, over jobs in memory: to steer by while working
 // on them. No start-up, no reading, and what is written goes to /dev/null.
 //
 //   inner_bench [Google Benchmark's options] JOB ...
@@ -40,9 +40,8 @@ std::vector<std::string_view> regionsOf(std::string_view job) {
   return regions;
 }
 
-constexpr TriggerSet kPlainJob =
-    static_cast<TriggerSet>(triggerSet(kUniversalExitLanguage) | triggerSet("@PJL ") |
-                            triggerSet("InputSlot") | triggerSet("sfcl{"));
+constexpr TriggerSet kPlainJob = triggerSet(triggers::kExitString) | triggerSet(triggers::kPjl) |
+                                 triggerSet(triggers::kInputSlot) | triggerSet(triggers::kSfcl);
 
 // As in the body of a job, where the rules that fire once have fired.
 template <std::size_t (*find)(std::string_view, TriggerSet)>

@@ -181,7 +181,9 @@ void checkMessages(std::string_view messages, const Folders& folders) {
   }
 }
 
-bool holdsTrigger(std::string_view bytes) { return findTrigger(bytes, 0xFFFF) != bytes.npos; }
+bool holdsTrigger(std::string_view bytes) {
+  return findTrigger(bytes, kEveryTrigger) != bytes.npos;
+}
 
 void checkOutput(const Job& job, int status, std::string_view out, std::string_view messages,
                  const Folders& folders) {

@@ -1,4 +1,4 @@
-// The rules of the line loop: the search ahead of them must give what the plain loop gives, piece
+// The rules of the line loop: the search before them must give what the plain loop gives, piece
 // by piece, however the job is cut by its reads.
 //
 // Input: four settings (options, booklet, page count, cuts), then the job.
@@ -63,8 +63,8 @@ std::size_t upTo(std::size_t limit, unsigned& random) {
 
 // Both ways to search, with any set of texts to look for.
 void compareSearches(std::string_view job, unsigned random) {
-  const auto watched = static_cast<TriggerSet>(upTo(0xFFFF, random));
-  FUZZ_CHECK(findTrigger(job, watched) == findTriggerPlain(job, watched));
+  const auto wanted = static_cast<TriggerSet>(upTo(0xFFFF, random));
+  FUZZ_CHECK(findTrigger(job, wanted) == findTriggerPlain(job, wanted));
 }
 
 void runPlain(StreamRewriter& rewriter, std::string_view job) {

@@ -217,7 +217,7 @@ void dumpDictBody(const char* function, int line, const char* label, plist_t obj
   if (list) list->to_xml(object, &xml, &length);
   const std::string text = formatted("%s L%d: %s\n%.*s", function, line, label,
                                      static_cast<int>(length), xml ? xml : "");
-  if (xml) list->to_xml_free(xml);
+  if (xml) list->mem_free(xml);
   sendDump(function, line, text, "dumpDictBody", 237);
 }
 

@@ -17,7 +17,8 @@ bool load(PropertyListLibrary& list) {
   void* const library = ::dlopen(JOBSHAPER_PLIST_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
   return library && resolve(library, "plist_from_xml", list.from_xml) &&
          resolve(library, "plist_to_xml", list.to_xml) &&
-         resolve(library, "plist_to_xml_free", list.to_xml_free) &&
+         (resolve(library, "plist_mem_free", list.mem_free) ||
+          resolve(library, "plist_to_xml_free", list.mem_free)) &&
          resolve(library, "plist_free", list.free) &&
          resolve(library, "plist_get_node_type", list.get_node_type) &&
          resolve(library, "plist_dict_get_item", list.dict_get_item) &&

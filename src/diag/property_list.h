@@ -10,7 +10,7 @@ namespace jobshaper {
 struct PropertyListLibrary {
   decltype(&plist_from_xml) from_xml;
   decltype(&plist_to_xml) to_xml;
-  decltype(&plist_to_xml_free) to_xml_free;
+  void (*mem_free)(void*);  // its name before libplist 2.3: plist_to_xml_free
   decltype(&plist_free) free;
   decltype(&plist_get_node_type) get_node_type;
   decltype(&plist_dict_get_item) dict_get_item;

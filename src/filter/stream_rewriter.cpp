@@ -15,8 +15,6 @@ namespace {
 
 constexpr std::int32_t kLastVersionWithoutPosterCollate = 0x103F;
 
-constexpr std::string_view kFoldOption = "QVBookletFold";
-
 // Real features have some hundred bytes.
 constexpr std::size_t kLongestBlockInMemory = 256 * 1024;
 
@@ -25,6 +23,10 @@ constexpr std::string_view kRetentionModes[] = {
 };
 
 bool contains(std::string_view line, std::string_view text) { return line.find(text) != line.npos; }
+
+bool contains(std::string_view line, const Trigger& trigger) {
+  return contains(line, trigger.text);
+}
 
 bool isTrue(std::optional<std::string_view> value) {
   return value && equalsIgnoringCase(*value, "true");
@@ -42,24 +44,25 @@ StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
   LogInfoBody("main", __LINE__, "Initialized begin and end markers.");
 }
 
-std::optional<TriggerSet> StreamRewriter::watchedTexts() const {
+std::optional<TriggerSet> StreamRewriter::wantedTriggers() const {
   const bool pending = state_.skipCount > 0 || state_.dropUntilDuplexer ||
                        (state_.collectingPageSize && !state_.pageSizeDone) ||
                        state_.inputSlotPending;
   if (pending) return std::nullopt;
   // A rule that fires once is looked for until it has; the others only in jobs that know them.
-  unsigned watched =
-      triggerSet(kUniversalExitLanguage) | triggerSet("@PJL ") | triggerSet("InputSlot");
-  if (!state_.sfclFound) watched |= triggerSet("sfcl{");
-  if (!state_.jobPatchHandled) watched |= triggerSet("JobPatchFile");
+  TriggerSet wanted = triggerSet(triggers::kExitString) | triggerSet(triggers::kPjl) |
+                      triggerSet(triggers::kInputSlot);
+  if (!state_.sfclFound) wanted |= triggerSet(triggers::kSfcl);
+  if (!state_.jobPatchHandled) wanted |= triggerSet(triggers::kJobPatch);
   if (!state_.pageSizeDone) {
-    watched |= triggerSet("PageRegion") | triggerSet("CustomPageSize") | triggerSet("*PageSize");
+    wanted |= triggerSet(triggers::kPageRegion) | triggerSet(triggers::kCustomPageSize) |
+              triggerSet(triggers::kPageSize);
   }
-  if (!state_.prologPatched) watched |= triggerSet("%%BeginProlog");
-  if (retained_) watched |= triggerSet("%RBINumCopies: ");
-  if (posterCollate_) watched |= triggerSet("/Collate");
-  if (job_.bookletMode) watched |= triggerSet("%%Page:") | triggerSet("QVBookletFold");
-  return static_cast<TriggerSet>(watched);
+  if (!state_.prologPatched) wanted |= triggerSet(triggers::kProlog);
+  if (retained_) wanted |= triggerSet(triggers::kRetainedCopies);
+  if (posterCollate_) wanted |= triggerSet(triggers::kCollate);
+  if (job_.bookletMode) wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kFold);
+  return wanted;
 }
 
 void StreamRewriter::passUntouched(std::string_view pieces) {
@@ -70,8 +73,8 @@ void StreamRewriter::passUntouched(std::string_view pieces) {
 bool StreamRewriter::handleAll(std::string_view pieces) {
   while (!pieces.empty()) {
     std::string_view piece;
-    if (const auto watched = watchedTexts()) {
-      const std::size_t trigger = findTrigger(pieces, *watched);
+    if (const auto wanted = wantedTriggers()) {
+      const std::size_t trigger = findTrigger(pieces, *wanted);
       if (trigger == pieces.npos) break;
       piece = pieceAround(pieces, trigger);
     } else {
@@ -129,7 +132,7 @@ StreamRewriter::Fate StreamRewriter::rewrite(std::string_view& line) {
 // Some systems wrap features in sfcl{ ... }efcl. From the first such line on, the blocks that
 // the filter itself writes are wrapped the same way.
 void StreamRewriter::noteBlockStyle(std::string_view line) {
-  if (state_.sfclFound || !contains(line, "sfcl{")) return;
+  if (state_.sfclFound || !contains(line, triggers::kSfcl)) return;
   LogInfoBody("main", __LINE__, "Found sfcl{ marker. Resetting begin and end markers.");
   state_.beginMarker = "sfcl{\n";
   state_.endMarker = "}efcl\n";
@@ -143,13 +146,14 @@ bool StreamRewriter::isBeforeDuplexer(std::string_view line) const {
 
 // Old systems send posters uncollated, whatever the user chose.
 void StreamRewriter::forcePosterCollate(std::string_view& line) const {
-  if (posterCollate_ && contains(line, "/Collate")) line = "<< /Collate true >> setpagedevice\n";
+  if (posterCollate_ && contains(line, triggers::kCollate))
+    line = "<< /Collate true >> setpagedevice\n";
 }
 
 // The job's own JobPatchFile feature is this line and the two after it; the filter puts its own
 // into the prolog. A later one is left alone.
 bool StreamRewriter::startsJobPatch(std::string_view line) {
-  if (state_.jobPatchHandled || !contains(line, "JobPatchFile")) return false;
+  if (state_.jobPatchHandled || !contains(line, triggers::kJobPatch)) return false;
   state_.jobPatchHandled = true;
   state_.skipCount = 2;
   state_.dropUntilDuplexer = false;
@@ -160,8 +164,8 @@ bool StreamRewriter::startsJobPatch(std::string_view line) {
 // marker stands on the line before the one that tells which feature it is.
 void StreamRewriter::collectPageSize(std::string_view line) {
   if (state_.pageSizeDone) return;
-  if (contains(line, "PageRegion") || contains(line, "CustomPageSize") ||
-      contains(line, "*PageSize")) {
+  if (contains(line, triggers::kPageRegion) || contains(line, triggers::kCustomPageSize) ||
+      contains(line, triggers::kPageSize)) {
     state_.pageSizeBlock = state_.beginMarker;
     pageSizeRest_.clear();
     foldInPageSizeRest_ = false;
@@ -185,7 +189,8 @@ void StreamRewriter::addToPageSize(std::string_view text) {
       state_.pageSizeBlock->append(text);
       return;
     }
-    pageSizeEnd_ = state_.pageSizeBlock->substr(state_.pageSizeBlock->size() - kFoldOption.size());
+    pageSizeEnd_ =
+        state_.pageSizeBlock->substr(state_.pageSizeBlock->size() - triggers::kFold.text.size());
   }
   if (!pageSizeRest_.append(text)) {
     pageSizeRest_.clear();
@@ -193,15 +198,15 @@ void StreamRewriter::addToPageSize(std::string_view text) {
     return;
   }
   pageSizeEnd_.append(text);
-  foldInPageSizeRest_ |= contains(pageSizeEnd_, kFoldOption);
-  pageSizeEnd_.erase(0, pageSizeEnd_.size() - kFoldOption.size());
+  foldInPageSizeRest_ |= contains(pageSizeEnd_, triggers::kFold);
+  pageSizeEnd_.erase(0, pageSizeEnd_.size() - triggers::kFold.text.size());
 }
 
 // Choosing a paper source makes the printer forget the page size, so the page-size feature is
 // repeated behind every paper-source feature that follows it. The first closing line stays in
 // front of the block for all repetitions.
 void StreamRewriter::repeatPageSize(std::string_view& line) {
-  if (contains(line, "InputSlot")) state_.inputSlotPending = true;
+  if (contains(line, triggers::kInputSlot)) state_.inputSlotPending = true;
   if (!state_.inputSlotPending) return;
   if (!contains(line, state_.sfclFound ? "}efcl" : "cleartomark")) return;
   state_.inputSlotPending = false;
@@ -214,7 +219,7 @@ void StreamRewriter::repeatPageSize(std::string_view& line) {
 }
 
 void StreamRewriter::countPage(std::string_view& line) {
-  if (!line.starts_with("%%Page:")) return;
+  if (!line.starts_with(triggers::kPage.text)) return;
   ++state_.pageNumber;
   if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line, suffix_);
 }
@@ -222,7 +227,7 @@ void StreamRewriter::countPage(std::string_view& line) {
 // A retained job is printed again from the printer's disk, which needs its copies collated by
 // the interpreter.
 void StreamRewriter::collateRetained(std::string_view& line) {
-  if (!retained_ || !line.starts_with("%RBINumCopies: ")) return;
+  if (!retained_ || !line.starts_with(triggers::kRetainedCopies.text)) return;
   collated_ = "%!\n%Set collate copies = copy:\n<< /CollatedCopies ";
   collated_ += job_.jobOptions.getValue(kCopiesOption).value_or("(null)");
   collated_ += " >> setuserparams\n%EndUserSetup\n";
@@ -232,7 +237,7 @@ void StreamRewriter::collateRetained(std::string_view& line) {
 
 // The marker feature tells the printer's patch files which driver made the job.
 void StreamRewriter::patchProlog(std::string_view& line) {
-  if (state_.prologPatched || !line.starts_with("%%BeginProlog")) return;
+  if (state_.prologPatched || !line.starts_with(triggers::kProlog.text)) return;
   line =
       "%%BeginProlog\n"
       "%%BeginFeature: *JobPatchFile 1\n"
@@ -245,14 +250,14 @@ void StreamRewriter::patchProlog(std::string_view& line) {
 // The filter's fold command replaces the code of the PPD's fold feature, which ends at the
 // duplexer line.
 void StreamRewriter::foldBooklet(std::string_view line) {
-  state_.dropUntilDuplexer =
-      job_.bookletMode && (contains(line, kFoldOption) || (restFollows_ && foldInPageSizeRest_));
+  state_.dropUntilDuplexer = job_.bookletMode && (contains(line, triggers::kFold) ||
+                                                  (restFollows_ && foldInPageSizeRest_));
   if (state_.dropUntilDuplexer) booklet_.fold(suffix_);
 }
 
 // The filter's own header and trailer are the only PJL of the job.
 bool StreamRewriter::isJobPjl(std::string_view line) const {
-  return line.starts_with(job_.uelString) || line.starts_with("@PJL ");
+  return line.starts_with(job_.uelString) || line.starts_with(triggers::kPjl.text);
 }
 
 }  // namespace jobshaper

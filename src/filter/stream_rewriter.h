@@ -45,8 +45,8 @@ class StreamRewriter {
 
   const RewriteState& state() const { return state_; }
 
-  // The texts that can make a rule act in the present state; none when every line can.
-  std::optional<TriggerSet> watchedTexts() const;
+  // The triggers that can make a rule act in the present state; none when every line can.
+  std::optional<TriggerSet> wantedTriggers() const;
 
  private:
   enum class Fate { write, drop };

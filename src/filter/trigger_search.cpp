@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <iterator>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -13,14 +12,12 @@ namespace jobshaper {
 
 namespace {
 
-static_assert(std::size(kTriggers) <= 16, "one bit each");
-
 bool standsAt(std::string_view bytes, std::size_t position, std::string_view text) {
   return bytes.substr(position).starts_with(text);
 }
 
-// The plain search. Only every fourth pair of neighbouring bytes is looked at: a text of five
-// bytes covers one of them wherever it stands, as one of its own first four pairs.
+// The plain search. It looks at every fourth pair of adjacent bytes only: a text of five bytes
+// covers one of them wherever it is, as one of its own first four pairs.
 constexpr std::size_t kStep = 4;
 static_assert(std::ranges::all_of(kTriggers, [](const Trigger& trigger) {
   return trigger.text.size() > kStep;
@@ -34,27 +31,30 @@ constexpr std::size_t entryOf(unsigned char first, unsigned char second) {
   return (first * 33U ^ second * 4U) % kEntries;
 }
 
-// For each entry the texts that have such a pair among their first four.
-constexpr std::array<TriggerSet, kEntries> pairTable() {
-  std::array<TriggerSet, kEntries> table{};
-  for (const Trigger& trigger : kTriggers) {
+// For each entry the triggers that have such a pair among their first four.
+using PairTable = std::array<std::uint16_t, kEntries>;
+static_assert(kEveryTrigger <= 0xFFFF);
+
+constexpr PairTable pairTable() {
+  PairTable table{};
+  for (std::size_t t = 0; t < kTriggers.size(); ++t) {
+    const std::string_view text = kTriggers[t].text;
     for (std::size_t i = 0; i < kStep; ++i) {
-      TriggerSet& entry = table[entryOf(static_cast<unsigned char>(trigger.text[i]),
-                                        static_cast<unsigned char>(trigger.text[i + 1]))];
-      entry = static_cast<TriggerSet>(entry | triggerSet(trigger.text));
+      std::uint16_t& entry = table[entryOf(static_cast<unsigned char>(text[i]),
+                                           static_cast<unsigned char>(text[i + 1]))];
+      entry = static_cast<std::uint16_t>(entry | 1U << t);
     }
   }
   return table;
 }
 
-constexpr std::array<TriggerSet, kEntries> kPairTable = pairTable();
+constexpr PairTable kPairTable = pairTable();
 
-// The first place among the last four up to `at` where one of these texts stands.
+// The first place among the last four up to `at` where one of these triggers begins.
 std::size_t confirmPair(std::string_view bytes, std::size_t at, TriggerSet candidates) {
   const std::size_t first = at - std::min(at, kStep - 1);
   for (std::size_t begin = first; begin <= at; ++begin) {
-    for (TriggerSet rest = candidates; rest != 0;
-         rest = static_cast<TriggerSet>(rest & (rest - 1))) {
+    for (TriggerSet rest = candidates; rest != 0; rest &= rest - 1) {
       if (standsAt(bytes, begin, kTriggers[__builtin_ctz(rest)].text)) return begin;
     }
   }
@@ -63,11 +63,10 @@ std::size_t confirmPair(std::string_view bytes, std::size_t at, TriggerSet candi
 
 }  // namespace
 
-std::size_t findTriggerPlain(std::string_view bytes, TriggerSet watched) {
+std::size_t findTriggerPlain(std::string_view bytes, TriggerSet wanted) {
   const auto* const data = reinterpret_cast<const unsigned char*>(bytes.data());
   for (std::size_t at = 0; at + 1 < bytes.size(); at += kStep) {
-    const TriggerSet candidates =
-        static_cast<TriggerSet>(kPairTable[entryOf(data[at], data[at + 1])] & watched);
+    const TriggerSet candidates = kPairTable[entryOf(data[at], data[at + 1])] & wanted;
     if (candidates == 0) [[likely]]
       continue;
     const std::size_t found = confirmPair(bytes, at, candidates);
@@ -80,18 +79,23 @@ std::size_t findTriggerPlain(std::string_view bytes, TriggerSet watched) {
 
 namespace {
 
-// The search with vectors looks for the marks at 64 places at once. A byte of a mark is
-// recognised by its two halves: each half looks up the set of texts that have it there, and only
-// texts that all six sets have in common are left. A set has a bit for two neighbouring texts.
-constexpr std::size_t kMark = 3;
+// The search with vectors looks for the fingerprints at 64 places at once. A byte of a fingerprint
+// is recognized by its two halves: each half looks up the set of triggers that have it there, and
+// only triggers that all six sets have in common are left. These sets have one bit for each two
+// neighbors in kTriggers.
+constexpr std::size_t kFingerprint = 3;
+static_assert(kTriggers.size() <= 2 * 8);
 constexpr std::size_t kVector = 32;
 constexpr std::size_t kLongestText =
     std::ranges::max(kTriggers, {}, [](const Trigger& t) { return t.text.size(); }).text.size();
 
-constexpr std::size_t markOffset(const Trigger& trigger) { return trigger.text.find(trigger.mark); }
+constexpr std::size_t fingerprintOffset(const Trigger& trigger) {
+  return trigger.text.find(trigger.fingerprint);
+}
 
 static_assert(std::ranges::all_of(kTriggers, [](const Trigger& trigger) {
-  return trigger.mark.size() == kMark && markOffset(trigger) != std::string_view::npos;
+  return trigger.fingerprint.size() == kFingerprint &&
+         fingerprintOffset(trigger) != std::string_view::npos;
 }));
 
 struct HalfTables {
@@ -99,12 +103,12 @@ struct HalfTables {
   alignas(16) std::array<std::uint8_t, 16> high{};
 };
 
-constexpr std::array<HalfTables, kMark> halfTables() {
-  std::array<HalfTables, kMark> tables{};
-  for (std::size_t i = 0; i < std::size(kTriggers); ++i) {
+constexpr std::array<HalfTables, kFingerprint> halfTables() {
+  std::array<HalfTables, kFingerprint> tables{};
+  for (std::size_t i = 0; i < kTriggers.size(); ++i) {
     const auto bit = static_cast<std::uint8_t>(1U << i / 2);
-    for (std::size_t k = 0; k < kMark; ++k) {
-      const auto byte = static_cast<unsigned char>(kTriggers[i].mark[k]);
+    for (std::size_t k = 0; k < kFingerprint; ++k) {
+      const auto byte = static_cast<unsigned char>(kTriggers[i].fingerprint[k]);
       tables[k].low[byte % 16] |= bit;
       tables[k].high[byte / 16] |= bit;
     }
@@ -112,24 +116,22 @@ constexpr std::array<HalfTables, kMark> halfTables() {
   return tables;
 }
 
-constexpr std::array<HalfTables, kMark> kHalfTables = halfTables();
+constexpr std::array<HalfTables, kFingerprint> kHalfTables = halfTables();
 
-constexpr TriggerSet kEveryTrigger = (1U << std::size(kTriggers)) - 1;
-
-// Which bits of the tables stand for watched texts.
-std::uint8_t tableBits(TriggerSet watched) {
+// Which bits of the tables stand for wanted triggers.
+std::uint8_t tableBits(TriggerSet wanted) {
   unsigned bits = 0;
-  for (unsigned i = 0; i < 8; ++i) bits |= (watched >> 2 * i & 3U) != 0 ? 1U << i : 0;
+  for (unsigned i = 0; i < 8; ++i) bits |= (wanted >> 2 * i & 3U) != 0 ? 1U << i : 0;
   return static_cast<std::uint8_t>(bits);
 }
 
-// Where the watched text begins that has its mark at `at`. Not inlined: the loop that calls it
-// needs all registers.
-[[gnu::noinline]] std::size_t confirmMark(std::string_view bytes, std::size_t at,
-                                          TriggerSet watched) {
-  for (TriggerSet rest = watched; rest != 0; rest = static_cast<TriggerSet>(rest & (rest - 1))) {
+// Where the wanted trigger begins that has its fingerprint at `at`. Not inlined: the loop that
+// calls it needs all registers.
+[[gnu::noinline]] std::size_t confirmFingerprint(std::string_view bytes, std::size_t at,
+                                                 TriggerSet wanted) {
+  for (TriggerSet rest = wanted; rest != 0; rest &= rest - 1) {
     const Trigger& trigger = kTriggers[__builtin_ctz(rest)];
-    const std::size_t offset = markOffset(trigger);
+    const std::size_t offset = fingerprintOffset(trigger);
     if (at >= offset && standsAt(bytes, at - offset, trigger.text)) return at - offset;
   }
   return std::string_view::npos;
@@ -148,19 +150,19 @@ std::uint8_t tableBits(TriggerSet watched) {
 
 }  // namespace
 
-[[gnu::target("avx2")]] std::size_t findTriggerAvx2(std::string_view bytes, TriggerSet watched) {
-  watched &= kEveryTrigger;
-  const __m256i bits = _mm256_set1_epi8(static_cast<char>(tableBits(watched)));
+[[gnu::target("avx2")]] std::size_t findTriggerAvx2(std::string_view bytes, TriggerSet wanted) {
+  wanted &= kEveryTrigger;
+  const __m256i bits = _mm256_set1_epi8(static_cast<char>(tableBits(wanted)));
   const __m256i half = _mm256_set1_epi8(0x0f);
-  // Texts that are not watched leave the first table, which takes them out of every result.
+  // Triggers that are not wanted leave the first table, which takes them out of every result.
   const __m256i low0 = _mm256_and_si256(twice(kHalfTables[0].low), bits);
   const __m256i low1 = twice(kHalfTables[1].low);
   const __m256i low2 = twice(kHalfTables[2].low);
   const __m256i high0 = twice(kHalfTables[0].high);
   const __m256i high1 = twice(kHalfTables[1].high);
   const __m256i high2 = twice(kHalfTables[2].high);
-  // A byte of 0x80 or more, which no mark has, finds nothing in a low table: the shuffle answers
-  // 0 when the highest bit is set.
+  // A byte of 0x80 or more, which no fingerprint has, finds nothing in a low table: the shuffle
+  // answers 0 when the highest bit is set.
   const auto textsAt = [&](const char* at) __attribute__((target("avx2"), always_inline)) {
     const __m256i byte0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));
     const __m256i byte1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at + 1));
@@ -175,7 +177,7 @@ std::uint8_t tableBits(TriggerSet watched) {
   };
 
   std::size_t at = 0;
-  for (; at + 2 * kVector + kMark - 1 <= bytes.size(); at += 2 * kVector) {
+  for (; at + 2 * kVector + kFingerprint - 1 <= bytes.size(); at += 2 * kVector) {
     const __m256i first = textsAt(bytes.data() + at);
     const __m256i second = textsAt(bytes.data() + at + kVector);
     const __m256i any = _mm256_or_si256(first, second);
@@ -184,13 +186,13 @@ std::uint8_t tableBits(TriggerSet watched) {
     for (std::uint64_t places = placesOf(first) | placesOf(second) << kVector; places != 0;
          places &= places - 1) {
       const auto place = static_cast<std::size_t>(__builtin_ctzll(places));
-      const std::size_t found = confirmMark(bytes, at + place, watched);
+      const std::size_t found = confirmFingerprint(bytes, at + place, wanted);
       if (found != bytes.npos) return found;
     }
   }
-  // A text in the rest may begin before the marks that have been looked at.
+  // A trigger in the rest may begin before the fingerprints that have been looked at.
   const std::size_t rest = at - std::min(at, kLongestText);
-  const std::size_t found = findTriggerPlain(bytes.substr(rest), watched);
+  const std::size_t found = findTriggerPlain(bytes.substr(rest), wanted);
   return found == bytes.npos ? found : rest + found;
 }
 
@@ -198,11 +200,11 @@ bool hasAvx2() { return __builtin_cpu_supports("avx2"); }
 
 #endif
 
-std::size_t findTrigger(std::string_view bytes, TriggerSet watched) {
+std::size_t findTrigger(std::string_view bytes, TriggerSet wanted) {
 #if defined(__x86_64__)
-  if (hasAvx2()) return findTriggerAvx2(bytes, watched);
+  if (hasAvx2()) return findTriggerAvx2(bytes, wanted);
 #endif
-  return findTriggerPlain(bytes, watched);
+  return findTriggerPlain(bytes, wanted);
 }
 
 }  // namespace jobshaper

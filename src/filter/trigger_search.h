@@ -1,9 +1,14 @@
-// The texts that can make a rule act, and a search for them ahead of the rules: what lies before
-// the next such text passes untouched.
+// The triggers: texts that can make a rule act. What lies before the next one passes the rules
+// untouched, so the search for it comes first.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
+
+#include "pjl/pjl_creation.h"
 
 namespace jobshaper {
 
@@ -11,50 +16,72 @@ struct Trigger {
   // What its rule looks for, or what the rule's line begins with.
   std::string_view text;
   // Three bytes of the text that are rare in jobs.
-  std::string_view mark;
+  std::string_view fingerprint;
 };
 
-// Every text has five bytes or more, and none can begin inside another; the search relies on
-// both. Neighbours share an entry of its tables, so they are watched at the same times.
+namespace triggers {
 // clang-format off
-inline constexpr Trigger kTriggers[] = {
-    {"\x1b%-12345X", "\x1b%-"},  // exit string of the job's own PJL
-    {"@PJL ", "PJL"},
-    {"InputSlot", "tSl"},
-    {"sfcl{", "cl{"},
-    {"PageRegion", "eRe"},
-    {"CustomPageSize", "mPa"},
-    {"*PageSize", "*Pa"},
-    {"JobPatchFile", "hFi"},
-    {"%%BeginProlog", "nPr"},
-    {"%RBINumCopies: ", "BIN"},
-    {"/Collate", "/Co"},
-    {"%%Page:", "%Pa"},
-    {"QVBookletFold", "QVB"},
-};
+inline constexpr Trigger
+    kExitString{kUniversalExitLanguage, "\x1b%-"},  // of the job's own PJL
+    kPjl{"@PJL ", "PJL"},
+    kInputSlot{"InputSlot", "tSl"},
+    kSfcl{"sfcl{", "cl{"},
+    kPageRegion{"PageRegion", "eRe"},
+    kCustomPageSize{"CustomPageSize", "mPa"},
+    kPageSize{"*PageSize", "*Pa"},
+    kJobPatch{"JobPatchFile", "hFi"},
+    kProlog{"%%BeginProlog", "nPr"},
+    kRetainedCopies{"%RBINumCopies: ", "BIN"},
+    kCollate{"/Collate", "/Co"},
+    kPage{"%%Page:", "%Pa"},
+    kFold{"QVBookletFold", "QVB"};
 // clang-format on
+}  // namespace triggers
 
-// Bit i stands for kTriggers[i].
-using TriggerSet = std::uint16_t;
+inline constexpr std::array kTriggers = {
+    triggers::kExitString,     triggers::kPjl,        triggers::kInputSlot,
+    triggers::kSfcl,           triggers::kPageRegion, triggers::kCustomPageSize,
+    triggers::kPageSize,       triggers::kJobPatch,   triggers::kProlog,
+    triggers::kRetainedCopies, triggers::kCollate,    triggers::kPage,
+    triggers::kFold,
+};
 
-inline constexpr TriggerSet triggerSet(std::string_view text) {
-  TriggerSet bit = 1;
-  for (const Trigger& trigger : kTriggers) {
-    if (trigger.text == text) return bit;
-    bit = static_cast<TriggerSet>(bit << 1);
+// Whether the second text can begin inside the first, or where it begins.
+constexpr bool overlap(const Trigger& first, const Trigger& second) {
+  for (std::size_t i = &first == &second ? 1 : 0; i < first.text.size(); ++i) {
+    const std::string_view rest = first.text.substr(i);
+    if (rest.starts_with(second.text) || second.text.starts_with(rest)) return true;
   }
-  return 0;
+  return false;
 }
 
-// Where in `bytes` the first of the watched texts stands whole; npos when none does.
-std::size_t findTrigger(std::string_view bytes, TriggerSet watched);
+// The search takes the first fingerprint for that of the first trigger.
+static_assert(std::ranges::none_of(kTriggers, [](const Trigger& first) {
+  return std::ranges::any_of(kTriggers,
+                             [&](const Trigger& second) { return overlap(first, second); });
+}));
+
+// Bit i stands for kTriggers[i].
+using TriggerSet = std::uint32_t;
+
+inline constexpr TriggerSet kEveryTrigger = (TriggerSet{1} << kTriggers.size()) - 1;
+
+// The set of one trigger. A trigger that the table lacks does not compile.
+consteval TriggerSet triggerSet(const Trigger& trigger) {
+  for (std::size_t i = 0;; ++i) {
+    if (kTriggers[i].text == trigger.text) return TriggerSet{1} << i;
+  }
+}
+
+// Where in `bytes` the first of the wanted triggers begins that is there whole; npos when none is.
+std::size_t findTrigger(std::string_view bytes, TriggerSet wanted);
 
 // The ways to search, all with the same answers; findTrigger() takes the fastest that the
 // machine knows.
-std::size_t findTriggerPlain(std::string_view bytes, TriggerSet watched);
+std::size_t findTriggerPlain(std::string_view bytes, TriggerSet wanted);
 #if defined(__x86_64__)
 // For machines with AVX2 only.
-std::size_t findTriggerAvx2(std::string_view bytes, TriggerSet watched);
+std::size_t findTriggerAvx2(std::string_view bytes, TriggerSet wanted);
 bool hasAvx2();
 #endif
 

@@ -1,5 +1,5 @@
-// What the search ahead of the rules looks for: all that can make a rule act, and no more, since
-// every text that is looked for in vain hands lines to the rules that they leave alone.
+// What the search before the rules looks for: all that can make a rule act, and no more, since
+// every trigger that is looked for in vain hands lines to the rules that they leave alone.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
@@ -32,24 +32,24 @@ Texts without(Texts texts, const Texts& fewer) {
   return texts;
 }
 
-class WatchedTexts : public ::testing::Test {
+class WantedTriggers : public ::testing::Test {
  protected:
-  WatchedTexts() {
+  WantedTriggers() {
     job_.uelString = kUniversalExitLanguage;
     version = 0x1050;
   }
-  ~WatchedTexts() override { version = versionBefore_; }
+  ~WantedTriggers() override { version = versionBefore_; }
 
-  // What is looked for behind these pieces, in the order of the search's table.
+  // What is looked for after these pieces, in the order of the search's table.
   Texts after(std::initializer_list<std::string_view> pieces) {
     JobOutput output(nowhere_.get(), -1, -1);
     StreamRewriter rewriter(job_, output);
     for (const std::string_view piece : pieces) rewriter.handle(piece);
-    const std::optional<TriggerSet> watched = rewriter.watchedTexts();
-    if (!watched) return kEveryLine;
+    const std::optional<TriggerSet> wanted = rewriter.wantedTriggers();
+    if (!wanted) return kEveryLine;
     Texts texts;
-    for (const Trigger& trigger : kTriggers) {
-      if (*watched & triggerSet(trigger.text)) texts.push_back(trigger.text);
+    for (std::size_t i = 0; i < kTriggers.size(); ++i) {
+      if (*wanted >> i & 1U) texts.push_back(kTriggers[i].text);
     }
     return texts;
   }
@@ -59,12 +59,12 @@ class WatchedTexts : public ::testing::Test {
   JobState job_;
 };
 
-TEST_F(WatchedTexts, AreThoseOfTheRulesOfEveryJob) {
+TEST_F(WantedTriggers, AreThoseOfTheRulesOfEveryJob) {
   EXPECT_EQ(after({}), kOfEveryJob);
   EXPECT_EQ(after({"%!PS\n", "%%EndSetup\n", "%%Page: 1 1\n"}), kOfEveryJob);
 }
 
-TEST_F(WatchedTexts, LoseThoseOfRulesThatActOnce) {
+TEST_F(WantedTriggers, LoseThoseOfRulesThatActOnce) {
   EXPECT_EQ(after({"sfcl{\n"}), without(kOfEveryJob, {"sfcl{"}));
   EXPECT_EQ(after({"%%BeginProlog\n"}), without(kOfEveryJob, {"%%BeginProlog"}));
   EXPECT_EQ(after({"JobPatchFile\n", "1\n", "2\n"}), without(kOfEveryJob, {"JobPatchFile"}));
@@ -75,29 +75,29 @@ TEST_F(WatchedTexts, LoseThoseOfRulesThatActOnce) {
             (Texts{kUniversalExitLanguage, "@PJL ", "InputSlot"}));
 }
 
-TEST_F(WatchedTexts, AreEveryLineBehindARemovedFeature) {
+TEST_F(WantedTriggers, AreEveryLineAfterARemovedFeature) {
   EXPECT_EQ(after({"JobPatchFile\n"}), kEveryLine);
   EXPECT_EQ(after({"JobPatchFile\n", "1\n"}), kEveryLine);
 }
 
-TEST_F(WatchedTexts, AreEveryLineOfAPageSizeFeature) {
+TEST_F(WantedTriggers, AreEveryLineOfAPageSizeFeature) {
   EXPECT_EQ(after({"*PageSize\n"}), kEveryLine);
   EXPECT_EQ(after({"*PageSize\n", "code\n"}), kEveryLine);
 }
 
 // A page size that was repeated while it was collected is not collected to its end.
-TEST_F(WatchedTexts, AreNotEveryLineOfAPageSizeFeatureThatIsDone) {
+TEST_F(WantedTriggers, AreNotEveryLineOfAPageSizeFeatureThatIsDone) {
   EXPECT_EQ(after({"*PageSize\n", "InputSlot cleartomark\n"}),
             without(kOfEveryJob, {"PageRegion", "CustomPageSize", "*PageSize"}));
 }
 
-TEST_F(WatchedTexts, AreEveryLineOfAPaperSourceFeature) {
+TEST_F(WantedTriggers, AreEveryLineOfAPaperSourceFeature) {
   EXPECT_EQ(after({"InputSlot\n"}), kEveryLine);
   EXPECT_EQ(after({"InputSlot\n", "code\n"}), kEveryLine);
   EXPECT_EQ(after({"InputSlot\n", "cleartomark\n"}), kOfEveryJob);
 }
 
-TEST_F(WatchedTexts, OfABookletAreItsPagesAndFeature) {
+TEST_F(WantedTriggers, OfABookletAreItsPagesAndFeature) {
   job_.bookletMode = true;
   EXPECT_EQ(after({}), with(kOfEveryJob, {"%%Page:", "QVBookletFold"}));
   EXPECT_EQ(after({"%%Page: 1 1\n"}), with(kOfEveryJob, {"%%Page:", "QVBookletFold"}));
@@ -106,7 +106,7 @@ TEST_F(WatchedTexts, OfABookletAreItsPagesAndFeature) {
             with(kOfEveryJob, {"%%Page:", "QVBookletFold"}));
 }
 
-TEST_F(WatchedTexts, OfARetainedJobAreItsCopies) {
+TEST_F(WantedTriggers, OfARetainedJobAreItsCopies) {
   for (const char* const mode : {"JRVerify", "JRRepeat", "JRConf", "JRReserve", "JRPrinter"}) {
     job_.printTo = mode;
     EXPECT_EQ(after({}), with(kOfEveryJob, {"%RBINumCopies: "})) << mode;
@@ -115,7 +115,7 @@ TEST_F(WatchedTexts, OfARetainedJobAreItsCopies) {
   EXPECT_EQ(after({}), kOfEveryJob);
 }
 
-TEST_F(WatchedTexts, OfAPosterOnAnOldSystemAreItsCollation) {
+TEST_F(WantedTriggers, OfAPosterOnAnOldSystemAreItsCollation) {
   job_.jobOptions.addOption("QVPosterEnablePS", "True");
   version = 0x103F;
   EXPECT_EQ(after({}), kOfEveryJob);
