@@ -78,14 +78,16 @@ void runPlain(StreamRewriter& rewriter, std::string_view job) {
 // A file that grows before each read.
 void runReads(StreamRewriter& rewriter, JobOutput& output, std::string_view job, unsigned random) {
   static ProcessFile file;
-  PieceReader input(file.descriptor(), upTo(2 * kLongestPiece, random));
-  for (bool more = true; more;) {
+  PipeTap tap(file.descriptor(), -1);
+  PieceReader input(tap, upTo(2 * kLongestPiece, random));
+  for (;;) {
     const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());
     file.append(job.substr(0, next));
     job.remove_prefix(next);
-    more = input.read();
-    FUZZ_CHECK(rewriter.handleAll(input.pieces()));
-    output.flush();
+    const auto block = input.next();
+    if (!block) break;
+    FUZZ_CHECK(rewriter.handleAll(block->pieces));
+    output.flush(*block);
   }
   FUZZ_CHECK(job.empty());
   file.take();
@@ -101,20 +103,20 @@ std::string runPipes(const JobState& state, std::string_view job, unsigned rando
   std::string written;
   char buffer[kMostPiped];
   {
-    JobOutput output(out[1], -1, -1);
+    JobOutput output(out[1], -1, -1, in[0]);
     StreamRewriter rewriter(state, output);
-    PieceReader input(in[0], upTo(2 * kLongestPiece, random));
-    bool open = true;
-    for (bool more = true; more;) {
+    PieceReader input(output.tap(), upTo(2 * kLongestPiece, random));
+    for (bool open = true;;) {
       const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());
       if (next > 0) {
         FUZZ_CHECK(::write(in[1], job.data(), next) == static_cast<ssize_t>(next));
         job.remove_prefix(next);
       }
       if (job.empty() && std::exchange(open, false)) ::close(in[1]);
-      more = input.read();
-      FUZZ_CHECK(rewriter.handleAll(input.pieces()));
-      output.flush(input);
+      const auto block = input.next();
+      if (!block) break;
+      FUZZ_CHECK(rewriter.handleAll(block->pieces));
+      output.flush(*block);
       int waiting = 0;
       FUZZ_CHECK(::ioctl(out[0], FIONREAD, &waiting) == 0);
       if (waiting > 0)

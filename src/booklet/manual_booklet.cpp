@@ -214,13 +214,14 @@ bool Reordering::writeOutput() {
 
 bool reorder(int input, Reordering& reordering) {
   if (!reordering.createFiles()) return false;
-  PieceReader reader(input);
+  PipeTap tap(input, -1);
+  PieceReader reader(tap);
   for (;;) {
     if (!reordering.flush()) return false;  // the next read may wait
-    if (!reader.read()) break;
-    if (!reordering.takeLines(reader.pieces())) return false;
+    const auto block = reader.next();
+    if (!block || block->atEnd) break;  // a last line without an end is left out
+    if (!reordering.takeLines(block->pieces)) return false;
   }
-  // What the reader still has is a line without an end, and is left out.
   return !cancellationRequested() && reordering.finish();
 }
 

@@ -126,7 +126,7 @@ std::string_view mediaName(std::optional<std::string_view> option, std::string_v
 }  // namespace
 
 BookletSetup setUpBooklet(JobState& job, const System& system) {
-  const FoldRow* const row = foldOf(job.jobOptions.getValue("QVBookletFold"));
+  const FoldRow* const row = foldOf(job.jobOptions.getValue(kFoldOption));
   if (!row) return BookletSetup::done;
   job.bookletMode = true;
   job.bookletName = row->name;
@@ -163,9 +163,9 @@ void removeManualBookletFiles(const JobState& job) {
   }
 }
 
-void BookletRules::atPage(int pageNumber, std::string_view& line, std::string& suffix) {
+void BookletRules::atPage(int pageNumber, Line& line) {
   if (!job_.manualBooklet) {
-    requestCover(pageNumber, line, suffix);
+    requestCover(pageNumber, line);
   } else if (pageNumber == 1) {
     writeInstructionPage();
   }
@@ -193,32 +193,30 @@ void BookletRules::noteCoverSheet() {
 }
 
 // The cover's tray and media are asked for at the page with which the printer takes the sheet.
-void BookletRules::requestCover(int pageNumber, std::string_view& line, std::string& suffix) {
+void BookletRules::requestCover(int pageNumber, Line& line) {
   noteCoverSheet();
   if (pageNumber != (job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1)) return;
   const bool anySheet = coverMediaType_.empty() && coverSource_ == kCoverPrintersChoice;
   if (anySheet && !job_.onlyInside) return;
 
-  if (job_.onlyInside) {  // not to be turned
-    unturned_ = "1 dict dup /Duplex false put setpagedevice\n";
-    line = unturned_.append(line);
-  }
+  if (job_.onlyInside) line.before = "1 dict dup /Duplex false put setpagedevice\n";
   if (anySheet) {
-    suffix += "\n";
+    line.after += "\n";
     return;
   }
-  suffix += "[{\n<< /DeferredMediaSelection true ";
+  line.after += "[{\n<< /DeferredMediaSelection true ";
   if (coverSource_ == kCoverManualFeed) {
-    suffix += "/ManualFeed true ";
+    line.after += "/ManualFeed true ";
   } else if (coverSource_ != kCoverPrintersChoice) {
-    suffix += "/ManualFeed false /MediaPosition " + std::to_string(coverSource_) + " ";
+    line.after += "/ManualFeed false /MediaPosition " + std::to_string(coverSource_) + " ";
   }
-  if (!coverMediaType_.empty()) suffix.append("/MediaType (").append(coverMediaType_).append(")");
-  suffix += " >> setpagedevice\n} stopped cleartomark\n";
+  if (!coverMediaType_.empty())
+    line.after.append("/MediaType (").append(coverMediaType_).append(")");
+  line.after += " >> setpagedevice\n} stopped cleartomark\n";
 }
 
-void BookletRules::fold(std::string& suffix) const {
-  suffix.append("\n").append(job_.foldCommand).append("\n");
+void BookletRules::fold(Line& line) const {
+  line.after.append("\n").append(job_.foldCommand).append("\n");
 }
 
 }  // namespace jobshaper

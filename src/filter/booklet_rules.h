@@ -1,11 +1,11 @@
 // Booklet jobs: which kind a job is, and the rules that its lines meet.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "filter/job_output.h"
 #include "filter/job_state.h"
+#include "filter/line.h"
 #include "platform/system.h"
 
 namespace jobshaper {
@@ -29,23 +29,20 @@ class BookletRules {
   // Refers to both.
   BookletRules(const JobState& job, JobOutput& output) : job_(job), output_(output) {}
 
-  // At a "%%Page:" line, whose number counts from 1: writes the instruction page ahead of the
-  // first page of a manual booklet, or puts the request for the cover sheet around the line: ahead
-  // of it by pointing `line` at text that holds until the next call, and into `suffix`, which
-  // comes behind the line.
-  void atPage(int pageNumber, std::string_view& line, std::string& suffix);
+  // At a "%%Page:" line, whose number counts from 1: writes the instruction page, if it is the
+  // first of a manual booklet, or puts the request for the cover sheet before and after the line.
+  void atPage(int pageNumber, Line& line);
 
-  // Puts the fold command behind the line, which names the fold option.
-  void fold(std::string& suffix) const;
+  // Puts the fold command after the line, which names the fold option.
+  void fold(Line& line) const;
 
  private:
   void writeInstructionPage();
-  void requestCover(int pageNumber, std::string_view& line, std::string& suffix);
+  void requestCover(int pageNumber, Line& line);
   void noteCoverSheet();
 
   const JobState& job_;
   JobOutput& output_;
-  std::string unturned_;  // a page line behind the request not to turn the sheet
 
   std::int32_t coverSource_ = 0;     // tray code
   std::string_view coverMediaType_;  // of the cover sheet; "" for none, kept from page to page

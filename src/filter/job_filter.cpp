@@ -23,25 +23,41 @@ void takeRetentionMode(JobState& job) {
   if (const auto mode = job.jobOptions.getValue("PrintTo")) job.printTo = *mode;
 }
 
-void rewriteStream(const JobState& job, JobOutput& output) {
-  enlargePipe(STDOUT_FILENO);
-  PieceReader input(job.inputStream);
+void rewriteStream(const JobState& job, JobOutput& output, std::size_t inputBlock) {
+  PieceReader input(output.tap(), inputBlock);
   StreamRewriter rewriter(job, output);
-  bool more = true;
-  while (more) {
-    more = input.read();
-    if (!rewriter.handleAll(input.pieces())) more = false;
-    output.flush(input);  // the next read may wait, and takes the pieces' place
+  while (const auto block = input.next()) {
+    const bool goesOn = rewriter.handleAll(block->pieces);
+    output.flush(*block);  // the next read may wait, and takes the block's place
+    if (!goesOn) break;
   }
 }
 
-// The files are gone, and whoever started the filter sees which signal ended it.
-[[noreturn]] void endCancelledJob(const JobState& job) {
-  removeManualBookletFiles(job);
-  endByCancellation();
+// A function of its own: the output ends here, and with it the last write to the captures, before
+// anybody looks at how the job ended.
+void writeJob(JobState& job, int descriptor, std::size_t inputBlock) {
+  enlargePipe(descriptor);
+  JobOutput output(descriptor, job.captureIn.get(), job.captureOut.get(), job.inputStream);
+  writeHeader(job, output);
+  rewriteStream(job, output, inputBlock);
+  writeTrailer(job, output);
 }
 
 }  // namespace
+
+JobEnd runJob(JobState& job, const System& system, const char* userID, int output,
+              std::size_t inputBlock) {
+  createHeader(job, userID);
+  logJobSummary(job);
+  job.onlyInside = isOnlyPrintInside(job.jobOptions);
+  takeRetentionMode(job);
+  deferCancellation();
+  const BookletSetup booklet = setUpBooklet(job, system);
+  if (booklet == BookletSetup::failed) return JobEnd::failed;
+  if (booklet == BookletSetup::done) writeJob(job, output, inputBlock);
+  removeManualBookletFiles(job);
+  return cancellationRequested() ? JobEnd::cancelled : JobEnd::printed;
+}
 
 int filterJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
@@ -51,24 +67,14 @@ int filterJob(int argc, char* const argv[], const System& system) {
 
   JobState job;
   if (!setUpJob(job, argc, argv, system)) return 1;
-  createHeader(job, argv[2]);
-  logJobSummary(job);
-  job.onlyInside = isOnlyPrintInside(job.jobOptions);
-  takeRetentionMode(job);
-  deferCancellation();
-  const BookletSetup booklet = setUpBooklet(job, system);
-  if (booklet == BookletSetup::failed) return 1;
-  if (booklet == BookletSetup::cancelled) endCancelledJob(job);
-
-  {
-    JobOutput output(STDOUT_FILENO, job.captureIn.get(), job.captureOut.get());
-    writeHeader(job, output);
-    rewriteStream(job, output);
-    writeTrailer(job, output);
+  switch (runJob(job, system, argv[2], STDOUT_FILENO)) {
+    case JobEnd::failed:
+      return 1;
+    case JobEnd::cancelled:
+      endByCancellation();  // CUPS sees which signal ended the filter
+    case JobEnd::printed:
+      break;
   }
-  if (cancellationRequested()) endCancelledJob(job);
-  removeManualBookletFiles(job);
-
   LogInfoBody("main", __LINE__, "}");
   return 0;
 }

@@ -20,7 +20,8 @@ void JobOutput::add(Spans& spans, std::string_view bytes) {
 }
 
 void JobOutput::put(std::string_view bytes) {
-  // Ahead of the copy: a flush behind it would give its place away while it waits.
+  // Flush first: a later flush resets copied_, and the next put() would overwrite these bytes while
+  // they wait.
   const bool full = outgoing_.count == outgoing_.at.size();
   if (full || bytes.size() > copies_.size() - copied_) flush();
   if (bytes.size() > copies_.size()) {
@@ -44,17 +45,25 @@ void JobOutput::flush() {
   writeOut();
 }
 
-void JobOutput::flush(PieceReader& source) {
+void JobOutput::flush(const Block& block) {
   writeCaptures();
-  if (outgoing_.count == 1) {
-    iovec& span = outgoing_.at[0];
-    const std::size_t passed =
-        source.pass(output_, {static_cast<char*>(span.iov_base), span.iov_len});
-    span.iov_base = static_cast<char*>(span.iov_base) + passed;
-    span.iov_len -= passed;
-    if (span.iov_len == 0) outgoing_.count = 0;  // nothing to call the system for
-  }
+  const bool unchanged = !block.pieces.empty() && outgoing_.count == 1 &&
+                         outgoing_.at[0].iov_base == block.pieces.data() &&
+                         outgoing_.at[0].iov_len == block.pieces.size();
+  if (unchanged) forward(block);
   writeOut();
+}
+
+// The tap learns of every unchanged block, also of one that has left the pipe already.
+void JobOutput::forward(const Block& block) {
+  std::size_t written = 0;
+  if (block.inPipe > 0) {
+    written = block.pieces.size() - block.inPipe;
+    writeAll(output_, block.pieces.substr(0, written));
+  }
+  written += tap_.forward(block.inPipe);
+  outgoing_.count = 0;  // the span is not used up but replaced
+  pass(block.pieces.substr(written));
 }
 
 void JobOutput::writeCaptures() {

@@ -15,9 +15,6 @@ namespace {
 
 constexpr std::int32_t kLastVersionWithoutPosterCollate = 0x103F;
 
-// Real features have some hundred bytes.
-constexpr std::size_t kLongestBlockInMemory = 256 * 1024;
-
 constexpr std::string_view kRetentionModes[] = {
     "JRVerify", "JRRepeat", "JRConf", "JRReserve", "JRPrinter",
 };
@@ -35,7 +32,7 @@ bool isTrue(std::optional<std::string_view> value) {
 }  // namespace
 
 StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
-    : job_(job), output_(output), pageSizeRest_(job.tempDirectory), booklet_(job, output) {
+    : job_(job), output_(output), pageSizeBlock_(job.tempDirectory), booklet_(job, output) {
   posterCollate_ = version <= kLastVersionWithoutPosterCollate &&
                    isTrue(job.jobOptions.getValue("QVPosterEnablePS")) &&
                    isTrue(job.jobOptions.getValue(kCollateOption));
@@ -99,34 +96,31 @@ void StreamRewriter::handle(std::string_view piece) {
     output_.pass(piece);  // binary data, not a line: no rule applies
     return;
   }
-  std::string_view line = piece;
-  restFollows_ = false;
-  suffix_.clear();
+  Line line{.text = piece};
   if (rewrite(line) == Fate::drop) return;
-  if (line.data() == piece.data()) {
-    output_.pass(line);
+  output_.put(line.before);
+  if (line.text.data() == piece.data()) {
+    output_.pass(line.text);
   } else {
-    output_.put(line);
+    output_.put(line.text);
   }
-  if (restFollows_) {
-    pageSizeRest_.forEachPart([this](std::string_view part) { output_.put(part); });
-  }
-  output_.put(suffix_);
+  if (line.feature) line.feature->putRest(output_);
+  output_.put(line.after);
 }
 
-StreamRewriter::Fate StreamRewriter::rewrite(std::string_view& line) {
-  noteBlockStyle(line);
-  if (isBeforeDuplexer(line)) return Fate::drop;
+StreamRewriter::Fate StreamRewriter::rewrite(Line& line) {
+  noteBlockStyle(line.text);
+  if (isBeforeDuplexer(line.text)) return Fate::drop;
   forcePosterCollate(line);
-  if (startsJobPatch(line)) return Fate::drop;
-  collectPageSize(line);
+  if (startsJobPatch(line.text)) return Fate::drop;
+  collectPageSize(line.text);
   repeatPageSize(line);
   // "%%EndSetup" has its place here; the printer needs nothing at it, so it passes unchanged.
   countPage(line);
   collateRetained(line);
   patchProlog(line);
   foldBooklet(line);
-  return isJobPjl(line) ? Fate::drop : Fate::write;
+  return isJobPjl(line.text) ? Fate::drop : Fate::write;
 }
 
 // Some systems wrap features in sfcl{ ... }efcl. From the first such line on, the blocks that
@@ -145,9 +139,9 @@ bool StreamRewriter::isBeforeDuplexer(std::string_view line) const {
 }
 
 // Old systems send posters uncollated, whatever the user chose.
-void StreamRewriter::forcePosterCollate(std::string_view& line) const {
-  if (posterCollate_ && contains(line, triggers::kCollate))
-    line = "<< /Collate true >> setpagedevice\n";
+void StreamRewriter::forcePosterCollate(Line& line) const {
+  if (!posterCollate_ || !contains(line.text, triggers::kCollate)) return;
+  line.text = "<< /Collate true >> setpagedevice\n";
 }
 
 // The job's own JobPatchFile feature is this line and the two after it; the filter puts its own
@@ -161,98 +155,73 @@ bool StreamRewriter::startsJobPatch(std::string_view line) {
 }
 
 // Keeps a copy of the job's first page-size feature, in markers of its own: the job's opening
-// marker stands on the line before the one that tells which feature it is.
+// marker is on the line before the one that tells which feature it is.
 void StreamRewriter::collectPageSize(std::string_view line) {
   if (state_.pageSizeDone) return;
   if (contains(line, triggers::kPageRegion) || contains(line, triggers::kCustomPageSize) ||
       contains(line, triggers::kPageSize)) {
-    state_.pageSizeBlock = state_.beginMarker;
-    pageSizeRest_.clear();
-    foldInPageSizeRest_ = false;
+    pageSizeBlock_.start(state_.beginMarker);
     state_.collectingPageSize = true;
   }
   if (!state_.collectingPageSize) return;
-  addToPageSize(line);
+  pageSizeBlock_.append(line);
   if (contains(line, "EndFeature")) {
-    addToPageSize(state_.endMarker);
+    pageSizeBlock_.append(state_.endMarker);
     state_.collectingPageSize = false;
     state_.pageSizeDone = true;
   }
 }
 
-// A feature that never ends is as long as its job. One for which there is no room is not
-// repeated: no printer's feature is as long, and the job goes on.
-void StreamRewriter::addToPageSize(std::string_view text) {
-  if (!state_.pageSizeBlock) return;
-  if (pageSizeRest_.empty()) {
-    if (state_.pageSizeBlock->size() + text.size() <= kLongestBlockInMemory) {
-      state_.pageSizeBlock->append(text);
-      return;
-    }
-    pageSizeEnd_ =
-        state_.pageSizeBlock->substr(state_.pageSizeBlock->size() - triggers::kFold.text.size());
-  }
-  if (!pageSizeRest_.append(text)) {
-    pageSizeRest_.clear();
-    state_.pageSizeBlock.reset();
-    return;
-  }
-  pageSizeEnd_.append(text);
-  foldInPageSizeRest_ |= contains(pageSizeEnd_, triggers::kFold);
-  pageSizeEnd_.erase(0, pageSizeEnd_.size() - triggers::kFold.text.size());
-}
-
 // Choosing a paper source makes the printer forget the page size, so the page-size feature is
-// repeated behind every paper-source feature that follows it. The first closing line stays in
-// front of the block for all repetitions.
-void StreamRewriter::repeatPageSize(std::string_view& line) {
-  if (contains(line, triggers::kInputSlot)) state_.inputSlotPending = true;
+// repeated after every paper-source feature that follows it. The first closing line stays in
+// front of the feature for all repetitions.
+void StreamRewriter::repeatPageSize(Line& line) {
+  if (contains(line.text, triggers::kInputSlot)) state_.inputSlotPending = true;
   if (!state_.inputSlotPending) return;
-  if (!contains(line, state_.sfclFound ? "}efcl" : "cleartomark")) return;
+  if (!contains(line.text, state_.sfclFound ? "}efcl" : "cleartomark")) return;
   state_.inputSlotPending = false;
-  if (!state_.pageSizeBlock) return;
-  if (state_.blockUseCount == 1) state_.pageSizeBlock->insert(0, line);
+  if (!pageSizeBlock_.exists()) return;
+  if (state_.blockUseCount == 1) pageSizeBlock_.prepend(line.text);
   ++state_.blockUseCount;
   state_.pageSizeDone = true;
-  line = *state_.pageSizeBlock;
-  restFollows_ = true;
+  line.text = pageSizeBlock_.beginning();
+  line.feature = &pageSizeBlock_;
 }
 
-void StreamRewriter::countPage(std::string_view& line) {
-  if (!line.starts_with(triggers::kPage.text)) return;
+void StreamRewriter::countPage(Line& line) {
+  if (!line.text.starts_with(triggers::kPage.text)) return;
   ++state_.pageNumber;
-  if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line, suffix_);
+  if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line);
 }
 
 // A retained job is printed again from the printer's disk, which needs its copies collated by
 // the interpreter.
-void StreamRewriter::collateRetained(std::string_view& line) {
-  if (!retained_ || !line.starts_with(triggers::kRetainedCopies.text)) return;
-  collated_ = "%!\n%Set collate copies = copy:\n<< /CollatedCopies ";
-  collated_ += job_.jobOptions.getValue(kCopiesOption).value_or("(null)");
-  collated_ += " >> setuserparams\n%EndUserSetup\n";
-  collated_ += line;
-  line = collated_;
+void StreamRewriter::collateRetained(Line& line) const {
+  if (!retained_ || !line.text.starts_with(triggers::kRetainedCopies.text)) return;
+  line.before = "%!\n%Set collate copies = copy:\n<< /CollatedCopies ";
+  line.before += job_.jobOptions.getValue(kCopiesOption).value_or("(null)");
+  line.before += " >> setuserparams\n%EndUserSetup\n";
 }
 
 // The marker feature tells the printer's patch files which driver made the job.
-void StreamRewriter::patchProlog(std::string_view& line) {
-  if (state_.prologPatched || !line.starts_with(triggers::kProlog.text)) return;
-  line =
+void StreamRewriter::patchProlog(Line& line) {
+  if (state_.prologPatched || !line.text.starts_with(triggers::kProlog.text)) return;
+  line.text =
       "%%BeginProlog\n"
       "%%BeginFeature: *JobPatchFile 1\n"
       "%%Quorvan Macintosh PPD File 1\n"
       "%%EndFeature\n";
-  restFollows_ = false;
+  line.feature = nullptr;
   state_.prologPatched = true;
 }
 
 // The filter's fold command replaces the code of the PPD's fold feature, which ends at the
-// duplexer line.
-void StreamRewriter::foldBooklet(std::string_view line) {
-  state_.dropUntilDuplexer = job_.bookletMode && (contains(line, triggers::kFold) ||
-                                                  (restFollows_ && foldInPageSizeRest_));
-  if (state_.dropUntilDuplexer) booklet_.fold(suffix_);
+// duplexer line. The name may also come from the number of copies in `before`.
+void StreamRewriter::foldBooklet(Line& line) {
+  state_.dropUntilDuplexer = job_.bookletMode && (contains(line.text, triggers::kFold) ||
+                                                  contains(line.before, triggers::kFold) ||
+                                                  (line.feature && line.feature->restNamesFold()));
+  if (state_.dropUntilDuplexer) booklet_.fold(line);
 }
 
 // The filter's own header and trailer are the only PJL of the job.

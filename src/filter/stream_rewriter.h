@@ -2,14 +2,14 @@
 #pragma once
 
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "filter/booklet_rules.h"
 #include "filter/job_output.h"
 #include "filter/job_state.h"
+#include "filter/line.h"
+#include "filter/page_size_feature.h"
 #include "filter/trigger_search.h"
-#include "platform/overflow_file.h"
 
 namespace jobshaper {
 
@@ -17,17 +17,16 @@ namespace jobshaper {
 struct RewriteState {
   std::string_view beginMarker = "[{\n";                   // opens a feature block
   std::string_view endMarker = "} stopped cleartomark\n";  // closes a feature block
-  bool sfclFound = false;                    // the job uses sfcl{ ... }efcl feature blocks instead
-  int skipCount = 0;                         // following pieces to discard unread: 2, 1 or 0
-  bool jobPatchHandled = false;              // the job's own JobPatchFile feature has been removed
-  bool dropUntilDuplexer = false;            // discard lines up to the one that sets the duplexer
-  std::optional<std::string> pageSizeBlock;  // the job's first page-size feature, or its beginning
-  bool collectingPageSize = false;           // lines are being added to pageSizeBlock
-  bool pageSizeDone = false;      // nothing is collected any more: closed, or already repeated
-  bool inputSlotPending = false;  // a paper-source feature waits for its closing line
-  int blockUseCount = 1;          // repetitions of pageSizeBlock, plus one
-  bool prologPatched = false;     // the marker feature stands in the prolog
-  int pageNumber = 0;             // "%%Page:" lines so far; in booklet mode only
+  bool sfclFound = false;           // the job uses sfcl{ ... }efcl feature blocks instead
+  int skipCount = 0;                // following pieces to discard unread: 2, 1 or 0
+  bool jobPatchHandled = false;     // the job's own JobPatchFile feature has been removed
+  bool dropUntilDuplexer = false;   // discard lines up to the one that sets the duplexer
+  bool collectingPageSize = false;  // lines are being added to the page-size feature
+  bool pageSizeDone = false;        // nothing is collected any more: closed, or already repeated
+  bool inputSlotPending = false;    // a paper-source feature waits for its closing line
+  int blockUseCount = 1;            // repetitions of the page-size feature, plus one
+  bool prologPatched = false;       // the marker feature stands in the prolog
+  int pageNumber = 0;               // "%%Page:" lines so far; in booklet mode only
 };
 
 class StreamRewriter {
@@ -53,34 +52,28 @@ class StreamRewriter {
 
   void passUntouched(std::string_view pieces);
 
-  // The rules in the order in which each line meets them. They may point `line` at other text.
-  Fate rewrite(std::string_view& line);
+  // The rules, in their order.
+  Fate rewrite(Line& line);
 
   void noteBlockStyle(std::string_view line);
   bool isBeforeDuplexer(std::string_view line) const;
-  void forcePosterCollate(std::string_view& line) const;
+  void forcePosterCollate(Line& line) const;
   bool startsJobPatch(std::string_view line);
   void collectPageSize(std::string_view line);
-  void addToPageSize(std::string_view text);
-  void repeatPageSize(std::string_view& line);
-  void countPage(std::string_view& line);
-  void collateRetained(std::string_view& line);
-  void patchProlog(std::string_view& line);
-  void foldBooklet(std::string_view line);
+  void repeatPageSize(Line& line);
+  void countPage(Line& line);
+  void collateRetained(Line& line) const;
+  void patchProlog(Line& line);
+  void foldBooklet(Line& line);
   bool isJobPjl(std::string_view line) const;
 
   const JobState& job_;
   JobOutput& output_;
   RewriteState state_;
-  OverflowFile pageSizeRest_;        // of a feature too long for memory: what follows pageSizeBlock
-  std::string pageSizeEnd_;          // its last bytes, where a text may begin that goes on behind
-  bool foldInPageSizeRest_ = false;  // a text that names the fold option ends in it
-  bool restFollows_ = false;         // the line is pageSizeBlock: the rest is written behind it
-  std::string suffix_;               // what the booklet rules put behind the line
+  PageSizeFeature pageSizeBlock_;
   BookletRules booklet_;
-  bool posterCollate_;    // a poster job on a system that does not collate it itself
-  bool retained_;         // the printer keeps the job, in whatever way
-  std::string collated_;  // a line behind the request to collate a retained job's copies
+  bool posterCollate_;  // a poster job on a system that does not collate it itself
+  bool retained_;       // the printer keeps the job, in whatever way
 };
 
 }  // namespace jobshaper

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "pjl/pjl_creation.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
@@ -34,7 +35,7 @@ inline constexpr Trigger
     kRetainedCopies{"%RBINumCopies: ", "BIN"},
     kCollate{"/Collate", "/Co"},
     kPage{"%%Page:", "%Pa"},
-    kFold{"QVBookletFold", "QVB"};
+    kFold{kFoldOption, "QVB"};
 // clang-format on
 }  // namespace triggers
 

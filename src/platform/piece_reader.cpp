@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "platform/cancellation.h"
 #include "platform/descriptor.h"
@@ -43,6 +42,12 @@ std::size_t lineBegin(std::string_view bytes, std::size_t position) {
   return begin;
 }
 
+// The pieces among these bytes that have ended, or cannot grow.
+std::string_view wholePieces(std::string_view bytes) {
+  const std::size_t line = lineBegin(bytes, bytes.size());
+  return bytes.substr(0, line + (bytes.size() - line) / kLongestPiece * kLongestPiece);
+}
+
 // Whether more bytes may belong to this piece, which has at least one.
 bool isUnfinishedPiece(std::string_view piece) {
   return piece.size() < kLongestPiece && piece.back() != '\n' && piece.back() != '\r';
@@ -64,69 +69,50 @@ std::string_view pieceAround(std::string_view bytes, std::size_t position) {
   return firstPiece(bytes.substr(begin));
 }
 
-PieceReader::PieceReader(int descriptor) : PieceReader(descriptor, kInputBlock) {}
-
-PieceReader::PieceReader(int descriptor, std::size_t block)
-    : descriptor_(descriptor), block_(block), buffer_(new char[kLongestPiece + block]) {
+PieceReader::PieceReader(PipeTap& tap, std::size_t block)
+    : tap_(tap),
+      block_(block > 0 ? block : kInputBlock),
+      buffer_(new char[kLongestPiece + block_]) {
   struct stat status {};
-  mayBlock_ = ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode);
-  enlargePipe(descriptor);
+  mayBlock_ = ::fstat(tap.input(), &status) == 0 && !S_ISREG(status.st_mode);
+  enlargePipe(tap.input());
 }
 
-bool PieceReader::read() {
-  readFully(descriptor_, buffer_.get() + end_ - inPipe_, inPipe_);
-  inPipe_ = 0;
+std::optional<Block> PieceReader::next() {
+  if (ended_) return std::nullopt;
+  tap_.skip(buffer_.get() + end_ - tap_.inPipe());
   // What is left is the beginning of one piece, since all others have been handed out.
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
-  const bool readable = mayBlock_ ? waitForInput(descriptor_) : !cancellationRequested();
-  if (!readable) finishPiece();
-  lastRead_ = readable ? readOn(buffer_.get() + end_) : 0;
-  end_ += lastRead_;
-  endOfInput_ = lastRead_ == 0;
-  return !endOfInput_;
+  const std::size_t n = readOn(buffer_.get() + end_);
+  end_ += n;
+  const std::string_view bytes(buffer_.get(), end_);
+  if (n == 0) {
+    ended_ = true;
+    if (bytes.empty()) return std::nullopt;
+    return Block{.pieces = bytes, .atEnd = true};
+  }
+  const std::string_view pieces = wholePieces(bytes);
+  begin_ = pieces.size();
+  const std::size_t unfinished = bytes.size() - pieces.size();
+  return Block{.pieces = pieces, .inPipe = tap_.inPipe() - std::min(tap_.inPipe(), unfinished)};
 }
 
+// 0 at the end of input, after a read error and when the job has been cancelled.
 std::size_t PieceReader::readOn(char* place) {
-  if (std::exchange(lookNext_, false)) inPipe_ = tap_->look(place, block_);
-  return inPipe_ > 0 ? inPipe_ : readSome(descriptor_, place, block_);
+  const bool readable = mayBlock_ ? waitForInput(tap_.input()) : !cancellationRequested();
+  if (readable) return tap_.read(place, block_);
+  finishPiece();
+  return 0;
 }
 
 void PieceReader::finishPiece() {
-  while (end_ > 0 && isUnfinishedPiece({buffer_.get(), end_}) && inputWaits(descriptor_)) {
-    const std::size_t n = readSome(descriptor_, buffer_.get() + end_, 1);
+  while (end_ > 0 && isUnfinishedPiece({buffer_.get(), end_}) && inputWaits(tap_.input())) {
+    const std::size_t n = readSome(tap_.input(), buffer_.get() + end_, 1);
     if (n == 0) return;
     end_ += n;
   }
-}
-
-std::string_view PieceReader::pieces() {
-  std::string_view bytes(buffer_.get() + begin_, end_ - begin_);
-  if (!endOfInput_) {
-    const std::size_t line = lineBegin(bytes, bytes.size());
-    bytes = bytes.substr(0, line + (bytes.size() - line) / kLongestPiece * kLongestPiece);
-  }
-  begin_ += bytes.size();
-  handedOut_ = bytes;
-  return bytes;
-}
-
-std::size_t PieceReader::pass(int output, std::string_view bytes) {
-  if (bytes.empty() || bytes.data() != handedOut_.data() || bytes.size() != handedOut_.size()) {
-    return 0;
-  }
-  // A small block is copied as soon; sent on it would take a whole page of the output's room.
-  lookNext_ = lastRead_ >= block_ / 16;
-  if (!tap_) tap_.emplace(descriptor_, output);
-  if (inPipe_ == 0) return 0;
-  // The beginning of the first piece has been read with the block before.
-  const std::size_t left = static_cast<std::size_t>(buffer_.get() + end_ - bytes.data());
-  const std::size_t outOfPipe = left - inPipe_;
-  writeAll(output, bytes.substr(0, outOfPipe));
-  const std::size_t passed = tap_->pass(bytes.size() - outOfPipe);
-  inPipe_ -= passed;
-  return outOfPipe + passed;
 }
 
 }  // namespace jobshaper

@@ -20,46 +20,39 @@ std::string_view firstPiece(std::string_view bytes);
 // The piece of these bytes, which begin with a piece, that holds the byte at `position`.
 std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
+// What one read brings.
+struct Block {
+  // Whole pieces, side by side: each ends with '\n' or '\r', or has 1024 bytes without one. Empty
+  // when the bytes read so far end no piece. They are valid until the reader's next next().
+  std::string_view pieces;
+  // How many of these bytes, at their end, are still in the tap's pipe.
+  std::size_t inPipe = 0;
+  // At the end of input the rest comes as one piece. It is unterminated, unless the job was
+  // cancelled and the rest of its line was there. No block follows.
+  bool atEnd = false;
+};
+
 class PieceReader {
  public:
-  // Reads from the descriptor, which is not owned, as much at once as a pipe holds.
-  explicit PieceReader(int descriptor);
-  // The same, but `block` bytes at once or fewer. Any size from 1 byte on will do.
-  PieceReader(int descriptor, std::size_t block);
+  // Reads through the tap, which must outlive the reader, at most `block` bytes at once; 0 for as
+  // many as a pipe holds.
+  explicit PieceReader(PipeTap& tap, std::size_t block = 0);
 
-  // Reads on, blocking until there is at least one byte. All pieces handed out before become
-  // invalid. False at end of input, also after a read error and when the job is cancelled; then a
-  // piece that has begun is still read to its end if that is there.
-  bool read();
-
-  // The pieces that have been read to their end, side by side: each ends with '\n' or '\r', or
-  // has 1024 bytes without one. At end of input they are the rest, one piece or none, which is
-  // unterminated unless the job was cancelled. To be called once after each read(), which otherwise
-  // lacks the room.
-  std::string_view pieces();
-
-  // Sends bytes to the output, always the same descriptor, the short way: without copying them, if
-  // they are all that the last pieces() gave and both ends are pipes. How many of them went; the
-  // others are still to be written. A block after which this is not called is followed by a plain
-  // read.
-  std::size_t pass(int output, std::string_view bytes);
+  // The next block; waits until there is at least one byte. No value after the end of input, a read
+  // error, and when the job has been cancelled; a piece that has begun comes first (see Block).
+  std::optional<Block> next();
 
  private:
   std::size_t readOn(char* place);
   void finishPiece();
 
-  int descriptor_;
+  PipeTap& tap_;
   std::size_t block_;
   bool mayBlock_ = true;  // not a regular file
-  bool endOfInput_ = false;
+  bool ended_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // of what has not been handed out
   std::size_t end_ = 0;
-  std::size_t lastRead_ = 0;
-  std::string_view handedOut_;
-  bool lookNext_ = false;       // the next block most likely goes on as it is
-  std::optional<PipeTap> tap_;  // there when lookNext_ is set
-  std::size_t inPipe_ = 0;      // bytes at the end of the buffer that have only been looked at
 };
 
 }  // namespace jobshaper

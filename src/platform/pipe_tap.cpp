@@ -3,7 +3,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace jobshaper {
+
+std::size_t PipeTap::read(char* buffer, std::size_t size) {
+  if (std::exchange(peekNext_, false)) inPipe_ = peek(buffer, size);
+  const std::size_t n = inPipe_ > 0 ? inPipe_ : readSome(input_, buffer, size);
+  lastReadWasLarge_ = n >= size / 16;
+  return n;
+}
+
+void PipeTap::skip(char* scratch) { readFully(input_, scratch, std::exchange(inPipe_, 0)); }
 
 #if defined(__linux__)
 
@@ -25,32 +36,34 @@ void PipeTap::close() {
   copyOut_.reset();
 }
 
-std::size_t PipeTap::look(char* buffer, std::size_t size) {
+std::size_t PipeTap::peek(char* buffer, std::size_t size) {
   if (!open()) return 0;
   const ssize_t shown = ::tee(input_, copyIn_.get(), size, 0);
   if (shown <= 0) return 0;
   const std::size_t seen = readFully(copyOut_.get(), buffer, static_cast<std::size_t>(shown));
-  if (seen < static_cast<std::size_t>(shown)) close();  // the next look would show the rest first
+  if (seen < static_cast<std::size_t>(shown)) close();  // the next peek would show the rest first
   return seen;
 }
 
-std::size_t PipeTap::pass(std::size_t size) {
-  std::size_t passed = 0;
-  while (passed < size) {
-    const std::size_t n = moveSome(input_, output_, size - passed);
+std::size_t PipeTap::forward(std::size_t size) {
+  peekNext_ = lastReadWasLarge_;
+  std::size_t sent = 0;
+  while (sent < size) {
+    const std::size_t n = moveSome(input_, output_, size - sent);
     if (n == 0) {
       close();
       break;
     }
-    passed += n;
+    sent += n;
   }
-  return passed;
+  inPipe_ -= sent;
+  return sent;
 }
 
 #else
 
-std::size_t PipeTap::look(char*, std::size_t) { return 0; }
-std::size_t PipeTap::pass(std::size_t) { return 0; }
+std::size_t PipeTap::peek(char*, std::size_t) { return 0; }
+std::size_t PipeTap::forward(std::size_t) { return 0; }
 
 #endif
 

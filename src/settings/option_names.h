@@ -1,12 +1,15 @@
-// Names of options that more than one folder reads, as the print dialog of macOS writes them.
+// Names of options that are read in more than one place.
 #pragma once
 
 #include <string_view>
 
 namespace jobshaper {
 
+// As the print dialog of macOS writes them.
 inline constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
 inline constexpr std::string_view kCollateOption =
     "com.apple.print.PrintSettings.PMCopyCollate..b.";
+
+inline constexpr std::string_view kFoldOption = "QVBookletFold";
 
 }  // namespace jobshaper

@@ -14,14 +14,10 @@
 #include <fstream>
 #include <utility>
 
-#include "booklet/cover_queries.h"
 #include "booklet/manual_booklet.h"
-#include "filter/booklet_rules.h"
-#include "filter/job_output.h"
+#include "filter/job_filter.h"
 #include "filter/job_state.h"
 #include "filter/pjl_wrapping.h"
-#include "filter/stream_rewriter.h"
-#include "platform/piece_reader.h"
 #include "platform/system.h"
 
 // Under the sanitizers: where their reports go, as standard error is not at its place.
@@ -113,88 +109,48 @@ class StandardErrorAside {
   int own_ = -1;
 };
 
-// The job's bytes in reads of random size.
+// The job's bytes, to be read in small parts: from a pipe whose packets have random sizes, or,
+// where it cannot hold the job, from a file in blocks of one random size.
 class Feeder {
  public:
-  // `ahead`: everything is there before the first read.
-  Feeder(const std::string& bytes, const Delivery& delivery, bool ahead)
-      : bytes_(bytes), dice_(delivery.seed) {
+  Feeder(const std::string& bytes, const Delivery& delivery) {
     // A small job comes in reads as small as wanted; a large one would take too long.
-    largest_ = delivery.largestRead == 0 ? bytes.size() + 1 : delivery.largestRead;
-    largest_ = std::max(largest_, bytes.size() / 100 + 1);
-    int ends[2];
-    bool pipe = delivery.pipe && !(ahead && largest_ > 4096);
-    if (pipe && pipe2(ends, O_CLOEXEC | (ahead ? O_DIRECT : 0)) != 0) giveUp("pipe2");
-    if (pipe) {
-      reading_ = Descriptor(ends[0]);
-      writing_ = Descriptor(ends[1]);
-      fcntl(writing_.get(), F_SETFL, fcntl(writing_.get(), F_GETFL) | O_NONBLOCK);
-      // Each write stays a read of its own.
-      if (ahead) {
-        ahead_ = fcntl(writing_.get(), F_SETPIPE_SZ, 256 * 4096) > 0 && fillAhead();
-        pipe = ahead_;
-      }
-    }
-    if (!pipe) {
-      static MemoryFile file;
-      file.fill(bytes);
-      writing_.reset();
-      reading_ = file.copy();
-    }
+    std::size_t largest = delivery.largestRead == 0 ? bytes.size() + 1 : delivery.largestRead;
+    largest = std::max(largest, bytes.size() / 100 + 1);
+    if (delivery.pipe && largest <= kLargestPacket) fillPipe(bytes, delivery.seed, largest);
+    if (reading_.valid()) return;
+    static MemoryFile file;
+    file.fill(bytes);
+    reading_ = file.copy();
+    if (delivery.largestRead > 0) block_ = largest;
   }
 
   Descriptor takeReadingEnd() { return std::move(reading_); }
 
-  // Whether each write into the pipe is there already, and is a read of its own.
-  bool ahead() const { return ahead_; }
-  std::size_t largest() const { return largest_; }
-
-  // One more read's worth.
-  void feed() {
-    if (!writing_.valid()) return;
-    if (at_ == bytes_.size()) {
-      writing_.reset();
-      return;
-    }
-    const std::size_t size =
-        std::min({dice_.between(1, largest_), bytes_.size() - at_, std::size_t{65536}});
-    const ssize_t n = ::write(writing_.get(), bytes_.data() + at_, size);
-    if (n > 0)
-      at_ += static_cast<std::size_t>(n);
-    else if (errno != EAGAIN)
-      giveUp("write to the pipe");
-  }
+  // How many bytes are to be read at once; 0 for as many as there are.
+  std::size_t block() const { return block_; }
 
  private:
-  bool fillAhead() {
-    while (writing_.valid()) {
-      const std::size_t before = at_;
-      feed();
-      if (writing_.valid() && at_ == before) return false;  // full
+  static constexpr std::size_t kLargestPacket = 4096;
+
+  void fillPipe(const std::string& bytes, std::uint64_t seed, std::size_t largest) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_DIRECT | O_NONBLOCK) != 0) giveUp("pipe2");
+    Descriptor reading(ends[0]);
+    const Descriptor writing(ends[1]);
+    if (fcntl(writing.get(), F_SETPIPE_SZ, 256 * kLargestPacket) <= 0) return;
+    Dice dice(seed);
+    for (std::size_t at = 0; at < bytes.size();) {
+      const std::size_t size = std::min(dice.between(1, largest), bytes.size() - at);
+      if (::write(writing.get(), bytes.data() + at, size) < 0) return;  // full
+      at += size;
     }
-    return true;
+    reading_ = std::move(reading);
   }
 
-  const std::string& bytes_;
-  Dice dice_;
-  std::size_t largest_;
-  std::size_t at_ = 0;
-  bool ahead_ = false;
   Descriptor reading_;
-  Descriptor writing_;
+  std::size_t block_ = 0;
 };
-
-void handOut(PieceReader& reader, StreamRewriter& rewriter, bool byPiece) {
-  if (!byPiece) {
-    (void)rewriter.handleAll(reader.pieces());
-    return;
-  }
-  for (std::string_view rest = reader.pieces(); !rest.empty();) {
-    const std::string_view piece = firstPiece(rest);
-    rewriter.handle(piece);
-    rest.remove_prefix(piece.size());
-  }
-}
 
 void fillOptions(const JudgedJob& job, argumentStore& options) {
   for (const auto& [name, value] : job.options) options.addOption(name, value);
@@ -325,34 +281,11 @@ Produced produce(const RandomJob& random) {
       job.captureIn = captureIn.copy();
       job.captureOut = captureOut.copy();
     }
-    Feeder feeder(judged.input, random.delivery, judged.manualPpd);
+    Feeder feeder(judged.input, random.delivery);
     job.inputFile = feeder.takeReadingEnd();
     job.inputStream = job.inputFile.get();
-    createHeader(job, "ada");
-    job.onlyInside = isOnlyPrintInside(job.jobOptions);
-    if (const auto printTo = job.jobOptions.getValue("PrintTo")) job.printTo = *printTo;
-
-    if (setUpBooklet(job, system) == BookletSetup::done) {
-      JobOutput output(printed.get(), job.captureIn.get(), job.captureOut.get());
-      writeHeader(job, output);
-      // Reads as small from a file as from a pipe. One that is filled ahead makes them by itself,
-      // and a read must take a whole one.
-      PieceReader reader = feeder.ahead() || random.delivery.largestRead == 0
-                               ? PieceReader(job.inputStream)
-                               : PieceReader(job.inputStream, feeder.largest());
-      StreamRewriter rewriter(job, output);
-      for (bool more = true; more;) {
-        feeder.feed();
-        more = reader.read();
-        handOut(reader, rewriter, random.delivery.byPiece);
-        output.flush();
-      }
-      writeTrailer(job, output);
-      output.flush();
-      removeManualBookletFiles(job);
-    } else {
-      produced.status = 1;
-    }
+    const JobEnd end = runJob(job, system, "ada", printed.get(), feeder.block());
+    produced.status = end == JobEnd::printed ? 0 : 1;
   }
   produced.messages = withoutFolderLines(aside.restore());
   produced.printed = printed.content();
@@ -373,7 +306,7 @@ std::optional<ReorderedJob> produceReordered(const ReorderingJob& random) {
   static MemoryFile messages;
   setenv("TMPDIR", workFolder().c_str(), 1);
   version = random.version;
-  Feeder feeder(random.input, random.delivery, true);
+  Feeder feeder(random.input, random.delivery);
   const Descriptor input = feeder.takeReadingEnd();
   const std::string outputPath = manualFile(kManualFiles[0]);
   std::optional<std::string_view> orientation;

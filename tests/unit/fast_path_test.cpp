@@ -191,20 +191,21 @@ std::string throughPipes(const JobState& state, std::string_view job, Random& ra
   const Pipe out(kPipes);
   std::string written;
   {
-    JobOutput output(out.writing(), -1, -1);
+    JobOutput output(out.writing(), -1, -1, in.reading());
     StreamRewriter rewriter(state, output);
-    PieceReader reader(in.reading(), randomBlock(random));
+    PieceReader reader(output.tap(), randomBlock(random));
     const std::size_t limit = std::size_t{1} << below(random, 20);
-    for (bool more = true; more;) {
+    for (;;) {
       const std::size_t next = std::min(job.size(), 1 + below(random, limit));
       if (next > 0 && in.waiting() + next < kPipes / 2) {
         in.put(job.substr(0, next));
         job.remove_prefix(next);
       }
       if (job.empty()) in.closeWriting();
-      more = reader.read();
-      EXPECT_TRUE(rewriter.handleAll(reader.pieces()));
-      output.flush(reader);
+      const auto block = reader.next();
+      if (!block) break;
+      EXPECT_TRUE(rewriter.handleAll(block->pieces));
+      output.flush(*block);
       written += out.take();
     }
   }
@@ -252,11 +253,11 @@ TEST(FastPath, WritesWhatThePlainLoopWrites) {
 
     source.put(job);
     const Written read = run([&](StreamRewriter& rewriter, JobOutput& output) {
-      PieceReader reader(source.descriptor(), randomBlock(random));
-      for (bool more = true; more;) {
-        more = reader.read();
-        EXPECT_TRUE(rewriter.handleAll(reader.pieces()));
-        output.flush();
+      PipeTap tap(source.descriptor(), -1);
+      PieceReader reader(tap, randomBlock(random));
+      while (const auto block = reader.next()) {
+        EXPECT_TRUE(rewriter.handleAll(block->pieces));
+        output.flush(*block);
       }
     });
     source.take();
@@ -292,15 +293,17 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
     const std::string job = randomJob(random);
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    PieceReader reader(ends[0], 4096);
+    PipeTap tap(ends[0], -1);
+    PieceReader reader(tap, 4096);
     std::string received;
     std::size_t sent = 0, whole = 0;
     while (sent < job.size()) {
       const std::size_t n = std::min(job.size() - sent, 1 + below(random, 2500));
       ASSERT_EQ(write(ends[1], job.data() + sent, n), static_cast<ssize_t>(n));
       sent += n;
-      ASSERT_TRUE(reader.read());
-      received += reader.pieces();
+      const auto block = reader.next();
+      ASSERT_TRUE(block);
+      received += block->pieces;
       while (whole < sent) {  // the end of the last piece that has come whole
         const std::string_view piece =
             firstPiece(std::string_view(job).substr(whole, sent - whole));
@@ -310,8 +313,7 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
       ASSERT_EQ(received.size(), whole);
     }
     close(ends[1]);
-    EXPECT_FALSE(reader.read());
-    received += reader.pieces();
+    while (const auto block = reader.next()) received += block->pieces;
     EXPECT_EQ(received, job);
     close(ends[0]);
   }

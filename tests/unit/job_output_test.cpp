@@ -114,49 +114,89 @@ TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
 // A job that comes through a pipe and goes through another.
 class PipedOutput {
  public:
-  explicit PipedOutput(int captureOut = -1) : output_(out_.writing(), -1, captureOut) {}
+  explicit PipedOutput(int captureOut = -1)
+      : output_(out_.writing(), -1, captureOut, in_.reading()) {}
 
-  void send(std::string_view block) {
-    in_.put(block);
-    ASSERT_TRUE(reader_.read());
-    lookedAt_ = in_.waiting();
-    output_.pass(reader_.pieces());
-    output_.flush(reader_);
+  Block read(std::string_view bytes) {
+    in_.put(bytes);
+    const auto block = reader_.next();
+    EXPECT_TRUE(block);
+    return block.value_or(Block{});
   }
-  // How much of the last block was still in its pipe when it had been read.
-  std::size_t lookedAt() const { return lookedAt_; }
+  // How much of a block that nothing changes was forwarded from pipe to pipe.
+  std::size_t send(std::string_view bytes) {
+    const Block block = read(bytes);
+    const std::size_t before = output_.tap().inPipe();
+    output_.pass(block.pieces);
+    output_.flush(block);
+    return before - output_.tap().inPipe();
+  }
+  JobOutput& output() { return output_; }
   std::string take() const { return out_.take(); }
+  void closeReading() { out_.closeReading(); }
 
  private:
   Pipe in_{kPipeSize};
   Pipe out_{kPipeSize};
-  PieceReader reader_{in_.reading()};
   JobOutput output_;
-  std::size_t lookedAt_ = 0;
+  PieceReader reader_{output_.tap()};
 };
 
 const std::string kLargeBlock = std::string(19999, 'x') + "\n";
 
 TEST_F(JobOutputTest, SendsLargeBlocksFromPipeToPipe) {
   PipedOutput job;
-  job.send(kLargeBlock);
-  EXPECT_EQ(job.lookedAt(), 0U);
-  for (int i = 0; i < 3; ++i) {
-    job.send(kLargeBlock);
-    EXPECT_EQ(job.lookedAt(), kLargeBlock.size());
-  }
+  EXPECT_EQ(job.send(kLargeBlock), 0U);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(job.send(kLargeBlock), kLargeBlock.size());
   EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock + kLargeBlock + kLargeBlock);
 }
 
 TEST_F(JobOutputTest, CapturesWhatItSendsFromPipeToPipe) {
   PipedOutput job(captureOut_);
-  for (int i = 0; i < 3; ++i) {
-    job.send(kLargeBlock);
-    EXPECT_EQ(job.lookedAt(), i > 0 ? kLargeBlock.size() : 0U);
-  }
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(job.send(kLargeBlock), i > 0 ? kLargeBlock.size() : 0U);
   const std::string all = kLargeBlock + kLargeBlock + kLargeBlock;
   EXPECT_TRUE(job.take() == all);
   EXPECT_TRUE(content("copy") == all);
+}
+
+TEST_F(JobOutputTest, WritesWhatHasLeftThePipeBeforeTheRest) {
+  PipedOutput job;
+  job.send(kLargeBlock);
+  EXPECT_EQ(job.send(kLargeBlock + "begun"), kLargeBlock.size());
+  EXPECT_EQ(job.send(" and ended\n" + kLargeBlock), kLargeBlock.size() + 11);
+  EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock + "begun and ended\n" + kLargeBlock);
+}
+
+TEST_F(JobOutputTest, WritesABlockThatARuleChanged) {
+  PipedOutput job;
+  job.send(kLargeBlock);
+  // A part of it alone, something before it, something after it.
+  Block block = job.read(kLargeBlock);
+  EXPECT_EQ(block.inPipe, kLargeBlock.size());
+  job.output().pass(block.pieces.substr(1));
+  job.output().flush(block);
+  EXPECT_EQ(job.send(kLargeBlock), 0U);  // the block after it is read
+  block = job.read(kLargeBlock);
+  job.output().put("before");
+  job.output().pass(block.pieces);
+  job.output().flush(block);
+  job.send(kLargeBlock);
+  block = job.read(kLargeBlock);
+  job.output().pass(block.pieces);
+  job.output().put("after");
+  job.output().flush(block);
+  EXPECT_TRUE(job.take() == kLargeBlock + kLargeBlock.substr(1) + kLargeBlock + "before" +
+                                kLargeBlock + kLargeBlock + kLargeBlock + "after");
+}
+
+TEST_F(JobOutputTest, GoesOnWhenThePipesReaderHasLeft) {
+  signal(SIGPIPE, SIG_IGN);
+  PipedOutput job(captureOut_);
+  job.send(kLargeBlock);
+  job.closeReading();
+  EXPECT_EQ(job.send(kLargeBlock), 0U);
+  EXPECT_EQ(job.send(kLargeBlock), 0U);
+  EXPECT_TRUE(content("copy") == kLargeBlock + kLargeBlock + kLargeBlock);
 }
 
 // A job that comes line by line must not wait for its reader after as many lines as the pipe has

@@ -88,7 +88,7 @@ TEST_F(LongFeature, StaysWholeWithoutAFolder) {
 TEST_F(LongFeature, StaysWholeWithoutRoom) {
   for (const rlim_t room : {0UL, 65536UL, 100000UL}) {
     const testing::FileSizeLimit limit(room);
-    OverflowFile file(folder_.path());
+    SpillFile file(folder_.path());
     std::string whole, read;
     for (const std::string& line : filler_) {
       EXPECT_TRUE(file.append(line));
@@ -103,11 +103,11 @@ TEST_F(LongFeature, StaysWholeWithoutRoom) {
 TEST_F(LongFeature, IsNotKeptWithoutRoomInFileAndMemory) {
   const std::string part(65536, 'x');
   for (const std::size_t last : {65535U, 65536U, 65537U}) {
-    OverflowFile file(folder_.file("missing"));
+    SpillFile file(folder_.file("missing"));
     for (int i = 0; i < 63; ++i) EXPECT_TRUE(file.append(part));
     EXPECT_EQ(file.append(std::string(last, 'y')), last <= 65536) << last;
   }
-  OverflowFile file(folder_.path());
+  SpillFile file(folder_.path());
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(file.append(part));
 }
 

@@ -24,16 +24,15 @@ using Pieces = std::vector<std::string>;
 
 Pieces piecesOf(int descriptor) {
   Pieces pieces;
-  PieceReader reader(descriptor);
-  bool more = true;
-  while (more) {
-    more = reader.read();
-    for (std::string_view rest = reader.pieces(); !rest.empty();) {
+  PipeTap tap(descriptor, -1);
+  PieceReader reader(tap);
+  while (const auto block = reader.next()) {
+    for (std::string_view rest = block->pieces; !rest.empty();) {
       pieces.emplace_back(firstPiece(rest));
       rest.remove_prefix(pieces.back().size());
     }
   }
-  EXPECT_EQ(reader.pieces(), "");
+  EXPECT_FALSE(reader.next());
   return pieces;
 }
 
@@ -81,19 +80,23 @@ TEST(PieceReader, JoinsPiecesAcrossItsBlocks) {
 TEST(PieceReader, HandsOutWhatHasComeBeforeItWaitsForMore) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  PieceReader reader(ends[0], 100);
+  PipeTap tap(ends[0], -1);
+  PieceReader reader(tap, 100);
+  const auto expectNext = [&reader](std::string_view pieces, bool atEnd) {
+    const auto block = reader.next();
+    ASSERT_TRUE(block);
+    EXPECT_EQ(block->pieces, pieces);
+    EXPECT_EQ(block->atEnd, atEnd);
+  };
   ASSERT_EQ(write(ends[1], "one\ntw", 6), 6);
-  ASSERT_TRUE(reader.read());
-  EXPECT_EQ(reader.pieces(), "one\n");
-  EXPECT_EQ(reader.pieces(), "");
-  ASSERT_EQ(write(ends[1], "o\nend", 5), 5);
-  ASSERT_TRUE(reader.read());
-  EXPECT_EQ(reader.pieces(), "two\n");
-  EXPECT_EQ(reader.pieces(), "");
+  expectNext("one\n", false);
+  ASSERT_EQ(write(ends[1], "o", 1), 1);
+  expectNext("", false);
+  ASSERT_EQ(write(ends[1], "\nend", 4), 4);
+  expectNext("two\n", false);
   close(ends[1]);
-  EXPECT_FALSE(reader.read());
-  EXPECT_EQ(reader.pieces(), "end");
-  EXPECT_EQ(reader.pieces(), "");
+  expectNext("end", true);
+  EXPECT_FALSE(reader.next());
   close(ends[0]);
 }
 
@@ -111,113 +114,69 @@ TEST(PieceReader, WaitsOnANonBlockingDescriptor) {
   close(ends[0]);
 }
 
-// Two pipes and what the reader reads from one.
+// Reads from one pipe, with another as the output.
 class ConnectedPieceReader : public ::testing::Test {
  protected:
-  std::string_view read(std::string_view bytes) {
+  Block read(std::string_view bytes) {
     in_.put(bytes);
-    EXPECT_TRUE(reader_.read());
-    return reader_.pieces();
+    const auto block = reader_.next();
+    EXPECT_TRUE(block);
+    return block.value_or(Block{});
   }
-  std::size_t pass(std::string_view bytes) { return reader_.pass(out_.writing(), bytes); }
-  // A block that went on as it was: the next one is only looked at.
-  void readOneUntouched() { EXPECT_EQ(pass(read("first\n")), 0U); }
+  std::size_t forward(const Block& block) { return tap_.forward(block.inPipe); }
+  // A large block that was forwarded: the next one is only peeked at.
+  void forwardOne() { EXPECT_EQ(forward(read("first\n")), 0U); }
 
   Pipe in_, out_;
-  PieceReader reader_{in_.reading(), 96};  // six bytes are not a small block
+  PipeTap tap_{in_.reading(), out_.writing()};
+  PieceReader reader_{tap_, 96};  // six bytes are not a small block
 };
 
-TEST_F(ConnectedPieceReader, PassesAllPiecesFromPipeToPipe) {
-  readOneUntouched();
-  const std::string_view pieces = read("second\nthird\n");
-  EXPECT_EQ(pieces, "second\nthird\n");
-  EXPECT_EQ(in_.waiting(), 13U);
-  EXPECT_EQ(pass(pieces), 13U);
+TEST_F(ConnectedPieceReader, TellsWhatIsStillInThePipe) {
+  forwardOne();
+  const Block block = read("second\nthird\n");
+  EXPECT_EQ(block.pieces, "second\nthird\n");
+  EXPECT_EQ(block.inPipe, 13U);
+  EXPECT_EQ(forward(block), 13U);
   EXPECT_EQ(in_.waiting(), 0U);
   EXPECT_EQ(out_.take(), "second\nthird\n");
 }
 
 TEST_F(ConnectedPieceReader, JoinsAPieceThatCameInParts) {
-  readOneUntouched();
-  const std::string_view pieces = read("second\nthi");
-  EXPECT_EQ(pieces, "second\n");
-  EXPECT_EQ(pass(pieces), 7U);
+  forwardOne();
+  const Block block = read("second\nthi");
+  EXPECT_EQ(block.pieces, "second\n");
+  EXPECT_EQ(block.inPipe, 7U);
+  EXPECT_EQ(forward(block), 7U);
   EXPECT_EQ(in_.waiting(), 3U);
-  const std::string_view more = read("rd\nfourth\nfi");
-  EXPECT_EQ(more, "third\nfourth\n");
+  const Block more = read("rd\nfourth\nfi");
+  EXPECT_EQ(more.pieces, "third\nfourth\n");
+  EXPECT_EQ(more.inPipe, 10U);  // "thi" has been read
   EXPECT_EQ(in_.waiting(), 12U);
-  EXPECT_EQ(pass(more), 13U);
-  EXPECT_EQ(out_.take(), "second\nthird\nfourth\n");
   in_.closeWriting();
-  EXPECT_FALSE(reader_.read());
-  EXPECT_EQ(in_.waiting(), 0U);
-  EXPECT_EQ(reader_.pieces(), "fi");
-  EXPECT_EQ(out_.waiting(), 0U);
-}
-
-TEST_F(ConnectedPieceReader, PassesNothingButAllPieces) {
-  readOneUntouched();
-  const std::string_view pieces = read("second\nthird\n");
-  EXPECT_EQ(pass(pieces.substr(7)), 0U);
-  EXPECT_EQ(pass(pieces.substr(0, 7)), 0U);
-  EXPECT_EQ(pass("second\nthird\n"), 0U);
-  EXPECT_EQ(out_.waiting(), 0U);
-  // They are read out of the pipe, and a block that something was done to is followed by a plain
-  // read.
-  EXPECT_EQ(read("fourth\n"), "fourth\n");
+  const auto last = reader_.next();
+  ASSERT_TRUE(last);
+  EXPECT_EQ(last->pieces, "fi");
+  EXPECT_EQ(last->inPipe, 0U);
   EXPECT_EQ(in_.waiting(), 0U);
 }
 
-TEST_F(ConnectedPieceReader, ReadsPlainlyAgainBehindABlockThatChanged) {
-  readOneUntouched();
-  EXPECT_EQ(read("second\n"), "second\n");
-  EXPECT_EQ(in_.waiting(), 7U);
-  EXPECT_EQ(read("third\n"), "third\n");
-  EXPECT_EQ(in_.waiting(), 0U);
-}
-
-TEST_F(ConnectedPieceReader, GoesOnWhenTheOutputHasClosed) {
-  signal(SIGPIPE, SIG_IGN);
-  readOneUntouched();
-  const std::string_view pieces = read("second\n");
-  out_.closeReading();
-  EXPECT_EQ(pass(pieces), 0U);
-  const std::string_view more = read("third\n");
-  EXPECT_EQ(more, "third\n");
-  EXPECT_EQ(in_.waiting(), 0U);
-  EXPECT_EQ(pass(more), 0U);
-}
-
-// Sent on, each would take a page of the output's room, and soon all of it.
-TEST_F(ConnectedPieceReader, ReadsPlainlyBehindASmallBlock) {
-  EXPECT_EQ(pass(read("four\n")), 0U);
-  EXPECT_EQ(pass(read("first\n")), 0U);
-  EXPECT_EQ(in_.waiting(), 0U);
-  EXPECT_EQ(pass(read("two\n")), 4U);
-  EXPECT_EQ(pass(read("second\n")), 0U);
-  EXPECT_EQ(in_.waiting(), 0U);
-}
-
-TEST_F(ConnectedPieceReader, PassesNothingOfAPieceThatHasNotEnded) {
-  readOneUntouched();
-  EXPECT_EQ(pass(read("second\nthi")), 7U);
+TEST_F(ConnectedPieceReader, HasNothingInThePipeOfAPieceThatHasNotEnded) {
+  forwardOne();
+  EXPECT_EQ(forward(read("second\nthi")), 7U);
   EXPECT_EQ(out_.take(), "second\n");
-  const std::string_view none = read("rd");
-  EXPECT_EQ(none, "");
-  EXPECT_EQ(pass(none), 0U);
-  EXPECT_EQ(out_.waiting(), 0U);
-  EXPECT_EQ(read("\n"), "third\n");
+  const Block none = read("rd");
+  EXPECT_EQ(none.pieces, "");
+  EXPECT_EQ(none.inPipe, 0U);
+  EXPECT_EQ(read("\n").pieces, "third\n");
 }
 
-TEST(PieceReader, ReadsPlainlyWhenNothingIsPassed) {
-  const Pipe in;
-  PieceReader reader(in.reading(), 96);
-  for (const std::string_view line : {"first\n", "second\n", "third\n"}) {
-    in.put(line);
-    ASSERT_TRUE(reader.read());
-    EXPECT_EQ(in.waiting(), 0U);
-    EXPECT_EQ(reader.pieces(), line);
-  }
+TEST_F(ConnectedPieceReader, TakesWhatIsNotForwardedOutOfThePipe) {
+  forwardOne();
+  EXPECT_EQ(read("second\n").inPipe, 7U);
+  EXPECT_EQ(in_.waiting(), 7U);
+  EXPECT_EQ(read("third\n").pieces, "third\n");
+  EXPECT_EQ(in_.waiting(), 0U);
 }
 
 TEST(PieceReader, TakesAReadErrorForTheEnd) { EXPECT_EQ(piecesOf(-1), Pieces{}); }

@@ -17,10 +17,16 @@ namespace {
 
 using testing::Pipe;
 
-std::string look(PipeTap& tap, std::size_t size) {
-  std::string seen(size, '\0');
-  seen.resize(tap.look(seen.data(), size));
-  return seen;
+// What a read brings, at most `size` bytes.
+std::string readFrom(PipeTap& tap, std::size_t size) {
+  std::string bytes(size, '\0');
+  bytes.resize(tap.read(bytes.data(), size));
+  return bytes;
+}
+
+void skip(PipeTap& tap) {
+  std::string scratch(tap.inPipe(), '\0');
+  tap.skip(scratch.data());
 }
 
 std::size_t openFiles() {
@@ -28,102 +34,142 @@ std::size_t openFiles() {
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
-TEST(PipeTap, LeavesWhatItShowsInThePipe) {
-  const Pipe in, out;
-  PipeTap tap(in.reading(), out.writing());
-  in.put("one two three");
-  EXPECT_EQ(look(tap, 100), "one two three");
-  EXPECT_EQ(in.waiting(), 13U);
-  EXPECT_EQ(look(tap, 7), "one two");
-  EXPECT_EQ(in.waiting(), 13U);
-  EXPECT_EQ(out.waiting(), 0U);
+// A tap between two pipes whose next read is a peek: a large block has just been forwarded.
+class PeekingTap : public ::testing::Test {
+ protected:
+  PeekingTap() {
+    in_.put("x");
+    forwardOne();
+  }
+  void forwardOne() {
+    EXPECT_EQ(readFrom(tap_, 1), "x");
+    EXPECT_EQ(tap_.forward(0), 0U);
+  }
+
+  Pipe in_{kPipeSize};
+  Pipe out_{kPipeSize};
+  PipeTap tap_{in_.reading(), out_.writing()};
+};
+
+TEST_F(PeekingTap, LeavesWhatItPeeksAtInThePipe) {
+  in_.put("one two three");
+  EXPECT_EQ(readFrom(tap_, 100), "one two three");
+  EXPECT_EQ(tap_.inPipe(), 13U);
+  EXPECT_EQ(in_.waiting(), 13U);
+  EXPECT_EQ(out_.waiting(), 0U);
 }
 
-TEST(PipeTap, PassesFromTheFront) {
-  const Pipe in, out;
-  PipeTap tap(in.reading(), out.writing());
-  in.put("one two three");
-  EXPECT_EQ(look(tap, 100), "one two three");
-  EXPECT_EQ(tap.pass(4), 4U);
-  EXPECT_EQ(out.take(), "one ");
-  EXPECT_EQ(in.take(4), "two ");
-  EXPECT_EQ(tap.pass(5), 5U);
-  EXPECT_EQ(out.take(), "three");
-  EXPECT_EQ(in.waiting(), 0U);
-  in.put("four");
-  EXPECT_EQ(look(tap, 100), "four");
-  EXPECT_EQ(tap.pass(0), 0U);
-  EXPECT_EQ(in.take(), "four");
+TEST_F(PeekingTap, PeeksAtNoMoreThanAsked) {
+  in_.put("one two three");
+  EXPECT_EQ(readFrom(tap_, 7), "one two");
+  EXPECT_EQ(tap_.inPipe(), 7U);
+  skip(tap_);
+  EXPECT_EQ(tap_.inPipe(), 0U);
+  EXPECT_EQ(in_.take(), " three");
 }
 
-TEST(PipeTap, ShowsAWholeBlock) {
-  const Pipe in(kPipeSize), out(kPipeSize);
+TEST_F(PeekingTap, ForwardsFromTheFront) {
+  in_.put("one two");
+  EXPECT_EQ(readFrom(tap_, 100), "one two");
+  EXPECT_EQ(tap_.forward(4), 4U);
+  EXPECT_EQ(out_.take(), "one ");
+  EXPECT_EQ(tap_.inPipe(), 3U);
+  skip(tap_);
+  EXPECT_EQ(in_.waiting(), 0U);
+}
+
+TEST_F(PeekingTap, ForwardsAWholeBlock) {
   std::string block;
   while (block.size() < kPipeSize) block += std::to_string(block.size()) + '\0';
   block.resize(kPipeSize);
-  in.put(block);
-  PipeTap tap(in.reading(), out.writing());
-  EXPECT_EQ(look(tap, kPipeSize), block);
-  EXPECT_EQ(tap.pass(block.size()), block.size());
-  EXPECT_EQ(out.take(), block);
-  EXPECT_EQ(in.waiting(), 0U);
+  in_.put(block);
+  EXPECT_TRUE(readFrom(tap_, kPipeSize) == block);
+  EXPECT_EQ(tap_.forward(block.size()), block.size());
+  EXPECT_TRUE(out_.take() == block);
+  EXPECT_EQ(in_.waiting(), 0U);
 }
 
-TEST(PipeTap, HasNothingToShowOfAnythingButPipes) {
+TEST_F(PeekingTap, ReadsTheBlockAfterOneThatWasNotForwarded) {
+  in_.put("two");
+  EXPECT_EQ(readFrom(tap_, 16), "two");
+  skip(tap_);
+  in_.put("three");
+  EXPECT_EQ(readFrom(tap_, 16), "three");
+  EXPECT_EQ(tap_.inPipe(), 0U);
+  EXPECT_EQ(in_.waiting(), 0U);
+}
+
+// Each would take a page of the output pipe, and soon all of it.
+TEST_F(PeekingTap, ReadsTheBlockAfterASmallOne) {
+  in_.put("five5");
+  EXPECT_EQ(readFrom(tap_, 96), "five5");
+  EXPECT_EQ(tap_.forward(5), 5U);
+  in_.put("six666");
+  EXPECT_EQ(readFrom(tap_, 96), "six666");
+  EXPECT_EQ(tap_.inPipe(), 0U);
+  EXPECT_EQ(tap_.forward(0), 0U);
+  in_.put("next");
+  EXPECT_EQ(readFrom(tap_, 96), "next");
+  EXPECT_EQ(tap_.inPipe(), 4U);
+}
+
+TEST_F(PeekingTap, ReadsAtTheEndOfInput) {
+  in_.closeWriting();
+  EXPECT_EQ(readFrom(tap_, 5), "");
+  EXPECT_EQ(tap_.inPipe(), 0U);
+}
+
+TEST_F(PeekingTap, LeavesTheRestInThePipeWhenTheOutputIsClosed) {
+  signal(SIGPIPE, SIG_IGN);
+  const std::size_t before = openFiles();
+  in_.put("one two");
+  EXPECT_EQ(readFrom(tap_, 7), "one two");
+  EXPECT_EQ(openFiles(), before + 2);
+  out_.closeReading();
+  EXPECT_EQ(tap_.forward(4), 0U);
+  EXPECT_EQ(openFiles(), before - 1);
+  EXPECT_EQ(tap_.inPipe(), 7U);
+  skip(tap_);
+  // From here on every read is a plain one.
+  in_.put("three");
+  EXPECT_EQ(readFrom(tap_, 5), "three");
+  EXPECT_EQ(tap_.inPipe(), 0U);
+}
+
+TEST_F(PeekingTap, ReadsWhereThereAreNoMoreDescriptors) {
+  in_.put("bytes");
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit few{static_cast<rlim_t>(out_.writing()) + 1, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  EXPECT_EQ(readFrom(tap_, 5), "bytes");
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(tap_.inPipe(), 0U);
+  in_.put("x");
+  forwardOne();
+  in_.put("more");
+  EXPECT_EQ(readFrom(tap_, 5), "more");  // it asks only once
+  EXPECT_EQ(tap_.inPipe(), 0U);
+}
+
+TEST(PipeTap, ReadsAnythingButPipes) {
   const Pipe pipe;
   int sockets[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sockets), 0);
-  pipe.put("bytes");
-  ASSERT_EQ(write(sockets[1], "bytes", 5), 5);
   PipeTap fromSocket(sockets[0], pipe.writing());
-  EXPECT_EQ(look(fromSocket, 5), "");
   PipeTap toSocket(pipe.reading(), sockets[0]);
-  EXPECT_EQ(look(toSocket, 5), "");
-  PipeTap none(-1, -1);
-  EXPECT_EQ(look(none, 5), "");
-  EXPECT_EQ(pipe.take(), "bytes");
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(write(sockets[1], "bytes", 5), 5);
+    EXPECT_EQ(readFrom(fromSocket, 5), "bytes");
+    pipe.put("bytes");
+    EXPECT_EQ(readFrom(toSocket, 5), "bytes");
+    for (PipeTap* tap : {&fromSocket, &toSocket}) {
+      EXPECT_EQ(tap->inPipe(), 0U);
+      EXPECT_EQ(tap->forward(0), 0U);
+    }
+  }
   close(sockets[0]);
   close(sockets[1]);
-}
-
-TEST(PipeTap, HasNothingToShowOfAnEmptyPipe) {
-  Pipe in;
-  const Pipe out;
-  in.closeWriting();
-  PipeTap tap(in.reading(), out.writing());
-  EXPECT_EQ(look(tap, 5), "");
-}
-
-TEST(PipeTap, LeavesTheRestWhereItIsWhenNobodyTakesIt) {
-  signal(SIGPIPE, SIG_IGN);
-  const Pipe in;
-  Pipe out;
-  PipeTap tap(in.reading(), out.writing());
-  const std::size_t before = openFiles();
-  in.put("one two");
-  EXPECT_EQ(look(tap, 7), "one two");
-  EXPECT_EQ(openFiles(), before + 2);
-  out.closeReading();
-  EXPECT_EQ(tap.pass(4), 0U);
-  EXPECT_EQ(openFiles(), before - 1);
-  EXPECT_EQ(in.waiting(), 7U);
-  // From here on it is of no use.
-  EXPECT_EQ(look(tap, 7), "");
-  EXPECT_EQ(in.take(), "one two");
-}
-
-TEST(PipeTap, DoesWithoutWhereThereAreNoMoreDescriptors) {
-  const Pipe in, out;
-  in.put("bytes");
-  PipeTap tap(in.reading(), out.writing());
-  rlimit before{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit few{static_cast<rlim_t>(out.writing()) + 1, before.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
-  EXPECT_EQ(look(tap, 5), "");
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-  EXPECT_EQ(look(tap, 5), "");  // it asks only once
-  EXPECT_EQ(in.take(), "bytes");
 }
 
 }  // namespace

@@ -42,7 +42,6 @@ TEST_F(StreamRewriterTest, StartsWithTheOldBlockStyle) {
   EXPECT_EQ(state_.beginMarker, "[{\n");
   EXPECT_EQ(state_.endMarker, "} stopped cleartomark\n");
   EXPECT_EQ(state_.blockUseCount, 1);
-  EXPECT_FALSE(state_.pageSizeBlock);
 }
 
 TEST_F(StreamRewriterTest, SwitchesTheBlockStyleOnceForTheWholeJob) {
@@ -53,15 +52,18 @@ TEST_F(StreamRewriterTest, SwitchesTheBlockStyleOnceForTheWholeJob) {
 }
 
 TEST_F(StreamRewriterTest, CollectsOnlyTheFirstPageSizeFeature) {
-  rewritten({"*PageSize A4\n", "code\n", "%%EndFeature\n", "*PageSize A5\n"});
-  EXPECT_EQ(state_.pageSizeBlock, "[{\n*PageSize A4\ncode\n%%EndFeature\n} stopped cleartomark\n");
+  const std::string block = "*PageSize A4\ncode\n%%EndFeature\n";
+  const std::string source = "InputSlot cleartomark\n";
+  EXPECT_EQ(rewritten({"*PageSize A4\n", "code\n", "%%EndFeature\n", "*PageSize A5\n", source}),
+            block + "*PageSize A5\n" + source + "[{\n" + block + "} stopped cleartomark\n");
   EXPECT_TRUE(state_.pageSizeDone);
   EXPECT_FALSE(state_.collectingPageSize);
 }
 
 TEST_F(StreamRewriterTest, RestartsACollectionThatIsStillOpen) {
-  rewritten({"*PageSize A4\n", "PageRegion A5\n"});
-  EXPECT_EQ(state_.pageSizeBlock, "[{\nPageRegion A5\n");
+  const std::string source = "InputSlot cleartomark\n";
+  EXPECT_EQ(rewritten({"*PageSize A4\n", "PageRegion A5\n", source}),
+            "*PageSize A4\nPageRegion A5\n" + source + "[{\nPageRegion A5\n" + source);
   EXPECT_TRUE(state_.collectingPageSize);
 }
 

@@ -11,14 +11,14 @@ namespace jobshaper {
 // From its first megabyte on, the file's room on disk is asked for in large steps: the system then
 // does less for each write, and the file lies in fewer places. What was asked for and not used is
 // given back at the end.
-class GrowingFile {
+class CaptureFile {
  public:
   // The descriptor of an empty file, not owned; -1 for none, which takes everything and keeps
   // nothing.
-  explicit GrowingFile(int descriptor) : descriptor_(descriptor) {}
-  ~GrowingFile();
-  GrowingFile(const GrowingFile&) = delete;
-  GrowingFile& operator=(const GrowingFile&) = delete;
+  explicit CaptureFile(int descriptor) : descriptor_(descriptor) {}
+  ~CaptureFile();
+  CaptureFile(const CaptureFile&) = delete;
+  CaptureFile& operator=(const CaptureFile&) = delete;
 
   bool exists() const { return descriptor_ >= 0; }
 

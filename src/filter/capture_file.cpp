@@ -1,4 +1,4 @@
-#include "platform/growing_file.h"
+#include "filter/capture_file.h"
 
 #include "platform/descriptor.h"
 
@@ -13,23 +13,23 @@ constexpr std::size_t kStep = 16 * 1024 * 1024;
 
 }  // namespace
 
-GrowingFile::~GrowingFile() {
+CaptureFile::~CaptureFile() {
   if (reserved_ > 0) releaseRoom(descriptor_);
 }
 
-void GrowingFile::write(iovec* spans, std::size_t count) {
+void CaptureFile::write(iovec* spans, std::size_t count) {
   if (!exists() || failed_) return;
   for (std::size_t i = 0; i < count; ++i) size_ += spans[i].iov_len;
   reserve();
   failed_ = !writeAll(descriptor_, spans, count);
 }
 
-void GrowingFile::write(std::string_view bytes) {
+void CaptureFile::write(std::string_view bytes) {
   iovec span{const_cast<char*>(bytes.data()), bytes.size()};
   write(&span, 1);
 }
 
-void GrowingFile::reserve() {
+void CaptureFile::reserve() {
   if (size_ <= kSmallFile) return;
   for (; size_ > reserved_; reserved_ += kStep) {
     reserveRoom(descriptor_, static_cast<off_t>(reserved_), kStep);

@@ -10,11 +10,11 @@
 
 namespace jobshaper {
 
-class OverflowFile {
+class SpillFile {
  public:
   // The file is made in this folder once it is needed. Where that fails, and where the disk is
   // full, up to 4 MiB more stay in memory.
-  explicit OverflowFile(std::string folder) : folder_(std::move(folder)) {}
+  explicit SpillFile(std::string folder) : folder_(std::move(folder)) {}
 
   // False when neither has room for them: what has been taken before is then incomplete.
   [[nodiscard]] bool append(std::string_view bytes);

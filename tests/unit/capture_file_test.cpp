@@ -1,4 +1,4 @@
-#include "platform/growing_file.h"
+#include "filter/capture_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int64_t kMegabyte = 1024 * 1024;
 
-class GrowingFileTest : public ::testing::Test {
+class CaptureFileTest : public ::testing::Test {
  protected:
   std::string content() const { return testing::readFile(folder_.file("file")); }
 
@@ -42,8 +42,8 @@ class GrowingFileTest : public ::testing::Test {
   Descriptor file_ = createFile(folder_.file("file"));
 };
 
-TEST_F(GrowingFileTest, TakesSpansAndTextsInOrder) {
-  GrowingFile file(file_.get());
+TEST_F(CaptureFileTest, TakesSpansAndTextsInOrder) {
+  CaptureFile file(file_.get());
   EXPECT_TRUE(file.exists());
   char first[] = "one ";
   char second[] = "two ";
@@ -53,14 +53,14 @@ TEST_F(GrowingFileTest, TakesSpansAndTextsInOrder) {
   EXPECT_EQ(content(), "one two three");
 }
 
-TEST_F(GrowingFileTest, ReservesNothingForASmallFile) {
-  GrowingFile file(file_.get());
+TEST_F(CaptureFileTest, ReservesNothingForASmallFile) {
+  CaptureFile file(file_.get());
   file.write(std::string(kMegabyte, 'x'));
   EXPECT_LT(room(), 2 * kMegabyte);
 }
 
-TEST_F(GrowingFileTest, ReservesRoomInStepsOfSixteenMegabytes) {
-  GrowingFile file(file_.get());
+TEST_F(CaptureFileTest, ReservesRoomInStepsOfSixteenMegabytes) {
+  CaptureFile file(file_.get());
   file.write(std::string(kMegabyte + 1, 'x'));
   const std::int64_t reserved = diskReserves() ? 16 * kMegabyte : 0;
   EXPECT_GE(room(), reserved);
@@ -70,22 +70,22 @@ TEST_F(GrowingFileTest, ReservesRoomInStepsOfSixteenMegabytes) {
   EXPECT_EQ(content(), std::string(16 * kMegabyte + 1, 'x'));
 }
 
-TEST_F(GrowingFileTest, ReservesForAWriteLargerThanAStep) {
-  GrowingFile file(file_.get());
+TEST_F(CaptureFileTest, ReservesForAWriteLargerThanAStep) {
+  CaptureFile file(file_.get());
   file.write(std::string(40 * kMegabyte, 'x'));
   EXPECT_GE(room(), (diskReserves() ? 48 : 40) * kMegabyte);
   EXPECT_LT(room(), 50 * kMegabyte);
 }
 
-TEST_F(GrowingFileTest, GivesBackWhatItDidNotUse) {
+TEST_F(CaptureFileTest, GivesBackWhatItDidNotUse) {
   const std::string bytes(3 * kMegabyte, 'x');
-  { GrowingFile(file_.get()).write(bytes); }
+  { CaptureFile(file_.get()).write(bytes); }
   EXPECT_LT(room(), 4 * kMegabyte);
   EXPECT_TRUE(content() == bytes);
 }
 
-TEST_F(GrowingFileTest, StaysABeginningOnceItCouldNotBeWritten) {
-  GrowingFile file(file_.get());
+TEST_F(CaptureFileTest, StaysABeginningOnceItCouldNotBeWritten) {
+  CaptureFile file(file_.get());
   file.write("one ");
   {
     const testing::FileSizeLimit limit(6);
@@ -95,15 +95,15 @@ TEST_F(GrowingFileTest, StaysABeginningOnceItCouldNotBeWritten) {
   EXPECT_EQ(content(), "one tw");
 }
 
-TEST_F(GrowingFileTest, ThatCannotBeWrittenReservesNothingMore) {
+TEST_F(CaptureFileTest, ThatCannotBeWrittenReservesNothingMore) {
   const Descriptor reader(open(folder_.file("file").c_str(), O_RDONLY | O_CLOEXEC));
-  GrowingFile file(reader.get());
+  CaptureFile file(reader.get());
   file.write(std::string(2 * kMegabyte, 'x'));
   EXPECT_EQ(room(), 0);
 }
 
-TEST(GrowingFile, ThatDoesNotExistTakesEverything) {
-  GrowingFile file(-1);
+TEST(CaptureFile, ThatDoesNotExistTakesEverything) {
+  CaptureFile file(-1);
   EXPECT_FALSE(file.exists());
   file.write(std::string(2 * kMegabyte, 'x'));
 }

@@ -1,4 +1,4 @@
-#include "platform/overflow_file.h"
+#include "filter/spill_file.h"
 
 #include <unistd.h>
 
@@ -13,21 +13,21 @@ constexpr std::size_t kMostInMemory = 4 * 1024 * 1024;
 
 }  // namespace
 
-bool OverflowFile::append(std::string_view bytes) {
+bool SpillFile::append(std::string_view bytes) {
   if (bytes.size() > kMostInMemory - pending_.size()) return false;
   pending_.append(bytes);
   if (pending_.size() >= kBlock && !failed_) failed_ = !flush();
   return true;
 }
 
-void OverflowFile::clear() {
+void SpillFile::clear() {
   file_.reset();
   inFile_ = 0;
   pending_.clear();
   failed_ = false;
 }
 
-bool OverflowFile::flush() {
+bool SpillFile::flush() {
   if (!file_.valid()) file_ = createNamelessFile(folder_);
   if (!file_.valid() || !writeAll(file_.get(), pending_)) return false;
   inFile_ += pending_.size();
@@ -35,7 +35,7 @@ bool OverflowFile::flush() {
   return true;
 }
 
-void OverflowFile::forEachPart(const std::function<void(std::string_view)>& take) const {
+void SpillFile::forEachPart(const std::function<void(std::string_view)>& take) const {
   std::string part(std::min(inFile_, kBlock), '\0');
   for (std::size_t at = 0; at < inFile_;) {
     const std::size_t n = std::min(kBlock, inFile_ - at);
