@@ -1,7 +1,7 @@
 #include "platform/cancellation.h"
 
-#include <poll.h>
 #include <signal.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,13 +29,17 @@ void deferCancellation() {
 bool cancellationRequested() { return requested != 0; }
 
 bool waitForInput(int descriptor) {
-  // The signal is let in only while ppoll waits, so it cannot slip between test and wait.
+  if (descriptor >= FD_SETSIZE) return !requested;  // beyond pselect: the read itself waits
+  // The signal is let in only while pselect waits, so it cannot slip between test and wait.
   sigset_t termination, before;
   sigemptyset(&termination);
   sigaddset(&termination, SIGTERM);
   sigprocmask(SIG_BLOCK, &termination, &before);
-  pollfd input{descriptor, POLLIN, 0};
-  while (!requested && ppoll(&input, 1, nullptr, &before) < 0 && errno == EINTR) {
+  fd_set input;
+  FD_ZERO(&input);
+  FD_SET(descriptor, &input);
+  while (!requested && pselect(descriptor + 1, &input, nullptr, nullptr, nullptr, &before) < 0 &&
+         errno == EINTR) {
   }
   sigprocmask(SIG_SETMASK, &before, nullptr);
   return !requested;

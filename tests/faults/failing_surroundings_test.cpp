@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -406,6 +407,37 @@ TEST(FewDescriptors, EndAManualBookletOrLetItBePrinted) {
     }
   }
   EXPECT_TRUE(printedOnce);
+}
+
+// ---- many descriptors
+
+// All numbers up to the first that select does not know are in use, so the job has that one.
+TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  if (limit.rlim_max < FD_SETSIZE + 20)
+    GTEST_SKIP() << "no more than " << limit.rlim_max << " descriptors";
+  const TemporaryFolder folder;
+  Job job;
+  job.file(folder.file("job"));
+  ASSERT_EQ(mkfifo(folder.file("job").c_str(), 0600), 0);
+  Process process(job.program(), job.argv(), job.environment(), [&] {
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    for (int taken = 3; taken < FD_SETSIZE; ++taken) dup2(2, taken);
+  });
+  const int writing = open(folder.file("job").c_str(), O_WRONLY | O_CLOEXEC);
+  const std::string_view parts[] = {"%!PS\n", "one\n", "two\n"};
+  for (const std::string_view part : parts) {
+    ASSERT_TRUE(sleeps(process));
+    if (part == "two\n") process.kill(SIGTERM);
+    EXPECT_EQ(write(writing, part.data(), part.size()), static_cast<ssize_t>(part.size()));
+  }
+  EXPECT_TRUE(endsByItself(process));
+  close(writing);
+  const Outcome outcome = process.finish();
+  EXPECT_EQ(outcome.out, printed("%!PS\none\ntwo\n"));
+  EXPECT_EQ(outcome.signal, SIGTERM);
 }
 
 // ---- cancelled at the start and at the end

@@ -45,7 +45,7 @@ void expectTheSame(Job job, const std::vector<std::string>& calls) {
     const bool expected = std::find(calls.begin(), calls.end(), name) != calls.end();
     EXPECT_GE(count, expected ? 2U : 0U) << name;
   }
-  EXPECT_EQ(name, "ppoll");
+  EXPECT_EQ(name, "pselect");
 }
 
 std::string lines(int count) {
@@ -57,14 +57,14 @@ std::string lines(int count) {
 TEST(InterruptedCalls, LoseNothingOfAPlainJob) {
   Job job;
   job.capture().log(7).ppd("*QVGeneric: Color\n").input(lines(300));
-  expectTheSame(job, {"open", "read", "writev", "fchmod", "ftruncate", "ppoll"});
+  expectTheSame(job, {"open", "read", "writev", "fchmod", "ftruncate", "pselect"});
 }
 
 // Large blocks that no rule touches go from pipe to pipe.
 TEST(InterruptedCalls, LoseNothingOnTheShortWay) {
   Job job;
   job.capture().env("FEW_BYTES", "9973").input(lines(50000));
-  expectTheSame(job, {"read", "writev", "tee", "splice", "ppoll"});
+  expectTheSame(job, {"read", "writev", "tee", "splice", "pselect"});
 }
 
 TEST(InterruptedCalls, LoseNothingOfALongCapture) {
@@ -83,7 +83,7 @@ TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
       folder.file("count"));
   std::string text = "*QVBookletFold\nold\nstatusdict /duplexer get exec\n";
   for (int page = 1; page <= 12; ++page) text += "%%Page: " + std::to_string(page) + "\nx\n";
-  expectTheSame(job.input(text), {"open", "read", "writev", "ppoll"});
+  expectTheSame(job.input(text), {"open", "read", "writev", "pselect"});
 }
 
 TEST(InterruptedCalls, LoseNothingOfAManualBooklet) {
@@ -91,7 +91,7 @@ TEST(InterruptedCalls, LoseNothingOfAManualBooklet) {
   writeFile(folder.file("en.lproj/instruction(null)"), lines(20));
   Job job = manualJob(join(kTop, pages("12345678"), kTrailer));
   job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", folder.path()).capture();
-  expectTheSame(job, {"open", "read", "pread", "pwrite", "writev", "fchmod", "ppoll"});
+  expectTheSame(job, {"open", "read", "pread", "pwrite", "writev", "fchmod", "pselect"});
 }
 
 TEST(InterruptedCalls, LoseNothingOfALongFeature) {

@@ -36,6 +36,8 @@ constexpr long kAllowed[] = {
 #endif
 #ifdef SYS_poll
     SYS_poll,
+#else
+    SYS_ppoll,
 #endif
 #ifdef SYS_stat
     SYS_stat,
@@ -76,7 +78,7 @@ constexpr long kAllowed[] = {
     SYS_fstatfs,
     SYS_ftruncate,
     SYS_fadvise64,
-    SYS_ppoll,
+    SYS_pselect6,
     SYS_unlinkat,
     SYS_exit_group,
     SYS_futex,

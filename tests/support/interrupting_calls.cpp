@@ -5,11 +5,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/select.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/uio.h>
@@ -28,12 +28,12 @@ enum Call {
   kFallocate,
   kTee,
   kSplice,
-  kPpoll,
+  kPselect,
   kCalls
 };
 constexpr const char* kNames[kCalls] = {"open",   "read",   "pread",     "pwrite",
                                         "writev", "fchmod", "ftruncate", "fallocate",
-                                        "tee",    "splice", "ppoll"};
+                                        "tee",    "splice", "pselect"};
 unsigned counts[kCalls];
 
 // Every other call.
@@ -124,9 +124,13 @@ EXPORTED ssize_t splice(int from, off_t*, int to, off_t*, size_t size, unsigned 
   return syscall(SYS_splice, from, nullptr, to, nullptr, few(kSplice, size), flags);
 }
 
-EXPORTED int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout,
-                   const sigset_t* signals) {
-  if (interrupts(kPpoll)) return -1;
+EXPORTED int pselect(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
+                     const timespec* timeout, const sigset_t* signals) {
+  if (interrupts(kPselect)) return -1;
+  const struct {
+    const sigset_t* set;
+    size_t size;
+  } mask{signals, sizeof(unsigned long)};
   return static_cast<int>(
-      syscall(SYS_ppoll, descriptors, count, timeout, signals, sizeof(unsigned long)));
+      syscall(SYS_pselect6, count, readable, writable, exceptional, timeout, &mask));
 }
