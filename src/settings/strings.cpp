@@ -1,7 +1,8 @@
 #include "settings/strings.h"
 
 #include <algorithm>
-#include <charconv>
+#include <clocale>
+#include <cstdlib>
 #include <limits>
 
 namespace jobshaper {
@@ -9,18 +10,6 @@ namespace jobshaper {
 namespace {
 using Limits = std::numeric_limits<std::int32_t>;
 constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
-
-// Of a number that no float holds: whether it is too large, not too small.
-bool isTooLarge(std::string_view magnitude) {
-  const std::size_t mantissa = std::min(magnitude.find_first_of("eE"), magnitude.size());
-  const std::size_t point = std::min(magnitude.find('.'), mantissa);
-  const std::size_t firstDigit = magnitude.find_first_of("123456789");
-  const std::int64_t exponent =
-      mantissa < magnitude.size() ? integerValue(magnitude.substr(mantissa + 1)) : 0;
-  const auto places = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(firstDigit);
-  return places + exponent > 0;
-}
-
 }  // namespace
 
 bool IntegerReader::take(std::string_view part) {
@@ -55,18 +44,13 @@ std::int32_t integerValue(std::string_view text) {
 
 float floatValue(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-  const bool negative = text.starts_with('-');
-  if (negative || text.starts_with('+')) text.remove_prefix(1);
-  // std::from_chars would take a second sign, and "inf" and "nan".
-  if (text.find_first_of("0123456789.") != 0) return 0;
-  float value = 0;
-  const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (read.ec == std::errc::invalid_argument) return 0;  // a lone point; not "-0" for "-."
-  if (read.ec == std::errc::result_out_of_range) {
-    const auto length = static_cast<std::size_t>(read.ptr - text.data());
-    value = isTooLarge(text.substr(0, length)) ? std::numeric_limits<float>::max() : 0;
+  // std::strtof also reads hexadecimals, "inf" and "nan", and looks for the locale's point.
+  std::string number(text.substr(0, text.find_first_not_of("+-.0123456789Ee")));
+  if (const std::size_t point = number.find('.'); point != number.npos) {
+    number.replace(point, 1, std::localeconv()->decimal_point);
   }
-  return negative ? -value : value;
+  constexpr float kLargest = std::numeric_limits<float>::max();
+  return std::clamp(std::strtof(number.c_str(), nullptr), -kLargest, kLargest);
 }
 
 std::string replaceString(std::string_view text, std::string_view target,

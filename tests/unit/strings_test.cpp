@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string>
+#include <tuple>
+
+#include "tests/support/program.h"
 
 namespace jobshaper {
 namespace {
@@ -112,6 +117,32 @@ TEST(FloatValue, WhatIsTooSmallIsZero) {
   EXPECT_EQ(floatValue("0." + std::string(400, '0') + "1"), 0.0f);
   EXPECT_EQ(floatValue("0." + std::string(400, '0') + "1e100"), 0.0f);
   EXPECT_EQ(floatValue("1" + std::string(100, '0') + "e-400"), 0.0f);
+}
+
+// Makes a locale with a comma for a point, so that it does not matter which ones are installed.
+TEST(FloatValue, HasItsPointInEveryLocale) {
+  const testing::TemporaryFolder folder;
+  testing::writeFile(folder.file("source"),
+                     "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \".\"\ngrouping 3\n"
+                     "END LC_NUMERIC\n");
+  testing::writeFile(folder.file("characters"),
+                     "<code_set_name> ASCII\nCHARMAP\n<U0000>..<U007F> /x00 NUL\nEND CHARMAP\n");
+  const std::string make =
+      "cd '" + folder.path() + "' && localedef -c -i source -f ./characters ./comma > messages 2>&1";
+  std::ignore = std::system(make.c_str());  // 1 with warnings: of the other categories' absence
+  setenv("LOCPATH", folder.path().c_str(), 1);
+  const bool made = std::setlocale(LC_NUMERIC, "comma") != nullptr;
+  const std::string point = std::localeconv()->decimal_point;
+  const float fraction = floatValue("-8.25x");
+  const float second = floatValue("1.234.5");
+  const float whole = floatValue("8,25");
+  std::setlocale(LC_NUMERIC, "C");
+  unsetenv("LOCPATH");
+  if (!made) GTEST_SKIP() << "no localedef that makes a locale";
+  EXPECT_EQ(point, ",");
+  EXPECT_EQ(fraction, -8.25f);
+  EXPECT_EQ(second, 1.234f);
+  EXPECT_EQ(whole, 8.0f);
 }
 
 TEST(FloatValue, StopsAtTheEndOfTheView) {
