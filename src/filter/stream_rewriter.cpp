@@ -1,6 +1,7 @@
 #include "filter/stream_rewriter.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "diag/log.h"
 #include "platform/cancellation.h"
@@ -36,8 +37,8 @@ StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
   posterCollate_ = version <= kLastVersionWithoutPosterCollate &&
                    isTrue(job.jobOptions.getValue("QVPosterEnablePS")) &&
                    isTrue(job.jobOptions.getValue(kCollateOption));
-  retained_ = job.printTo &&
-              std::ranges::find(kRetentionModes, *job.printTo) != std::ranges::end(kRetentionModes);
+  retained_ = job.printTo && std::find(std::begin(kRetentionModes), std::end(kRetentionModes),
+                                       *job.printTo) != std::end(kRetentionModes);
   LogInfoBody("main", __LINE__, "Initialized begin and end markers.");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 #if defined(__x86_64__)
@@ -19,9 +20,8 @@ bool standsAt(std::string_view bytes, std::size_t position, std::string_view tex
 // The plain search. It looks at every fourth pair of adjacent bytes only: a text of five bytes
 // covers one of them wherever it is, as one of its own first four pairs.
 constexpr std::size_t kStep = 4;
-static_assert(std::ranges::all_of(kTriggers, [](const Trigger& trigger) {
-  return trigger.text.size() > kStep;
-}));
+static_assert(std::all_of(kTriggers.begin(), kTriggers.end(),
+                          [](const Trigger& trigger) { return trigger.text.size() > kStep; }));
 
 // Small enough to stay in the nearest cache beside the job. Pairs that share an entry cost a
 // comparison, no more.
@@ -55,7 +55,8 @@ std::size_t confirmPair(std::string_view bytes, std::size_t at, TriggerSet candi
   const std::size_t first = at - std::min(at, kStep - 1);
   for (std::size_t begin = first; begin <= at; ++begin) {
     for (TriggerSet rest = candidates; rest != 0; rest &= rest - 1) {
-      if (standsAt(bytes, begin, kTriggers[__builtin_ctz(rest)].text)) return begin;
+      if (standsAt(bytes, begin, kTriggers[static_cast<std::size_t>(std::countr_zero(rest))].text))
+        return begin;
     }
   }
   return std::string_view::npos;
@@ -87,13 +88,15 @@ constexpr std::size_t kFingerprint = 3;
 static_assert(kTriggers.size() <= 2 * 8);
 constexpr std::size_t kVector = 32;
 constexpr std::size_t kLongestText =
-    std::ranges::max(kTriggers, {}, [](const Trigger& t) { return t.text.size(); }).text.size();
+    std::max_element(kTriggers.begin(), kTriggers.end(), [](const Trigger& a, const Trigger& b) {
+      return a.text.size() < b.text.size();
+    })->text.size();
 
 constexpr std::size_t fingerprintOffset(const Trigger& trigger) {
   return trigger.text.find(trigger.fingerprint);
 }
 
-static_assert(std::ranges::all_of(kTriggers, [](const Trigger& trigger) {
+static_assert(std::all_of(kTriggers.begin(), kTriggers.end(), [](const Trigger& trigger) {
   return trigger.fingerprint.size() == kFingerprint &&
          fingerprintOffset(trigger) != std::string_view::npos;
 }));
@@ -130,7 +133,7 @@ std::uint8_t tableBits(TriggerSet wanted) {
 [[gnu::noinline]] std::size_t confirmFingerprint(std::string_view bytes, std::size_t at,
                                                  TriggerSet wanted) {
   for (TriggerSet rest = wanted; rest != 0; rest &= rest - 1) {
-    const Trigger& trigger = kTriggers[__builtin_ctz(rest)];
+    const Trigger& trigger = kTriggers[static_cast<std::size_t>(std::countr_zero(rest))];
     const std::size_t offset = fingerprintOffset(trigger);
     if (at >= offset && standsAt(bytes, at - offset, trigger.text)) return at - offset;
   }

@@ -57,9 +57,9 @@ constexpr bool overlap(const Trigger& first, const Trigger& second) {
 }
 
 // The search takes the first fingerprint for that of the first trigger.
-static_assert(std::ranges::none_of(kTriggers, [](const Trigger& first) {
-  return std::ranges::any_of(kTriggers,
-                             [&](const Trigger& second) { return overlap(first, second); });
+static_assert(std::none_of(kTriggers.begin(), kTriggers.end(), [](const Trigger& first) {
+  return std::any_of(kTriggers.begin(), kTriggers.end(),
+                     [&](const Trigger& second) { return overlap(first, second); });
 }));
 
 // Bit i stands for kTriggers[i].

@@ -92,7 +92,7 @@ std::optional<std::string> macRomanFromUtf8(std::string_view text) {
     for (; following > 0; --following) {
       character = character << 6 | (static_cast<unsigned char>(text[i++]) & 0x3F);
     }
-    const auto found = std::ranges::find(kMacRoman, character);
+    const auto found = std::find(std::begin(kMacRoman), std::end(kMacRoman), character);
     if (found == std::end(kMacRoman)) return std::nullopt;
     result += static_cast<char>(0x80 + (found - kMacRoman));
   }

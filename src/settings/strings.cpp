@@ -13,7 +13,7 @@ constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
 }  // namespace
 
 bool IntegerReader::take(std::string_view part) {
-  return std::ranges::all_of(part, [this](char c) { return take(c); });
+  return std::all_of(part.begin(), part.end(), [this](char c) { return take(c); });
 }
 
 bool IntegerReader::take(char c) {
