@@ -18,7 +18,7 @@
 #include "filter/stream_rewriter.h"
 #include "filter/trigger_search.h"
 #include "pjl/pjl_creation.h"
-#include "platform/descriptor.h"
+#include "platform/files.h"
 #include "platform/piece_reader.h"
 #include "platform/system.h"
 

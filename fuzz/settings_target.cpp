@@ -8,7 +8,8 @@
 #include <cstdlib>
 
 #include "diag/debug_log.h"
-#include "diag/settings_file.h"
+#include "diag/debug_session.h"
+#include "diag/log_settings.h"
 #include "fuzz/sandbox.h"
 #include "fuzz/support.h"
 
@@ -25,7 +26,7 @@ std::string prepareFolder() {
 }
 
 void readAlone(const std::string& path) {
-  SettingsFile settings;
+  LogSettings settings;
   const bool isList = settings.read(path);
   FUZZ_CHECK(isList == (settings.root() != nullptr));
   const auto level = settings.entryInteger("debugLevel");

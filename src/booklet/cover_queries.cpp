@@ -35,9 +35,12 @@ using Value = std::optional<std::string_view>;
 
 bool isFalse(Value face) { return equalsIgnoringCase(face.value_or("False"), "false"); }
 
-// Letter case counts for what is printed, but not for whether there is a cover: the print
-// dialog writes "true", and only that is taken as print on a face.
-bool onlyInside(const argumentStore& jobOptions) {
+}  // namespace
+
+// Whether there is a cover is asked in any case; whether a face is printed is case-sensitive: the
+// print dialog writes "true", and only that counts.
+bool isOnlyPrintInside(const argumentStore& jobOptions) {
+  const TraceScope trace("isOnlyPrintInside");
   if (!equalsIgnoringCase(jobOptions.getValue("QVBookletCoverPage").value_or(""), "true")) {
     return false;
   }
@@ -53,17 +56,8 @@ bool onlyInside(const argumentStore& jobOptions) {
   return !(insideBack == "true" && insideFront == "true");
 }
 
-}  // namespace
-
-bool isOnlyPrintInside(const argumentStore& jobOptions) {
-  LogInfoBody("isOnlyPrintInside", __LINE__, "{");
-  const bool answer = onlyInside(jobOptions);
-  LogInfoBody("isOnlyPrintInside", __LINE__, "}");
-  return answer;
-}
-
 void setBookletSource(std::string_view sourceName, std::int32_t& code) {
-  LogInfoBody("setBookletSource", __LINE__, "{");
+  const TraceScope trace("setBookletSource");
   code = kCoverPrintersChoice;
   for (const TrayRow& row : kTrayRows) {
     if (sourceName == row.name) {
@@ -71,7 +65,6 @@ void setBookletSource(std::string_view sourceName, std::int32_t& code) {
       break;
     }
   }
-  LogInfoBody("setBookletSource", __LINE__, "}");
 }
 
 }  // namespace jobshaper

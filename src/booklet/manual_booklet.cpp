@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "booklet/booklet_files.h"
 #include "diag/log.h"
 #include "platform/cancellation.h"
 #include "platform/piece_reader.h"
@@ -64,11 +65,10 @@ class Reordering {
   bool writeOutput();
 
   const std::string outputPath_;
-  const bool safeName_;  // the job id names a file in the folder, not one elsewhere
   const bool up_;
   const bool down_;
   const bool onlyInside_;
-  const std::string oddPath_, evenPath_, newEvenPath_, newOddPath_, headerPath_;
+  const BookletFiles files_;
 
   PageFile odd_;      // header, first pass request and odd pages
   PageFile even_;     // the even page being read
@@ -83,27 +83,18 @@ class Reordering {
   std::string firstPagePrefix_;  // as it came, in Mac OS Roman
 };
 
-std::string pathOf(std::string_view name, const std::string& jobId) {
-  std::string path = temporaryDirectory();
-  return path.append(name).append(jobId);
-}
-
 Reordering::Reordering(const std::string& outputPath, const std::string& jobId,
                        std::optional<std::string_view> orientation, bool onlyInside)
     : outputPath_(outputPath),
-      safeName_(jobId.find('/') == jobId.npos),
       up_(orientation == "Up"),
       down_(orientation == "Down"),
       onlyInside_(onlyInside),
-      oddPath_(pathOf(kReorderedName, jobId)),
-      evenPath_(pathOf(kEvenName, jobId)),
-      newEvenPath_(pathOf(kNewEvenName, jobId)),
-      newOddPath_(pathOf(kNewOddName, jobId)),
-      headerPath_(pathOf(kHeaderName, jobId)) {}
+      files_(temporaryDirectory(), jobId) {}
 
 bool Reordering::createFiles() {
-  return (safeName_ && odd_.open(oddPath_) && even_.open(evenPath_) &&
-          newEven_.open(newEvenPath_) && newOdd_.open(newOddPath_) && output_.open(outputPath_)) ||
+  return (files_.areInDirectory() && odd_.open(files_.reordered) && even_.open(files_.even) &&
+          newEven_.open(files_.newEven) && newOdd_.open(files_.newOdd) &&
+          output_.open(outputPath_)) ||
          reportNoFile();
 }
 
@@ -163,9 +154,9 @@ bool Reordering::beginPage() {
   }
   bool moved = true;
   if (pageCounter_ % 2 == 1) {
-    moved = !up_ || reArrangedPages(pageCounter_, odd_, &newOdd_, oddPath_, newOddPath_);
+    moved = !up_ || reArrangedPages(pageCounter_, odd_, &newOdd_, files_.reordered, files_.newOdd);
   } else if (pageCounter_ > 2) {
-    moved = reArrangedPages(pageCounter_, even_, &newEven_, evenPath_, newEvenPath_);
+    moved = reArrangedPages(pageCounter_, even_, &newEven_, files_.even, files_.newEven);
   }
   if (!moved) std::fputs("ERROR: Critical error in rearranging pages.\n", stderr);
   return moved;
@@ -173,8 +164,8 @@ bool Reordering::beginPage() {
 
 // With the odd pages reversed too, the header must not be reversed with them.
 bool Reordering::keepHeaderApart() {
-  return (header_.open(headerPath_) && odd_.close() && header_.append(oddPath_) &&
-          header_.close() && odd_.open(oddPath_)) ||
+  return (header_.open(files_.header) && odd_.close() && header_.append(files_.reordered) &&
+          header_.close() && odd_.open(files_.reordered)) ||
          reportNoFile();
 }
 
@@ -185,13 +176,13 @@ bool Reordering::finish() {
 }
 
 bool Reordering::gatherEvenPages() {
-  return even_.openAgain(evenPath_) && even_.append(newEvenPath_) && even_.close();
+  return even_.openAgain(files_.even) && even_.append(files_.newEven) && even_.close();
 }
 
 bool Reordering::gatherOddPages() {
-  if (!odd_.openAgain(oddPath_) || !odd_.append(newOddPath_)) return false;
+  if (!odd_.openAgain(files_.reordered) || !odd_.append(files_.newOdd)) return false;
   // A job without pages has no header apart.
-  return (pageCounter_ == 0 || odd_.prepend(headerPath_)) && odd_.close();
+  return (pageCounter_ == 0 || odd_.prepend(files_.header)) && odd_.close();
 }
 
 std::string Reordering::blankPage() const {
@@ -202,12 +193,12 @@ std::string Reordering::blankPage() const {
 }
 
 bool Reordering::writeOutput() {
-  if (!output_.append(oddPath_)) return false;
+  if (!output_.append(files_.reordered)) return false;
   output_.write(kSecondPass);
   const std::string blank = blankPage();
   if (!down_) output_.write(blank);
   if (onlyInside_) output_.write(blank);
-  if (!output_.append(evenPath_)) return false;
+  if (!output_.append(files_.even)) return false;
   if (down_) output_.write(blank);
   return output_.close();
 }
@@ -240,22 +231,19 @@ bool moveToReversed(std::int32_t pageNumber, PageFile& sideStream, PageFile* rev
 
 int manualBookletOrder(int input, const std::string& outputPath, const std::string& jobId,
                        std::optional<std::string_view> orientation, bool onlyInside) {
-  LogInfoBody("manualBookletOrder", __LINE__, "{");
+  const TraceScope trace("manualBookletOrder");
   std::fprintf(stderr, "tmp at %s \n", temporaryDirectory().c_str());
   Reordering reordering(outputPath, jobId, orientation, onlyInside);
-  const bool done = reorder(input, reordering);
-  LogInfoBody("manualBookletOrder", __LINE__, "}");
-  return done ? 1 : 0;
+  return reorder(input, reordering) ? 1 : 0;
 }
 
 int reArrangedPages(std::int32_t pageNumber, PageFile& sideStream, PageFile* reversedStream,
                     const std::string& sidePath, const std::string& reversedPath) {
-  LogInfoBody("reArrangedPages", __LINE__, "{");
-  const bool done =
+  const TraceScope trace("reArrangedPages");
+  const bool moved =
       moveToReversed(pageNumber, sideStream, reversedStream, sidePath, reversedPath) ||
       reportNoFile();
-  LogInfoBody("reArrangedPages", __LINE__, "}");
-  return done ? 1 : 0;
+  return moved ? 1 : 0;
 }
 
 }  // namespace jobshaper

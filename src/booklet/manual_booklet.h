@@ -14,15 +14,8 @@ namespace jobshaper {
 // Before this system version every page is wrapped in a save named ESPsave.
 inline constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;
 
-// Temporary files of a job: this folder, one of these names and the job id.
-inline constexpr std::string_view kReorderedName = "/pageReOrdered";
-inline constexpr std::string_view kEvenName = "/pageEven";
-inline constexpr std::string_view kNewEvenName = "/newEvenOrder";
-inline constexpr std::string_view kNewOddName = "/newOddOrder";
-inline constexpr std::string_view kHeaderName = "/headerPS";
-
 // Reads the job from the descriptor `input` to its end and writes it, reordered, to
-// `outputPath`, by way of the job's temporary files, all of which stay. The job's trailer and a
+// `outputPath`, by way of the job's BookletFiles, all of which stay. The job's trailer and a
 // last line without a line end are left out; text is turned from Mac OS Roman into UTF-8.
 // `orientation` is "Up" (odd pages last first), "Down" (blank page at the end) or none; with
 // `onlyInside` the cover needs one blank page more. 1 on success. 0 when a file cannot be

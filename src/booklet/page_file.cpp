@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "platform/files.h"
 #include "platform/text_encoding.h"
 
 namespace jobshaper {

@@ -10,10 +10,8 @@
 #include <ctime>
 #include <string>
 
-#include "diag/property_list.h"
-#include "diag/settings_file.h"
-#include "platform/descriptor.h"
-#include "platform/system.h"
+#include "diag/debug_session.h"
+#include "diag/plist_library.h"
 
 namespace jobshaper {
 
@@ -27,15 +25,6 @@ sockaddr logSocketFile = {};
 std::uint32_t logSocketFileSize = sizeof logSocketFile;
 
 namespace {
-
-constexpr std::int32_t kInfoBit = 1;
-constexpr std::int32_t kErrorBit = 2;
-constexpr std::int32_t kDumpBit = 4;
-
-constexpr char kSettingsPath[] = "/Debug/.DebugPlist/qvDebug.plist";
-constexpr std::size_t kPathBuffer = 512;  // a longer debug file path is cut to one byte less
-
-bool socketInUse() { return logClientFD >= 2; }
 
 [[gnu::format(printf, 1, 0)]] std::string vformatted(const char* format, va_list arguments) {
   va_list again;
@@ -66,8 +55,24 @@ bool isAscii(std::string_view text) {
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-// Sends bytes to the debugging application: as a datagram when its address has a port
-// (bytes 2-3), else on the connected socket. The result does not matter to the job.
+// A text that is not ASCII is reported, and dumped all the same.
+void sendDump(const char* function, int line, const std::string& text, const char* dumper,
+              int dumperLine) {
+  if (!isAscii(text)) LogErrorBody(dumper, dumperLine, "ERR cstr ERR");
+  LogFormatAndSend(function, line, RecordType::dump, text.c_str());
+}
+
+// The lines by which readers of the log know these reports.
+constexpr int kReadableLine = 159;
+constexpr int kUnreadableLine = 162;
+constexpr int kMissingLine = 166;
+constexpr int kBytesErrorLine = 217;
+constexpr int kDictErrorLine = 237;
+
+}  // namespace
+
+bool socketInUse() { return logClientFD >= 2; }
+
 void sendToSocket(const char* bytes, std::size_t length, socklen_t addressLength) {
   std::uint16_t port;
   std::memcpy(&port, reinterpret_cast<const char*>(&logSocketFile) + 2, sizeof port);
@@ -76,90 +81,6 @@ void sendToSocket(const char* bytes, std::size_t length, socklen_t addressLength
   } else {
     ::send(logClientFD, bytes, length, 0);
   }
-}
-
-// Asks the debugging application to add this program's entry to the settings file, and gives
-// it about a second to do so.
-void askForEntry(SettingsFile& settings, const std::string& path) {
-  const std::string request = formatted("%c%s", 255, kLogIdentifier);
-  sendToSocket(request.data(), request.size(), sizeof logSocketFile);
-  for (int attempt = 0; attempt < 5; ++attempt) {
-    if (settings.read(path) && settings.hasEntry()) return;
-    usleep(200000);
-  }
-}
-
-// Whether one of the names between the slashes is "..".
-bool leavesFolder(const std::string& name) { return ("/" + name + "/").find("/../") != name.npos; }
-
-void openDebugFile(const std::string& name) {
-  char path[kPathBuffer];
-  const int length =
-      std::snprintf(path, sizeof path, "%s/%s", temporaryDirectory().c_str(), name.c_str());
-  // Only the low byte of the length is looked at: a path of a multiple of 256 opens nothing.
-  if ((length & 0xFF) == 0 || logDebugLevel <= 0) return;
-  // Whoever may write the settings must not reach files elsewhere through them.
-  if (!leavesFolder(name)) {
-    Descriptor file = openForAppending(path);
-    logDebugFilePtr = ::fdopen(file.get(), "a");
-    if (logDebugFilePtr) file.release();
-  }
-  if (!logDebugFilePtr) {
-    std::fputs("ERROR: Unable to open log file\n", stderr);
-  }
-}
-
-void applySettings(SettingsFile& settings, const std::string& path) {
-  if (!settings.read(path)) return;
-  if (settings.traceAll() && socketInUse() && !settings.hasEntry()) askForEntry(settings, path);
-  if (!settings.hasEntry()) return;
-  const std::optional<std::int32_t> level = settings.entryInteger("debugLevel");
-  const std::optional<std::int32_t> module = settings.entryInteger("moduleNumber");
-  logDebugLevel = level.value_or(logDebugLevel);
-  logModuleID = module.value_or(logModuleID);
-  // Wraps for a hostile number instead of overflowing.
-  if (level && module) {
-    logModuleID = static_cast<std::int32_t>(static_cast<std::uint32_t>(logModuleID) + 64);
-  }
-  if (!socketInUse()) {
-    if (const auto name = settings.entryString("debugFile")) openDebugFile(*name);
-  }
-}
-
-void announceSetup() {
-  LogFormatAndSend("logger", 0, RecordType::start, "DEBUG GO");
-  logNote(socketInUse() ? "socket OK" : "file OK");
-  logNote("bID   \"%s\"", kLogIdentifier);
-  logNote("level %d", logDebugLevel);
-  logNote("mID   %d", logModuleID);
-  if (logDebugLevel & kInfoBit) logNote("I OK");
-  if (logDebugLevel & kErrorBit) logNote("E OK");
-  if (logDebugLevel & kDumpBit) logNote("D OK");
-  logNote("setup OK");
-}
-
-// A text that is not ASCII is reported, and dumped all the same.
-void sendDump(const char* function, int line, const std::string& text, const char* dumper,
-              int dumperLine) {
-  if (!isAscii(text)) LogErrorBody(dumper, dumperLine, "ERR cstr ERR");
-  LogFormatAndSend(function, line, RecordType::dump, text.c_str());
-}
-
-}  // namespace
-
-void setupDebug() {
-  if (logDoneSetup) return;
-  logDoneSetup = true;
-  logCurrentPID = ::getpid();
-  const std::string directory = temporaryDirectory();
-  std::fprintf(stderr, "tmp at %s \n", directory.c_str());
-
-  SettingsFile settings;
-  applySettings(settings, directory + "/" + kSettingsPath);  // the doubled slash does no harm
-  if (logDebugLevel != 0 && !socketInUse() && !logDebugFilePtr) logDebugLevel = 0;
-  if (logDebugLevel == 0) return;
-  announceSetup();
-  dumpDictBody("setupDebug", 512, "debugPlist", settings.root());
 }
 
 void LogInfoBody(const char* function, int line, const char* format, ...) {
@@ -183,11 +104,11 @@ void LogErrorBody(const char* function, int line, const char* format, ...) {
 void LogFileAccessBody(const char* /*function*/, int /*line*/, const char* path) {
   if (!levelIsOn(kInfoBit)) return;
   if (::access(path, F_OK) != 0) {
-    LogErrorBody("LogFileAccessBody", 166, "%s\n\t!exist", path);
+    LogErrorBody("LogFileAccessBody", kMissingLine, "%s\n\t!exist", path);
   } else if (::access(path, R_OK) == 0) {
-    LogInfoBody("LogFileAccessBody", 159, "%s\n\texists\n\tread OK", path);
+    LogInfoBody("LogFileAccessBody", kReadableLine, "%s\n\texists\n\tread OK", path);
   } else {
-    LogErrorBody("LogFileAccessBody", 162, "%s\n\texists\n\tread ERR", path);
+    LogErrorBody("LogFileAccessBody", kUnreadableLine, "%s\n\texists\n\tread ERR", path);
   }
 }
 
@@ -206,19 +127,19 @@ void dumpBytesBody(const char* function, int line, const char* label, const void
     text += kDigits[bytes[i] & 15];
   }
   text += "}";
-  sendDump(function, line, text, "dumpBytesBody", 217);
+  sendDump(function, line, text, "dumpBytesBody", kBytesErrorLine);
 }
 
 void dumpDictBody(const char* function, int line, const char* label, plist_t object) {
   if (!levelIsOn(kDumpBit)) return;
   char* xml = nullptr;
   std::uint32_t length = 0;
-  const PropertyListLibrary* const list = object ? propertyListLibrary() : nullptr;
+  const PlistLibrary* const list = object ? plistLibrary() : nullptr;
   if (list) list->to_xml(object, &xml, &length);
   const std::string text = formatted("%s L%d: %s\n%.*s", function, line, label,
                                      static_cast<int>(length), xml ? xml : "");
   if (xml) list->mem_free(xml);
-  sendDump(function, line, text, "dumpDictBody", 237);
+  sendDump(function, line, text, "dumpDictBody", kDictErrorLine);
 }
 
 void logNote(const char* format, ...) {
@@ -227,17 +148,6 @@ void logNote(const char* format, ...) {
   const std::string message = vformatted(format, arguments);
   va_end(arguments);
   LogFormatAndSend("logger", 0, RecordType::note, message.c_str());
-}
-
-void closeDebugSession() {
-  if (socketInUse()) {
-    LogFormatAndSend("logger", 0, RecordType::end, "DEBUG END fd");
-    ::close(logClientFD);
-  }
-  if (logDebugFilePtr) {
-    LogFormatAndSend("logger", 0, RecordType::end, "DEBUG END file");
-    std::fclose(logDebugFilePtr);
-  }
 }
 
 void LogFormatAndSend(const char* function, int line, RecordType type, const char* message) {

@@ -17,12 +17,17 @@ namespace jobshaper {
 
 extern bool logDoneSetup;           // setupDebug has begun; it runs once
 extern std::int32_t logCurrentPID;  // taken at setup
-extern std::int32_t logDebugLevel;  // bits: 1 info, 2 error, 4 dump; 0: all levelled records off
+extern std::int32_t logDebugLevel;  // bits: 1 info, 2 error, 4 dump; 0: all leveled records off
 extern std::int32_t logModuleID;    // first byte of a record: 64 plus the settings' moduleNumber
 extern std::FILE* logDebugFilePtr;  // the debug file, opened for appending, or none
 extern std::int32_t logClientFD;    // socket of a debugging application; in use from 2 on
 extern sockaddr logSocketFile;      // datagrams go here when bytes 2-3 (the port) are not zero
 extern std::uint32_t logSocketFileSize;  // address length of the datagrams
+
+// Bits of logDebugLevel.
+inline constexpr std::int32_t kInfoBit = 1;
+inline constexpr std::int32_t kErrorBit = 2;
+inline constexpr std::int32_t kDumpBit = 4;
 
 // Second byte of every record.
 enum class RecordType : char {
@@ -34,8 +39,8 @@ enum class RecordType : char {
   end = 'Z',
 };
 
-// Reads the settings file and opens the destination. Every levelled call begins with it.
-void setupDebug();
+// The filter itself writes info records (see diag/log.h). What follows serves the log's own
+// reports and, as LogFileAccessBody() and the dumps of bytes, other programs that use this log.
 
 // An error record, written when level bit 2 is set.
 [[gnu::format(printf, 3, 4)]] void LogErrorBody(const char* function, int line, const char* format,
@@ -55,14 +60,18 @@ void dumpDictBody(const char* function, int line, const char* label, plist_t obj
 // A note, written at every level and without setup.
 [[gnu::format(printf, 1, 2)]] void logNote(const char* format, ...);
 
-// Ends the destinations with a record each. The state is not reset: nothing may be logged
-// afterwards.
-void closeDebugSession();
-
 // Builds one record and hands it to sendToDebugApp.
 void LogFormatAndSend(const char* function, int line, RecordType type, const char* message);
 
 // Writes a record to the socket (length bytes) or else to the debug file (as a C string).
 void sendToDebugApp(const char* record, std::size_t length);
+
+// Whether records go to a debugging application. Nothing in this filter connects one: logClientFD
+// is set by a program that has the log in common with others.
+bool socketInUse();
+
+// Sends bytes to the debugging application: as a datagram when its address has a port
+// (bytes 2-3), else on the connected socket. The result does not matter to the job.
+void sendToSocket(const char* bytes, std::size_t length, socklen_t addressLength);
 
 }  // namespace jobshaper

@@ -1,15 +1,15 @@
 #include "filter/booklet_rules.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 
+#include "booklet/booklet_files.h"
 #include "booklet/cover_queries.h"
 #include "booklet/manual_booklet.h"
 #include "diag/log.h"
 #include "platform/cancellation.h"
+#include "platform/files.h"
 #include "settings/option_names.h"
 #include "settings/strings.h"
 
@@ -17,7 +17,6 @@ namespace jobshaper {
 
 namespace {
 
-constexpr std::string_view kManualJobName = "/qvn_manualPS";
 constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;  // LANG reads like "fr_FR.UTF-8"
 
 // clang-format off
@@ -140,8 +139,7 @@ BookletSetup setUpBooklet(JobState& job, const System& system) {
     const char* const lang = std::getenv("LANG");
     job.languageCode = languageFolder(lang ? lang : "en");
     job.instructionFolder = system.instructionFolder;
-    job.manualJobPath = job.tempDirectory;
-    job.manualJobPath.append(kManualJobName).append(job.jobIdString);
+    job.manualJobPath = BookletFiles(job.tempDirectory, job.jobIdString).job;
     if (!manualBookletOrder(job.inputStream, job.manualJobPath, job.jobIdString, std::nullopt,
                             job.onlyInside)) {
       if (cancellationRequested()) return BookletSetup::cancelled;
@@ -155,12 +153,7 @@ BookletSetup setUpBooklet(JobState& job, const System& system) {
 }
 
 void removeManualBookletFiles(const JobState& job) {
-  if (!job.manualBooklet) return;
-  for (const std::string_view name :
-       {kManualJobName, kReorderedName, kEvenName, kNewEvenName, kHeaderName, kNewOddName}) {
-    std::string path = job.tempDirectory;
-    ::unlink(path.append(name).append(job.jobIdString).c_str());
-  }
+  if (job.manualBooklet) BookletFiles(job.tempDirectory, job.jobIdString).remove();
 }
 
 void BookletRules::atPage(int pageNumber, Line& line) {

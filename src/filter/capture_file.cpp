@@ -1,6 +1,6 @@
 #include "filter/capture_file.h"
 
-#include "platform/descriptor.h"
+#include "platform/files.h"
 
 namespace jobshaper {
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "diag/log.h"
+#include "platform/files.h"
 
 namespace jobshaper {
 

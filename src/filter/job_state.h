@@ -28,7 +28,7 @@ struct JobState {
   Descriptor inputFile;  // the named job file, or the reordered job; else none
   int inputStream = 0;   // where the job is read from
 
-  bool captureEnabled = false;  // the capture marker exists, whatever became of the files
+  bool captureEnabled = false;  // the capture marker exists; told to readers of the state alone
   Descriptor captureIn;         // copy of the incoming job; none when it cannot be created
   Descriptor captureOut;        // copy of the output; likewise
 
@@ -36,11 +36,11 @@ struct JobState {
   PPDValues ppdValues;
   std::optional<std::string> printTo;  // job retention mode
   pjlCreation pjlHeader;
-  bool isAppleTalk = false;  // the printer is at "pap:"; its jobs are the same bytes
+  bool isAppleTalk = false;  // the printer is at "pap:"; likewise, its jobs are the same bytes
 
   bool onlyInside = false;        // the booklet's cover carries print on its inside only
   bool bookletMode = false;       // the job is a booklet
-  std::string_view bookletName;   // its kind, for whoever looks at the state
+  std::string_view bookletName;   // its kind; likewise
   std::string_view foldCommand;   // PostScript that folds and staples it, or nothing
   bool manualBooklet = false;     // made by hand, on a printer without a duplex unit
   std::string languageCode;       // folder of the instruction page

@@ -29,12 +29,7 @@ void writeHeader(JobState& job, JobOutput& output) {
 }
 
 void writeTrailer(const JobState& job, JobOutput& output) {
-  // The exit string comes twice in a row: the first ends PostScript, the second starts PJL.
-  std::string trailer = job.uelString + job.uelString;
-  trailer += "@PJL RDYMSG DISPLAY = \"\"\n";
-  trailer += "@PJL EOJ\n";
-  trailer += "@PJL QPORTROTATE\n";
-  trailer += job.uelString;
+  const std::string trailer = pjlTrailer(job.uelString);
   if (wrappingIsOn(job)) {
     output.put(trailer);
   } else {

@@ -1,4 +1,4 @@
-// The PJL around the job: header lines before it, a fixed trailer behind it.
+// The PJL around the job: header lines before it, a fixed trailer after it.
 #pragma once
 
 #include "filter/job_output.h"

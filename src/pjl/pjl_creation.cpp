@@ -49,11 +49,20 @@ constexpr AccountingRow kAccountingRows[] = {
 
 }  // namespace
 
+std::string pjlTrailer(std::string_view exitString) {
+  std::string trailer;
+  // Twice in a row: the first ends PostScript, the second starts PJL.
+  trailer.append(exitString).append(exitString);
+  trailer += "@PJL RDYMSG DISPLAY = \"\"\n";
+  trailer += "@PJL EOJ\n";
+  trailer += "@PJL QPORTROTATE\n";
+  return trailer.append(exitString);
+}
+
 void pjlCreation::initFromArgsStore(const argumentStore& argsStore, std::string_view userID,
                                     std::string_view jobName) {
-  constexpr char kMethod[] = "-[pjlCreation initFromArgsStore:userID:jobName:]";
+  const TraceScope trace("-[pjlCreation initFromArgsStore:userID:jobName:]");
   pjlLines_.reserve(40);
-  LogInfoBody(kMethod, __LINE__, "{");
   ticketData_ = &argsStore;
   appendJobIdentity(userID, jobName);
   appendBlankPages();
@@ -63,7 +72,6 @@ void pjlCreation::initFromArgsStore(const argumentStore& argsStore, std::string_
   if (argsStore.getValue("JAUSERID")) addJobAcctgLines(argsStore);
   addQvnGenericDrvCommands(argsStore, jobName);
   append("@PJL ENTER LANGUAGE = POSTSCRIPT\n");
-  LogInfoBody(kMethod, __LINE__, "}");
 }
 
 void pjlCreation::appendJobIdentity(std::string_view userID, std::string_view jobName) {
@@ -105,13 +113,11 @@ void pjlCreation::appendJobRetention() {
 }
 
 void pjlCreation::addJobAcctgLines(const argumentStore& argsStore) {
-  constexpr char kMethod[] = "-[pjlCreation addJobAcctgLines:]";
-  LogInfoBody(kMethod, __LINE__, "{");
+  const TraceScope trace("-[pjlCreation addJobAcctgLines:]");
   for (const AccountingRow& row : kAccountingRows) {
     const std::string_view value = argsStore.getValue(row.option).value_or("");
     appendJoined({row.lineStart, utf8FromMacRoman(value), "\"\n"});
   }
-  LogInfoBody(kMethod, __LINE__, "}");
 }
 
 void pjlCreation::addQvnGenericDrvCommands(const argumentStore& argsStore,

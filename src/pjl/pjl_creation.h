@@ -20,6 +20,9 @@ namespace jobshaper {
 // language it is in.
 inline constexpr std::string_view kUniversalExitLanguage = "\x1b%-12345X";
 
+// What ends the PJL job that a header has begun. `exitString` is Universal Exit Language.
+std::string pjlTrailer(std::string_view exitString);
+
 // Lines are only ever appended. Option values go into them as they stand: neither quotes nor
 // line ends in a value are escaped.
 class pjlCreation {
@@ -33,13 +36,13 @@ class pjlCreation {
   // UTF-8; an absent option gives its empty form.
   void addJobAcctgLines(const argumentStore& argsStore);
 
-  // Colour model and render mode, which the maker's generic driver leaves to the filter.
+  // Color model and render mode, which the maker's generic driver leaves to the filter.
   void addQvnGenericDrvCommands(const argumentStore& argsStore, std::string_view jobName);
 
   void setDuplicateHeldJobs();
 
   // Settings beyond the header, for callers that want them, in any order: each reads its option
-  // and appends its lines behind everything else. An absent option, the value "PrinterS" (the
+  // and appends its lines after everything else. An absent option, the value "PrinterS" (the
   // printer's own setting stands) and a value that the printer does not know append nothing,
   // unless remarked here.
   void setCopies();  // any value, read as a number: "PrinterS" gives 0

@@ -6,7 +6,6 @@
 #include <sys/uio.h>
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 #include <utility>
 
@@ -29,40 +28,6 @@ class Descriptor {
  private:
   int descriptor_ = -1;
 };
-
-// An existing file, to be read from its start. A directory counts as not openable.
-Descriptor openForReading(const std::string& path);
-
-// An existing file of any kind, opened without waiting: a pipe of that name must not hold the job
-// up.
-Descriptor openWithoutWaiting(const std::string& path);
-bool isRegularFile(const Descriptor& file);
-
-// The same for a regular file alone. None when it is anything else.
-Descriptor openRegularFile(const std::string& path);
-
-// Files of ours, in a folder where others may write too: a regular file that belongs to this
-// user and has no other name, never one that a symbolic link stands for. None when the path
-// leads to anything else; what is there is then left as it is.
-
-// A new or emptied file that only its owner can read.
-Descriptor createFile(const std::string& path);
-
-// The same, and a new file in the place of one with content where the folder allows it: some file
-// systems write a file that is emptied and filled again to the disk at once.
-Descriptor replaceFile(const std::string& path);
-
-// A new file or one to be continued, for everyone to read and write.
-Descriptor openForAppending(const std::string& path);
-
-// An existing file, to be read back.
-Descriptor openOwnFile(const std::string& path);
-
-// The same, to be changed too.
-Descriptor openForUpdate(const std::string& path);
-
-// A new file without a name in this folder, gone with its descriptor.
-Descriptor createNamelessFile(const std::string& folder);
 
 // Standard input, output and error are opened on nothing if whoever started the process has
 // closed them; otherwise the next file to be opened would receive the job.
@@ -100,17 +65,5 @@ bool writeAll(int descriptor, std::string_view bytes);
 // when the file has fewer, or room for fewer.
 bool readAt(int descriptor, char* buffer, std::size_t size, off_t position);
 bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position);
-
-// Asks for room on disk for `size` bytes of a file from this position on, whatever the file's own
-// size. Nothing happens where room is scarce (less than 16 times as much is free), or where the
-// file system cannot promise it.
-void reserveRoom(int descriptor, off_t position, off_t size);
-
-// Gives back the room behind the end of a file.
-void releaseRoom(int descriptor);
-
-// The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
-// regular file.
-std::string readWholeFile(const std::string& path, std::size_t limit);
 
 }  // namespace jobshaper

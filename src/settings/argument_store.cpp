@@ -39,11 +39,14 @@ void decode(std::string& value, const Placeholder& placeholder) {
   value.resize(kept);
 }
 
+// The lines by which readers of the log know this method.
+constexpr int kTraceBegin = 38;
+constexpr int kTraceEnd = 101;
+
 }  // namespace
 
 void argumentStore::initWithOptionString(const char* optionString) {
-  constexpr char kMethod[] = "-[argumentStore initWithOptionString:]";
-  LogInfoBody(kMethod, 38, "{");
+  const TraceScope trace("-[argumentStore initWithOptionString:]", kTraceBegin, kTraceEnd);
   cups_option_t* parsed = nullptr;
   const int n = cupsParseOptions(optionString, 0, &parsed);
   for (int i = 0; i < n; ++i) {
@@ -54,7 +57,6 @@ void argumentStore::initWithOptionString(const char* optionString) {
     options_.insert_or_assign(parsed[i].name, std::move(value));
   }
   cupsFreeOptions(n, parsed);
-  LogInfoBody(kMethod, 101, "}");
 }
 
 void argumentStore::addOption(std::optional<std::string_view> name,

@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "diag/log.h"
-#include "platform/descriptor.h"
+#include "platform/files.h"
 #include "platform/text_encoding.h"
 
 namespace jobshaper {
@@ -87,9 +87,10 @@ bool initPPDValues(PPDValues& ppdValues) {
   if (opened && !isRegularFile(file)) return false;
   if (opened) ppdValues.file.reset(cupsFileOpenFd(file.release(), "r"));
   if (!ppdValues.file) {
+    constexpr int kTraceLine = 1816;  // by which readers of the log know the message
     constexpr char kMessage[] = "ERROR: Unable to open PPD file\n";
     std::fputs(kMessage, stderr);
-    LogInfoBody("initPPDValues", 1816, "%s", kMessage);
+    LogInfoBody("initPPDValues", kTraceLine, "%s", kMessage);
     return false;
   }
   bool anyStored = false;

@@ -33,7 +33,8 @@ std::int32_t integerValue(std::string_view text);
 float floatValue(std::string_view text);
 
 // `text` with every occurrence of `target` replaced, found from the left without overlap and
-// case-sensitively. An empty target is never found.
+// case-sensitively. An empty target is never found. Part of the interface; the filter has no call
+// of it.
 std::string replaceString(std::string_view text, std::string_view target,
                           std::string_view replacement);
 

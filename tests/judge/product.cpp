@@ -18,6 +18,7 @@
 #include "filter/job_filter.h"
 #include "filter/job_state.h"
 #include "filter/pjl_wrapping.h"
+#include "platform/files.h"
 #include "platform/system.h"
 
 // Under the sanitizers: where their reports go, as standard error is not at its place.

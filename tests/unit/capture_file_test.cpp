@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/descriptor.h"
+#include "platform/files.h"
 #include "tests/support/file_size_limit.h"
 #include "tests/support/program.h"
 

@@ -21,6 +21,7 @@
 #include <string_view>
 
 #include "diag/debug_log.h"
+#include "diag/debug_session.h"
 #include "tests/support/program.h"
 
 namespace jobshaper::testing {

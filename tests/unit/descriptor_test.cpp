@@ -1,4 +1,5 @@
 #include "platform/descriptor.h"
+#include "platform/files.h"
 
 #include <gtest/gtest.h>
 

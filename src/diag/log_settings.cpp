@@ -1,11 +1,11 @@
-#include "diag/settings_file.h"
+#include "diag/log_settings.h"
 
 #include <algorithm>
 #include <limits>
 #include <string_view>
 
-#include "diag/property_list.h"
-#include "platform/descriptor.h"
+#include "diag/plist_library.h"
+#include "platform/files.h"
 
 namespace jobshaper {
 
@@ -35,7 +35,7 @@ bool isWholeList(std::string_view xml) {
 // the library.
 plist_t member(plist_t dictionary, const char* key, plist_type type) {
   if (!dictionary) return nullptr;
-  const PropertyListLibrary& list = *propertyListLibrary();
+  const PlistLibrary& list = *plistLibrary();
   const bool isDictionary = list.get_node_type(dictionary) == PLIST_DICT;
   plist_t const item = isDictionary ? list.dict_get_item(dictionary, key) : nullptr;
   return item && list.get_node_type(item) == type ? item : nullptr;
@@ -43,46 +43,46 @@ plist_t member(plist_t dictionary, const char* key, plist_type type) {
 
 }  // namespace
 
-void SettingsFile::clear() {
-  if (root_) propertyListLibrary()->free(root_);
+void LogSettings::clear() {
+  if (root_) plistLibrary()->free(root_);
   root_ = nullptr;
 }
 
-bool SettingsFile::read(const std::string& path) {
+bool LogSettings::read(const std::string& path) {
   clear();
   const std::string bytes = readWholeFile(path, kLargestFile + 1);
   if (bytes.size() > kLargestFile || !isWholeList(bytes)) return false;
-  const PropertyListLibrary* const list = propertyListLibrary();
+  const PlistLibrary* const list = plistLibrary();
   if (!list) return false;
   list->from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root_);
   return root_ != nullptr;
 }
 
-plist_t SettingsFile::entry() const { return member(root_, kLogIdentifier, PLIST_DICT); }
+plist_t LogSettings::entry() const { return member(root_, kLogIdentifier, PLIST_DICT); }
 
-bool SettingsFile::traceAll() const {
+bool LogSettings::traceAll() const {
   std::uint8_t value = 0;
   if (plist_t const item = member(root_, "traceAll", PLIST_BOOLEAN)) {
-    propertyListLibrary()->get_bool_val(item, &value);
+    plistLibrary()->get_bool_val(item, &value);
   }
   return value != 0;
 }
 
-std::optional<std::int32_t> SettingsFile::entryInteger(const char* key) const {
+std::optional<std::int32_t> LogSettings::entryInteger(const char* key) const {
   plist_t const item = member(entry(), key, PLIST_UINT);
   if (!item) return std::nullopt;
   std::uint64_t bits = 0;  // the library hands negative numbers over as two's complement
-  propertyListLibrary()->get_uint_val(item, &bits);
+  plistLibrary()->get_uint_val(item, &bits);
   using Limits = std::numeric_limits<std::int32_t>;
   return static_cast<std::int32_t>(
       std::clamp<std::int64_t>(static_cast<std::int64_t>(bits), Limits::min(), Limits::max()));
 }
 
-std::optional<std::string> SettingsFile::entryString(const char* key) const {
+std::optional<std::string> LogSettings::entryString(const char* key) const {
   plist_t const item = member(entry(), key, PLIST_STRING);
   if (!item) return std::nullopt;
   std::uint64_t length = 0;
-  const char* const text = propertyListLibrary()->get_string_ptr(item, &length);
+  const char* const text = plistLibrary()->get_string_ptr(item, &length);
   if (!text) return std::nullopt;
   return std::string(text, length);
 }

@@ -13,12 +13,12 @@ namespace jobshaper {
 // This program's identifier: the key of its entry.
 inline constexpr char kLogIdentifier[] = "Feiprion";
 
-class SettingsFile {
+class LogSettings {
  public:
-  SettingsFile() = default;
-  SettingsFile(const SettingsFile&) = delete;
-  SettingsFile& operator=(const SettingsFile&) = delete;
-  ~SettingsFile() { clear(); }
+  LogSettings() = default;
+  LogSettings(const LogSettings&) = delete;
+  LogSettings& operator=(const LogSettings&) = delete;
+  ~LogSettings() { clear(); }
 
   // Reads and parses the file anew, dropping what was read before. False when it is missing,
   // not a regular file or no XML property list; then nothing below has a value.

@@ -1,4 +1,4 @@
-#include "diag/property_list.h"
+#include "diag/plist_library.h"
 
 #include <dlfcn.h>
 
@@ -13,7 +13,7 @@ bool resolve(void* library, const char* name, Function& function) {
   return function != nullptr;
 }
 
-bool load(PropertyListLibrary& list) {
+bool load(PlistLibrary& list) {
   void* const library = ::dlopen(JOBSHAPER_PLIST_LIBRARY, RTLD_LAZY | RTLD_LOCAL);
   return library && resolve(library, "plist_from_xml", list.from_xml) &&
          resolve(library, "plist_to_xml", list.to_xml) &&
@@ -29,8 +29,8 @@ bool load(PropertyListLibrary& list) {
 
 }  // namespace
 
-const PropertyListLibrary* propertyListLibrary() {
-  static PropertyListLibrary functions;
+const PlistLibrary* plistLibrary() {
+  static PlistLibrary functions;
   static const bool loaded = load(functions);
   return loaded ? &functions : nullptr;
 }

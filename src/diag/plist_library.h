@@ -7,7 +7,7 @@
 namespace jobshaper {
 
 // The library's functions that the log needs, under their names without the prefix.
-struct PropertyListLibrary {
+struct PlistLibrary {
   decltype(&plist_from_xml) from_xml;
   decltype(&plist_to_xml) to_xml;
   void (*mem_free)(void*);  // its name before libplist 2.3: plist_to_xml_free
@@ -21,6 +21,6 @@ struct PropertyListLibrary {
 
 // Loads the library at the first call and keeps it. Null when it is not there, which leaves the
 // log off.
-const PropertyListLibrary* propertyListLibrary();
+const PlistLibrary* plistLibrary();
 
 }  // namespace jobshaper

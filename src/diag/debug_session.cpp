@@ -1,0 +1,112 @@
+#include "diag/debug_session.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "diag/debug_log.h"
+#include "diag/log_settings.h"
+#include "platform/files.h"
+#include "platform/system.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr char kSettingsPath[] = "/Debug/.DebugPlist/qvDebug.plist";
+constexpr std::size_t kPathBuffer = 512;  // a longer debug file path is cut to one byte less
+constexpr int kSettingsDumpLine = 512;    // by which readers of the log know the dump
+
+// Asks the debugging application to add this program's entry to the settings file, and gives
+// it about a second to do so.
+void askForEntry(LogSettings& settings, const std::string& path) {
+  const std::string request = std::string("\xff") + kLogIdentifier;
+  sendToSocket(request.data(), request.size(), sizeof logSocketFile);
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    if (settings.read(path) && settings.hasEntry()) return;
+    usleep(200000);
+  }
+}
+
+// Whether one of the names between the slashes is "..".
+bool leavesDirectory(const std::string& name) {
+  return ("/" + name + "/").find("/../") != name.npos;
+}
+
+void openDebugFile(const std::string& name) {
+  char path[kPathBuffer];
+  const int length =
+      std::snprintf(path, sizeof path, "%s/%s", temporaryDirectory().c_str(), name.c_str());
+  // Only the low byte of the length is looked at: a path of a multiple of 256 opens nothing.
+  if ((length & 0xFF) == 0 || logDebugLevel <= 0) return;
+  // Anyone who can write the settings must not reach files elsewhere through them.
+  if (!leavesDirectory(name)) {
+    Descriptor file = openForAppending(path);
+    logDebugFilePtr = ::fdopen(file.get(), "a");
+    if (logDebugFilePtr) file.release();
+  }
+  if (!logDebugFilePtr) {
+    std::fputs("ERROR: Unable to open log file\n", stderr);
+  }
+}
+
+void applySettings(LogSettings& settings, const std::string& path) {
+  if (!settings.read(path)) return;
+  if (settings.traceAll() && socketInUse() && !settings.hasEntry()) askForEntry(settings, path);
+  if (!settings.hasEntry()) return;
+  const std::optional<std::int32_t> level = settings.entryInteger("debugLevel");
+  const std::optional<std::int32_t> module = settings.entryInteger("moduleNumber");
+  logDebugLevel = level.value_or(logDebugLevel);
+  logModuleID = module.value_or(logModuleID);
+  // Wraps for a hostile number instead of overflowing.
+  if (level && module) {
+    logModuleID = static_cast<std::int32_t>(static_cast<std::uint32_t>(logModuleID) + 64);
+  }
+  if (!socketInUse()) {
+    if (const auto name = settings.entryString("debugFile")) openDebugFile(*name);
+  }
+}
+
+void announceSetup() {
+  LogFormatAndSend("logger", 0, RecordType::start, "DEBUG GO");
+  logNote(socketInUse() ? "socket OK" : "file OK");
+  logNote("bID   \"%s\"", kLogIdentifier);
+  logNote("level %d", logDebugLevel);
+  logNote("mID   %d", logModuleID);
+  if (logDebugLevel & kInfoBit) logNote("I OK");
+  if (logDebugLevel & kErrorBit) logNote("E OK");
+  if (logDebugLevel & kDumpBit) logNote("D OK");
+  logNote("setup OK");
+}
+
+}  // namespace
+
+void setupDebug() {
+  if (logDoneSetup) return;
+  logDoneSetup = true;
+  logCurrentPID = ::getpid();
+  const std::string directory = temporaryDirectory();
+  std::fprintf(stderr, "tmp at %s \n", directory.c_str());
+
+  LogSettings settings;
+  applySettings(settings, directory + "/" + kSettingsPath);  // the doubled slash does no harm
+  if (logDebugLevel != 0 && !socketInUse() && !logDebugFilePtr) logDebugLevel = 0;
+  if (logDebugLevel == 0) return;
+  announceSetup();
+  dumpDictBody("setupDebug", kSettingsDumpLine, "debugPlist", settings.root());
+}
+
+void closeDebugSession() {
+  if (socketInUse()) {
+    LogFormatAndSend("logger", 0, RecordType::end, "DEBUG END fd");
+    ::close(logClientFD);
+  }
+  if (logDebugFilePtr) {
+    LogFormatAndSend("logger", 0, RecordType::end, "DEBUG END file");
+    std::fclose(logDebugFilePtr);
+  }
+}
+
+}  // namespace jobshaper
