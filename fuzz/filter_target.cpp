@@ -126,7 +126,7 @@ System systemOf(const Job& job) {
   static constexpr std::int32_t kVersions[] = {0x1050, 0x1049, 0x103F, 0x1040, 0x102F, 0x1030, 0};
   System system;
   if (const unsigned version = job.system & 7; version < 7) system.version = kVersions[version];
-  system.instructionFolder = folder();
+  system.instructionDirectory = folder();
   return system;
 }
 

@@ -44,7 +44,7 @@ void setBooklet(JobState& job, unsigned settings, unsigned pageCount) {
     job.jobOptions.addOption("QVBookletCoverType", pageCount & 1 ? "Card" : "Printers");
   }
   job.halfPageCount = static_cast<std::int32_t>(pageCount >> 1) - 1;
-  job.instructionFolder = "/nonexistent";
+  job.instructionDirectory = "/nonexistent";
   job.languageCode = "en";
 }
 

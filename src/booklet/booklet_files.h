@@ -6,23 +6,23 @@
 
 namespace jobshaper {
 
-// Their paths: the directory, a fixed name and the job id. The files themselves are made, read and
-// written by those who use them.
+// Only their paths, each made of the directory, a fixed name and the job id. The users of the paths
+// create, write and read the files.
 struct BookletFiles {
   BookletFiles(std::string_view directory, std::string_view jobId);
 
-  // Whether the job id names files in the directory, and not elsewhere.
+  // Whether the paths are in the directory: false if the job id contains a "/".
   bool areInDirectory() const { return areInDirectory_; }
 
-  // Deletes those that exist.
+  // Deletes the files that exist. Ignores errors.
   void remove() const;
 
   std::string job;        // the reordered job
-  std::string reordered;  // header, first pass request and odd pages
-  std::string even;       // the even page that was read last; at the end all even pages
+  std::string reordered;  // header, request for the first pass and odd pages
+  std::string even;       // the even page being read; at the end all even pages, last first
   std::string newEven;    // the even pages before that one, last first
-  std::string newOdd;     // likewise for odd pages; "Up" only
-  std::string header;     // "Up" only
+  std::string newOdd;     // the same for odd pages; used with orientation "Up" only
+  std::string header;     // the header while the odd pages are reversed; "Up" only
 
  private:
   bool areInDirectory_;

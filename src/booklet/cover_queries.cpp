@@ -15,8 +15,8 @@ struct TrayRow {
   std::int32_t code;
 };
 
-// The printer's own numbers: a tray and the envelope drawer in its place share one, and there
-// is no 2.
+// The printer's own numbers. A tray and the envelope drawer that can replace it have the same one;
+// 2 is not used.
 constexpr TrayRow kTrayRows[] = {
     {"Tray1",              0},
     {"Tray2",              1},
@@ -37,8 +37,8 @@ bool isFalse(Value face) { return equalsIgnoringCase(face.value_or("False"), "fa
 
 }  // namespace
 
-// Whether there is a cover is asked in any case; whether a face is printed is case-sensitive: the
-// print dialog writes "true", and only that counts.
+// The test for a cover ignores case. The tests for its faces do not: only "true", which the print
+// dialog writes, means that a face is printed.
 bool isOnlyPrintInside(const argumentStore& jobOptions) {
   const TraceScope trace("isOnlyPrintInside");
   if (!equalsIgnoringCase(jobOptions.getValue("QVBookletCoverPage").value_or(""), "true")) {

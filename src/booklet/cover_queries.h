@@ -1,4 +1,4 @@
-// What the booklet options say about the cover sheet.
+// Reads the booklet options for the cover sheet.
 #pragma once
 
 #include <cstdint>
@@ -8,15 +8,15 @@
 
 namespace jobshaper {
 
-// Whether the booklet's cover sheet carries print on its inside faces only.
+// Whether the job has a cover sheet that is printed on its inside only.
 bool isOnlyPrintInside(const argumentStore& jobOptions);
 
-// Cover tray codes: 0 to 6 is the tray's /MediaPosition.
+// Cover tray codes. 0 to 6 are the /MediaPosition numbers of trays.
 inline constexpr std::int32_t kCoverManualFeed = 7;
 inline constexpr std::int32_t kCoverPrintersChoice = 8;
 
-// Sets `code` to the tray code of this cover source, or to the printer's choice for a name
-// that is none of the printer's trays.
+// Sets `code` to the tray code of the cover source `sourceName`, or to kCoverPrintersChoice if
+// there is no tray of that name.
 void setBookletSource(std::string_view sourceName, std::int32_t& code);
 
 }  // namespace jobshaper

@@ -17,11 +17,11 @@ constexpr std::string_view kFirstPass =
     "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
 constexpr std::string_view kSecondPass =
     "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
-// A page without marks, made with the procedures that every job of the system brings.
+// An empty page, drawn with the procedure set that every job of the system contains.
 constexpr std::string_view kBlankPage = "cg_md begin\nbp\nsdmtx\nep\nend\n";
-// Undoes the save that old systems wrap every page in.
+// The end of the save that old systems wrap every page in.
 constexpr std::string_view kRestorePage = "userdict /ESPsave get restore\n";
-// How many lines of page 1 set up the blank page.
+// How many lines of page 1 the blank page begins with.
 constexpr int kPrefixLines = 4;
 
 bool reportNoFile() {
@@ -32,7 +32,8 @@ bool reportNoFile() {
 constexpr std::string_view kPage = "%%Page:";
 constexpr std::string_view kTrailer = "%%Trailer";
 
-// Where a text stands that begins a page or the trailer when it begins a line.
+// The position of the first "%%Page:" or "%%Trailer", at the start of a line or not; the size of
+// `lines` if there is none.
 std::size_t findDivision(std::string_view lines) {
   std::size_t at = lines.find("%%");
   for (; at != lines.npos; at = lines.find("%%", at + 1)) {
@@ -49,7 +50,7 @@ class Reordering {
              std::optional<std::string_view> orientation, bool onlyInside);
 
   bool createFiles();
-  // Whole lines, which lie side by side.
+  // Takes whole, contiguous lines.
   bool takeLines(std::string_view lines);
   bool flush();
   bool finish();
@@ -70,17 +71,17 @@ class Reordering {
   const bool onlyInside_;
   const BookletFiles files_;
 
-  PageFile odd_;      // header, first pass request and odd pages
+  PageFile odd_;      // header, request for the first pass and odd pages
   PageFile even_;     // the even page being read
   PageFile newEven_;  // even pages before that one, last first
-  PageFile newOdd_;   // likewise for odd pages; "Up" only
-  PageFile header_;   // "Up" only
+  PageFile newOdd_;   // the same for odd pages; used with orientation "Up" only
+  PageFile header_;   // used with orientation "Up" only
   PageFile output_;
 
   std::int32_t pageCounter_ = 0;
   bool trailerBegun_ = false;
-  int firstPageLines_ = 0;       // counted from the first "%%Page:" line on
-  std::string firstPagePrefix_;  // as it came, in Mac OS Roman
+  int firstPageLines_ = 0;       // lines in firstPagePrefix_
+  std::string firstPagePrefix_;  // the first lines of page 1, in Mac OS Roman
 };
 
 Reordering::Reordering(const std::string& outputPath, const std::string& jobId,
@@ -100,7 +101,7 @@ bool Reordering::createFiles() {
 
 bool Reordering::takeLines(std::string_view lines) {
   while (!lines.empty() && !trailerBegun_ && !cancellationRequested()) {
-    // Nothing but text lies ahead of the next division, once the first page's prefix is complete.
+    // Everything before the next division is text, unless lines of the prefix are still to come.
     const bool inPrefix = pageCounter_ > 0 && firstPageLines_ < kPrefixLines;
     const std::size_t division = inPrefix ? 0 : findDivision(lines);
     if (division == lines.size()) {
@@ -136,7 +137,7 @@ void Reordering::takeText(std::string_view lines) {
   const bool toOdd = pageCounter_ == 0 || pageCounter_ % 2 == 1;
   PageFile& page = toOdd ? odd_ : even_;
   while (!lines.empty()) {
-    // A line goes out as a C string: its text ends at a zero byte.
+    // A line is written as a C string, so a zero byte ends its text.
     const std::size_t zero = lines.find('\0');
     page.writeMacRoman(lines.substr(0, zero));
     if (zero == lines.npos) return;
@@ -162,7 +163,7 @@ bool Reordering::beginPage() {
   return moved;
 }
 
-// With the odd pages reversed too, the header must not be reversed with them.
+// When the odd pages are reversed too, the header must stay out of their file.
 bool Reordering::keepHeaderApart() {
   return (header_.open(files_.header) && odd_.close() && header_.append(files_.reordered) &&
           header_.close() && odd_.open(files_.reordered)) ||
@@ -181,7 +182,7 @@ bool Reordering::gatherEvenPages() {
 
 bool Reordering::gatherOddPages() {
   if (!odd_.openAgain(files_.reordered) || !odd_.append(files_.newOdd)) return false;
-  // A job without pages has no header apart.
+  // In a job without pages, the header was never separated.
   return (pageCounter_ == 0 || odd_.prepend(files_.header)) && odd_.close();
 }
 
@@ -208,9 +209,9 @@ bool reorder(int input, Reordering& reordering) {
   PipeTap tap(input, -1);
   PieceReader reader(tap);
   for (;;) {
-    if (!reordering.flush()) return false;  // the next read may wait
+    if (!reordering.flush()) return false;  // the next read may block
     const auto block = reader.next();
-    if (!block || block->atEnd) break;  // a last line without an end is left out
+    if (!block || block->atEnd) break;  // drops an unterminated last line
     if (!reordering.takeLines(block->pieces)) return false;
   }
   return !cancellationRequested() && reordering.finish();
@@ -220,7 +221,8 @@ bool moveToReversed(std::int32_t pageNumber, PageFile& sideStream, PageFile* rev
                     const std::string& sidePath, const std::string& reversedPath) {
   if (!sideStream.close()) return false;
   if (reversedStream && !reversedStream->close()) return false;
-  // Pages 3 and 4 are the first to find a page of their parity in the side file.
+  // At pages 3 and 4, the first page of their parity is in the side file, and the reversed file is
+  // created.
   const bool first = pageNumber == 3 || pageNumber == 4;
   PageFile reversed;
   return (first ? reversed.open(reversedPath) : reversed.openAgain(reversedPath)) &&

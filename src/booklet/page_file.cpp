@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kBlock = 64 * 1024;
 
-// What two files are copied through.
+// Copies blocks between two files, or within one.
 class CopyBuffer {
  public:
   bool copy(int from, off_t fromPosition, std::size_t size, int to, off_t toPosition) {
@@ -34,7 +34,7 @@ off_t sizeOf(const Descriptor& file) {
   return file.valid() && ::fstat(file.get(), &status) == 0 ? status.st_size : -1;
 }
 
-// The whole of a file of this size to a position in another.
+// Copies a file of this size to a position in another one.
 bool copyWhole(const Descriptor& from, off_t size, const Descriptor& to, off_t position) {
   CopyBuffer buffer;
   for (off_t done = 0; done < size;) {
@@ -45,8 +45,8 @@ bool copyWhole(const Descriptor& from, off_t size, const Descriptor& to, off_t p
   return true;
 }
 
-// The whole content of a file of this size further back in it. The last block goes first, into
-// room that nothing else needs.
+// Moves the content of a file of this size toward its end by `distance` bytes. Starts with the last
+// block, so that nothing is overwritten before it has been moved.
 bool moveBack(const Descriptor& file, off_t size, off_t distance) {
   CopyBuffer buffer;
   for (off_t rest = size; rest > 0;) {

@@ -1,4 +1,4 @@
-// A temporary file that pages are written to, gathered into large writes.
+// A temporary file for pages, written through a buffer.
 #pragma once
 
 #include <string>
@@ -10,26 +10,26 @@ namespace jobshaper {
 
 class PageFile {
  public:
-  // Creates or empties the file. What was not flushed before is lost.
+  // Creates the file, or empties an existing one. Discards bytes that have not been flushed.
   [[nodiscard]] bool open(const std::string& path);
 
-  // Opens a file that exists, to go on behind what it holds.
+  // Opens an existing file for writing at its end. Discards bytes that have not been flushed.
   [[nodiscard]] bool openAgain(const std::string& path);
 
-  // A failed write shows at the next flush or close.
+  // Errors are reported by the next flush() or close().
   void write(std::string_view bytes);
-  // The same for Mac OS Roman text, which the file holds as UTF-8.
+  // The same for Mac OS Roman text, which is converted to UTF-8.
   void writeMacRoman(std::string_view text);
 
-  // Puts the whole of another file behind, or in front of, everything written. False when it
-  // cannot be read or there is no room. However long both are, little of them is in memory.
+  // Inserts the content of another file at the end, or at the start, of this one. Returns false if
+  // it cannot be read or the disk is full. Needs little memory, however large the files are.
   [[nodiscard]] bool append(const std::string& path);
   [[nodiscard]] bool prepend(const std::string& path);
 
-  // Puts everything written into the file. False when any of it is missing there.
+  // Writes out the buffer. Returns false if any write since the file was opened has failed.
   [[nodiscard]] bool flush();
 
-  // Flushes and closes; a file that is not open is closed already.
+  // Flushes and closes the file. Does nothing if it is not open.
   [[nodiscard]] bool close();
 
  private:

@@ -44,7 +44,7 @@ namespace {
   return text;
 }
 
-// Runs setup, and tells whether records of this level are wanted.
+// Runs setup if needed, and returns whether this level is on.
 bool levelIsOn(std::int32_t bit) {
   setupDebug();
   return (logDebugLevel & bit) != 0;
@@ -55,14 +55,14 @@ bool isAscii(std::string_view text) {
                      [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-// A text that is not ASCII is reported, and dumped all the same.
+// Writes a dump record. If the text is not ASCII, writes an error record first.
 void sendDump(const char* function, int line, const std::string& text, const char* dumper,
               int dumperLine) {
   if (!isAscii(text)) LogErrorBody(dumper, dumperLine, "ERR cstr ERR");
   LogFormatAndSend(function, line, RecordType::dump, text.c_str());
 }
 
-// The lines by which readers of the log know these reports.
+// Source lines of the log's own records: fixed, since tools that read the log expect them.
 constexpr int kReadableLine = 159;
 constexpr int kUnreadableLine = 162;
 constexpr int kMissingLine = 166;
@@ -162,7 +162,7 @@ void LogFormatAndSend(const char* function, int line, RecordType type, const cha
     std::string record =
         formatted("%c%cXXXX%06d\t[%02d:%02d:%02d.%03u]\t%s\n", logModuleID, typeLetter,
                   logCurrentPID, local.tm_hour, local.tm_min, local.tm_sec, milliseconds, message);
-    // In the place of the four X: how many bytes the reader takes, the text and 29 fixed ones.
+    // The four X become the length of the record, big-endian: the text and 29 fixed bytes.
     const auto length = static_cast<std::uint32_t>(std::strlen(message) + 29);
     for (std::size_t i = 0; i < 4; ++i) record[2 + i] = static_cast<char>(length >> (24 - 8 * i));
     sendToDebugApp(record.data(), length);

@@ -16,11 +16,11 @@ namespace jobshaper {
 namespace {
 
 constexpr char kSettingsPath[] = "/Debug/.DebugPlist/qvDebug.plist";
-constexpr std::size_t kPathBuffer = 512;  // a longer debug file path is cut to one byte less
-constexpr int kSettingsDumpLine = 512;    // by which readers of the log know the dump
+constexpr std::size_t kPathBuffer = 512;  // a longer path is truncated to 511 bytes
+constexpr int kSettingsDumpLine = 512;    // fixed: tools that read the log expect it
 
-// Asks the debugging application to add this program's entry to the settings file, and gives
-// it about a second to do so.
+// Asks the debugging application to add an entry for this program to the settings file, and waits
+// for it for about a second.
 void askForEntry(LogSettings& settings, const std::string& path) {
   const std::string request = std::string("\xff") + kLogIdentifier;
   sendToSocket(request.data(), request.size(), sizeof logSocketFile);
@@ -39,9 +39,10 @@ void openDebugFile(const std::string& name) {
   char path[kPathBuffer];
   const int length =
       std::snprintf(path, sizeof path, "%s/%s", temporaryDirectory().c_str(), name.c_str());
-  // Only the low byte of the length is looked at: a path of a multiple of 256 opens nothing.
+  // Intentional: only the low byte of the length is tested, so a path whose length is a multiple of
+  // 256 opens nothing.
   if ((length & 0xFF) == 0 || logDebugLevel <= 0) return;
-  // Anyone who can write the settings must not reach files elsewhere through them.
+  // Someone who can write the settings must not be able to make the filter write anywhere else.
   if (!leavesDirectory(name)) {
     Descriptor file = openForAppending(path);
     logDebugFilePtr = ::fdopen(file.get(), "a");
@@ -60,7 +61,7 @@ void applySettings(LogSettings& settings, const std::string& path) {
   const std::optional<std::int32_t> module = settings.entryInteger("moduleNumber");
   logDebugLevel = level.value_or(logDebugLevel);
   logModuleID = module.value_or(logModuleID);
-  // Wraps for a hostile number instead of overflowing.
+  // Unsigned, because signed arithmetic could overflow on a hostile number.
   if (level && module) {
     logModuleID = static_cast<std::int32_t>(static_cast<std::uint32_t>(logModuleID) + 64);
   }
@@ -91,7 +92,7 @@ void setupDebug() {
   std::fprintf(stderr, "tmp at %s \n", directory.c_str());
 
   LogSettings settings;
-  applySettings(settings, directory + "/" + kSettingsPath);  // the doubled slash does no harm
+  applySettings(settings, directory + "/" + kSettingsPath);  // the double slash is harmless
   if (logDebugLevel != 0 && !socketInUse() && !logDebugFilePtr) logDebugLevel = 0;
   if (logDebugLevel == 0) return;
   announceSetup();

@@ -1,13 +1,14 @@
-// Beginning and end of the diagnostic log.
+// Opening and closing the diagnostic log.
 #pragma once
 
 namespace jobshaper {
 
-// Reads the settings file and opens the destination. Every leveled call begins with it.
+// Reads the settings file and opens the debug file, the first time it is called. The calls that
+// depend on the level call it first. Writes "tmp at DIRECTORY \n" to standard error.
 void setupDebug();
 
-// Ends the destinations with a record each. The state is not reset: nothing may be logged
-// after that. The filter never calls it: its log ends with the process.
+// Writes a last record to the socket and the debug file and closes them. Does not reset the state,
+// so nothing may be logged afterwards. The filter does not call it; its log ends with the process.
 void closeDebugSession();
 
 }  // namespace jobshaper

@@ -1,16 +1,16 @@
-// The trace calls of every part of the filter. Each costs one bit test while the log is off.
+// The log calls of the filter. While the log is off, each costs two tests and formats nothing.
 #pragma once
 
 namespace jobshaper {
 
-// Writes one info record: the caller's function (a method as "-[class selector]"), its
-// source line and a printf-style message. The first call of a process configures the log
-// and writes "tmp at DIRECTORY \n" to standard error.
+// Writes one info record with the name of the calling function (for a method, "-[class selector]"),
+// its source line and a printf-style message; does not keep the arguments. The first call in a
+// process configures the log and writes "tmp at DIRECTORY \n" to standard error.
 [[gnu::format(printf, 3, 4)]] void LogInfoBody(const char* function, int line, const char* format,
                                                ...);
 
-// The info records "{" and "}" around a function. `function` is not copied. The lines are those of
-// the declaration, unless readers of the log know the function by fixed ones.
+// Writes the info record "{" when it is constructed and "}" when it is destroyed. `function` is not
+// copied. The records have the source line of the declaration, or the fixed lines that are passed.
 class TraceScope {
  public:
   explicit TraceScope(const char* function, int line = __builtin_LINE())

@@ -11,9 +11,9 @@ namespace jobshaper {
 
 namespace {
 
-constexpr std::size_t kLargestFile = 16 * 1024 * 1024;
-// The property-list library recurses once a nesting level. Nobody writes as many dictionaries
-// and arrays as it takes to exhaust the stack.
+constexpr std::size_t kLargestFile = 16 * 1024 * 1024;  // bytes
+// The property-list library recurses for each nesting level. A file with so many dictionaries and
+// arrays that they could exhaust the stack is not a real settings file.
 constexpr std::size_t kMostContainers = 4096;
 
 std::size_t occurrences(std::string_view text, std::string_view word) {
@@ -22,8 +22,8 @@ std::size_t occurrences(std::string_view text, std::string_view word) {
   return count;
 }
 
-// The library takes more than a well-formed list; what is cut off, holds a byte that no XML has
-// or nests too deep is left alone.
+// The library accepts more than well-formed lists. Reject a list that is truncated, contains a byte
+// not allowed in XML or might be nested too deeply.
 bool isWholeList(std::string_view xml) {
   const std::size_t last = xml.find_last_not_of(" \t\r\n");
   return last != xml.npos && xml.substr(0, last + 1).ends_with("</plist>") &&
@@ -31,8 +31,8 @@ bool isWholeList(std::string_view xml) {
          occurrences(xml, "<dict") + occurrences(xml, "<array") <= kMostContainers;
 }
 
-// The member `key` of `dictionary` when it has this type. A dictionary that is there came out of
-// the library.
+// The member `key` of `dictionary` if it has this type, else null. `dictionary` may be null; if it
+// is not, the library is loaded, since it has created the dictionary.
 plist_t member(plist_t dictionary, const char* key, plist_type type) {
   if (!dictionary) return nullptr;
   const PlistLibrary& list = *plistLibrary();
@@ -71,7 +71,7 @@ bool LogSettings::traceAll() const {
 std::optional<std::int32_t> LogSettings::entryInteger(const char* key) const {
   plist_t const item = member(entry(), key, PLIST_UINT);
   if (!item) return std::nullopt;
-  std::uint64_t bits = 0;  // the library hands negative numbers over as two's complement
+  std::uint64_t bits = 0;  // the library returns negative numbers in two's complement
   plistLibrary()->get_uint_val(item, &bits);
   using Limits = std::numeric_limits<std::int32_t>;
   return static_cast<std::int32_t>(

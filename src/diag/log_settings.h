@@ -1,5 +1,5 @@
-// The settings file of the diagnostic log: an XML property list in the temporary directory,
-// whose root dictionary holds an entry for each program that can be traced.
+// The settings file of the diagnostic log: an XML property list in the temporary directory. Its
+// root dictionary has an entry for each program that can be traced.
 #pragma once
 
 #include <plist/plist.h>
@@ -10,7 +10,7 @@
 
 namespace jobshaper {
 
-// This program's identifier: the key of its entry.
+// The identifier of this program, which is the key of its entry.
 inline constexpr char kLogIdentifier[] = "Feiprion";
 
 class LogSettings {
@@ -20,15 +20,16 @@ class LogSettings {
   LogSettings& operator=(const LogSettings&) = delete;
   ~LogSettings() { clear(); }
 
-  // Reads and parses the file anew, dropping what was read before. False when it is missing,
-  // not a regular file or no XML property list; then nothing below has a value.
+  // Reads and parses the file, replacing what was read before. Returns false if it is missing, not
+  // a regular file or not an XML property list; there are then no settings.
   bool read(const std::string& path);
 
-  plist_t root() const { return root_; }  // the whole list; owned here
+  // The whole list, owned by this object and valid until the next read(). Null if there is none.
+  plist_t root() const { return root_; }
   bool hasEntry() const { return entry() != nullptr; }
   bool traceAll() const;  // false when absent
 
-  // Members of this program's entry; none when absent or of another type.
+  // Members of this program's entry; no value if absent or of another type.
   std::optional<std::int32_t> entryInteger(const char* key) const;  // clamped to 32 bits
   std::optional<std::string> entryString(const char* key) const;    // UTF-8
 

@@ -6,7 +6,7 @@ namespace jobshaper {
 
 namespace {
 
-// False when the library has no such function.
+// Returns false if the library does not have the function.
 template <typename Function>
 bool resolve(void* library, const char* name, Function& function) {
   function = reinterpret_cast<Function>(::dlsym(library, name));

@@ -1,12 +1,12 @@
-// The property-list library, loaded only when there is a list to read: most runs have none, and
-// loading it takes longer than many a small job.
+// The property-list library. It is loaded only if there is a settings file to read: most jobs have
+// none, and loading the library would take longer than filtering a small job.
 #pragma once
 
 #include <plist/plist.h>
 
 namespace jobshaper {
 
-// The library's functions that the log needs, under their names without the prefix.
+// The functions of the library that the log uses, without the prefix "plist_".
 struct PlistLibrary {
   decltype(&plist_from_xml) from_xml;
   decltype(&plist_to_xml) to_xml;
@@ -19,8 +19,8 @@ struct PlistLibrary {
   decltype(&plist_get_string_ptr) get_string_ptr;
 };
 
-// Loads the library at the first call and keeps it. Null when it is not there, which leaves the
-// log off.
+// Loads the library at the first call and never unloads it. Returns null if it is not installed,
+// which leaves the log off.
 const PlistLibrary* plistLibrary();
 
 }  // namespace jobshaper

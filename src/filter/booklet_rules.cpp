@@ -17,7 +17,7 @@ namespace jobshaper {
 
 namespace {
 
-constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;  // LANG reads like "fr_FR.UTF-8"
+constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;  // LANG is "fr_FR.UTF-8", not "fr_FR"
 
 // clang-format off
 struct FoldRow {
@@ -32,7 +32,7 @@ constexpr FoldRow kFoldRows[] = {
     {"BiFold",             "BiFold",             "<< /Fold 1 >> setpagedevice"},
     {"DoNotFoldAndStaple", "DoNotFoldAndStaple", "<< /Fold 0 /Staple 0>> setpagedevice"},
 };
-// A fold choice that the PPD gains later still yields a folded booklet.
+// A fold choice added to the PPD later still gives a folded booklet.
 constexpr FoldRow kOtherFold =
     {"",                   "BookletFold",        "<< /Fold 2 >> setpagedevice"};
 
@@ -62,12 +62,12 @@ constexpr MediaRow kCoverMediaRows[] = {
     {"Custom4",     "Custom Type 4"},
     {"Custom5",     "Custom Type 5"},
     {"Custom6",     "Custom Type 6"},
-    // "Printers", the printer's own choice, names no media type. The other options write it
-    // "PrinterS"; each spelling is the PPD's own.
+    // "Printers", the printer's own choice, is not a media type. Other options spell it "PrinterS";
+    // both spellings are those of the PPD.
 };
 // clang-format on
 
-// The job's fold, or none when it is no booklet.
+// The row for the value of the fold option; null if the job is not a booklet.
 const FoldRow* foldOf(std::optional<std::string_view> option) {
   if (!option || *option == "false" || *option == "PrinterS") return nullptr;
   for (const FoldRow& row : kFoldRows) {
@@ -76,14 +76,15 @@ const FoldRow* foldOf(std::optional<std::string_view> option) {
   return &kOtherFold;
 }
 
-std::string languageFolder(std::string_view lang) {
+// The name, without its suffix, of the directory that holds the instruction page for this LANG.
+std::string languageCode(std::string_view lang) {
   if (version >= kFirstVersionWithEncoding) lang = lang.substr(0, lang.find('.'));
   return std::string(lang == "en_US" ? "en" : lang);
 }
 
-// The pages of a booklet must not be repeated one by one, so the printer makes the copies.
+// The printer must repeat the booklet as a whole, not page by page, so ask it for the copies.
 void moveCopiesToHeader(JobState& job) {
-  if (job.printTo) return;  // a retained job keeps its own way
+  if (job.printTo) return;  // the copies of a retained job are set in its PostScript
   const std::int32_t copies = integerValue(job.jobOptions.getValue(kCopiesOption).value_or(""));
   if (integerValue(job.copiesArgument) == 1 && copies > 1) job.pjlHeader.insertNumCopies(copies);
 }
@@ -108,10 +109,10 @@ std::int32_t halfOfPageCount(const JobState& job) {
   return number.value() / 2;
 }
 
-// The file's name ends in the name of nothing; the installed pages are called so.
+// The installed files are literally named "instruction(null)".
 Descriptor openInstructionPage(const JobState& job) {
   if (job.languageCode.find('/') != std::string::npos) return {};
-  return openRegularFile(job.instructionFolder + "/" + job.languageCode +
+  return openRegularFile(job.instructionDirectory + "/" + job.languageCode +
                          ".lproj/instruction(null)");
 }
 
@@ -137,8 +138,8 @@ BookletSetup setUpBooklet(JobState& job, const System& system) {
   moveCopiesToHeader(job);
   if (job.manualBooklet) {
     const char* const lang = std::getenv("LANG");
-    job.languageCode = languageFolder(lang ? lang : "en");
-    job.instructionFolder = system.instructionFolder;
+    job.languageCode = languageCode(lang ? lang : "en");
+    job.instructionDirectory = system.instructionDirectory;
     job.manualJobPath = BookletFiles(job.tempDirectory, job.jobIdString).job;
     if (!manualBookletOrder(job.inputStream, job.manualJobPath, job.jobIdString, std::nullopt,
                             job.onlyInside)) {
@@ -165,7 +166,7 @@ void BookletRules::atPage(int pageNumber, Line& line) {
 }
 
 void BookletRules::writeInstructionPage() {
-  const Descriptor page = openInstructionPage(job_);  // one that is not there reads as empty
+  const Descriptor page = openInstructionPage(job_);  // if missing, reads return 0
   char buffer[4096];
   std::size_t n = readSome(page.get(), buffer, sizeof buffer);
   if (n == 0) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
@@ -185,7 +186,7 @@ void BookletRules::noteCoverSheet() {
   coverMediaType_ = mediaName(job_.jobOptions.getValue("QVBookletCoverType"), coverMediaType_);
 }
 
-// The cover's tray and media are asked for at the page with which the printer takes the sheet.
+// Tray and media of the cover must be requested at the page for which the printer feeds that sheet.
 void BookletRules::requestCover(int pageNumber, Line& line) {
   noteCoverSheet();
   if (pageNumber != (job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1)) return;

@@ -1,4 +1,4 @@
-// Booklet jobs: which kind a job is, and the rules that its lines meet.
+// Booklet jobs: which kind of booklet a job is, and the rewriting rules for its lines.
 #pragma once
 
 #include <string_view>
@@ -12,28 +12,30 @@ namespace jobshaper {
 
 enum class BookletSetup {
   done,       // not a booklet, or ready for the header and the line loop
-  failed,     // reported on standard error: the job ends with status 1
-  cancelled,  // by SIGTERM, during the reordering
+  failed,     // reported on standard error; the filter must exit with status 1
+  cancelled,  // by SIGTERM, while the job was being reordered
 };
 
-// Decides whether the job is a booklet and of which kind. May append the number of copies to
-// the header; has a manual booklet reordered, which then becomes the job's input.
+// Decides whether the job is a booklet, and which kind, and stores the answer in `job`. May append
+// the number of copies to the header, so call it before the header is written. Reorders a manual
+// booklet; the reordered file then replaces the job's input.
 [[nodiscard]] BookletSetup setUpBooklet(JobState& job, const System& system);
 
-// Deletes the temporary files of a manual booklet. Nothing happens for other jobs.
+// Deletes the temporary files of a manual booklet. Does nothing for other jobs.
 void removeManualBookletFiles(const JobState& job);
 
-// The booklet rules of the line loop. Only for jobs in booklet mode.
+// The rules for the lines of a booklet. Not to be called for other jobs.
 class BookletRules {
  public:
-  // Refers to both.
+  // Keeps references to both.
   BookletRules(const JobState& job, JobOutput& output) : job_(job), output_(output) {}
 
-  // At a "%%Page:" line, whose number counts from 1: writes the instruction page, if it is the
-  // first of a manual booklet, or puts the request for the cover sheet before and after the line.
+  // To be called for every "%%Page:" line, with pageNumber counting from 1. For a manual booklet,
+  // writes the instruction page before page 1; for others, adds the request for the cover sheet to
+  // the line of the page that needs it.
   void atPage(int pageNumber, Line& line);
 
-  // Puts the fold command after the line, which names the fold option.
+  // Adds the fold command after `line`, which names the fold option.
   void fold(Line& line) const;
 
  private:
@@ -45,7 +47,7 @@ class BookletRules {
   JobOutput& output_;
 
   std::int32_t coverSource_ = 0;     // tray code
-  std::string_view coverMediaType_;  // of the cover sheet; "" for none, kept from page to page
+  std::string_view coverMediaType_;  // the printer's name for it; "" if none has been chosen yet
 };
 
 }  // namespace jobshaper

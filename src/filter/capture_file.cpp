@@ -6,9 +6,9 @@ namespace jobshaper {
 
 namespace {
 
-// Everyday jobs are smaller, and not worth a system call.
+// Most jobs are smaller than this; for them allocating would only cost system calls.
 constexpr std::size_t kSmallFile = 1024 * 1024;
-// As much as a file may hold in vain while its job runs.
+// At most this much stays allocated but unused while the job runs.
 constexpr std::size_t kStep = 16 * 1024 * 1024;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A file that is written from its beginning to its end, and may become large.
+// A file that is written once from start to end, and may become large.
 #pragma once
 
 #include <sys/uio.h>
@@ -8,13 +8,12 @@
 
 namespace jobshaper {
 
-// From its first megabyte on, the file's room on disk is asked for in large steps: the system then
-// does less for each write, and the file lies in fewer places. What was asked for and not used is
-// given back at the end.
+// After the first megabyte, disk space is allocated in large steps: each write then costs less, and
+// the file is less fragmented. The destructor frees what was not used.
 class CaptureFile {
  public:
-  // The descriptor of an empty file, not owned; -1 for none, which takes everything and keeps
-  // nothing.
+  // `descriptor` is that of an empty file. It is not owned and must stay open while this object
+  // lives. With -1, everything written is discarded.
   explicit CaptureFile(int descriptor) : descriptor_(descriptor) {}
   ~CaptureFile();
   CaptureFile(const CaptureFile&) = delete;
@@ -22,8 +21,8 @@ class CaptureFile {
 
   bool exists() const { return descriptor_ >= 0; }
 
-  // All bytes of all spans, in order; the spans are used up. After a write error the file stays as
-  // it is: a beginning, never something with a gap.
+  // Writes all bytes of all spans, in order. Modifies the spans. After a write error nothing more
+  // is written, so that the file is truncated but never has a gap.
   void write(iovec* spans, std::size_t count);
   void write(std::string_view bytes);
 
@@ -32,8 +31,8 @@ class CaptureFile {
 
   int descriptor_;
   bool failed_ = false;
-  std::size_t size_ = 0;      // with what is being written
-  std::size_t reserved_ = 0;  // or asked for, from the beginning
+  std::size_t size_ = 0;      // bytes, including those being written
+  std::size_t reserved_ = 0;  // bytes of disk space asked for, from the start of the file
 };
 
 }  // namespace jobshaper

@@ -28,13 +28,13 @@ void rewriteStream(const JobState& job, JobOutput& output, std::size_t inputBloc
   StreamRewriter rewriter(job, output);
   while (const auto block = input.next()) {
     const bool goesOn = rewriter.handleAll(block->pieces);
-    output.flush(*block);  // the next read may wait, and takes the block's place
+    output.flush(*block);  // the next read may block, and overwrites this block
     if (!goesOn) break;
   }
 }
 
-// A function of its own: the output ends here, and with it the last write to the captures, before
-// anybody looks at how the job ended.
+// A separate function so that the output is destroyed, and the captures written, before runJob()
+// checks for cancellation.
 void writeJob(JobState& job, int descriptor, std::size_t inputBlock) {
   enlargePipe(descriptor);
   JobOutput output(descriptor, job.captureIn.get(), job.captureOut.get(), job.inputStream);
@@ -61,8 +61,8 @@ JobEnd runJob(JobState& job, const System& system, const char* userID, int outpu
 
 int filterJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
-  signal(SIGPIPE, SIG_IGN);  // a backend that leaves does not end the job
-  signal(SIGXFSZ, SIG_IGN);  // nor does a limit on the size of files, which a capture may reach
+  signal(SIGPIPE, SIG_IGN);  // when the backend exits early, still read the job to its end
+  signal(SIGXFSZ, SIG_IGN);  // a capture that reaches the file size limit must not end the job
   if (!checkArguments(argc)) return 1;
 
   JobState job;

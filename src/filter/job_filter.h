@@ -8,24 +8,25 @@
 
 namespace jobshaper {
 
-// Filters the job of this argument vector (job id, user, title, copies, options and perhaps a
-// file; a null pointer at the end) from standard input or the file to standard output. 0 when
-// the input was read to its end, 1 when the arguments are wrong, the job cannot be read or a manual
-// booklet cannot be made. A cancelled job does not return: it ends by its signal.
+// Filters one job from standard input, or the file that `argv` names, to standard output. `argv` is
+// that of a CUPS filter (program, job id, user, title, copies, options and optionally a file) and
+// ends in a null pointer. Returns the exit status: 0 when the input was read to its end, 1 when the
+// arguments are wrong, the job cannot be read or a manual booklet fails. Does not return for a
+// canceled job, but ends the process by SIGTERM.
 int filterJob(int argc, char* const argv[], const System& system);
 
 enum class JobEnd {
   printed,
   failed,     // reported on standard error
-  cancelled,  // by SIGTERM; what has been printed ends with the trailer
+  cancelled,  // by SIGTERM; what has been written is complete up to the trailer
 };
 
-// The run itself, for a job whose state setUpJob() or somebody else has filled: creates the header,
-// sets up a booklet, and writes header, rewritten job and trailer to the descriptor `output`. The
-// files of a manual booklet are deleted, unless it failed. `userID` is the user's name for the
-// header. From here on SIGTERM is deferred (see platform/cancellation.h).
+// Runs a job whose state has been set up, by setUpJob() or otherwise: creates the header, reorders
+// a manual booklet, and writes header, rewritten job and trailer to the descriptor `output`.
+// Deletes the files of a manual booklet, unless it failed. `userID` is the user name for the
+// header. Defers SIGTERM from now on (see platform/cancellation.h).
 //
-// `inputBlock` is how many bytes of the job are read at once; 0 for as many as a pipe holds.
+// `inputBlock` is the number of bytes to read at a time; 0 means the capacity of a pipe.
 [[nodiscard]] JobEnd runJob(JobState& job, const System& system, const char* userID, int output,
                             std::size_t inputBlock = 0);
 

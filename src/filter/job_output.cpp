@@ -11,7 +11,7 @@ void JobOutput::add(Spans& spans, std::string_view bytes) {
   if (spans.count > 0) {
     iovec& last = spans.at[spans.count - 1];
     if (static_cast<char*>(last.iov_base) + last.iov_len == bytes.data()) {
-      last.iov_len += bytes.size();  // untouched pieces lie side by side
+      last.iov_len += bytes.size();  // unchanged pieces of a block are contiguous
       return;
     }
     if (spans.count == spans.at.size()) flush();
@@ -20,8 +20,8 @@ void JobOutput::add(Spans& spans, std::string_view bytes) {
 }
 
 void JobOutput::put(std::string_view bytes) {
-  // Flush first: a later flush resets copied_, and the next put() would overwrite these bytes while
-  // they wait.
+  // Flush first: a flush further down resets copied_, and the next put() would overwrite these
+  // bytes before they are written.
   const bool full = outgoing_.count == outgoing_.at.size();
   if (full || bytes.size() > copies_.size() - copied_) flush();
   if (bytes.size() > copies_.size()) {
@@ -54,7 +54,8 @@ void JobOutput::flush(const Block& block) {
   writeOut();
 }
 
-// The tap learns of every unchanged block, also of one that has left the pipe already.
+// Calls the tap for every unchanged block, even one that is no longer in the pipe: this is how it
+// knows that the next block is worth peeking at.
 void JobOutput::forward(const Block& block) {
   std::size_t written = 0;
   if (block.inPipe > 0) {
@@ -62,14 +63,14 @@ void JobOutput::forward(const Block& block) {
     writeAll(output_, block.pieces.substr(0, written));
   }
   written += tap_.forward(block.inPipe);
-  outgoing_.count = 0;  // the span is not used up but replaced
+  outgoing_.count = 0;  // replace the span by what is left of it
   pass(block.pieces.substr(written));
 }
 
 void JobOutput::writeCaptures() {
   if (incoming_.count > 0) captureIn_.write(incoming_.at.data(), incoming_.count);
   if (outgoing_.count > 0 && captureOut_.exists()) {
-    Spans copy = outgoing_;  // writing uses spans up
+    Spans copy = outgoing_;  // write() modifies the spans, and standard output still needs them
     captureOut_.write(copy.at.data(), copy.count);
   }
 }

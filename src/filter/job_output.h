@@ -1,4 +1,4 @@
-// Where the job goes: standard output and, when the user asked for it, the two capture files.
+// The output of the job: standard output and, if the user capture is on, the two capture files.
 #pragma once
 
 #include <sys/uio.h>
@@ -13,40 +13,40 @@
 
 namespace jobshaper {
 
-// The only writer of the job. Gathers bytes and writes them in large pieces, in the order in which
-// they came. The captures are written before standard output, so that they hold at least what was
-// printed, whatever ends the process. Write errors are ignored: the job goes on to its end.
+// All output of the job goes through this class. It gathers bytes and writes them in order, many at
+// a time. It writes to the captures before standard output, so that they hold at least what was
+// printed, however the process ends. It ignores write errors, so that the job is read to its end.
 //
-// Call flush() before anything that may wait; the destructor flushes too.
+// Call flush() before anything that may block; the destructor flushes too.
 class JobOutput {
  public:
-  // Descriptors, not owned. -1 for a capture file that is not wanted or not open, and for an input
-  // that is read in another way than through tap().
+  // The descriptors are not owned and must stay open while this object lives. -1 for a capture
+  // means none, -1 for `input` that the job is not read through tap().
   JobOutput(int output, int captureIn, int captureOut, int input = -1)
       : output_(output), tap_(input, output), captureIn_(captureIn), captureOut_(captureOut) {}
   ~JobOutput() { flush(); }
   JobOutput(const JobOutput&) = delete;
   JobOutput& operator=(const JobOutput&) = delete;
 
-  // What the job's reader reads through, so that blocks can be forwarded.
+  // The job's reader must read through this tap for blocks to be forwarded.
   PipeTap& tap() { return tap_; }
 
-  // Job bytes to print, and to the outgoing capture. Not copied: they must stay as they are
-  // until the next flush().
+  // Adds bytes to standard output and the outgoing capture. Does not copy them: they must stay
+  // valid and unchanged until the next flush().
   void pass(std::string_view bytes) { add(outgoing_, bytes); }
-  // The same for bytes that do not last: they are copied.
+  // The same, but copies the bytes.
   void put(std::string_view bytes);
-  // Incoming bytes for the capture of the job. Not copied.
+  // Adds bytes to the incoming capture. Does not copy them, as pass().
   void captureIncoming(std::string_view bytes) {
     if (captureIn_.exists()) add(incoming_, bytes);
   }
 
-  // Bytes for the outgoing capture alone.
+  // Adds bytes to the outgoing capture only.
   void captureOutgoing(std::string_view bytes);
 
   void flush();
-  // The same after the rules have seen a block that came through the tap. If they have left it as
-  // it is, and nothing else waits, what is still in the pipe is forwarded.
+  // The same, at the end of a block that was read through the tap. If the rules left the block
+  // unchanged and nothing else is pending, forwards the part of it that is still in the pipe.
   void flush(const Block& block);
 
  private:
@@ -65,7 +65,7 @@ class JobOutput {
   CaptureFile captureOut_;
   Spans outgoing_;
   Spans incoming_;
-  std::array<char, 16384> copies_;  // what put() keeps until the next flush
+  std::array<char, 16384> copies_;  // the bytes that put() has copied since the last flush
   std::size_t copied_ = 0;
 };
 

@@ -14,7 +14,7 @@ namespace jobshaper {
 namespace {
 
 constexpr std::int32_t kLastVersionWithoutUsbPjl = 0x102F;
-constexpr std::size_t kDeviceUriBuffer = 100;  // with the terminating zero byte
+constexpr std::size_t kDeviceUriBuffer = 100;  // bytes, including the terminating zero byte
 
 void readSystemVersion(JobState& job, const System& system) {
   version = system.version.value_or(0);
@@ -42,7 +42,7 @@ bool openInput(JobState& job, int argc, char* const argv[]) {
   return false;
 }
 
-// The user asks for a capture by putting a file of this name into the temporary directory.
+// The capture is on if the marker file exists in the temporary directory, whatever its content.
 void startCapture(JobState& job) {
   if (::access((job.tempDirectory + "/qvn_log").c_str(), F_OK) != 0) return;
   std::fputs("INFO: Logging enabled by the user.\n", stderr);
@@ -57,15 +57,14 @@ void startCapture(JobState& job) {
   job.captureEnabled = true;
 }
 
-// The null pointer that ends the argument vector is logged too: it shows that CUPS passed a
-// whole vector.
+// Also logs the null pointer at the end, which shows that the argument vector is complete.
 void logArguments(int argc, char* const argv[]) {
   for (int i = 0; i <= argc; ++i) {
     LogInfoBody("main", __LINE__, "ARGV[%d] = %s\n", i, argv[i] ? argv[i] : "(null)");
   }
 }
 
-// The header of a queue with the generic driver depends on the driver's colour model.
+// With the generic driver, the header must tell the printer the color model.
 void addGenericDriverOption(JobState& job) {
   bool isColor = false;
   if (initPPDValues(job.ppdValues) && isQvnGenericDriver(isColor, job.ppdValues)) {

@@ -1,5 +1,5 @@
-// From process start to the job state: arguments, environment, input, user capture, options
-// and PPD.
+// Sets up the job state from the arguments, the environment and the PPD file, and opens the input
+// and the user capture.
 #pragma once
 
 #include "filter/job_state.h"
@@ -7,15 +7,16 @@
 
 namespace jobshaper {
 
-// Whether CUPS passed six or seven arguments. If not, says so on standard error.
+// Whether there are five or six arguments (argc 6 or 7). If not, reports it on standard error.
 [[nodiscard]] bool checkArguments(int argc);
 
-// Fills the job state up to the PPD values. `argv` ends in a null pointer. False when the job
-// cannot be read, which has then been reported on standard error. A DEVICE_URI of 100 bytes or
-// more ends the process by abort().
+// Fills the job state except for the header, printTo and the booklet members. `argv` has at least
+// six elements, ends in a null pointer and is not referred to afterwards. Returns false after
+// reporting on standard error that the job cannot be opened. Calls abort() if DEVICE_URI has 100
+// bytes or more.
 [[nodiscard]] bool setUpJob(JobState& job, int argc, char* const argv[], const System& system);
 
-// Writes options, device URI and header lines to the diagnostic log.
+// Writes the options, the device URI and the header lines to the diagnostic log.
 void logJobSummary(const JobState& job);
 
 }  // namespace jobshaper

@@ -1,4 +1,4 @@
-// What the filter knows of its job, from start to exit.
+// The state of the one job that the filter handles, from start to exit.
 #pragma once
 
 #include <cstdint>
@@ -13,12 +13,11 @@
 
 namespace jobshaper {
 
-// The filter's own version, as the usage message and the log show it: the project's without its
-// last number.
+// The version that the usage message and the log show: the project's, without the patch number.
 inline constexpr char kFilterVersion[] = "3.9";
 
 struct JobState {
-  bool usbPjlAllowed = false;  // the system is new enough to send PJL to a USB printer
+  bool usbPjlAllowed = false;  // the system can send PJL to a USB printer
   std::string uelString;       // Universal Exit Language
   std::string jobIdString;     // argv[1]
   std::string copiesArgument;  // argv[4]
@@ -26,27 +25,27 @@ struct JobState {
   std::string tempDirectory;
 
   Descriptor inputFile;  // the named job file, or the reordered job; else none
-  int inputStream = 0;   // where the job is read from
+  int inputStream = 0;   // descriptor of the job: inputFile or standard input; not owned
 
-  bool captureEnabled = false;  // the capture marker exists; told to readers of the state alone
-  Descriptor captureIn;         // copy of the incoming job; none when it cannot be created
-  Descriptor captureOut;        // copy of the output; likewise
+  bool captureEnabled = false;  // the marker file exists; recorded only, no rule reads it
+  Descriptor captureIn;         // copy of the incoming job; none if off or not created
+  Descriptor captureOut;        // copy of the output; none if off or not created
 
   argumentStore jobOptions;
   PPDValues ppdValues;
-  std::optional<std::string> printTo;  // job retention mode
-  pjlCreation pjlHeader;
-  bool isAppleTalk = false;  // the printer is at "pap:"; likewise, its jobs are the same bytes
+  std::optional<std::string> printTo;  // job retention mode: the value of the option "PrintTo"
+  pjlCreation pjlHeader;               // refers to jobOptions
+  bool isAppleTalk = false;            // the device URI begins with "pap:"; recorded only
 
-  bool onlyInside = false;        // the booklet's cover carries print on its inside only
-  bool bookletMode = false;       // the job is a booklet
-  std::string_view bookletName;   // its kind; likewise
-  std::string_view foldCommand;   // PostScript that folds and staples it, or nothing
-  bool manualBooklet = false;     // made by hand, on a printer without a duplex unit
-  std::string languageCode;       // folder of the instruction page
-  std::string instructionFolder;  // where the language folders are
-  std::string manualJobPath;      // the reordered job
-  std::int32_t halfPageCount = 0;
+  bool onlyInside = false;           // the booklet's cover is printed on its inside only
+  bool bookletMode = false;          // the job is a booklet
+  std::string_view bookletName;      // the kind of booklet; recorded only
+  std::string_view foldCommand;      // PostScript that folds and staples the booklet; may be empty
+  bool manualBooklet = false;        // in two passes, on a printer without a duplex unit
+  std::string languageCode;          // of the instruction page, such as "fr_FR"
+  std::string instructionDirectory;  // has one directory per language
+  std::string manualJobPath;         // the reordered job
+  std::int32_t halfPageCount = 0;    // half of the booklet's page count, rounded toward zero
 };
 
 }  // namespace jobshaper

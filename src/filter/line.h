@@ -1,4 +1,4 @@
-// A line of the job on its way through the rules.
+// A line of the job while the rules rewrite it.
 #pragma once
 
 #include <string>
@@ -8,13 +8,12 @@
 
 namespace jobshaper {
 
-// Written in the order of its members. A rule that tests the line looks at `text`.
+// The members are written in this order. Rules match against `text`.
 struct Line {
   std::string before{};
-  // The line as it came, or what a rule has put in its place. Not owned: it holds until the line
-  // has been written.
+  // The line as read, or its replacement. Not owned; must stay valid until the line is written.
   std::string_view text{};
-  // A page-size feature of which `text` is the beginning, and whose rest belongs to the line.
+  // If not null, `text` is the beginning of this feature, and the rest of the feature follows it.
   const PageSizeFeature* feature = nullptr;
   std::string after{};
 };

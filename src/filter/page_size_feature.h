@@ -1,4 +1,4 @@
-// The job's first page-size feature, which is repeated after every paper-source feature.
+// A copy of the job's first page-size feature, which is repeated after paper-source features.
 #pragma once
 
 #include <string>
@@ -10,37 +10,38 @@
 
 namespace jobshaper {
 
-// A real feature has some hundred bytes and stays in memory. One that never ends is as long as its
-// job, so what exceeds 256 KiB goes to a spill file.
+// A real feature has a few hundred bytes and stays in memory. A feature without an end would grow
+// to the size of the job, so everything after the first 256 KiB goes to a temporary file.
 class PageSizeFeature {
  public:
-  // The spill file is made in this directory.
+  // `directory` is where the temporary file is created if it is needed.
   explicit PageSizeFeature(std::string directory) : rest_(std::move(directory)) {}
 
-  // Begins a feature with this text and forgets the one before.
+  // Replaces the feature by `text`.
   void start(std::string_view text);
 
-  // Adds to the end of the feature. Without room for the text, the feature ceases to exist: no
-  // printer's feature is as long, and the job goes on without repeating it.
+  // Appends to the feature. If neither disk nor memory can hold the text, the feature ceases to
+  // exist: no printer has one that long, and the job is printed without repeating it.
   void append(std::string_view text);
 
-  // Adds to the front of the feature, in memory.
+  // Inserts at the start of the feature, in memory.
   void prepend(std::string_view text);
 
   bool exists() const { return exists_; }
 
-  // The part that is in memory; holds until the next change.
+  // The part that is in memory. Valid until the feature changes.
   std::string_view beginning() const { return beginning_; }
 
-  // Whether the name of the fold option ends in the part that is not in memory.
+  // Whether the name of the fold option occurs in the rest, including where the rest begins.
   bool restNamesFold() const { return restNamesFold_; }
+  // Writes the rest, which follows beginning().
   void putRest(JobOutput& output) const;
 
  private:
   bool exists_ = false;
   std::string beginning_;
   SpillFile rest_;
-  std::string lastBytes_;  // of the feature, where a name may begin that goes on in the next text
+  std::string lastBytes_;  // of the feature: the option's name may continue in the next text
   bool restNamesFold_ = false;
 };
 

@@ -6,7 +6,7 @@ namespace jobshaper {
 
 namespace {
 
-// Old systems cannot send PJL through USB: such a printer gets the PostScript alone.
+// Old systems cannot send PJL over USB; there a USB printer gets only the PostScript.
 bool wrappingIsOn(const JobState& job) {
   return job.usbPjlAllowed || !job.deviceUri.starts_with("usb:");
 }
@@ -33,7 +33,7 @@ void writeTrailer(const JobState& job, JobOutput& output) {
   if (wrappingIsOn(job)) {
     output.put(trailer);
   } else {
-    output.captureOutgoing(trailer);  // a capture ends like any other, so that it can be replayed
+    output.captureOutgoing(trailer);  // every capture ends with it
   }
   output.flush();
 }

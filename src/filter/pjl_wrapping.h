@@ -1,4 +1,4 @@
-// The PJL around the job: header lines before it, a fixed trailer after it.
+// The PJL around the job: the header before it and a fixed trailer after it.
 #pragma once
 
 #include "filter/job_output.h"
@@ -6,14 +6,14 @@
 
 namespace jobshaper {
 
-// Computes the header lines from the job's options. The job's title stays out of them.
+// Computes the header lines from job.jobOptions. `userID` is copied. The job's title is not sent.
 void createHeader(JobState& job, const char* userID);
 
-// Writes the header lines, unless a "usb:" printer on an old system forbids PJL, and notes
-// whether the printer is reached through AppleTalk.
+// Writes the header lines, except to a "usb:" printer on a system that cannot send PJL over USB.
+// Also sets job.isAppleTalk.
 void writeHeader(JobState& job, JobOutput& output);
 
-// Ends the PJL job, under the same condition.
+// Writes the trailer under the same condition. The outgoing capture always gets it.
 void writeTrailer(const JobState& job, JobOutput& output);
 
 }  // namespace jobshaper

@@ -30,7 +30,7 @@ void SpillFile::clear() {
 }
 
 bool SpillFile::flush() {
-  if (!file_.valid()) file_ = createNamelessFile(folder_);
+  if (!file_.valid()) file_ = createNamelessFile(directory_);
   if (!file_.valid() || !writeAll(file_.get(), pending_)) return false;
   inFile_ += pending_.size();
   pending_.clear();

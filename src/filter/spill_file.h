@@ -1,4 +1,4 @@
-// Bytes that are too many to be kept in memory: they go to a file without a name.
+// A buffer for more bytes than should be kept in memory, backed by an unnamed temporary file.
 #pragma once
 
 #include <cstddef>
@@ -12,26 +12,27 @@ namespace jobshaper {
 
 class SpillFile {
  public:
-  // The file is made in this folder once it is needed. Where that fails, and where the disk is
-  // full, up to 4 MiB more stay in memory.
-  explicit SpillFile(std::string folder) : folder_(std::move(folder)) {}
+  // The file is created in `directory` when it is first needed. If that fails or the disk is full,
+  // up to 4 MiB are kept in memory.
+  explicit SpillFile(std::string directory) : directory_(std::move(directory)) {}
 
-  // False when neither has room for them: what has been taken before is then incomplete.
+  // Returns false if neither disk nor memory can hold the bytes; the content is then incomplete.
   [[nodiscard]] bool append(std::string_view bytes);
   void clear();
   bool empty() const { return inFile_ == 0 && pending_.empty(); }
 
-  // Hands out everything, in order. A part lasts until `take` returns.
+  // Calls `take` with all bytes, in order and in parts. A part is valid only during the call. Bytes
+  // that cannot be read back from the file are missing.
   void forEachPart(const std::function<void(std::string_view)>& take) const;
 
  private:
   bool flush();
 
-  std::string folder_;
+  std::string directory_;
   Descriptor file_;
-  std::size_t inFile_ = 0;  // bytes of the file that count
-  std::string pending_;     // what comes behind them
-  bool failed_ = false;     // nothing more goes to the file
+  std::size_t inFile_ = 0;  // bytes written to the file completely
+  std::string pending_;     // the bytes that follow them
+  bool failed_ = false;     // do not write to the file again
 };
 
 }  // namespace jobshaper

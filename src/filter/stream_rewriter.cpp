@@ -47,7 +47,8 @@ std::optional<TriggerSet> StreamRewriter::wantedTriggers() const {
                        (state_.collectingPageSize && !state_.pageSizeDone) ||
                        state_.inputSlotPending;
   if (pending) return std::nullopt;
-  // A rule that fires once is looked for until it has; the others only in jobs that know them.
+  // Search for the trigger of a rule that fires once until it has fired, and for the trigger of an
+  // optional rule only in jobs that need it.
   TriggerSet wanted = triggerSet(triggers::kExitString) | triggerSet(triggers::kPjl) |
                       triggerSet(triggers::kInputSlot);
   if (!state_.sfclFound) wanted |= triggerSet(triggers::kSfcl);
@@ -94,7 +95,7 @@ void StreamRewriter::handle(std::string_view piece) {
   }
   output_.captureIncoming(piece);
   if (contains(piece, std::string_view("\0", 1))) {
-    output_.pass(piece);  // binary data, not a line: no rule applies
+    output_.pass(piece);  // binary data, to which no rule applies
     return;
   }
   Line line{.text = piece};
@@ -116,7 +117,7 @@ StreamRewriter::Fate StreamRewriter::rewrite(Line& line) {
   if (startsJobPatch(line.text)) return Fate::drop;
   collectPageSize(line.text);
   repeatPageSize(line);
-  // "%%EndSetup" has its place here; the printer needs nothing at it, so it passes unchanged.
+  // A rule for "%%EndSetup" would go here; the printer needs nothing there.
   countPage(line);
   collateRetained(line);
   patchProlog(line);
@@ -124,8 +125,8 @@ StreamRewriter::Fate StreamRewriter::rewrite(Line& line) {
   return isJobPjl(line.text) ? Fate::drop : Fate::write;
 }
 
-// Some systems wrap features in sfcl{ ... }efcl. From the first such line on, the blocks that
-// the filter itself writes are wrapped the same way.
+// Some systems wrap features in sfcl{ ... }efcl. After the first such line, the filter wraps the
+// blocks that it writes itself in the same way.
 void StreamRewriter::noteBlockStyle(std::string_view line) {
   if (state_.sfclFound || !contains(line, triggers::kSfcl)) return;
   LogInfoBody("main", __LINE__, "Found sfcl{ marker. Resetting begin and end markers.");
@@ -134,19 +135,20 @@ void StreamRewriter::noteBlockStyle(std::string_view line) {
   state_.sfclFound = true;
 }
 
-// The code of a feature that has been replaced ends before the duplexer line.
+// Whether the line belongs to the code of a replaced fold feature, which ends before the line that
+// sets the duplexer.
 bool StreamRewriter::isBeforeDuplexer(std::string_view line) const {
   return state_.dropUntilDuplexer && !contains(line, "statusdict /duplexer get exec");
 }
 
-// Old systems send posters uncollated, whatever the user chose.
+// Old systems send posters uncollated even if the user chose to collate.
 void StreamRewriter::forcePosterCollate(Line& line) const {
   if (!posterCollate_ || !contains(line.text, triggers::kCollate)) return;
   line.text = "<< /Collate true >> setpagedevice\n";
 }
 
-// The job's own JobPatchFile feature is this line and the two after it; the filter puts its own
-// into the prolog. A later one is left alone.
+// The job's own JobPatchFile feature, this line and the next two, is removed, because the filter
+// puts its own into the prolog. Only the first such feature is removed.
 bool StreamRewriter::startsJobPatch(std::string_view line) {
   if (state_.jobPatchHandled || !contains(line, triggers::kJobPatch)) return false;
   state_.jobPatchHandled = true;
@@ -155,8 +157,8 @@ bool StreamRewriter::startsJobPatch(std::string_view line) {
   return true;
 }
 
-// Keeps a copy of the job's first page-size feature, in markers of its own: the job's opening
-// marker is on the line before the one that tells which feature it is.
+// Copies the job's first page-size feature. The opening marker must be added, since it is on the
+// line before the one that identifies the feature.
 void StreamRewriter::collectPageSize(std::string_view line) {
   if (state_.pageSizeDone) return;
   if (contains(line, triggers::kPageRegion) || contains(line, triggers::kCustomPageSize) ||
@@ -173,9 +175,9 @@ void StreamRewriter::collectPageSize(std::string_view line) {
   }
 }
 
-// Choosing a paper source makes the printer forget the page size, so the page-size feature is
-// repeated after every paper-source feature that follows it. The first closing line stays in
-// front of the feature for all repetitions.
+// Selecting a paper source makes the printer forget the page size, so the page-size feature is
+// repeated after every paper-source feature that follows it. The first time, the closing line of
+// the paper-source feature becomes part of the copy and starts every later repetition too.
 void StreamRewriter::repeatPageSize(Line& line) {
   if (contains(line.text, triggers::kInputSlot)) state_.inputSlotPending = true;
   if (!state_.inputSlotPending) return;
@@ -195,8 +197,8 @@ void StreamRewriter::countPage(Line& line) {
   if (job_.bookletMode) booklet_.atPage(state_.pageNumber, line);
 }
 
-// A retained job is printed again from the printer's disk, which needs its copies collated by
-// the interpreter.
+// The printer prints a retained job again from its disk, and can do so only if the PostScript
+// interpreter collates the copies.
 void StreamRewriter::collateRetained(Line& line) const {
   if (!retained_ || !line.text.starts_with(triggers::kRetainedCopies.text)) return;
   line.before = "%!\n%Set collate copies = copy:\n<< /CollatedCopies ";
@@ -204,7 +206,7 @@ void StreamRewriter::collateRetained(Line& line) const {
   line.before += " >> setuserparams\n%EndUserSetup\n";
 }
 
-// The marker feature tells the printer's patch files which driver made the job.
+// The marker feature tells the printer which driver the job comes from.
 void StreamRewriter::patchProlog(Line& line) {
   if (state_.prologPatched || !line.text.starts_with(triggers::kProlog.text)) return;
   line.text =
@@ -216,8 +218,9 @@ void StreamRewriter::patchProlog(Line& line) {
   state_.prologPatched = true;
 }
 
-// The filter's fold command replaces the code of the PPD's fold feature, which ends at the
-// duplexer line. The name may also come from the number of copies in `before`.
+// The filter's fold command replaces the code of the PPD's fold feature, which ends at the line
+// that sets the duplexer. `before` is checked too: it holds the value of the copies option, which
+// may be any text.
 void StreamRewriter::foldBooklet(Line& line) {
   state_.dropUntilDuplexer = job_.bookletMode && (contains(line.text, triggers::kFold) ||
                                                   contains(line.before, triggers::kFold) ||
@@ -225,7 +228,7 @@ void StreamRewriter::foldBooklet(Line& line) {
   if (state_.dropUntilDuplexer) booklet_.fold(line);
 }
 
-// The filter's own header and trailer are the only PJL of the job.
+// The job's own PJL is dropped; the filter's header and trailer replace it.
 bool StreamRewriter::isJobPjl(std::string_view line) const {
   return line.starts_with(job_.uelString) || line.starts_with(triggers::kPjl.text);
 }

@@ -1,4 +1,4 @@
-// The rules that rewrite the job's PostScript, piece by piece.
+// The rules that rewrite the job's PostScript.
 #pragma once
 
 #include <optional>
@@ -13,38 +13,39 @@
 
 namespace jobshaper {
 
-// What the rules remember from piece to piece.
+// What the rules remember from one piece to the next.
 struct RewriteState {
   std::string_view beginMarker = "[{\n";                   // opens a feature block
   std::string_view endMarker = "} stopped cleartomark\n";  // closes a feature block
   bool sfclFound = false;           // the job uses sfcl{ ... }efcl feature blocks instead
-  int skipCount = 0;                // following pieces to discard unread: 2, 1 or 0
+  int skipCount = 0;                // how many of the next pieces to discard: 2, 1 or 0
   bool jobPatchHandled = false;     // the job's own JobPatchFile feature has been removed
   bool dropUntilDuplexer = false;   // discard lines up to the one that sets the duplexer
   bool collectingPageSize = false;  // lines are being added to the page-size feature
-  bool pageSizeDone = false;        // nothing is collected any more: closed, or already repeated
-  bool inputSlotPending = false;    // a paper-source feature waits for its closing line
+  bool pageSizeDone = false;        // stop collecting: the feature is closed, or already repeated
+  bool inputSlotPending = false;    // in a paper-source feature, before its closing line
   int blockUseCount = 1;            // repetitions of the page-size feature, plus one
-  bool prologPatched = false;       // the marker feature stands in the prolog
-  int pageNumber = 0;               // "%%Page:" lines so far; in booklet mode only
+  bool prologPatched = false;       // the marker feature is in the prolog
+  int pageNumber = 0;               // number of "%%Page:" lines so far; counted for booklets only
 };
 
 class StreamRewriter {
  public:
-  // Refers to both. What the job's options and the system decide is settled here, once.
+  // Keeps references to both. Reads the job's options and the system version only here.
   StreamRewriter(const JobState& job, JobOutput& output);
 
-  // Does with whole pieces, which lie side by side, what handle() does with each. What no rule can
-  // touch is passed at once. False when the job was cancelled and the rest left alone.
+  // Handles contiguous whole pieces as handle() would handle each of them, but skips the pieces
+  // that no rule can change. The bytes must stay valid until the output is flushed. Returns false
+  // if the job was canceled; the remaining pieces are then dropped.
   bool handleAll(std::string_view pieces);
 
-  // Captures, rewrites and writes one piece, or drops it. Its bytes must stay as they are until
-  // the output's next flush.
+  // Captures one piece, then rewrites and writes it or drops it. Its bytes must stay valid until
+  // the output is flushed.
   void handle(std::string_view piece);
 
   const RewriteState& state() const { return state_; }
 
-  // The triggers that can make a rule act in the present state; none when every line can.
+  // The triggers that can make a rule act in the current state; no value if any line can.
   std::optional<TriggerSet> wantedTriggers() const;
 
  private:
@@ -52,7 +53,7 @@ class StreamRewriter {
 
   void passUntouched(std::string_view pieces);
 
-  // The rules, in their order.
+  // Applies the rules in order.
   Fate rewrite(Line& line);
 
   void noteBlockStyle(std::string_view line);
@@ -72,8 +73,8 @@ class StreamRewriter {
   RewriteState state_;
   PageSizeFeature pageSizeBlock_;
   BookletRules booklet_;
-  bool posterCollate_;  // a poster job on a system that does not collate it itself
-  bool retained_;       // the printer keeps the job, in whatever way
+  bool posterCollate_;  // a poster job, on a system that does not collate posters itself
+  bool retained_;       // the option "PrintTo" has one of its five known values
 };
 
 }  // namespace jobshaper

@@ -1,4 +1,5 @@
-// The tables from an option's value to what the printer gets for it, and their one lookup.
+// Tables that map an option's value to what is sent to the printer, and the function that searches
+// them.
 #pragma once
 
 #include <span>
@@ -10,15 +11,15 @@ namespace jobshaper {
 
 enum class Match { exact, ignoringCase };
 
-// One row of a table. `sent` is whole lines, each with its "\n", as the printer gets them. Only
-// where several variables take the same values does it hold the value alone; the table says so.
+// One row of a table. `sent` holds whole PJL lines, each with its "\n". In a table that is shared
+// by several PJL variables, which its comment names, it holds only the value.
 struct OptionRow {
   std::string_view value;
   std::string_view sent;
   Match match = Match::exact;
 };
 
-// The first row for this value; none when the printer has no such setting.
+// The first row for this value; null if there is none.
 constexpr const OptionRow* findRow(std::span<const OptionRow> rows, std::string_view value) {
   for (const OptionRow& row : rows) {
     const bool matches =

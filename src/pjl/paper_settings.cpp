@@ -1,5 +1,4 @@
-// What the printer prints on, where it takes it from and where it puts it: paper size and type,
-// paper source, separator sheets, output bin and job offset.
+// Paper settings: size and type, paper source, separator sheets, output bin and job offset.
 #include "pjl/pjl_creation.h"
 
 #include <cstdio>
@@ -16,8 +15,8 @@ constexpr OptionRow kPaperSizeRows[] = {
     {"A4",        "@PJL SET PAPER = A4\n"},
     {"A5",        "@PJL SET PAPER = A5\n"},
     {"A6",        "@PJL SET PAPER = A6\n"},
-    {"B4",        "@PJL SET PAPER = JIS B4\n"},  // with a blank, as the printers know it
-    {"B5",        "@PJL SET PAPER = JISB5\n"},   // and this one without; "ISOB5" is the other B5
+    {"B4",        "@PJL SET PAPER = JIS B4\n"},  // the printers expect this one with a blank
+    {"B5",        "@PJL SET PAPER = JISB5\n"},   // and this one without; the ISO size is "ISOB5"
     {"Letter",    "@PJL SET PAPER = LETTER\n"},
     {"Legal",     "@PJL SET PAPER = LEGAL\n"},
     {"Executive", "@PJL SET PAPER = EXECUTIVE\n"},
@@ -28,10 +27,10 @@ constexpr OptionRow kPaperSizeRows[] = {
     {"Monarch",   "@PJL SET PAPER = MONARCH\n"},
     {"Comm10",    "@PJL SET PAPER = COM10\n"},
     {"DL",        "@PJL SET PAPER = DL\n"},
-    {"C4",        "@PJL SET PAPER = COM9\n"},    // meant: C4 is asked for under this name
+    {"C4",        "@PJL SET PAPER = COM9\n"},    // intentional: the printers' name for C4
     {"C5",        "@PJL SET PAPER = C5\n"},
-    {"ISOB5",     "@PJL SET PAPER = B5\n"},      // the plain name is the ISO size
-    {"11x17",     "@PJL SET PAPER = LEDGER\n"},  // a name here, not a custom size
+    {"ISOB5",     "@PJL SET PAPER = B5\n"},      // for the printers, plain B5 is the ISO size
+    {"11x17",     "@PJL SET PAPER = LEDGER\n"},  // a name, in spite of the "x" of custom sizes
     {"Tabloid",   "@PJL SET PAPER = LEDGER\n"},
     {"Oficio",    "@PJL SET PAPER = OFICIO\n"},
 };
@@ -75,12 +74,12 @@ constexpr OptionRow kTrayRows[] = {
     {"Tray5",              "TRAY5"},
     {"MultipurposeFeeder", "MPFEEDER"},
     {"EnvFeeder",          "FEEDER"},
-    {"EnvDrawr2",          "TRAY2"},  // an envelope drawer takes the place of a tray
+    {"EnvDrawr2",          "TRAY2"},  // an envelope drawer replaces a tray
     {"EnvDrawr3",          "TRAY3"},
     {"EnvDrawr4",          "TRAY4"},
 };
 
-// Only paper is fed by hand; a separator sheet never is, and that is meant.
+// For the paper source only: separator sheets are not fed manually, by design.
 constexpr OptionRow kManualFeedRows[] = {
     {"ManualPaper", "@PJL SET QPAPERSOURCE = MANUALPAPER\n"},
     {"ManualEnv",   "@PJL SET QPAPERSOURCE = MANUALENVELOPE\n"},
@@ -101,7 +100,7 @@ constexpr OptionRow kOutputBinRows[] = {
     {"Bin9",         "@PJL SET OUTBIN = OPTIONALOUTBIN9\n"},
     {"Bin10",        "@PJL SET OUTBIN = OPTIONALOUTBIN10\n"},
     {"StandardBin",  "@PJL SET OUTBIN = UPPER\n"},
-    {"2ndExitBin",   "@PJL SET OUTBIN = UPPER\n"},  // meant: the same bin as "StandardBin"
+    {"2ndExitBin",   "@PJL SET OUTBIN = UPPER\n"},  // intentional: the same bin as "StandardBin"
 };
 
 constexpr OptionRow kSeparatorPageRows[] = {
@@ -115,13 +114,13 @@ constexpr OptionRow kSeparatorPageRows[] = {
 constexpr OptionRow kOffsetRows[] = {
     {"Jobs",   "@PJL SET JOBOFFSET = BETWEENJOBS\n"},
     {"Copies", "@PJL SET JOBOFFSET = BETWEENCOPIES\n"},
-    {"None",   "@PJL SET JOBOFFSET = NONE\n"},  // unlike the separator sheets, no "NoneF"
+    {"None",   "@PJL SET JOBOFFSET = NONE\n"},  // no "NoneF", unlike separator sheets
 };
 static_assert(!findRow(kOffsetRows, "NoneF") && !findRow(kOffsetRows, "Pages"));
 // clang-format on
 
-// The dimensions in a size that has no name: what follows the one "Custom.", or the whole value.
-// Two of them leave no size to tell.
+// The dimensions in a custom size: the text after "Custom.", or the whole value if there is no
+// "Custom.". No value if it occurs more than once.
 std::optional<std::string_view> customSize(std::string_view media) {
   constexpr std::string_view kMark = "Custom.";
   const std::size_t mark = media.find(kMark);
@@ -131,15 +130,16 @@ std::optional<std::string_view> customSize(std::string_view media) {
   return size;
 }
 
-// The inches of a number of points, to two places.
+// Converts points to inches, with two decimal places.
 std::string inches(std::string_view points) {
   char text[64];  // the largest number has 37 digits before the point
   std::snprintf(text, sizeof text, "%.2f", static_cast<double>(floatValue(points) / 72.0f));
   return text;
 }
 
-// The slot of the job. Where the first page has a slot of its own, that of the other pages
-// counts, and only when it is another one. The dialog's primary feed comes last.
+// The paper source of the job; no value if there is nothing to set. If the first page has a source
+// of its own, the source of the other pages is used, and only if it is different. Otherwise the
+// order of precedence is AP_D_InputSlot, InputSlot, and the print dialog's primary feed.
 std::optional<std::string_view> chosenSlot(const argumentStore& options) {
   const auto slot = options.getValue("InputSlot");
   if (const auto firstPage = options.getValue("AP_FIRSTPAGE_InputSlot")) {

@@ -19,7 +19,7 @@ constexpr OptionRow kBlankPageRows[] = {
 
 constexpr OptionRow kSmallFontRows[] = {
     {"false",              "@PJL SET QSMALLFONTENHANCER = OFF\n", Match::ignoringCase},
-    {"Fonts",              "@PJL SET QSMALLFONTENHANCER = ON\n"},  // from here on case counts
+    {"Fonts",              "@PJL SET QSMALLFONTENHANCER = ON\n"},  // this and the rest match case
     {"QvnPixelBoostFonts", "@PJL SET QSMALLFONTENHANCER = ON\n"},
     {"Horizontally",       "@PJL SET QSMALLFONTENHANCER = FULLPAGE\n"},
     {"FontsAndImages",     "@PJL SET QSMALLFONTENHANCER = FULLPAGE\n"},
@@ -27,7 +27,7 @@ constexpr OptionRow kSmallFontRows[] = {
     {"FontsAndImages2",    "@PJL SET QSMALLFONTENHANCER = FULLPAGE2\n"},
 };
 
-// Job retention: how the printer keeps a job that is not printed at once.
+// Job retention: how the printer keeps a job instead of printing it at once.
 constexpr OptionRow kHoldRows[] = {
     {"JRConf",    "@PJL SET HOLD = ON\n"    "@PJL SET HOLDTYPE = PRIVATE\n"},  // the key follows
     {"JRRepeat",  "@PJL SET HOLD = ON\n"    "@PJL SET HOLDTYPE = PUBLIC\n"},
@@ -51,7 +51,7 @@ constexpr AccountingRow kAccountingRows[] = {
 
 std::string pjlTrailer(std::string_view exitString) {
   std::string trailer;
-  // Twice in a row: the first ends PostScript, the second starts PJL.
+  // Twice in a row: the first one ends PostScript, the second one starts PJL.
   trailer.append(exitString).append(exitString);
   trailer += "@PJL RDYMSG DISPLAY = \"\"\n";
   trailer += "@PJL EOJ\n";
@@ -86,15 +86,15 @@ void pjlCreation::appendJobIdentity(std::string_view userID, std::string_view jo
 
 void pjlCreation::appendBlankPages() { appendFromTable("QvnBlankPage", kBlankPageRows); }
 
-// Two generations of drivers name the setting differently; the first name that is present
-// decides, whatever the other holds. "PrinterS" is in no row: the printer's own setting stands.
+// Two generations of drivers have different names for the setting. If both options are given, the
+// first wins, even with an unknown value. "PrinterS" is not in the table, so it sends nothing.
 void pjlCreation::appendSmallFontEnhancer() {
   Value value = ticketData_->getValue("QvnDoubleStomp");
   if (!value) value = ticketData_->getValue("QvnPixelBoost");
   if (value) appendRow(kSmallFontRows, *value);
 }
 
-// Only one copy is asked for here; more copies come from the job itself.
+// Only a single copy is set in the header; the job itself asks for more.
 void pjlCreation::appendSingleCopy() {
   if (ticketData_->getValue(kCopiesOption) == "1") {
     append("@PJL SET COPIES = 1\n");
@@ -125,7 +125,7 @@ void pjlCreation::addQvnGenericDrvCommands(const argumentStore& argsStore,
   const Value model = argsStore.getValue("QVGeneric");
   if (!model) return;
   const bool color = *model == "Color";
-  // The two blanks before the second "=" are what the printers have always been sent.
+  // The two blanks before "=" are intentional: this is what the printers have always received.
   append(color ? "@PJL SET QCOLORMODEL = CMYK\n" : "@PJL SET QCOLORMODEL = BLACK\n");
   append(color ? "@PJL SET RENDERMODE  = COLOR\n" : "@PJL SET RENDERMODE  = GRAYSCALE\n");
 }

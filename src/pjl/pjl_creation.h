@@ -1,5 +1,4 @@
-// The PJL header of a job: complete lines built from the job's options, in the order in which
-// the printer is to receive them.
+// Builds the PJL header of a job from its options.
 #pragma once
 
 #include <cstddef>
@@ -16,52 +15,53 @@
 
 namespace jobshaper {
 
-// Universal Exit Language: the escape that brings the printer back to PJL from whatever
-// language it is in.
+// Universal Exit Language: the escape sequence that returns the printer to PJL from any language.
 inline constexpr std::string_view kUniversalExitLanguage = "\x1b%-12345X";
 
-// What ends the PJL job that a header has begun. `exitString` is Universal Exit Language.
+// Returns the lines that end the PJL job. `exitString` is Universal Exit Language.
 std::string pjlTrailer(std::string_view exitString);
 
-// Lines are only ever appended. Option values go into them as they stand: neither quotes nor
-// line ends in a value are escaped.
+// A list of complete PJL lines, each ending in "\n", in the order in which they are to be sent.
+// Lines can only be appended. Option values are inserted unchanged: quotes and line ends in them
+// are not escaped. No function fails.
 class pjlCreation {
  public:
-  // Builds the whole header, from job start to the switch into PostScript. Comes before every
-  // other call. `argsStore` is referred to, not copied; it must outlive the builder.
+  // Appends the whole header, from the start of the PJL job to the switch to PostScript. To be
+  // called once, before all other functions. Keeps a reference to `argsStore`, which must outlive
+  // this object, and copies the other arguments.
   void initFromArgsStore(const argumentStore& argsStore, std::string_view userID,
                          std::string_view jobName);
 
-  // The three lines that charge the job to a user, an account and a department, converted to
-  // UTF-8; an absent option gives its empty form.
+  // Appends the three lines for job accounting: user, account and department, converted to UTF-8.
+  // The value is empty for an absent option.
   void addJobAcctgLines(const argumentStore& argsStore);
 
-  // Color model and render mode, which the maker's generic driver leaves to the filter.
+  // Appends color model and render mode if the option QVGeneric is present; otherwise does nothing.
   void addQvnGenericDrvCommands(const argumentStore& argsStore, std::string_view jobName);
 
   void setDuplicateHeldJobs();
 
-  // Settings beyond the header, for callers that want them, in any order: each reads its option
-  // and appends its lines after everything else. An absent option, the value "PrinterS" (the
-  // printer's own setting stands) and a value that the printer does not know append nothing,
-  // unless remarked here.
-  void setCopies();  // any value, read as a number: "PrinterS" gives 0
+  // Settings that are not part of the header; the filter itself does not call these functions. They
+  // can be called in any order. Each reads its option and appends its lines at the end. Unless
+  // noted here, they append nothing if the option is absent, has the value "PrinterS" (the printer
+  // keeps its own setting) or has an unknown value.
+  void setCopies();  // accepts any value and reads it as a number; "PrinterS" is 0
   void setRotatePaper();
-  void setPaperSize();  // an unknown size is a custom size
+  void setPaperSize();  // treats an unknown size as a custom size
 
-  // Width and height in points with an "x" between them, "612x792", sent in inches. Without an
-  // "x" nothing is appended; without a size that is reported on standard error.
+  // `size` is width and height in points, such as "612x792"; they are sent in inches. Appends
+  // nothing if there is no "x". If there is no size, reports that on standard error.
   void setCustomPaper(std::optional<std::string_view> size);
 
-  void setMediaType();  // an unknown type is passed on by name
+  void setMediaType();  // sends an unknown type unchanged
   void setPaperSource();
   void setOutputBin();
-  void setTonerDarkness();  // an unknown value is passed on
+  void setTonerDarkness();  // sends an unknown value unchanged
   void setPictureGrade();
   void setSeparatorPage();
   void setSeparatorSource();
   void setOffsetPage();
-  void setCyan();  // the four balances pass on any value
+  void setCyan();  // the four color balances send any value unchanged
   void setMagenta();
   void setYellow();
   void setBlack();
@@ -73,18 +73,20 @@ class pjlCreation {
   void setManualCMYK();
   void setColorSaver();
   void setBlackAndWhite();
-  void setBrightness();  // these three pass on any value
+  void setBrightness();  // these three send any value unchanged
   void setContrast();
   void setSaturation();
   void setImageSmoothing();
   void setLineDetail();
-  void setCollation();  // any value but "true", even "PrinterS", switches collation off
+  void setCollation();  // any value other than "true", even "PrinterS", turns collation off
   void setResolution();
 
-  // Appends the number of copies behind everything else, the language switch included.
+  // Appends the number of copies. After initFromArgsStore() the line comes after the switch to
+  // PostScript, which is intentional.
   void insertNumCopies(std::int32_t copies);
 
   std::size_t count() const { return pjlLines_.size(); }
+  // `index` must be less than count().
   const std::string& itemAtIndex(std::uint32_t index) const { return pjlLines_[index]; }
   const std::vector<std::string>& objectEnumerator() const { return pjlLines_; }
 
@@ -93,15 +95,15 @@ class pjlCreation {
 
   void append(std::string_view line) { pjlLines_.emplace_back(line); }
   void appendJoined(std::initializer_list<std::string_view> parts);  // one line
-  // The lines of the value's row; false when it has none.
+  // Appends the lines in the value's row; returns false if there is none.
   bool appendRow(std::span<const OptionRow> rows, std::string_view value);
   void appendFromTable(std::string_view option, std::span<const OptionRow> rows);
-  // For a table of values alone: `lineStart` is the line up to the value.
+  // For a shared table, whose rows hold only values: `lineStart` is the line up to the value.
   void appendFromTable(std::string_view option, std::string_view lineStart,
                        std::span<const OptionRow> rows);
   void appendPassedOn(std::string_view option, std::string_view lineStart);
 
-  // The option's value; none when the printer's own setting is to stand.
+  // The option's value; no value if it is absent or "PrinterS".
   Value requested(std::string_view option) const;
 
   void appendJobIdentity(std::string_view userID, std::string_view jobName);

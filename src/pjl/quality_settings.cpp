@@ -1,5 +1,4 @@
-// How the pages look and how often they come: copies, collation and orientation, toner, colour,
-// image quality and resolution.
+// Print settings: copies, collation and orientation, toner, color, image quality and resolution.
 #include "pjl/pjl_creation.h"
 
 #include "settings/option_names.h"
@@ -14,7 +13,7 @@ constexpr OptionRow kRotatePaperRows[] = {
     {"2", "@PJL SET QIMAGEORIENTATION = ROTATEPAPER\n"},  // landscape
 };
 
-// The driver's 6 to 10 are the printer's 1 to 5; every other value goes to the printer as it is.
+// The driver's 6 to 10 are the printer's 1 to 5. Other values are sent unchanged.
 constexpr OptionRow kTonerDarknessRows[] = {
     {"6",  "@PJL SET DENSITY = 1\n"},
     {"7",  "@PJL SET DENSITY = 2\n"},
@@ -23,7 +22,7 @@ constexpr OptionRow kTonerDarknessRows[] = {
     {"10", "@PJL SET DENSITY = 5\n"},
 };
 
-// The suffix letter belongs to the value, and differs between the two-state settings.
+// The last letter, M or F, is part of the value and depends on the setting.
 constexpr OptionRow kPictureGradeRows[] = {
     {"TrueM",  "@PJL SET QPICTUREGRADE = ON\n"},
     {"FalseM", "@PJL SET QPICTUREGRADE = OFF\n"},
@@ -49,7 +48,8 @@ constexpr OptionRow kLineDetailRows[] = {
     {"FalseF", "@PJL SET QLINEDETAIL = OFF\n"},
 };
 
-// Gray correction sets the same variable; by design it has no manual mode.
+// For color and gray correction, which set the same variable. By design, gray correction has no
+// manual mode, so that has its own table.
 constexpr OptionRow kCorrectionRows[] = {
     {"FalseM", "@PJL SET QCOLORCORRECTION = OFF\n"},
     {"Auto",   "@PJL SET QCOLORCORRECTION = AUTO\n"},
@@ -70,7 +70,7 @@ constexpr OptionRow kManualRGBRows[] = {
     {"Off",              "OFF"},
 };
 
-// One option for all three kinds of object.
+// One option sets the variables of all three kinds of object.
 constexpr OptionRow kManualCMYKRows[] = {
     {"VividCMYK", "@PJL SET QMANUALCOLORCMYKIMAGE = VIVIDCMYK\n"
                   "@PJL SET QMANUALCOLORCMYKTEXT = VIVIDCMYK\n"
@@ -86,7 +86,7 @@ constexpr OptionRow kManualCMYKRows[] = {
                   "@PJL SET QMANUALCOLORCMYKGRAPHICS = OFF\n"},
 };
 
-// The image-quality modes print at 600 dots per inch and enhance the image.
+// The image-quality modes print at 600 dpi and enhance the image.
 constexpr OptionRow kResolutionRows[] = {
     {"300dpi",  "@PJL SET RESOLUTION = 300\n"},
     {"600dpi",  "@PJL SET RESOLUTION = 600\n"},
@@ -101,7 +101,7 @@ constexpr OptionRow kResolutionRows[] = {
                 "@PJL SET QSCREENING = IET\n"},
     {"4800CQ",  "@PJL SET RESOLUTION = 600\n"
                 "@PJL SET QIMAGEENHANCE = ON\n"
-                "@PJL SET QIMAGEENHANCETYPE = 2\n"  // meant: as "1200IQ"; 4 is of "2400IQ" alone
+                "@PJL SET QIMAGEENHANCETYPE = 2\n"  // intentional: as "1200IQ", not "2400IQ"
                 "@PJL SET QSCREENING = IET\n"},
 };
 static_assert(findRow(kResolutionRows, "4800CQ")->sent == findRow(kResolutionRows, "1200IQ")->sent);

@@ -29,8 +29,8 @@ void deferCancellation() {
 bool cancellationRequested() { return requested != 0; }
 
 bool waitForInput(int descriptor) {
-  if (descriptor >= FD_SETSIZE) return !requested;  // beyond pselect: the read itself waits
-  // The signal is let in only while pselect waits, so it cannot slip between test and wait.
+  if (descriptor >= FD_SETSIZE) return !requested;  // too large for pselect: the read itself waits
+  // Unblock the signal only inside pselect, so that it cannot arrive between the test and the wait.
   sigset_t termination, before;
   sigemptyset(&termination);
   sigaddset(&termination, SIGTERM);

@@ -1,21 +1,21 @@
-// Cancelled jobs: CUPS ends a filter with SIGTERM. The job is then brought to an orderly end
-// before the process ends by that signal.
+// Canceled jobs. CUPS cancels a filter with SIGTERM; the filter then finishes the job in good order
+// before it ends by that signal. The state is global to the process.
 #pragma once
 
 namespace jobshaper {
 
-// From here on SIGTERM only sets a flag; a second one ends the process at once. A SIGTERM that
-// the process was started to ignore stays ignored.
+// From now on the first SIGTERM only sets a flag, and a second one kills the process. If the
+// process was started with SIGTERM ignored, it stays ignored.
 void deferCancellation();
 
-// Whether SIGTERM has come.
+// Whether SIGTERM has arrived since deferCancellation().
 bool cancellationRequested();
 
-// Waits until the descriptor can be read without blocking. False as soon as SIGTERM has come,
-// even if it came just before the call.
+// Waits until the descriptor can be read without blocking. Returns false as soon as SIGTERM has
+// arrived, even if it arrived just before the call.
 bool waitForInput(int descriptor);
 
-// Ends the process by the signal that has been deferred.
+// Restores the default action and raises SIGTERM, so that CUPS sees which signal ended the filter.
 [[noreturn]] void endByCancellation();
 
 }  // namespace jobshaper

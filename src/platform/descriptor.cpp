@@ -12,8 +12,8 @@ namespace jobshaper {
 
 namespace {
 
-// Whether a failed call is worth repeating. A descriptor that somebody made non-blocking is
-// waited for, since a print job must not lose bytes by it.
+// Whether a failed call should be repeated. Another process may have made the descriptor
+// non-blocking; then wait until it is ready, since a print job must not lose bytes.
 bool worthRepeating(int descriptor, short events) {
   if (errno == EINTR) return true;
   if (errno != EAGAIN && errno != EWOULDBLOCK) return false;

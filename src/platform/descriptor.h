@@ -1,5 +1,5 @@
-// File descriptors: ownership, and the one loop each for reading and writing that knows
-// about interrupted, partial and non-blocking calls.
+// File descriptors: ownership, and reads and writes that handle interrupted, partial and
+// non-blocking calls.
 #pragma once
 
 #include <sys/types.h>
@@ -11,7 +11,7 @@
 
 namespace jobshaper {
 
-// Owns a descriptor and closes it. -1: none.
+// Owns a file descriptor and closes it on destruction. -1 means none.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -23,46 +23,47 @@ class Descriptor {
   bool valid() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
   void reset();
-  int release() { return std::exchange(descriptor_, -1); }  // to another owner
+  int release() { return std::exchange(descriptor_, -1); }  // the caller must close it
 
  private:
   int descriptor_ = -1;
 };
 
-// Standard input, output and error are opened on nothing if whoever started the process has
-// closed them; otherwise the next file to be opened would receive the job.
+// Opens /dev/null as standard input, output or error where the parent process has closed it.
+// Otherwise the next file to be opened would get that number and receive the job or its messages.
 void openMissingStandardStreams();
 
-// What a pipe is asked to hold: enough for writer and reader to work side by side, little enough
-// for the system to grant it to eighty jobs at once.
+// The pipe capacity to ask for, in bytes: large enough for writer and reader to work in parallel,
+// small enough for the system to grant it to eighty jobs at once.
 inline constexpr std::size_t kPipeSize = 256 * 1024;
 
-// Makes a pipe hold kPipeSize bytes if it holds less and the system can. Nothing happens to
-// other descriptors.
+// Raises the capacity of a pipe to kPipeSize if it is smaller and the system allows it. Does
+// nothing for other descriptors.
 void enlargePipe(int descriptor);
 
-// Whether a read would return at once, be it with bytes or at the end of input.
+// Whether a read would return at once, with bytes or at end of input.
 bool inputWaits(int descriptor);
 
-// At least one byte, as soon as there is any. 0 at end of input and after a read error.
+// Reads up to `size` bytes and returns how many: at least 1, as soon as any are available; 0 at end
+// of input and after a read error.
 std::size_t readSome(int descriptor, char* buffer, std::size_t size);
 
-// Reads on until the buffer is full, the input ends or cannot be read. How much was read.
+// Reads until the buffer is full, the input ends or a read fails. Returns how many bytes were read.
 std::size_t readFully(int descriptor, char* buffer, std::size_t size);
 
 #if defined(__linux__)
-// Moves bytes that wait in one pipe, which nobody else reads, to another: at least one, as soon as
-// there is room. 0 after an error.
+// Moves up to `size` bytes from one pipe to another and returns how many: at least 1, as soon as
+// the output has space; 0 after an error. The input must hold bytes and have no other reader.
 std::size_t moveSome(int input, int output, std::size_t size);
 #endif
 
-// All bytes of all spans, in order; the spans are used up. False when the rest cannot be
-// written.
+// Writes all bytes of all spans, in order. Modifies the spans. Returns false when not everything
+// could be written.
 bool writeAll(int descriptor, iovec* spans, std::size_t count);
 bool writeAll(int descriptor, std::string_view bytes);
 
-// All bytes from this position of a file on, wherever its next read or write would be. False
-// when the file has fewer, or room for fewer.
+// Reads or writes exactly `size` bytes at this offset; the file position does not change. Returns
+// false when the file or the disk ends before that.
 bool readAt(int descriptor, char* buffer, std::size_t size, off_t position);
 bool writeAt(int descriptor, const char* bytes, std::size_t size, off_t position);
 

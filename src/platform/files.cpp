@@ -13,7 +13,7 @@ namespace jobshaper {
 
 namespace {
 
-// A call that a signal may interrupt before it has done anything.
+// Repeats a call that a signal interrupted before it did anything.
 template <typename Call>
 auto uninterrupted(Call call) {
   auto result = call();
@@ -26,8 +26,8 @@ Descriptor openFile(const std::string& path, int flags) {
   return Descriptor(uninterrupted([&] { return ::open(path.c_str(), flags | kAlways, 0600); }));
 }
 
-// Opens a file of ours. Links and other people's files might lead to a file that whoever put them
-// there may not touch himself.
+// Opens one of the filter's own files. A link or another user's file could direct the filter's
+// rights at a file that the person who put it there cannot write.
 Descriptor openOurs(const std::string& path, int flags) {
   Descriptor file = openFile(path, flags | O_NOFOLLOW | O_NONBLOCK);
   struct stat status {};
@@ -42,12 +42,13 @@ bool hasContent(const Descriptor& file) {
   return file.valid() && ::fstat(file.get(), &status) == 0 && status.st_size > 0;
 }
 
-// Whatever the umask and an earlier run have left.
+// On the open file, because the umask limits the mode of a new file, and a file left by an earlier
+// run may have another mode.
 bool setPermissions(const Descriptor& file, mode_t mode) {
   return uninterrupted([&] { return ::fchmod(file.get(), mode); }) == 0;
 }
 
-// Empty, and readable by its owner alone.
+// Empties the file and makes it readable by its owner only.
 bool makeNew(const Descriptor& file) {
   return file.valid() && setPermissions(file, 0600) &&
          (!hasContent(file) || uninterrupted([&] { return ::ftruncate(file.get(), 0); }) == 0);
@@ -112,7 +113,7 @@ Descriptor openForUpdate(const std::string& path) { return openOurs(path, O_RDWR
 void reserveRoom([[maybe_unused]] int descriptor, [[maybe_unused]] off_t position,
                  [[maybe_unused]] off_t size) {
 #if defined(__linux__)
-  // What this file would hold in vain, another may need.
+  // When space is short, do not take it away from files that need it now.
   struct statvfs disk {};
   if (::fstatvfs(descriptor, &disk) != 0) return;
   const double free = static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);

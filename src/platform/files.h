@@ -1,4 +1,5 @@
-// Which files the filter opens, and how far it trusts what it finds under a path.
+// Opening files, with checks of what is at the path. Every function that returns a Descriptor
+// returns an empty one on failure; errno is not meaningful afterwards.
 #pragma once
 
 #include <sys/types.h>
@@ -10,49 +11,48 @@
 
 namespace jobshaper {
 
-// An existing file, to be read from its start. A directory counts as not openable.
+// Opens an existing file for reading. Fails for a directory.
 Descriptor openForReading(const std::string& path);
 
-// An existing file of any kind, opened without waiting: a pipe of that name must not hold the job
-// up.
+// Opens an existing file of any kind for reading, without blocking: a FIFO of that name must not
+// hang the job.
 Descriptor openWithoutWaiting(const std::string& path);
 bool isRegularFile(const Descriptor& file);
 
-// The same for a regular file alone. None when it is anything else.
+// The same, but fails for anything other than a regular file.
 Descriptor openRegularFile(const std::string& path);
 
-// Files of ours, in a directory where others may write too: a regular file that belongs to this
-// user and has no other name, never one that a symbolic link stands for. None when the path
-// leads to anything else; what is there is then left as it is.
+// The next five functions open the filter's own files, in a directory where others may write too.
+// They accept only a regular file that belongs to the effective user and has a single link, and do
+// not follow a symbolic link. They fail for anything else and leave it unchanged.
 
-// A new or emptied file that only its owner can read.
+// Creates the file, or empties an existing one, for reading and writing with mode 0600.
 Descriptor createFile(const std::string& path);
 
-// The same, and a new file in the place of one with content where the directory allows it: some
-// file systems write a file that is emptied and filled again to the disk at once.
+// The same, but replaces a file that has content by a new one if the directory permits. Some file
+// systems write a file to disk at once after it was truncated and filled again.
 Descriptor replaceFile(const std::string& path);
 
-// A new file or one to be continued, for everyone to read and write.
+// Creates the file, or appends to an existing one, with mode 0666.
 Descriptor openForAppending(const std::string& path);
 
-// An existing file, to be read back.
+// Opens an existing file for reading.
 Descriptor openOwnFile(const std::string& path);
 
-// The same, to be changed too.
+// Opens an existing file for reading and writing, without emptying it.
 Descriptor openForUpdate(const std::string& path);
 
-// A new file without a name in this directory, gone with its descriptor.
+// Creates a file in this directory and removes its name, so that closing the descriptor frees it.
 Descriptor createNamelessFile(const std::string& directory);
 
-// Asks for room on disk for `size` bytes of a file from this position on, whatever the file's own
-// size. Nothing happens where room is scarce (less than 16 times as much is free), or where the
-// file system cannot promise it.
+// Allocates disk space for `size` bytes of a file at this offset without changing the file's size.
+// Does nothing if less than 16 times as much is free, or if the file system does not support it.
 void reserveRoom(int descriptor, off_t position, off_t size);
 
-// Gives back the room after the end of a file.
+// Frees the disk space allocated past the end of a file.
 void releaseRoom(int descriptor);
 
-// The whole file as bytes, at most `limit` of them; "" when it cannot be read or is not a
+// Returns the file's bytes, at most the first `limit`; "" when it cannot be read or is not a
 // regular file.
 std::string readWholeFile(const std::string& path, std::size_t limit);
 

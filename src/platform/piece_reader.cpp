@@ -12,14 +12,14 @@ namespace jobshaper {
 
 namespace {
 
-// A build with a small one, for the tests, shows that nothing depends on where the reads end.
+// The tests are also built with a small block, to show that nothing depends on where reads end.
 #if defined(JOBSHAPER_INPUT_BLOCK)
 constexpr std::size_t kInputBlock = JOBSHAPER_INPUT_BLOCK;
 #else
 constexpr std::size_t kInputBlock = kPipeSize;
 #endif
 
-// Where the byte stands last; npos when it does not.
+// The position of the last occurrence of the byte; npos if there is none.
 std::size_t lastOf(std::string_view bytes, char wanted) {
 #if defined(__linux__)
   const void* const found = ::memrchr(bytes.data(), wanted, bytes.size());
@@ -30,25 +30,25 @@ std::size_t lastOf(std::string_view bytes, char wanted) {
 #endif
 }
 
-// Where the line of the byte at `position` begins: behind the last line end before it. A line
-// end at `position` itself belongs to its line.
+// The start of the line that holds the byte at `position`: the byte after the last line end before
+// it. A line end at `position` itself belongs to the line that it ends.
 std::size_t lineBegin(std::string_view bytes, std::size_t position) {
   if (position == 0) return 0;
   const std::size_t newline = lastOf(bytes.substr(0, position), '\n');
   std::size_t begin = newline == bytes.npos ? 0 : newline + 1;
-  // Most jobs know one kind of line end: the other is looked for behind it only.
+  // Most jobs use one kind of line end, so search for the other only after the newline found.
   const std::size_t carriageReturn = lastOf(bytes.substr(begin, position - begin), '\r');
   if (carriageReturn != bytes.npos) begin += carriageReturn + 1;
   return begin;
 }
 
-// The pieces among these bytes that have ended, or cannot grow.
+// The pieces among these bytes that are complete: they have a line end, or the full length.
 std::string_view wholePieces(std::string_view bytes) {
   const std::size_t line = lineBegin(bytes, bytes.size());
   return bytes.substr(0, line + (bytes.size() - line) / kLongestPiece * kLongestPiece);
 }
 
-// Whether more bytes may belong to this piece, which has at least one.
+// Whether more bytes may belong to this piece, which must not be empty.
 bool isUnfinishedPiece(std::string_view piece) {
   return piece.size() < kLongestPiece && piece.back() != '\n' && piece.back() != '\r';
 }
@@ -81,7 +81,7 @@ PieceReader::PieceReader(PipeTap& tap, std::size_t block)
 std::optional<Block> PieceReader::next() {
   if (ended_) return std::nullopt;
   tap_.skip(buffer_.get() + end_ - tap_.inPipe());
-  // What is left is the beginning of one piece, since all others have been handed out.
+  // What is left is the beginning of one piece, since all complete ones have been returned.
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
@@ -99,7 +99,7 @@ std::optional<Block> PieceReader::next() {
   return Block{.pieces = pieces, .inPipe = tap_.inPipe() - std::min(tap_.inPipe(), unfinished)};
 }
 
-// 0 at the end of input, after a read error and when the job has been cancelled.
+// Returns 0 at end of input, after a read error and when the job has been canceled.
 std::size_t PieceReader::readOn(char* place) {
   const bool readable = mayBlock_ ? waitForInput(tap_.input()) : !cancellationRequested();
   if (readable) return tap_.read(place, block_);

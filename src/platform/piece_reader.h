@@ -1,4 +1,5 @@
-// The job, read in large blocks and handed out in pieces, the unit of the rewriting rules.
+// Reads the job in large blocks and splits it into pieces, the unit that the rewriting rules see. A
+// piece ends at a '\n' or '\r', which belongs to it, or after 1024 bytes.
 #pragma once
 
 #include <cstddef>
@@ -10,36 +11,38 @@
 
 namespace jobshaper {
 
-// A piece is at most this long; a longer line is cut.
+// Length of the longest piece, in bytes; a longer line is split.
 inline constexpr std::size_t kLongestPiece = 1024;
 
-// The piece that these bytes, which begin with a piece, begin with; all of them when it does not
-// end among them.
+// The first piece of `bytes`, which must begin at the start of a piece. Returns all of them when
+// the piece does not end among them. Both functions return a view of `bytes`.
 std::string_view firstPiece(std::string_view bytes);
 
-// The piece of these bytes, which begin with a piece, that holds the byte at `position`.
+// The piece that holds the byte at `position`. `bytes` must begin at the start of a piece.
 std::string_view pieceAround(std::string_view bytes, std::size_t position);
 
-// What one read brings.
+// The result of one read.
 struct Block {
-  // Whole pieces, side by side: each ends with '\n' or '\r', or has 1024 bytes without one. Empty
-  // when the bytes read so far end no piece. They are valid until the reader's next next().
+  // Whole pieces, contiguous; empty when the bytes read so far do not complete a piece. Valid until
+  // the next call of PieceReader::next().
   std::string_view pieces;
-  // How many of these bytes, at their end, are still in the tap's pipe.
+  // How many of these bytes, counted from their end, are still in the tap's pipe.
   std::size_t inPipe = 0;
-  // At the end of input the rest comes as one piece. It is unterminated, unless the job was
-  // cancelled and the rest of its line was there. No block follows.
+  // This is the last block. It holds what was left at end of input as a single piece, which is
+  // unterminated unless the job was canceled and the rest of its line was already there.
   bool atEnd = false;
 };
 
 class PieceReader {
  public:
-  // Reads through the tap, which must outlive the reader, at most `block` bytes at once; 0 for as
-  // many as a pipe holds.
+  // Reads through `tap`, which must outlive the reader, at most `block` bytes at a time; 0 means
+  // the capacity of a pipe. Enlarges the input pipe.
   explicit PieceReader(PipeTap& tap, std::size_t block = 0);
 
-  // The next block; waits until there is at least one byte. No value after the end of input, a read
-  // error, and when the job has been cancelled; a piece that has begun comes first (see Block).
+  // Waits for at least one byte and returns the next block. At end of input, after a read error and
+  // when the job has been canceled, returns the unfinished piece, if any, as the last block (see
+  // Block::atEnd), and after that no value. Takes bytes that are still in the tap's pipe out of it,
+  // so forward them before.
   std::optional<Block> next();
 
  private:
@@ -51,7 +54,7 @@ class PieceReader {
   bool mayBlock_ = true;  // not a regular file
   bool ended_ = false;
   std::unique_ptr<char[]> buffer_;
-  std::size_t begin_ = 0;  // of what has not been handed out
+  std::size_t begin_ = 0;  // of the bytes that have not been returned yet
   std::size_t end_ = 0;
 };
 

@@ -26,7 +26,7 @@ bool PipeTap::open() {
   if (!pipes || ::pipe2(ends, O_CLOEXEC) != 0) return false;
   copyOut_ = Descriptor(ends[0]);
   copyIn_ = Descriptor(ends[1]);
-  // Where the system grants a small one only, a plain read gets more at once.
+  // If the system grants only a small pipe, a plain read gets more at once.
   if (::fcntl(ends[1], F_SETPIPE_SZ, static_cast<int>(kPipeSize)) < 0) close();
   return copyOut_.valid();
 }
@@ -41,7 +41,7 @@ std::size_t PipeTap::peek(char* buffer, std::size_t size) {
   const ssize_t shown = ::tee(input_, copyIn_.get(), size, 0);
   if (shown <= 0) return 0;
   const std::size_t seen = readFully(copyOut_.get(), buffer, static_cast<std::size_t>(shown));
-  if (seen < static_cast<std::size_t>(shown)) close();  // the next peek would show the rest first
+  if (seen < static_cast<std::size_t>(shown)) close();  // the next peek would return the rest first
   return seen;
 }
 

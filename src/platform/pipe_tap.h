@@ -1,4 +1,5 @@
-// The job's way in, and its short way out: from one pipe to another without a copy.
+// Reads the job, and forwards unchanged blocks from the input pipe to the output pipe without
+// copying them.
 #pragma once
 
 #include <cstddef>
@@ -7,31 +8,33 @@
 
 namespace jobshaper {
 
-// Linux can move the pages of one pipe to another. A third pipe, made at the first peek, shows what
-// they hold, so that a block which leaves unchanged is copied once instead of twice. Elsewhere, and
-// with anything but pipes, every read is a plain one.
+// Linux can move the pages of one pipe to another. To peek at a block, the tap duplicates it into a
+// third pipe, created at the first peek, and reads it from there. A block that the rules leave
+// unchanged is then copied once instead of twice. On other systems, and if input or output is not a
+// pipe, every read is a plain one.
 //
-// Only the block after a large one that was forwarded is peeked at: a small block would take a
-// whole page of the output pipe, and a block that the rules change has to be read anyway.
+// The tap peeks only at a block that follows a large, unchanged one: forwarding a small block takes
+// a whole page of the output pipe, and a block that the rules change has to be read anyway.
 class PipeTap {
  public:
-  // Descriptors, not owned. -1 for an output to which nothing is forwarded.
+  // The descriptors are not owned. -1 for `output` means that nothing is ever forwarded.
   PipeTap(int input, int output) : input_(input), output_(output) {}
 
   int input() const { return input_; }
 
-  // Up to `size` bytes of the input, as readSome() reads them. Some or all of them may be peeked
-  // at: they stay in the pipe until forward() sends them or skip() takes them out.
+  // Reads up to `size` bytes, as readSome() does. Some or all of them may be peeked at only: they
+  // stay in the pipe, and the caller must forward() or skip() them before the next read().
   std::size_t read(char* buffer, std::size_t size);
 
-  // How many of the bytes last read are still in the pipe. Those read last stay longest.
+  // How many of the bytes last read are still in the pipe: the last ones.
   std::size_t inPipe() const { return inPipe_; }
 
-  // The block last read leaves unchanged: sends the first `size` bytes of the inPipe() ones to the
-  // output. Returns how many were sent; fewer after an error, and then nothing is peeked at again.
+  // To be called when the block last read is to be sent unchanged, even with 0: the tap then peeks
+  // at the next one. Moves the first `size` of the inPipe() bytes to the output and returns how
+  // many it moved. Fewer than `size` means an error, after which the tap never peeks again.
   std::size_t forward(std::size_t size);
 
-  // Takes the bytes that are still in the pipe out of it. `scratch` has room for inPipe() bytes.
+  // Removes the bytes that are still in the pipe. `scratch` must hold at least inPipe() bytes.
   void skip(char* scratch);
 
  private:
@@ -44,7 +47,7 @@ class PipeTap {
   bool lastReadWasLarge_ = false;
   bool peekNext_ = false;
   std::size_t inPipe_ = 0;
-  bool tried_ = false;  // to make the third pipe
+  bool tried_ = false;  // to create the third pipe
   Descriptor copyIn_;
   Descriptor copyOut_;
 };

@@ -1,4 +1,4 @@
-// What the operating system tells about itself and its user.
+// What the operating system reports: its version, the host name and the temporary directory.
 #pragma once
 
 #include <cstdint>
@@ -8,30 +8,30 @@
 
 namespace jobshaper {
 
-// The system version of this process, one hexadecimal digit a component: 0x1049 is 10.4.9;
-// 0 when unknown. The job filter sets it once at its start.
+// The system version, one hexadecimal digit per component after the two of the major number:
+// 0x1049 is 10.4.9. 0 when unknown. setUpJob() sets it; global because the whole process reads it.
 extern std::int32_t version;
 
-// What the filter asks its system for; tests pass their own.
+// What differs between systems. Tests pass their own.
 struct System {
-  std::optional<std::int32_t> version;  // none: the query failed
-  // Where the instruction pages of manual booklets are installed, a folder a language.
-  std::string instructionFolder = "/Library/Printers/Quorvan/filter/.resource";
+  std::optional<std::int32_t> version;  // no value: the query failed
+  // Where the instruction pages of manual booklets are installed, one directory per language.
+  std::string instructionDirectory = "/Library/Printers/Quorvan/filter/.resource";
 };
 
-// A product version such as "10.4.9" as 0x1049, "14.5" as 0x1450: the major number's two
-// decimal digits read as hexadecimal, then a hexadecimal digit each for minor and patch
-// number, at most F. None when it begins otherwise.
+// Converts a product version: "10.4.9" to 0x1049, "14.5" to 0x1450. The two decimal digits of the
+// major number become hexadecimal ones; minor and patch number get one hexadecimal digit each and
+// are capped at F. Returns no value for a text that does not begin like that.
 std::optional<std::int32_t> versionFromProduct(std::string_view product);
 
-// The system that the filter runs on. Without a version of this kind it counts as 0x1050,
-// the newest level that any rule tests for.
+// The system that the filter runs on. Outside macOS the version is 0x1050, the newest one that any
+// rule tests for.
 System thisSystem();
 
-// TMPDIR as it stands; without it the user's temporary directory.
+// The value of TMPDIR, unchanged; if it is unset or empty, the user's temporary directory.
 std::string temporaryDirectory();
 
-// The host's own name, never resolved. "localhost" when the system has none.
+// The host name as configured, without a DNS query; "localhost" when there is none.
 std::string hostName();
 
 }  // namespace jobshaper

@@ -12,7 +12,7 @@ namespace jobshaper {
 namespace {
 
 // clang-format off
-// Mac OS Roman from 0x80 on, as Unicode numbers, in rows of eight.
+// The Unicode code points of Mac OS Roman 0x80 to 0xFF, eight per row.
 constexpr char16_t kMacRoman[128] = {
     0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1,  // 80
     0x00E0, 0x00E2, 0x00E4, 0x00E3, 0x00E5, 0x00E7, 0x00E9, 0x00E8,  // 88
@@ -28,7 +28,7 @@ constexpr char16_t kMacRoman[128] = {
     0x00FF, 0x0178, 0x2044, 0x20AC, 0x2039, 0x203A, 0xFB01, 0xFB02,  // D8: DB is the euro sign
     0x2021, 0x00B7, 0x201A, 0x201E, 0x2030, 0x00C2, 0x00CA, 0x00C1,  // E0
     0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4,  // E8
-    0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9, 0x0131, 0x02C6, 0x02DC,  // F0: F0 is Apple's own sign
+    0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9, 0x0131, 0x02C6, 0x02DC,  // F0: F0 is private to Apple
     0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7,  // F8
 };
 // clang-format on
@@ -43,7 +43,7 @@ void appendUtf8(std::string& text, char16_t c) {
   text += static_cast<char>(0x80 | (c & 0x3F));
 }
 
-// How many bytes at the beginning are ASCII; eight are tested at once.
+// How many leading bytes are ASCII. Tests eight bytes at a time.
 std::size_t asciiPrefix(std::string_view text) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
   std::size_t i = 0;
@@ -59,7 +59,7 @@ std::size_t asciiPrefix(std::string_view text) {
 
 void appendUtf8FromMacRoman(std::string& utf8, std::string_view text) {
   while (!text.empty()) {
-    const std::size_t plain = asciiPrefix(text);  // which stays as it is
+    const std::size_t plain = asciiPrefix(text);
     utf8.append(text.substr(0, plain));
     text.remove_prefix(plain);
     while (!text.empty() && static_cast<unsigned char>(text.front()) >= 0x80) {

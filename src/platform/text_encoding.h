@@ -1,4 +1,4 @@
-// Text encodings. Job text is Mac OS Roman, one character a byte; UTF-8 appears in the
+// Text encodings. Job text is Mac OS Roman, one byte per character; UTF-8 is used in the
 // accounting values of the header, in PPD files and in manual booklets.
 #pragma once
 
@@ -8,19 +8,20 @@
 
 namespace jobshaper {
 
-// The UTF-8 form of Mac OS Roman bytes as Apple maps them: 0xDB is the euro sign, 0xF0 is
-// U+F8FF. Every byte has a character.
+// Converts Mac OS Roman to UTF-8 with Apple's mapping: 0xDB is the euro sign, 0xF0 is U+F8FF.
+// Cannot fail, since every byte maps to a character.
 std::string utf8FromMacRoman(std::string_view text);
 void appendUtf8FromMacRoman(std::string& utf8, std::string_view text);
 
-// The way back; none when the text is not UTF-8 or has a character that Mac OS Roman lacks.
+// The inverse. Returns no value when the text is not valid UTF-8 or has a character that Mac OS
+// Roman lacks.
 std::optional<std::string> macRomanFromUtf8(std::string_view text);
 
-// Whether the bytes are well-formed UTF-8: no overlong form, no surrogate, nothing above
+// Whether the bytes are well-formed UTF-8: no overlong forms, no surrogates, nothing above
 // U+10FFFF.
 bool isValidUtf8(std::string_view bytes);
 
-// ASCII letters match in either case; all other bytes match themselves, in every locale.
+// Ignores the case of ASCII letters only; other bytes must be equal, in every locale.
 bool equalsIgnoringCase(std::string_view a, std::string_view b);
 
 }  // namespace jobshaper

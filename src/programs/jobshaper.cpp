@@ -1,4 +1,4 @@
-// The print filter that CUPS starts once per job, last before the backend.
+// The print filter, which CUPS runs once per job as the last filter before the backend.
 
 #include "filter/job_filter.h"
 

@@ -1,5 +1,5 @@
-// The program that a queue's PPD names as its filter: it puts right what CUPS on Linux passes
-// otherwise than the filter expects it, and then becomes the filter.
+// The filter that a queue's PPD file names. CUPS on Linux passes some options under other names, or
+// not at all; this program adds them in the form that jobshaper reads, and then executes jobshaper.
 #include <cstdlib>
 
 #include "queue/filter_start.h"
@@ -16,7 +16,7 @@ int main(int argc, char* argv[]) {
     std::string options = completedOptions(job);
     startFilter(argv, &options);
   } else {
-    startFilter(argv, nullptr);  // which says what is wrong with its arguments
+    startFilter(argv, nullptr);  // jobshaper reports the wrong number of arguments
   }
   return 1;
 }

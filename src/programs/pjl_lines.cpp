@@ -1,4 +1,4 @@
-// pjlLines: shows the PJL lines that an option string gives, without printing anything.
+// pjlLines: shows the PJL lines for an option string, without printing anything.
 
 #include <getopt.h>
 #include <pwd.h>
@@ -39,11 +39,11 @@ using Header = pjlCreation;
 struct Setter {
   std::string_view name;
   void (*run)(Header& header, const argumentStore& options, const Call& call);
-  std::string_view options;  // what it reads from the option string
+  std::string_view options;  // the options that it reads
   enum Argument { none, size, number } argument = none;
 };
 
-// A setter of the command line, with its argument as text and, where it is one, as a number.
+// A setter named on the command line, with its argument as text and, if it takes one, as a number.
 struct Call {
   const Setter* setter = nullptr;
   std::string_view argument;
@@ -145,8 +145,8 @@ bool isNumber(std::string_view text, std::int32_t& number) {
   return read.ec == std::errc() && read.ptr == end;
 }
 
-// Reads "setter" or "setter=argument"; none, with the reason on standard error, when that is
-// no call of a setter.
+// Parses "setter" or "setter=argument". Returns no value, after reporting the reason on standard
+// error, if that is not a valid call.
 std::optional<Call> readCall(const char* text) {
   const std::string_view name(text, std::strcspn(text, "="));
   const bool hasArgument = text[name.size()] == '=';
@@ -176,14 +176,15 @@ std::string loginName() {
   return name ? name : "";
 }
 
-// The exit status, once everything is written.
+// Flushes standard output and returns the exit status.
 int finish() {
   if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return 0;
   std::perror("pjlLines: standard output");
   return kCannotWrite;
 }
 
-// `argv` is the option string and the setters, ended by a null pointer.
+// `argv` holds the option string and the setters, and ends in a null pointer. Returns the exit
+// status.
 int showLines(const char* user, char* const argv[]) {
   std::vector<Call> calls;
   for (char* const* setter = argv + 1; *setter; ++setter) {
@@ -211,7 +212,7 @@ int main(int argc, char* argv[]) {
   constexpr option kLongOptions[] = {
       {"help", no_argument, nullptr, 'h'}, {"list", no_argument, nullptr, 'l'}, {}};
   const char* user = nullptr;
-  // "+": what follows the option string belongs to it, even "-u".
+  // "+" stops at the option string: everything after it is a setter, even "-u".
   for (int c; (c = getopt_long(argc, argv, "+u:", kLongOptions, nullptr)) != -1;) {
     switch (c) {
       case 'u':

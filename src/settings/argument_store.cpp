@@ -12,19 +12,19 @@ namespace jobshaper {
 namespace {
 
 struct Placeholder {
-  std::string_view text;  // its hexadecimal digits may come in either case
+  std::string_view text;  // upper case; decode() accepts the hexadecimal digits in either case
   char character;
 };
 
-// The order counts: what a row produces is not read again by a row above it, so "<3C>27>"
-// becomes "<27>" and stays so.
+// The order matters: a row does not decode what a later row produces, so "<3C>27>" becomes "<27>"
+// and stays that way.
 constexpr Placeholder kPlaceholders[] = {
     {"<27>", '\''}, {"<3D>", '='}, {"<20>", ' '}, {"<2C>", ','}, {"<3C>", '<'}, {"<3E>", '>'},
 };
 constexpr std::size_t kPlaceholderLength = 4;
 
-// Replaces every occurrence in one run, in place. A placeholder cannot overlap itself, and
-// what is put in is not searched again.
+// Replaces every occurrence, in place and in one pass. A placeholder cannot overlap itself, and the
+// characters put in are not searched again.
 void decode(std::string& value, const Placeholder& placeholder) {
   std::size_t kept = 0;
   for (std::size_t i = 0; i < value.size(); ++i, ++kept) {
@@ -39,7 +39,7 @@ void decode(std::string& value, const Placeholder& placeholder) {
   value.resize(kept);
 }
 
-// The lines by which readers of the log know this method.
+// Source lines of this method's log records: fixed, since tools that read the log expect them.
 constexpr int kTraceBegin = 38;
 constexpr int kTraceEnd = 101;
 

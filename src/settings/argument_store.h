@@ -1,4 +1,4 @@
-// The job's options, from the option string that CUPS passes as the fifth argument.
+// The job's options, parsed from the option string that CUPS passes as the fifth argument.
 #pragma once
 
 #include <cstddef>
@@ -10,23 +10,23 @@
 
 namespace jobshaper {
 
-// Option name to value, both in the bytes of the option string (Mac OS Roman). Names are
-// case-sensitive, but libcups keeps one of two that differ in case alone: the later value under the
-// earlier name.
+// Maps option names to values, both as the bytes of the option string (Mac OS Roman). Lookup is
+// case-sensitive. If two names in the string differ only in case, libcups keeps the first name with
+// the last value.
 class argumentStore {
  public:
   using Options = std::map<std::string, std::string, std::less<>>;
 
-  // Parses `optionString` (name=value pairs as CUPS writes them) and turns the placeholders
-  // that stand for characters special to CUPS, such as "<20>", back into those characters.
-  // Of a string that cannot be parsed the store has what libcups has found before.
+  // Parses `optionString`, name=value pairs separated by blanks, and decodes the placeholders in
+  // values ("<20>" for a blank). Cannot fail: options after a syntax error are missing.
   void initWithOptionString(const char* optionString);
 
-  // Stores a value as it stands; without a name or a value nothing happens.
+  // Stores a value without decoding it, replacing an earlier one. Does nothing if name or value is
+  // absent.
   void addOption(std::optional<std::string_view> name, std::optional<std::string_view> value);
 
-  // The value under this name; none when the job does not have the option. The view holds as
-  // long as the store is not changed.
+  // The value of the option; no value when the job does not have it. The view is valid until the
+  // store changes.
   std::optional<std::string_view> getValue(std::string_view name) const;
 
   std::size_t count() const { return options_.size(); }

@@ -5,7 +5,7 @@
 
 namespace jobshaper {
 
-// As the print dialog of macOS writes them.
+// Names that the print dialog of macOS uses.
 inline constexpr std::string_view kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n.";
 inline constexpr std::string_view kCollateOption =
     "com.apple.print.PrintSettings.PMCopyCollate..b.";

@@ -19,9 +19,9 @@ constexpr std::string_view kManualBooklet = "*QvnManualBooklet";
 constexpr std::string_view kGeneric = "*QVGeneric";
 constexpr std::string_view kKeywords[] = {kManualBooklet, kGeneric};
 
-constexpr off_t kLargestPpd = 64 * 1024 * 1024;  // the largest of real printers have a few MiB
+constexpr off_t kLargestPpd = 64 * 1024 * 1024;  // bytes; those of real printers have a few MiB
 
-// The blanks and line ends of Unicode, in UTF-8.
+// Unicode's line ends and blanks, in UTF-8.
 constexpr std::string_view kLineEnds[] = {
     "\n", "\v", "\f", "\r", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9",
 };
@@ -46,7 +46,7 @@ constexpr std::string_view kBlanks[] = {
     "\xE3\x80\x80",
 };
 
-// The length of the table's text that `text` begins with, or 0.
+// The length of the table entry that `text` begins with; 0 if it begins with none.
 template <std::size_t n>
 std::size_t startsWithOneOf(std::string_view text, const std::string_view (&table)[n]) {
   for (const std::string_view entry : table) {
@@ -83,23 +83,23 @@ bool initPPDValues(PPDValues& ppdValues) {
   if (!path) return false;
   Descriptor file = openWithoutWaiting(path);
   const bool opened = file.valid();
-  // A pipe or a device counts as a file without lines: it might never end.
+  // Treat a FIFO or a device as an empty file: it might never end.
   if (opened && !isRegularFile(file)) return false;
   if (opened) ppdValues.file.reset(cupsFileOpenFd(file.release(), "r"));
   if (!ppdValues.file) {
-    constexpr int kTraceLine = 1816;  // by which readers of the log know the message
+    constexpr int kTraceLine = 1816;  // fixed: tools that read the log expect it
     constexpr char kMessage[] = "ERROR: Unable to open PPD file\n";
     std::fputs(kMessage, stderr);
     LogInfoBody("initPPDValues", kTraceLine, "%s", kMessage);
     return false;
   }
   bool anyStored = false;
-  char line[1024];  // a longer line comes in pieces, each taken as a line
-  // The position counts what a compressed file unfolds to.
+  char line[1024];  // a longer line is split, and each part treated as a line
+  // For a compressed file, cupsFileTell() counts uncompressed bytes.
   while (cupsFileTell(ppdValues.file.get()) < kLargestPpd &&
          cupsFileGetLine(ppdValues.file.get(), line, sizeof line) > 0) {
     for (const std::string_view keyword : kKeywords) {
-      // A longer keyword that begins the same way counts too; the last line wins.
+      // This is a prefix test, so a longer keyword matches too; the last matching line wins.
       if (!beginsWithKeyword(line, keyword)) continue;
       std::optional<std::string> value = ppdLineValue(line);
       if (!value || value->empty()) continue;

@@ -16,29 +16,28 @@ struct CupsFileCloser {
   void operator()(_cups_file_s* file) const;
 };
 
-// PPD keyword with its asterisk, spelled as in the filter's own list, to value without
-// double quotes.
 struct PPDValues {
+  // Keyword, with its asterisk and in the spelling below, to value without double quotes.
   std::map<std::string, std::string, std::less<>> values;
-  // The PPD file stays open as long as its values.
+  // The PPD file, which stays open as long as this object lives.
   std::unique_ptr<_cups_file_s, CupsFileCloser> file;
 };
 
-// Fills the map from the file that the environment variable PPD names. True when at least one
-// keyword was stored. A file that cannot be opened is reported on standard error.
+// Reads the keywords from the file that the environment variable PPD names. Returns true when it
+// stored at least one. Reports a file that cannot be opened on standard error and in the log.
 bool initPPDValues(PPDValues& ppdValues);
 
-// The value of `keyword` ("*QvnManualBooklet"). False, and `value` untouched, when the PPD
-// does not have it.
+// Copies the value of `keyword`, such as "*QvnManualBooklet", to `value` and returns true. If the
+// PPD does not have it, returns false and leaves `value` unchanged.
 bool getTheValue(std::string_view keyword, std::string& value, const PPDValues& ppdValues);
 
-// True when the queue uses the maker's generic driver; `isColor` then tells its model, and is
-// false otherwise.
+// Returns whether the queue uses the generic driver, and sets `isColor` to whether it is the driver
+// for color printers; to false if it is not the generic driver.
 bool isQvnGenericDriver(bool& isColor, const PPDValues& ppdValues);
 
-// The value of a PPD line "*Keyword: value": what follows the first colon and the blanks
-// behind it, up to a line end, without double quotes. "" when nothing follows. None for a line
-// without a colon or not in UTF-8.
+// The value of a PPD line "*Keyword: value": the text after the first colon and any blanks, up to
+// the line end, without double quotes. "" if there is no text; no value if the line has no colon or
+// is not valid UTF-8.
 std::optional<std::string> ppdLineValue(std::string_view line);
 
 }  // namespace jobshaper

@@ -21,14 +21,14 @@ bool IntegerReader::take(char c) {
   if (place_ == Place::beforeNumber && (c == '-' || c == '+')) {
     negative_ = c == '-';
     place_ = Place::inNumber;
-  } else if (place_ != Place::behindNumber && c >= '0' && c <= '9') {
-    // Held just beyond the 32 bits, so that no number of digits overflows.
+  } else if (place_ != Place::afterNumber && c >= '0' && c <= '9') {
+    // Capped just above the 32-bit range, so that any number of digits is safe.
     digits_ = std::min<std::int64_t>(digits_ * 10 + (c - '0'), std::int64_t{Limits::max()} + 1);
     place_ = Place::inNumber;
   } else {
-    place_ = Place::behindNumber;
+    place_ = Place::afterNumber;
   }
-  return place_ != Place::behindNumber;
+  return place_ != Place::afterNumber;
 }
 
 std::int32_t IntegerReader::value() const {
@@ -44,7 +44,8 @@ std::int32_t integerValue(std::string_view text) {
 
 float floatValue(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(kWhiteSpace), text.size()));
-  // std::strtof also reads hexadecimals, "inf" and "nan", and looks for the locale's point.
+  // std::strtof would also read hexadecimal numbers, "inf" and "nan", and expects the decimal point
+  // of the locale.
   std::string number(text.substr(0, text.find_first_not_of("+-.0123456789Ee")));
   if (const std::size_t point = number.find('.'); point != number.npos) {
     number.replace(point, 1, std::localeconv()->decimal_point);

@@ -1,4 +1,4 @@
-// String helpers of the settings.
+// Reading numbers from option values, and replacing text. All functions ignore the locale.
 #pragma once
 
 #include <cstdint>
@@ -7,17 +7,17 @@
 
 namespace jobshaper {
 
-// Reads the integer that a text begins with: white space, a sign, decimal digits; anything may
-// follow. The text may come in parts.
+// Reads the integer at the start of a text: optional white space, an optional sign, decimal digits,
+// then anything. The text may be passed in parts.
 class IntegerReader {
  public:
-  // False once the number has ended: what follows does not matter.
+  // Returns false once the number has ended, so that later parts do not matter.
   bool take(std::string_view part);
-  // 0 without digits; clamped to 32 bits.
+  // The number, clamped to 32 bits; 0 if there were no digits.
   std::int32_t value() const;
 
  private:
-  enum class Place { beforeNumber, inNumber, behindNumber };
+  enum class Place { beforeNumber, inNumber, afterNumber };
   bool take(char c);
 
   Place place_ = Place::beforeNumber;
@@ -25,16 +25,17 @@ class IntegerReader {
   std::int64_t digits_ = 0;
 };
 
-// The same for a whole text.
+// The integer at the start of a whole text.
 std::int32_t integerValue(std::string_view text);
 
-// The same with a decimal point and an exponent, in single precision and in every locale.
-// "inf", "nan" and hexadecimals are text; the result is always finite.
+// The decimal number at the start of a text, with an optional fraction and exponent, in single
+// precision. "inf", "nan" and hexadecimal numbers do not count as numbers; the result is always
+// finite, and 0 without digits.
 float floatValue(std::string_view text);
 
-// `text` with every occurrence of `target` replaced, found from the left without overlap and
-// case-sensitively. An empty target is never found. Part of the interface; the filter has no call
-// of it.
+// Returns `text` with every occurrence of `target` replaced. Searches from the left, without
+// overlaps, case-sensitive. An empty target is never found. Part of the interface, but not used by
+// the filter itself.
 std::string replaceString(std::string_view text, std::string_view target,
                           std::string_view replacement);
 

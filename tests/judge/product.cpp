@@ -255,7 +255,7 @@ Produced produce(const RandomJob& random) {
   const JudgedJob& judged = random.job;
   System system;
   system.version = judged.version;
-  system.instructionFolder = instructionFolder(judged);
+  system.instructionDirectory = instructionFolder(judged);
   setenv("TMPDIR", workFolder().c_str(), 1);
   if (judged.language) {
     setenv("LANG", judged.language->c_str(), 1);
@@ -274,7 +274,7 @@ Produced produce(const RandomJob& random) {
     job.copiesArgument = judged.copiesArgument;
     job.deviceUri = judged.deviceUri.value_or("(null)");
     job.tempDirectory = temporaryDirectory();
-    job.instructionFolder = system.instructionFolder;
+    job.instructionDirectory = system.instructionDirectory;
     fillOptions(judged, job.jobOptions);
     if (judged.manualPpd) job.ppdValues.values["*QvnManualBooklet"] = "True";
     if (judged.capture) {

@@ -18,7 +18,8 @@ int main(int argc, char* argv[]) {
   if (std::strcmp(argv[1], "failed") != 0) {
     system.version = static_cast<std::int32_t>(std::strtol(argv[1], nullptr, 0));
   }
-  if (const char* folder = std::getenv("JOBSHAPER_INSTRUCTIONS")) system.instructionFolder = folder;
+  if (const char* folder = std::getenv("JOBSHAPER_INSTRUCTIONS"))
+    system.instructionDirectory = folder;
   argv[1] = argv[0];
   return jobshaper::filterJob(argc - 1, argv + 1, system);
 }

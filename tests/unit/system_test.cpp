@@ -39,7 +39,7 @@ TEST(Version, CountsAsTheNewestKnownLevelElsewhere) { EXPECT_EQ(thisSystem().ver
 #endif
 
 TEST(ThisSystem, ReadsInstructionPagesFromTheirOneInstalledPlace) {
-  EXPECT_EQ(thisSystem().instructionFolder, "/Library/Printers/Quorvan/filter/.resource");
+  EXPECT_EQ(thisSystem().instructionDirectory, "/Library/Printers/Quorvan/filter/.resource");
 }
 
 TEST(TemporaryDirectory, IsTheEnvironmentsAsItStands) {
