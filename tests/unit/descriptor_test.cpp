@@ -13,7 +13,6 @@
 namespace jobshaper {
 namespace {
 
-#ifdef __linux__
 // The folder may be the only place with room, or the only one where the user may write.
 TEST(NamelessFile, LiesInTheFolderAndHasLostItsName) {
   const testing::TemporaryFolder folder;
@@ -44,7 +43,6 @@ TEST(MoveSome, EndsWhereThereIsNothingMoreToMove) {
   errno = EINTR;
   EXPECT_EQ(moveSome(from.reading(), to.writing(), 4), 0U);
 }
-#endif
 
 // Whatever an earlier call has left in errno.
 TEST(ReadAt, EndsAtTheEndOfTheFile) {
