@@ -12,6 +12,7 @@
 
 #include "platform/text_encoding.h"
 #include "settings/argument_store.h"
+#include "settings/option_names.h"
 #include "tests/queue/queue_ppd.h"
 #include "tests/support/program.h"
 
@@ -162,7 +163,7 @@ TEST(MarkedChoices, ComeFromWhatTheJobAsksUnderOtherNames) {
 
 // The names that the filter asks its options for, found in its sources.
 std::set<std::string> namesInSources() {
-  std::set<std::string> names;
+  std::set<std::string> names{std::string(kFoldOption)};
   const std::regex pattern(
       R"re((?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([A-Za-z]+)"|\{"(JA[A-Z]+)")re");
   const std::filesystem::path sources = SOURCE_FOLDER;
