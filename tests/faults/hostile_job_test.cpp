@@ -177,7 +177,9 @@ TEST(HostileJob, CancelledBehindAFullPipeKeepsCaptureAndPrinterAlike) {
   process.kill(SIGTERM);
   std::string out;
   char block[65536];
-  for (ssize_t n; (n = read(ends[0], block, sizeof block)) > 0;) out.append(block, n);
+  for (ssize_t n; (n = read(ends[0], block, sizeof block)) > 0;) {
+    out.append(block, static_cast<std::size_t>(n));
+  }
   close(ends[0]);
   const Outcome outcome = process.finish();
   EXPECT_EQ(outcome.signal, SIGTERM);
