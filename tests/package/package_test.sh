@@ -60,20 +60,23 @@ pages=$(grep -c '^-rw-r--r-- .*\.resource/[a-z][a-z]\.lproj/instruction(null)$' 
 # ---- It needs what this system has: CUPS and the packages of the libraries that the programs load,
 # whatever this system calls them. One of them is loaded by its name.
 package_of() { # FILE; which dpkg may know at its place of earlier times
-  dpkg-query --search "$1" 2> /dev/null || dpkg-query --search "/usr$1" 2> /dev/null ||
-    dpkg-query --search "${1#/usr}" 2> /dev/null || fail "no package has $1"
+  local place
+  for place in "$1" "/usr$1" "${1#/usr}"; do
+    if dpkg-query --search "$place" 2> /dev/null | sed '/^diversion/d; s/:.*//' | grep .; then return; fi
+  done
+  fail "no package has $1"
 }
 mkdir "$work/content"
 dpkg-deb --extract "$deb" "$work/content"
 for program in "$work"/content/usr/{lib/cups/filter,bin}/*; do
   ldd "$program" > "$work/libraries"
   while read -r library; do
-    package_of "$(awk -v library="$library" '$1 == library { print $3 }' "$work/libraries")"
+    package_of "$(awk -v name="$library" '$1 == name { print $3 } $1 ~ "/" name { print $1 }' "$work/libraries")"
   done < <(objdump -p "$program" | sed -n 's/^ *NEEDED *//p')
 done > "$work/packages"
 plist=$(pkg-config --variable=libdir libplist-2.0)
 package_of "$plist/$(objdump -p "$plist/libplist-2.0.so" | sed -n 's/^ *SONAME *//p')" >> "$work/packages"
-{ echo cups && sed 's/:.*//' "$work/packages"; } | sort -u > "$work/expected"
+{ echo cups && cat "$work/packages"; } | sort -u > "$work/expected"
 depends=$(dpkg-deb --field "$deb" Depends)
 tr ',' '\n' <<< "$depends" | sed 's/^ *//; s/ .*//' | sort > "$work/depends"
 diff "$work/expected" "$work/depends" || fail 'depends on other packages'
