@@ -240,7 +240,7 @@ class PagesTest(unittest.TestCase):
     def test_settings_file_to_copy(self):
         settings = [text for text in self.filter_page.examples if text.startswith("<?xml")]
         self.assertEqual(len(settings), 1)
-        record = next(text for text in self.filter_page.examples if "ARGV" in text)
+        record = next(text for text in self.filter_page.examples if "[13:05:07.042]" in text)
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder, "Debug", ".DebugPlist", "qvDebug.plist")
             path.parent.mkdir(parents=True)
