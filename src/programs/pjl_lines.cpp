@@ -26,11 +26,11 @@ constexpr int kWrongCall = 2;
 constexpr char kUsage[] = "usage: pjlLines [-u USER] OPTIONS [SETTER ...]\n";
 constexpr char kHelp[] =
     "Writes the PJL header of a job with these CUPS options to standard output,\n"
-    "followed by what the named setters append.\n"
+    "followed by the lines that the named setters append.\n"
     "\n"
-    "  -u USER   whose job it is; otherwise yours\n"
+    "  -u USER   owner of the job; by default, you\n"
     "  --list    list the setters and the options that each reads\n"
-    "  --help    this text\n";
+    "  --help    show this help\n";
 
 struct Call;
 
@@ -153,7 +153,7 @@ std::optional<Call> readCall(const char* text) {
   Call call;
   call.setter = findSetter(name);
   if (!call.setter) {
-    std::fprintf(stderr, "pjlLines: \"%s\" is no setter; --list lists them\n", text);
+    std::fprintf(stderr, "pjlLines: \"%s\" is not a setter; --list shows all setters\n", text);
     return std::nullopt;
   }
   if (hasArgument != (call.setter->argument != Setter::none)) {
@@ -163,7 +163,7 @@ std::optional<Call> readCall(const char* text) {
   }
   if (hasArgument) call.argument = text + name.size() + 1;
   if (call.setter->argument == Setter::number && !isNumber(call.argument, call.number)) {
-    std::fprintf(stderr, "pjlLines: \"%s\" needs a whole number of 32 bits\n", text);
+    std::fprintf(stderr, "pjlLines: \"%s\" needs a 32-bit integer\n", text);
     return std::nullopt;
   }
   return call;

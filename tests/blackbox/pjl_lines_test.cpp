@@ -231,7 +231,7 @@ TEST(PjlLines, SaysWhenItsOutputIsLost) {
 }
 
 TEST(PjlLines, OptionsBehindTheOptionStringAreSetters) {
-  expectWrongCall({"", "-u"}, "pjlLines: \"-u\" is no setter; --list lists them\n");
+  expectWrongCall({"", "-u"}, "pjlLines: \"-u\" is not a setter; --list shows all setters\n");
 }
 
 TEST(PjlLines, OptionStringMayBeginWithAMinus) {
@@ -268,7 +268,7 @@ TEST(PjlLines, TakesCopiesOf32Bits) {
 TEST(PjlLines, RefusesABadNumber) {
   for (const std::string number : {"", "x", "3x", " 3", "+3", "3.0", "2147483648", "-2147483649"}) {
     expectWrongCall({"", "insertNumCopies=" + number}, "pjlLines: \"insertNumCopies=" + number +
-                                                           "\" needs a whole number of 32 bits\n");
+                                                           "\" needs a 32-bit integer\n");
   }
 }
 
@@ -276,7 +276,7 @@ TEST(PjlLines, RefusesAnUnknownSetter) {
   for (const std::string setter : {"", "setpapersize", "setPaperSize ", "setPaper", "media=A4",
                                    "initFromArgsStore", "=3", "count"}) {
     expectWrongCall({"media=A4", "setPaperSize", setter},
-                    "pjlLines: \"" + setter + "\" is no setter; --list lists them\n");
+                    "pjlLines: \"" + setter + "\" is not a setter; --list shows all setters\n");
   }
 }
 
