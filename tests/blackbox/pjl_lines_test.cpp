@@ -267,8 +267,8 @@ TEST(PjlLines, TakesCopiesOf32Bits) {
 
 TEST(PjlLines, RefusesABadNumber) {
   for (const std::string number : {"", "x", "3x", " 3", "+3", "3.0", "2147483648", "-2147483649"}) {
-    expectWrongCall({"", "insertNumCopies=" + number}, "pjlLines: \"insertNumCopies=" + number +
-                                                           "\" needs a 32-bit integer\n");
+    expectWrongCall({"", "insertNumCopies=" + number},
+                    "pjlLines: \"insertNumCopies=" + number + "\" needs a 32-bit integer\n");
   }
 }
 
