@@ -6,16 +6,16 @@ import commands
 from commands import CAPTURE, CAT, CAT_AGAIN, BOOKLET, MANUAL, PARSE, PLAIN, PSTOPS, SED, TEE, TRACE
 from jobs import KINDS
 
-BEGIN = "<!-- bench:begin (script/bench writes what stands between the two marks) -->"
+BEGIN = "<!-- bench:begin (script/bench writes the text between these two marks) -->"
 END = "<!-- bench:end -->"
 
 KIND_NOTES = {
-    "short-lines": "text set by `pdftops`: a number or two on each line, 4 bytes on average",
-    "text": "text set by groff, lines of 60 bytes",
-    "hex": "pictures as hexadecimal digits, lines of 64 bytes",
-    "ascii85": "compressed pictures as ASCII85, lines of 64 bytes",
-    "binary": "compressed pictures as they are: every fourth line has a zero byte in it",
-    "long-runs": "uncompressed pictures as they are: 37000 bytes from one line end to the next",
+    "short-lines": "text from `pdftops`: one or two numbers per line, 4 bytes on average",
+    "text": "text from groff, lines of 60 bytes",
+    "hex": "pictures in hexadecimal, lines of 64 bytes",
+    "ascii85": "compressed pictures in ASCII85, lines of 64 bytes",
+    "binary": "compressed pictures, unencoded: every fourth line contains a zero byte",
+    "long-runs": "uncompressed pictures, unencoded: 37000 bytes from one line end to the next",
 }
 
 
@@ -56,7 +56,7 @@ def conditions(results):
     cores = "1 core" if machine["cores"] == 1 else f"{machine['cores']} cores"
     return (f"{results['date']}, {cores} of {machine['cpu']}, {machine['kernel']}, {machine['system']}; "
             f"jobs of {results['size']} MB, medians of {results['rounds']} interleaved runs "
-            "(the commands that write files in rounds of their own)")
+            "(commands that write files run in separate rounds)")
 
 
 def measured_row(results, where, name, row):
@@ -116,28 +116,30 @@ def summary_table(results):
     return table(["Share of `cat`"] + list(KINDS.values()), rows)
 
 
-def findings(results):
+def findings(results, without=()):
+    """The results in a sentence or two per topic."""
     start = results["start"]
     peak = max(results["stream"][kind][PLAIN.name]["memory"] for kind in KINDS)
     lines = [
-        f"* In CPU seconds, `sed` with the same rules takes {times_less(results, SED.name)} and `pstops` "
-        f"{times_less(results, PSTOPS.name)} as much as the filter.",
-        f"* With capture on a job takes "
-        f"{range_of([results['stream'][kind][CAPTURE.name]['against_plain'] for kind in KINDS])} times as long, and "
-        f"{least_and_most(results, CAPTURE, TEE, 'cpu')} of the CPU time of `tee` with two files.",
-        f"* A job of one page takes {start[PLAIN.name]['against_parse']:.2f} times as long as a program that only "
-        f"calls `cupsParseOptions`, {start[PLAIN.name]['against_cat']:.1f} times as long as `cat`; `pstops` "
-        f"{start[PSTOPS.name]['against_cat']:.1f} times as long as `cat`.",
-        f"* Peak memory is {(peak - start[PARSE.name]['memory']) / 1024:.1f} MiB above that program"
-        + (f", {(results['four_gib'] - start[PARSE.name]['memory']) / 1024:.1f} MiB for 4 GiB through a pipe."
+        f"* **Large jobs:** `sed` with the same rules takes {times_less(results, SED.name)} as much CPU time as the "
+        f"filter, and `pstops` {times_less(results, PSTOPS.name)} as much.",
+        f"* **Capture:** With the capture on, a job takes "
+        f"{range_of([results['stream'][kind][CAPTURE.name]['against_plain'] for kind in KINDS])} times as long. It "
+        f"uses {least_and_most(results, CAPTURE, TEE, 'cpu')} of the CPU time of `tee` with two files.",
+        f"* **Small jobs:** A job of one page takes {start[PLAIN.name]['against_parse']:.2f} times as long as a "
+        f"program that only calls `cupsParseOptions`, and {start[PLAIN.name]['against_cat']:.1f} times as long as "
+        f"`cat`. `pstops` takes {start[PSTOPS.name]['against_cat']:.1f} times as long as `cat`.",
+        f"* **Memory:** The filter needs {(peak - start[PARSE.name]['memory']) / 1024:.1f} MiB more than that program"
+        + (f", and {(results['four_gib'] - start[PARSE.name]['memory']) / 1024:.1f} MiB more with 4 GiB through a pipe."
            if "four_gib" in results else "."),
     ]
-    return "\n".join(lines)
+    return "\n".join(line for line in lines if not any(f"**{topic}:**" in line for topic in without))
 
 
 def exactness(results):
     low, high = (percent(share) for share in results["again"])
-    return f"Half of all runs of the second `cat` came out between {low} and {high}: so exact are the shares."
+    return (f"Half of all runs of the second `cat` were between {low} and {high} of the first, which shows how "
+            "precise the figures are.")
 
 
 def tables(results):
@@ -150,60 +152,59 @@ def document(results):
     kinds = "\n".join(f"| {KINDS[kind]} | {note} |" for kind, note in KIND_NOTES.items())
     return f"""# What the filter costs
 
-`script/bench` measured this and wrote this page; the same command measures your machine. Ratios are
-what carries over from one machine to another.
+`script/bench` made these measurements and wrote this page. Run it to measure your own machine. Only the
+ratios can be compared between machines.
 
-{conditions(results)}. Beside the filter: {machine['cat']}, {machine['sed']}, {machine['pstops']}.
-The load of the machine was {machine['load']:.2f} before the first run. {exactness(results)}
+{conditions(results)}. Compared with {machine['cat']}, {machine['sed']}, {machine['pstops']}.
+The load average was {machine['load']:.2f} before the first run. {exactness(results)}
 
-![Bar chart of what the tables say](benchmarks.svg)
+![Bar chart of the tables below](benchmarks.svg)
 
 ## How it was measured
 
-**Jobs.** A document of five pages, made by groff and Ghostscript and printed through CUPS's `pstops`,
-which puts in the features of paper size, tray and booklet that the filter's rules look for. Its pages are
-repeated up to {results['size']} MB.
+**Jobs.** A document of five pages, made by groff and Ghostscript and filtered by CUPS's `pstops`, which
+adds the features for paper size, tray and booklet that the filter's rules match. The pages are repeated up
+to {results['size']} MB.
 
-| Job | What stands in it |
+| Job | Content |
 | --- | --- |
 {kinds}
 
-**Commands.** `cat` is the least that any filter can cost. `cat, again` is a second `cat` among the
-commands, to show how exact the shares are. `sed` has the filter's rules for
-an ordinary job, `bench/plain-rules.sed`, and prints what the filter prints between header and trailer; that
-was compared. `pstops` is the filter that CUPS itself runs on every PostScript job. *Capture on* writes what
-comes in and what goes out to two files as well, *trace on* the diagnostic log. `parse_only` calls
-`cupsParseOptions` and ends: no filter that uses libcups can start faster. All run in the C locale.
+**Commands.** `cat` copies its input to its output. `cat, again` is a second `cat`,
+which shows how precise the figures are. `sed` runs the filter's rules for an ordinary job,
+`bench/plain-rules.sed`; its output was compared with what the filter writes between header and trailer.
+`pstops` is the filter that CUPS itself runs on every PostScript job. *Capture on* also writes input and
+output to two files, and *trace on* writes the diagnostic log. `parse_only` calls `cupsParseOptions` and exits:
+no filter that uses libcups can start faster. All commands run in the C locale.
 
-**Columns.** *Share of `cat`*: the time that `cat` takes from its start to the last byte, as a share of the
-time that the command takes. *Pipe to pipe*: one process writes the job from memory into a pipe of the
-default size, another reads the output from such a pipe and throws it away. *File to pipe*: the job is a
-file in the page cache, as standard input. *CPU seconds*: user and system time of the command alone, pipe to
-pipe; MB are powers of ten. *Instructions*: those of the command without the kernel's, as
-`valgrind --tool=callgrind` counts them, as the difference between two sizes of the job, so without the
-start; they do not depend on the machine's load. *Peak memory*: the resident set, with the parts of shared
-libraries and files that are mapped.
+**Columns.** *Share of `cat`* is the time that `cat` takes from its start to the last byte, divided by the time
+that the command takes. *Pipe to pipe*: one process writes the job from memory into a pipe of the default
+size, and another reads the output from such a pipe and discards it. *File to pipe*: standard input is a file
+in the page cache. *CPU seconds* are the user and system time of the command alone, pipe to pipe; 1 MB is
+1,000,000 bytes. *Instructions* are those in user mode, counted by `valgrind --tool=callgrind` as the
+difference between two sizes of the job, so they exclude the start and do not depend on the load. *Peak
+memory* is the resident set, including the mapped parts of shared libraries and files.
 
 ## Large jobs
 
 {stream_table(results)}
 
-## Booklets made by hand
+## Manual booklets
 
 {by_hand_table(results)}
 
-Jobs of the text kind, {results['booklet_size']} MB each, so the pages of the first are 64 times as large as
-those of the last. The filter reorders the job through temporary files before it prints anything. `sed` and
-`pstops` do not: they have the same work as above.
+Text jobs of {results['booklet_size']} MB each, so the pages of the first are 64 times as large as those of the
+last. The filter reorders the job through temporary files before it prints anything. `sed` and `pstops` do the
+same work as above.
 
 ## A job of one page
 
 {start_table(results)}
 
-{results['one_page']} bytes, from a file to a pipe, medians of {results['starts']} interleaved runs, every ratio
-taken run by run. Most of this time goes into loading libcups and the libraries behind it.
+{results['one_page']} bytes, from a file to a pipe, medians of {results['starts']} interleaved runs. Ratios are
+computed for each run. Most of the time is spent loading libcups and the libraries that it needs.
 
-## In short
+## Summary
 
 {findings(results)}
 """
@@ -213,19 +214,16 @@ def readme_section(results):
     return f"""{BEGIN}
 ![Bar chart: share of the speed of cat, and CPU seconds per 100 MB](docs/benchmarks.svg)
 
-{summary_table(results)}
+{findings(results, without=["Capture"])}
 
-{findings(results)}
-
-Between two pipes; 100 % is as fast as `cat`. {exactness(results)} {conditions(results)}.
-Everything else that was measured, and how: [docs/benchmarks.md](docs/benchmarks.md). `script/bench` measures
+All figures, and how they were measured, are in [docs/benchmarks.md](docs/benchmarks.md). `script/bench` measures
 your machine.
 {END}"""
 
 
 # The chart.
 
-COLOURS = {
+COLORS = {
     PLAIN: "#1b5e9b",
     CAPTURE: "#7fb3dd",
     MANUAL: "#3f8f5f",
@@ -237,14 +235,14 @@ LABELS = {SED: "sed, same rules"}
 WIDTH, BAR, GAP, LABEL_WIDTH, VALUE_WIDTH = 920, 13, 12, 92, 52
 
 
-def text(x, y, content, anchor="start", weight="normal", size=12, colour="#222"):
+def text(x, y, content, anchor="start", weight="normal", size=12, color="#222"):
     return (f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" font-size="{size}" font-weight="{weight}" '
-            f'fill="{colour}">{content}</text>')
+            f'fill="{color}">{content}</text>')
 
 
 def bars(left, top, title, groups, show, reference=0.0):
-    """Groups of bars, each a label and its (command, value) pairs; the values stand at their ends.
-    Answers with the drawing and where it ends."""
+    """Draws groups of bars, each a label and its (command, value) pairs, with the values at their ends.
+    Returns the drawing and its bottom."""
     longest = max([reference] + [value for _, group in groups for _, value in group])
     scale = (WIDTH / 2 - 32 - LABEL_WIDTH - VALUE_WIDTH) / longest
     origin = left + LABEL_WIDTH
@@ -254,7 +252,7 @@ def bars(left, top, title, groups, show, reference=0.0):
         parts.append(text(origin - 8, y + len(group) * BAR / 2 + 4, label, anchor="end"))
         for command, value in group:
             parts.append(f'<rect x="{origin}" y="{y + 1}" width="{max(1.0, value * scale):.1f}" '
-                         f'height="{BAR - 2}" fill="{COLOURS[command]}"/>')
+                         f'height="{BAR - 2}" fill="{COLORS[command]}"/>')
             parts.append(text(origin + value * scale + 4, y + BAR - 3, show(value), size=10))
             y += BAR
         y += GAP
@@ -264,15 +262,15 @@ def bars(left, top, title, groups, show, reference=0.0):
         x = origin + reference * scale
         parts.append(f'<line x1="{x:.1f}" y1="{top + 14}" x2="{x:.1f}" y2="{bottom}" stroke="#a33" '
                      'stroke-dasharray="4 3"/>')
-        parts.append(text(x, bottom + 13, "cat", anchor="middle", size=11, colour="#a33"))
+        parts.append(text(x, bottom + 13, "cat", anchor="middle", size=11, color="#a33"))
     return "\n".join(parts), bottom
 
 
 def legend(y):
     parts, x = [], 16
-    for command, colour in COLOURS.items():
+    for command, color in COLORS.items():
         label = LABELS.get(command, command.name)
-        parts.append(f'<rect x="{x}" y="{y}" width="12" height="12" fill="{colour}"/>')
+        parts.append(f'<rect x="{x}" y="{y}" width="12" height="12" fill="{color}"/>')
         parts.append(text(x + 17, y + 10, label))
         x += 17 + round(6.1 * len(label)) + 22
     return "\n".join(parts)
@@ -298,9 +296,9 @@ def chart(results):
                          stream_groups(results, "pipe"), percent, reference=1.0)
     cpu, _ = bars(right, 60, "CPU seconds per 100 MB (shorter is better)", stream_groups(results, "cpu"),
                   "{:.2f}".format)
-    by_hand, end = bars(16, bottom + 52, "Booklets made by hand: CPU seconds per 100 MB",
+    by_hand, end = bars(16, bottom + 52, "Manual booklets: CPU seconds per 100 MB",
                         by_hand_groups(results), "{:.2f}".format)
-    start, _ = bars(right, bottom + 52, "A job of one page: time, cat = 1", start_groups(results),
+    start, _ = bars(right, bottom + 52, "A job of one page: time (cat = 1)", start_groups(results),
                     "{:.1f}".format, reference=1.0)
     height = end + 40
     return "\n".join([
@@ -309,7 +307,7 @@ def chart(results):
         "<title>The filter beside cat, sed and pstops</title>",
         f'<rect width="{WIDTH}" height="{height}" fill="white"/>',
         legend(16), share, cpu, by_hand, start,
-        text(16, height - 10, conditions(results), size=10, colour="#555"),
+        text(16, height - 10, conditions(results), size=10, color="#555"),
         "</svg>\n",
     ])
 
