@@ -1,4 +1,4 @@
-"""What is measured: the commands, and what each finds in its temporary directory."""
+"""The commands that are measured, and what each needs in its temporary directory."""
 
 import dataclasses
 import pathlib
@@ -23,7 +23,7 @@ TRACE_SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 
 
 def cups_arguments(program, options=""):
-    """As CUPS starts a filter that reads standard input."""
+    """The arguments that CUPS passes to a filter that reads standard input."""
     return [str(program), "42", "guest", "Title", "1", options]
 
 
@@ -35,38 +35,38 @@ class Command:
     trace: bool = False
     manual: bool = False
 
-    def prepare(self, folder: pathlib.Path) -> dict:
-        """Fills the empty folder that becomes TMPDIR; answers with the environment."""
+    def prepare(self, directory: pathlib.Path) -> dict:
+        """Fills the empty directory that becomes TMPDIR. Returns the environment."""
         ppd = PPD
         if self.capture:
-            (folder / "qvn_log").touch()
+            (directory / "qvn_log").touch()
         if self.trace:
-            settings = folder / "Debug" / ".DebugPlist"
+            settings = directory / "Debug" / ".DebugPlist"
             settings.mkdir(parents=True)
             (settings / "qvDebug.plist").write_text(TRACE_SETTINGS)
         if self.manual:
-            ppd = folder / "manual.ppd"
+            ppd = directory / "manual.ppd"
             ppd.write_text('*PPD-Adobe: "4.3"\n*QvnManualBooklet: True\n')
         return {
             "PATH": "/usr/bin:/bin",
             "LC_ALL": "C",
             "LANG": "en_US.UTF-8",
-            "TMPDIR": str(folder),
+            "TMPDIR": str(directory),
             "DEVICE_URI": "socket://printer.local",
             "PPD": str(ppd),
         }
 
-    def left_traces(self, folder: pathlib.Path) -> bool:
-        """Whether what was to be switched on was on."""
+    def left_traces(self, directory: pathlib.Path) -> bool:
+        """Whether capture or trace, if they were to be on, have written their files."""
         wanted = ["qvn_ps", "qvn_ps2"] if self.capture else ["trace"] if self.trace else []
-        return all((folder / name).is_file() and (folder / name).stat().st_size for name in wanted)
+        return all((directory / name).is_file() and (directory / name).stat().st_size for name in wanted)
 
 
 def _command(name, argv, **switches):
     return Command(name, tuple(argv), **switches)
 
 
-# A second `cat` among the others shows how far two equal programs lie apart.
+# A second `cat` shows how much the figures of two equal programs differ.
 CAT = _command("cat", ["cat"])
 CAT_AGAIN = _command("cat, again", ["cat"])
 PLAIN = _command("jobshaper", cups_arguments(FILTER))
@@ -76,14 +76,14 @@ BOOKLET = _command("jobshaper, booklet", cups_arguments(FILTER, "QVBookletFold=S
 MANUAL = _command("jobshaper, manual booklet", cups_arguments(FILTER, "QVBookletFold=Booklet"), manual=True)
 SED = _command("sed", ["sed", "-f", str(ROOT / "bench" / "plain-rules.sed")])
 PSTOPS = _command("pstops", cups_arguments("/usr/lib/cups/filter/pstops"))
-# What a copy costs that goes to two files too, as a capture does.
+# The cost of copying to two additional files, as the capture does.
 TEE = _command("tee, two files", ["sh", "-c", 'exec tee "$TMPDIR/1" "$TMPDIR/2"'])
 PARSE = _command("parse_only", cups_arguments(PARSE_ONLY))
 
 STREAM = [CAT, CAT_AGAIN, TEE, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS]
-# Those that write files, and what they are compared with, have rounds of their own. A virtual machine
-# hands memory back to its host soon after it is freed; beside slow commands, the first touch of fresh
-# memory would cost more than all that is to be measured.
+# Commands that write files, and those they are compared with, run in separate rounds. A virtual machine
+# returns memory to its host soon after it is freed. Between slow commands, the first access to new memory
+# would cost more than everything that is to be measured.
 WRITING = [CAT, PLAIN, TEE, CAPTURE]
 READING = [command for command in STREAM if command not in (TEE, CAPTURE)]
 BY_HAND = [CAT, MANUAL, SED, PSTOPS]

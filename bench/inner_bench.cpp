@@ -1,5 +1,5 @@
-// The search for triggers and the rules alone, over jobs in memory: to steer by while working
-// on them. No start-up, no reading, and what is written goes to /dev/null.
+// Measures only the search for triggers and the rules, on jobs in memory, for use while working on
+// them. There is no startup and no reading, and the output goes to /dev/null.
 //
 //   inner_bench [Google Benchmark's options] JOB ...
 
@@ -26,7 +26,7 @@ namespace jobshaper {
 
 namespace {
 
-// Large regions of whole pieces, as the line loop hands them to the rules.
+// Large regions of whole pieces, as the filter passes them to the rules.
 std::vector<std::string_view> regionsOf(std::string_view job) {
   constexpr std::size_t kRegion = 65536;
   std::vector<std::string_view> regions;
@@ -43,7 +43,7 @@ std::vector<std::string_view> regionsOf(std::string_view job) {
 constexpr TriggerSet kPlainJob = triggerSet(triggers::kExitString) | triggerSet(triggers::kPjl) |
                                  triggerSet(triggers::kInputSlot) | triggerSet(triggers::kSfcl);
 
-// As in the body of a job, where the rules that fire once have fired.
+// The state in the body of a job, where the rules that fire once have fired.
 template <std::size_t (*find)(std::string_view, TriggerSet)>
 void search(benchmark::State& state, const std::string& job) {
   const auto regions = regionsOf(job);
@@ -74,7 +74,7 @@ void rules(benchmark::State& state, const std::string& job) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(job.size()));
 }
 
-// The plain loop, a piece at a time: what the search saves.
+// A loop over all pieces without the search, to show what the search saves.
 void pieces(benchmark::State& state, const std::string& job) {
   const auto regions = regionsOf(job);
   const Descriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));

@@ -1,13 +1,13 @@
 """Makes jobs of any size out of the small documents of make-documents.sh, by repeating their pages.
 
-The pages are numbered anew; prolog, set-up and trailer stand once, as in any job.
+The pages get new numbers. Prolog, setup and trailer occur once, as in any job.
 """
 
 import itertools
 import pathlib
 import re
 
-# What the documents are called, and how the tables call them.
+# Names of the documents, and their names in the tables.
 KINDS = {
     "short-lines": "short lines",
     "text": "text",
@@ -19,7 +19,7 @@ KINDS = {
 
 
 class Document:
-    """A document taken apart: what comes before its pages, the pages, what comes behind them."""
+    """A document, split into the part before its pages, the pages, and the part after them."""
 
     def __init__(self, path: pathlib.Path):
         job = path.read_bytes()
@@ -31,7 +31,7 @@ class Document:
         self.pages = parts
 
     def repeated(self, size: int):
-        """Whole pages, to at least this size."""
+        """Yields whole pages until the job has at least `size` bytes."""
         left = size - len(self.head) - len(self.tail)
         for number, page in enumerate(itertools.cycle(self.pages), start=1):
             if left <= 0:
@@ -41,8 +41,8 @@ class Document:
             yield text
 
     def fixed(self, size: int, count: int):
-        """This many pages, which share the size: each is overprinted with the same marks until it
-        is large enough."""
+        """Yields `count` pages of the same size, which together have `size` bytes. The marks on each page
+        are repeated until it is large enough."""
         lines = self.pages[1].splitlines(keepends=True)
         begin = len(lines) - lines[::-1].index(b"%%EndPageSetup\n")
         end = max(i for i, line in enumerate(lines) if line.endswith(b"EP\n"))  # groff's end of a page

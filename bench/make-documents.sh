@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
-# Makes a document of five pages as six kinds of PostScript, the way applications and CUPS make
-# them, in the given folder. Every one has been through CUPS's pstops: this is what the filter gets.
+# Makes a document of five pages as six kinds of PostScript, as applications and CUPS do, in the given
+# directory. All of them are filtered by CUPS's pstops, like the jobs that the filter gets.
 set -euo pipefail
 export LC_ALL=C
-# shellcheck source=tests/real_jobs/make-jobs.sh
 # shellcheck source=tests/real_jobs/make-jobs.sh
 . "$(dirname "${BASH_SOURCE[0]}")/../tests/real_jobs/make-jobs.sh"
 mkdir -p "$1"
@@ -13,7 +12,7 @@ gs_pdf() { # DEVICE OUT.pdf: the pages as pictures, as a scanner makes them
   gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE="$1" -r100 -dTextAlphaBits=4 -dGraphicsAlphaBits=4 \
     -sOutputFile="$2" document.ps < /dev/null
 }
-# The booklet feature stands in every job, so that all commands get the same one.
+# Every job contains the booklet feature, so that all commands get the same jobs.
 through_cups() { # NAME < JOB
   cat > job.tmp
   # shellcheck disable=SC2154 # make-jobs.sh sets it
@@ -26,17 +25,17 @@ through_cups() { # NAME < JOB
 
 make_document > document.ps
 make_pdf document.ps > document.pdf
-gs_pdf pdfimage8 grey.pdf
-gs_pdf pdfimage24 colour.pdf
+gs_pdf pdfimage8 gray.pdf
+gs_pdf pdfimage24 color.pdf
 
-# Set text with a number or two on each line.
+# Text with one or two numbers on each line.
 pdftops document.pdf - | through_cups short-lines
 # groff's own lines of about 60 bytes.
 with_blank_page_procedures < document.ps | through_cups text
-# Pictures as hexadecimal digits, as ASCII85, compressed, and as they are.
-pdftops -level1 grey.pdf - | through_cups hex
-pdftops -level3 colour.pdf - | through_cups ascii85
+# Pictures in hexadecimal, in ASCII85, compressed, and uncompressed.
+pdftops -level1 gray.pdf - | through_cups hex
+pdftops -level3 color.pdf - | through_cups ascii85
 gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=ps2write -dASCII85EncodePages=false -sOutputFile=- \
-  colour.pdf < /dev/null | through_cups binary
-pdftops -level1 -binary grey.pdf - | through_cups long-runs
+  color.pdf < /dev/null | through_cups binary
+pdftops -level1 -binary gray.pdf - | through_cups long-runs
 rm -f job.tmp pstops.log document.ps ./*.pdf

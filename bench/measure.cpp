@@ -1,14 +1,14 @@
-// Runs one command between a producer and a consumer and tells what it cost.
+// Runs one command between a producer and a consumer and prints what it cost.
 //
 //   measure pipe|file JOB BYTES COMMAND [ARGUMENT ...]
 //
-// "pipe": a producer writes the job into the command's standard input; "file": standard input is
-// the job's file. The command's standard output is a pipe that is read and thrown away. With BYTES
-// above 0 the producer repeats the job until it has written that many. Prints one line: wall
-// seconds, CPU seconds, peak memory in KiB, wait status, bytes that came out.
+// "pipe": a producer writes the job to the command's standard input. "file": standard input is the
+// job's file. The command's standard output is a pipe, which is read and discarded. If BYTES is above
+// 0, the producer repeats the job until it has written that many. Prints one line: wall seconds, CPU
+// seconds, peak memory in KiB, wait status, bytes of output.
 //
-// Producer and consumer are the plainest loops with pipes of the default size, the same for every
-// command. The program is small and linked statically: the kernel counts the memory of the process
+// Producer and consumer are simple loops with pipes of the default size, the same for every command.
+// The program is small and linked statically, because the kernel counts the memory of the process
 // that starts a command as the command's own.
 
 #include <fcntl.h>
@@ -29,7 +29,7 @@
 
 namespace {
 
-constexpr std::size_t kBlock = 65536;  // what a pipe of the default size holds
+constexpr std::size_t kBlock = 65536;  // capacity of a pipe of the default size
 
 [[noreturn]] void fail(const char* what) {
   std::perror(what);
@@ -52,7 +52,7 @@ int openJob(const char* path) {
   return job;
 }
 
-// Writes the job from memory: reading it is not the producer's share of the time. Ends the process.
+// Writes the job from memory, so that reading it is not measured. Ends the process.
 [[noreturn]] void produce(const char* path, int output, long long atLeast) {
   const int job = openJob(path);
   struct stat status {};
@@ -73,7 +73,7 @@ int openJob(const char* path) {
   _exit(0);
 }
 
-// Until the producer waits for the command: its start is not the command's share of the time.
+// Waits until the producer is blocked, so that its start is not measured.
 void awaitFullPipe(int pipe, const char* path) {
   struct stat status {};
   if (stat(path, &status) != 0) fail(path);
@@ -147,7 +147,7 @@ int main(int argc, char* argv[]) {
   const double end = seconds();
 
   if (producer > 0) {
-    // A command that leaves part of the job unread has not done the work.
+    // A command that does not read the whole job has not done the work.
     int produced = 0;
     waitpid(producer, &produced, 0);
     if (produced != 0 && status == 0) status = produced;

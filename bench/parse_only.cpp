@@ -1,5 +1,5 @@
-// A program that does no more than every filter of CUPS must: it has CUPS parse the option string.
-// What the filter costs at its start, and in memory, is measured against this.
+// Does only what every CUPS filter must do: lets libcups parse the option string. The startup time and
+// the memory of the filter are compared with this program.
 
 #include <cups/cups.h>
 

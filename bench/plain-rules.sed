@@ -1,13 +1,11 @@
-# The filter's rules for an ordinary job, as far as sed can follow them: what a print queue without
-# the filter would run as "sed -f plain-rules.sed". The jobs that script/bench makes come out as the
-# filter's do, byte for byte; it checks that.
+# The filter's rules for an ordinary job, as far as sed can implement them. For the jobs that
+# script/bench makes, the output is the same as the filter's, byte for byte, which script/bench checks.
 #
-# Left out: header and trailer, which cost nothing beside the job; lines that end in carriage
-# returns; the limit of 1024 bytes a piece, so zero bytes do not protect a line; all rules of
-# retained jobs, posters and booklets.
+# Not implemented: header and trailer, which cost next to nothing; lines that end in carriage returns;
+# the limit of 1024 bytes per piece, so that zero bytes do not protect a line; all rules for retained
+# jobs, posters and booklets.
 
-# Most lines hold nothing that any rule looks for, and one search for everything is twice as fast as
-# one for each.
+# Most lines match no rule, and one search for all patterns is twice as fast as one for each.
 /^\x1b%-12345X\|^@PJL \|sfcl{\|}efcl\|JobPatchFile\|PageRegion\|CustomPageSize\|[*]PageSize\|InputSlot\|cleartomark\|^%%BeginProlog/!b
 
 # The job's own PJL.

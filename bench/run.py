@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures the filter beside cat, sed and pstops. script/bench builds it and starts it."""
+"""Compares the filter with cat, sed and pstops. script/bench builds what it needs and starts it."""
 
 import argparse
 import concurrent.futures
@@ -39,7 +39,7 @@ def arguments():
     parser = argparse.ArgumentParser(prog="script/bench", description="Measures the filter beside cat, sed and pstops.")
     parser.add_argument("--size", type=int, default=200, metavar="MB", help="of each job (200)")
     parser.add_argument("--booklet-size", type=int, metavar="MB",
-                        help="of the jobs for booklets made by hand (a quarter of --size)")
+                        help="of the jobs for manual booklets (a quarter of --size)")
     parser.add_argument("--rounds", type=int, default=11, help="interleaved runs of each command (11)")
     parser.add_argument("--quick", action="store_true",
                         help="a look in less than a minute: small jobs, few rounds, documents left alone")
@@ -56,7 +56,7 @@ def arguments():
         stop("--size and --rounds begin at 1")
     options.booklet_size = options.booklet_size or max(1, options.size // 4)
     options.starts = 40 if options.quick else 300
-    # Instruction counts do not need large jobs. They take long for commands that count many.
+    # Instruction counts do not need large jobs, and take long for slow commands.
     options.count_sizes = (MEGABYTE, 2 * MEGABYTE)
     options.counted = [PLAIN] if options.quick else [*STREAM, *BY_HAND]
     return options
@@ -64,29 +64,29 @@ def arguments():
 
 @contextlib.contextmanager
 def temporary(parent: pathlib.Path):
-    folder = pathlib.Path(tempfile.mkdtemp(prefix="jobs.", dir=parent))
+    directory = pathlib.Path(tempfile.mkdtemp(prefix="jobs.", dir=parent))
     try:
-        yield folder
+        yield directory
     finally:
-        shutil.rmtree(folder, ignore_errors=True)
+        shutil.rmtree(directory, ignore_errors=True)
 
 
 @contextlib.contextmanager
 def prepared(command, work):
-    """The command's environment and an open file for its messages."""
-    with temporary(work) as folder:
-        environment = command.prepare(folder)
+    """Yields the command's temporary directory, its environment and an open file for its messages."""
+    with temporary(work) as directory:
+        environment = command.prepare(directory)
         with tempfile.TemporaryFile(dir=work) as messages:
-            yield folder, environment, messages
+            yield directory, environment, messages
 
 
 def measure(command, job: pathlib.Path, way: str, work: pathlib.Path, at_least: int = 0) -> dict:
-    with prepared(command, work) as (folder, environment, messages):
+    with prepared(command, work) as (directory, environment, messages):
         run = subprocess.run([commands.MEASURE, way, job, str(at_least), *command.argv], env=environment,
                              stdout=subprocess.PIPE, stderr=messages, stdin=subprocess.DEVNULL, check=False)
         fields = run.stdout.split()
-        # parse_only does not read its job; everything else must come to a good end.
-        if run.returncode != 0 or len(fields) != 5 or int(fields[3]) != 0 or not command.left_traces(folder):
+        # parse_only does not read its job; all other commands must succeed.
+        if run.returncode != 0 or len(fields) != 5 or int(fields[3]) != 0 or not command.left_traces(directory):
             messages.seek(0)
             stop(f"{command.name} failed on {job.name}: {run.stdout!r} {messages.read()[-2000:]!r}")
         wall, cpu, memory, _, out = fields
@@ -94,9 +94,9 @@ def measure(command, job: pathlib.Path, way: str, work: pathlib.Path, at_least: 
 
 
 def interleave(candidates, job, ways, rounds, work) -> dict:
-    """Every command once a round, each round in another order; answers with all runs."""
+    """Runs every command once per round, each round in another order. Returns all runs."""
     runs = {way: {command.name: [] for command in candidates} for way in ways}
-    for command in candidates:  # one run for the caches
+    for command in candidates:  # warm up the caches
         measure(command, job, ways[0], work)
     for number in range(rounds):
         for way in ways:
@@ -111,12 +111,12 @@ def median(runs, key):
 
 
 def shares_of_cat(runs, name):
-    """Of each round, so that a machine that slows down between rounds does not count."""
+    """Computed per round, so that a machine that slows down between rounds does not matter."""
     return [cat["wall"] / run["wall"] for cat, run in zip(runs[CAT.name], runs[name])]
 
 
 def summary(runs: dict, size: int) -> dict:
-    """The rows of one job: a command each."""
+    """The rows for one job, one per command."""
     rows = {}
     for name, piped in runs["pipe"].items():
         plain = runs["pipe"].get(PLAIN.name, [])
@@ -131,8 +131,8 @@ def summary(runs: dict, size: int) -> dict:
 
 
 def same_bytes_as_sed(job: pathlib.Path, work: pathlib.Path) -> int:
-    """sed must print what the filter prints between header and trailer, or its time says nothing.
-    Answers with the length of those two."""
+    """sed must print what the filter prints between header and trailer, or its time cannot be compared.
+    Returns the length of these two."""
     outputs = []
     for command in (PLAIN, SED):
         with prepared(command, work) as (_, environment, messages), job.open("rb") as stream:
@@ -148,7 +148,7 @@ def same_bytes_as_sed(job: pathlib.Path, work: pathlib.Path) -> int:
 
 
 def check_lengths(runs, size, around, where):
-    """Nothing of the job is lost on the way, whatever the command."""
+    """Checks that the command does not lose any part of the job."""
     for way in runs:
         out = {name: {run["out"] for run in of_command} for name, of_command in runs[way].items()}
         for name, lengths in out.items():
@@ -170,7 +170,7 @@ def count_instructions(command, job: pathlib.Path, work: pathlib.Path) -> int:
 
 
 def instructions(results, documents, options, work):
-    """Two sizes of each job: their difference is without the start-up."""
+    """Uses two sizes of each job, because their difference excludes the startup."""
     small, large = options.count_sizes
     plans = [(kind, 0, STREAM) for kind in KINDS] + [("text", pages, BY_HAND) for pages in BOOKLET_PAGES]
     tasks = []
@@ -241,7 +241,7 @@ def run_all(options, work) -> dict:
     say("making the documents")
     documents = make_documents(work)
 
-    again = []  # all shares of the second cat
+    again = []  # all figures of the second cat
     for kind, title in KINDS.items():
         say(f"{options.size} MB of {title}")
         small = documents[kind].write(work / "small.ps", 3 * MEGABYTE)
@@ -282,9 +282,9 @@ def run_all(options, work) -> dict:
 
 
 def make_documents(work) -> dict:
-    folder = work / "documents"
-    subprocess.run([commands.ROOT / "bench" / "make-documents.sh", folder], cwd=commands.ROOT, check=True)
-    return {kind: Document(folder / f"{kind}.ps") for kind in KINDS}
+    directory = work / "documents"
+    subprocess.run([commands.ROOT / "bench" / "make-documents.sh", directory], cwd=commands.ROOT, check=True)
+    return {kind: Document(directory / f"{kind}.ps") for kind in KINDS}
 
 
 def inner(work):
@@ -295,7 +295,7 @@ def inner(work):
 
 def main():
     options = arguments()
-    signal.signal(signal.SIGTERM, lambda *_: stop("ended by a signal"))  # the jobs are removed
+    signal.signal(signal.SIGTERM, lambda *_: stop("ended by a signal"))  # so that the jobs are removed
     last = commands.BUILD / "results.json"
     if options.again:
         results = json.loads(last.read_text())

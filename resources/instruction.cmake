@@ -1,12 +1,12 @@
 # Makes one instruction page: cmake -DLANGUAGE=de -DOUTPUT=file -P instruction.cmake
 #
-# The texts are UTF-8; the page is 7-bit, with octal escapes for the letters of ISO Latin 1, so that
-# it survives every channel to the printer.
+# The texts are UTF-8. The page is ASCII with octal escapes for ISO Latin 1, so that it survives every
+# channel to the printer.
 cmake_minimum_required(VERSION 3.25)
 
 set(keys title intro head1 text1 head2 text2 head3 text3 thisSheet note1 note2)
 
-# A PostScript string of ISO Latin 1, broken behind a blank into lines well below 255 bytes.
+# A PostScript string of ISO Latin 1, broken after blanks into lines well below 255 bytes.
 function(latin_string text result)
   string(HEX "${text}" hex)
   string(REGEX MATCHALL ".." bytes "${hex}")
@@ -102,7 +102,7 @@ endfunction()
 set(here "${CMAKE_CURRENT_LIST_DIR}")
 include("${here}/texts/${LANGUAGE}.cmake")
 if(DEFINED twoByteFonts)
-  # Not every printer has such a font: without one the page is in English.
+  # Not every printer has such a font. Without one, the page is in English.
   definitions(twoByte own)
   include("${here}/texts/en.cmake")
   definitions(latin english)
@@ -114,7 +114,7 @@ else()
   definitions(latin texts)
 endif()
 
-# Lines of the template that begin with %# are for its reader.
+# Lines that begin with %# are comments for the reader of the template.
 file(READ "${here}/instruction.ps.in" page)
 string(REGEX REPLACE " *%#[^\n]*\n" "" page "${page}")
 string(REPLACE "@TEXTS@\n" "${texts}" page "${page}")
