@@ -3,13 +3,13 @@
 //   measure pipe|file JOB BYTES COMMAND [ARGUMENT ...]
 //
 // "pipe": a producer writes the job to the command's standard input. "file": standard input is the
-// job's file. The command's standard output is a pipe, which is read and discarded. If BYTES is above
-// 0, the producer repeats the job until it has written that many. Prints one line: wall seconds, CPU
-// seconds, peak memory in KiB, wait status, bytes of output.
+// job's file. The command's standard output is a pipe, which is read and discarded. If BYTES is
+// above 0, the producer repeats the job until it has written that many. Prints one line: wall
+// seconds, CPU seconds, peak memory in KiB, wait status, bytes of output.
 //
-// Producer and consumer are simple loops with pipes of the default size, the same for every command.
-// The program is small and linked statically, because the kernel counts the memory of the process
-// that starts a command as the command's own.
+// Producer and consumer are simple loops with pipes of the default size, the same for every
+// command. The program is small and linked statically, because the kernel counts the memory of the
+// process that starts a command as the command's own.
 
 #include <fcntl.h>
 #include <spawn.h>
