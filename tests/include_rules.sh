@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Dependencies point one way: each directory of src/ may include itself and the directories named
-# here. Nobody includes filter/ but the program.
+# here.
 set -euo pipefail
 cd "$(dirname "$0")/../src"
 
@@ -11,8 +11,8 @@ allowed() {
     settings) echo "settings diag platform" ;;
     pjl)      echo "pjl settings diag platform" ;;
     booklet)  echo "booklet settings diag platform" ;;
-    queue)    echo "queue settings platform" ;;
     filter)   echo "filter booklet pjl settings diag platform" ;;
+    queue)    echo "queue filter settings platform" ;;
     programs) echo "filter pjl queue settings" ;;
     *)        echo "src/$1: not in the list of tests/include_rules.sh" >&2 ;;
   esac

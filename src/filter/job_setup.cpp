@@ -14,7 +14,6 @@ namespace jobshaper {
 namespace {
 
 constexpr std::int32_t kLastVersionWithoutUsbPjl = 0x102F;
-constexpr std::size_t kDeviceUriBuffer = 100;  // bytes, including the terminating zero byte
 
 void readSystemVersion(JobState& job, const System& system) {
   version = system.version.value_or(0);
@@ -23,7 +22,7 @@ void readSystemVersion(JobState& job, const System& system) {
 
 void readDeviceUri(JobState& job) {
   const char* const uri = std::getenv("DEVICE_URI");
-  if (uri && std::strlen(uri) >= kDeviceUriBuffer) {
+  if (uri && std::strlen(uri) > kLongestDeviceUri) {
     std::fputs("ERROR: DEVICE_URI is longer than 99 bytes.\n", stderr);
     std::abort();
   }

@@ -37,11 +37,6 @@ Descriptor openOurs(const std::string& path, int flags) {
   return file;
 }
 
-bool hasContent(const Descriptor& file) {
-  struct stat status {};
-  return file.valid() && ::fstat(file.get(), &status) == 0 && status.st_size > 0;
-}
-
 // On the open file, because the umask limits the mode of a new file, and a file left by an earlier
 // run may have another mode.
 bool setPermissions(const Descriptor& file, mode_t mode) {
@@ -70,6 +65,11 @@ Descriptor openWithoutWaiting(const std::string& path) {
 bool isRegularFile(const Descriptor& file) {
   struct stat status {};
   return file.valid() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+bool hasContent(const Descriptor& file) {
+  struct stat status {};
+  return file.valid() && ::fstat(file.get(), &status) == 0 && status.st_size > 0;
 }
 
 Descriptor openRegularFile(const std::string& path) {

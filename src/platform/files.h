@@ -18,6 +18,8 @@ Descriptor openForReading(const std::string& path);
 // hang the job.
 Descriptor openWithoutWaiting(const std::string& path);
 bool isRegularFile(const Descriptor& file);
+// The system's own files, such as those in /proc, have a size of 0, and some of them no end.
+bool hasContent(const Descriptor& file);
 
 // The same, but fails for anything other than a regular file.
 Descriptor openRegularFile(const std::string& path);

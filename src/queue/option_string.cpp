@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "platform/text_encoding.h"
+#include "queue/queue_ppd.h"
 #include "settings/option_names.h"
 
 // libcups calls its PPD functions deprecated since PPD files are; our printers have nothing else.
@@ -78,30 +79,19 @@ class OptionList {
 // The PPD file with the choices of the job, and the defaults of all other options, marked.
 class MarkedPpd {
  public:
-  MarkedPpd(const char* path, const OptionList& jobOptions) {
-    if (!path) return;
-    ppd_ = ppdOpenFile(path);
-    if (!ppd_) {
-      int line = 0;
-      const ppd_status_t reason = ppdLastError(&line);
-      std::fprintf(stderr, "WARNING: The defaults of the PPD file are not used: %s, line %d.\n",
-                   ppdErrorString(reason), line);
-      return;
-    }
-    ppdMarkDefaults(ppd_);
-    jobOptions.markIn(ppd_);
+  MarkedPpd(const char* path, const OptionList& jobOptions) : ppd_(openQueuePpd(path)) {
+    if (!ppd_) return;
+    ppdMarkDefaults(ppd_.get());
+    jobOptions.markIn(ppd_.get());
   }
-  ~MarkedPpd() { ppdClose(ppd_); }
-  MarkedPpd(const MarkedPpd&) = delete;
-  MarkedPpd& operator=(const MarkedPpd&) = delete;
 
   const char* choice(const char* option) const {
-    const ppd_choice_t* const choice = ppd_ ? ppdFindMarkedChoice(ppd_, option) : nullptr;
+    const ppd_choice_t* const choice = ppd_ ? ppdFindMarkedChoice(ppd_.get(), option) : nullptr;
     return choice ? choice->choice : nullptr;
   }
 
  private:
-  ppd_file_t* ppd_ = nullptr;
+  const Ppd ppd_;
 };
 
 // CUPS writes the two values of a switch in small letters, whatever the PPD file calls its

@@ -83,8 +83,9 @@ bool initPPDValues(PPDValues& ppdValues) {
   if (!path) return false;
   Descriptor file = openWithoutWaiting(path);
   const bool opened = file.valid();
-  // Treat a FIFO or a device as an empty file: it might never end.
-  if (opened && !isRegularFile(file)) return false;
+  // Treat a FIFO or a device as an empty file, and a file of /proc, whose size is 0: they might
+  // never end.
+  if (opened && !(isRegularFile(file) && hasContent(file))) return false;
   if (opened) ppdValues.file.reset(cupsFileOpenFd(file.release(), "r"));
   if (!ppdValues.file) {
     constexpr int kTraceLine = 1816;  // fixed: tools that read the log expect it

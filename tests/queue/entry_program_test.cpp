@@ -1,18 +1,22 @@
-// The entry program as CUPS starts it, with a recorder as the filter.
+// The entry program as CUPS starts it. What it answers is what the filter answers to the job with
+// completed options.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <set>
 
 #include "tests/queue/queue_ppd.h"
+#include "tests/support/instrumented.h"
 #include "tests/support/program.h"
 
-// Both are set by the build.
+// Set by the build.
 #ifndef QUEUE_PROGRAM
 #error "QUEUE_PROGRAM is not set"
-#endif
-#ifndef RECORDER_PROGRAM
-#error "RECORDER_PROGRAM is not set"
 #endif
 
 namespace fs = std::filesystem;
@@ -22,209 +26,268 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-Strings splitAtZeros(const std::string& text) {
-  Strings strings;
-  for (std::size_t from = 0, to; (to = text.find('\0', from)) != text.npos; from = to + 1) {
-    strings.push_back(text.substr(from, to - from));
-  }
-  return strings;
+const Strings kJob = {"Office", "42", "ada", "Title", "3", "PrintTo=JRVerify"};
+const std::string kOptions = "PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=3";
+const std::string kFoldPpd = ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold"));
+const std::string kInput = bytes(
+    "%!PS\r\n\0\xFF the job\n%%BeginFeature: *QVBookletFold BiFold\nx\n"
+    "statusdict /duplexer get exec\n%RBINumCopies: 3\n");
+
+Strings withOptions(Strings argv, const std::string& options) {
+  argv.at(5) = options;
+  return argv;
 }
 
-// A server folder with the two programs, and a run of the entry program in it.
-class Server {
+// A folder for a PPD file, the environment of CUPS, and runs of a program in it.
+class Queue {
  public:
-  Server() {
-    fs::create_directories(folder_.file("filter/records"));
-    fs::copy_file(QUEUE_PROGRAM, filter("jobshaper-queue"));
-    fs::copy_file(RECORDER_PROGRAM, filter("jobshaper"));
-    environment = Job().environment();
-    environment["CUPS_SERVERBIN"] = folder_.path();
-  }
-
-  std::string filter(const std::string& name) const { return folder_.file("filter/" + name); }
   std::string file(const std::string& name) const { return folder_.file(name); }
   void ppd(const std::string& text) {
     writeFile(file("printer.ppd"), text);
     environment["PPD"] = file("printer.ppd");
   }
-  Outcome run(const Strings& argv, std::string_view input = "",
-              const std::string& program = "jobshaper-queue") const {
-    Process process(filter(program), argv, environment);
+  Outcome run(const Strings& argv, std::string_view input = kInput,
+              const BeforeExec& beforeExec = nullptr) const {
+    return run(QUEUE_PROGRAM, argv, input, beforeExec);
+  }
+  Outcome filter(const Strings& argv, std::string_view input = kInput,
+                 const BeforeExec& beforeExec = nullptr) const {
+    return run(job_.program(), argv, input, beforeExec);
+  }
+
+ private:
+  Outcome run(const std::string& program, const Strings& argv, std::string_view input,
+              const BeforeExec& beforeExec) const {
+    Process process(program, argv, environment, beforeExec);
     process.write(input);
     return process.finish();
   }
 
-  // What the filter was started with.
-  Strings argv(const std::string& jobId = "42") const { return recorded(jobId, "argv"); }
-  Strings files() const { return recorded("42", "files"); }
-  std::string input(const std::string& jobId = "42") const {
-    return readFile(filter("records/" + jobId + ".jobshaper.input"));
-  }
-  std::map<std::string, std::string> filterEnvironment() const {
-    std::map<std::string, std::string> variables;
-    for (const std::string& line : recorded("42", "environment")) {
-      variables[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
-    }
-    return variables;
-  }
-  bool filterRan() const { return !fs::is_empty(filter("records")); }
-
-  std::map<std::string, std::string> environment;
-
- private:
-  Strings recorded(const std::string& jobId, const std::string& what) const {
-    return splitAtZeros(readFile(filter("records/" + jobId + ".jobshaper." + what)));
-  }
-
+  Job job_;
   TemporaryFolder folder_;
+
+ public:
+  std::map<std::string, std::string> environment = job_.environment();
 };
 
-void expectSilentSuccess(const Outcome& outcome) { expectOutcome(outcome, "", ""); }
+void expectSame(const Outcome& outcome, const Outcome& expected) {
+  EXPECT_EQ(outcome.out, expected.out);
+  EXPECT_EQ(outcome.err, expected.err);
+  EXPECT_EQ(outcome.exitStatus, expected.exitStatus);
+  EXPECT_EQ(outcome.signal, expected.signal);
+}
 
-const Strings kJob = {"Office", "42", "ada", "Title", "3", "PrintTo=JRVerify"};
-const std::string kOptions = "PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=3";
-const std::string kFoldPpd = ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold"));
+void expectWarning(const Outcome& outcome, const std::string& reason, const Outcome& expected) {
+  EXPECT_EQ(outcome.out, expected.out);
+  EXPECT_EQ(outcome.err, "WARNING: The PPD file is not used: " + reason + ".\n" + expected.err);
+  EXPECT_EQ(outcome.exitStatus, 0);
+}
 
-TEST(EntryProgram, BecomesTheFilterWithCompletedOptions) {
-  Server server;
-  server.ppd(kFoldPpd);
-  expectSilentSuccess(server.run(kJob, bytes("%!PS\r\n\0\xFF the job")));
-  EXPECT_EQ(server.argv(),
-            Strings({"Office", "42", "ada", "Title", "3", kOptions + " QVBookletFold=BiFold"}));
-  EXPECT_EQ(server.input(), bytes("%!PS\r\n\0\xFF the job"));
-  EXPECT_EQ(server.filterEnvironment(), server.environment);
-  // No file stays open behind it.
-  const Strings files = server.files();
-  server.run(kJob, "", "jobshaper");
-  EXPECT_EQ(files, server.files());
+TEST(EntryProgram, FiltersTheJobWithCompletedOptions) {
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  const Outcome outcome = queue.run(kJob);
+  expectSame(outcome, queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+  EXPECT_NE(outcome.out.find("<< /Fold 1 >> setpagedevice"), std::string::npos);
+  EXPECT_NE(outcome.out.find("<< /CollatedCopies 3 >>"), std::string::npos);
 }
 
 TEST(EntryProgram, KeepsTheOtherArguments) {
-  Server server;
-  const Strings argv = {"Büro \"2\"", "42", "O'Hara {x}", "a\nb\\ <20>", "2", "", "/tmp/no file"};
-  expectSilentSuccess(server.run(argv));
-  Strings expected = argv;
-  expected[5] = "com.apple.print.PrintSettings.PMCopies..n.=2";
-  EXPECT_EQ(server.argv(), expected);
+  Queue queue;
+  writeFile(queue.file("a job"), kInput);
+  const Strings argv = {"B\xC3\xBCro \"2\"", "42", "O'Hara {x}", "a b\\ <20>", "2", "",
+                        queue.file("a job")};
+  expectSame(queue.run(argv, ""),
+             queue.filter(withOptions(argv, "com.apple.print.PrintSettings.PMCopies..n.=2"), ""));
 }
 
 TEST(EntryProgram, TakesEmptyArguments) {
-  Server server;
-  expectSilentSuccess(server.run({"", "", "", "", "", "", ""}));
-  EXPECT_EQ(server.argv(""), Strings({"", "", "", "", "", "", ""}));
+  Queue queue;
+  const Strings argv = {"", "", "", "", "", ""};
+  expectSame(queue.run(argv), queue.filter(argv));
 }
 
 TEST(EntryProgram, LeavesAWrongNumberOfArgumentsToTheFilter) {
   for (const Strings& argv :
        {Strings{"Office", "42"}, Strings{"Office", "42", "ada", "Title", "3"},
         Strings{"Office", "42", "ada", "Title", "3", "a=1", "file", "more"}}) {
-    Server server;
-    server.environment["DEVICE_URI"] = std::string(100, 'u');
-    expectSilentSuccess(server.run(argv));
-    EXPECT_EQ(server.argv(), argv);
+    Queue queue;
+    queue.environment["DEVICE_URI"] = std::string(100, 'u');
+    const Outcome outcome = queue.run(argv);
+    expectSame(outcome, queue.filter(argv));
+    EXPECT_EQ(outcome.exitStatus, 1);
   }
 }
 
-TEST(EntryProgram, GoesOnWithoutAPpd) {
-  Server server;
-  expectSilentSuccess(server.run(kJob));
-  EXPECT_EQ(server.argv().at(5), kOptions);
-}
-
-TEST(EntryProgram, GoesOnWithAPpdThatCannotBeOpened) {
-  Server server;
-  server.environment["PPD"] = server.file("missing.ppd");
-  expectOutcome(server.run(kJob), "",
-                "WARNING: The defaults of the PPD file are not used: Unable to open PPD file, "
-                "line 0.\n");
-  EXPECT_EQ(server.argv().at(5), kOptions);
-}
-
-TEST(EntryProgram, ShortensTheDeviceUriTo99Bytes) {
-  for (const std::size_t length : {0U, 1U, 98U, 99U, 100U, 112U, 5000U}) {
-    Server server;
+TEST(EntryProgram, TakesADeviceUriOfAnyLength) {
+  for (const std::size_t length : {99U, 100U, 5000U}) {
+    Queue queue;
     const std::string uri = ("dnssd://" + std::string(length, 'x')).substr(0, length);
-    server.environment["DEVICE_URI"] = uri;
-    expectSilentSuccess(server.run(kJob));
-    EXPECT_EQ(server.filterEnvironment()["DEVICE_URI"], uri.substr(0, 99)) << length;
+    queue.environment["DEVICE_URI"] = uri;
+    const Outcome outcome = queue.run(kJob);
+    queue.environment["DEVICE_URI"] = uri.substr(0, 99);
+    expectSame(outcome, queue.filter(withOptions(kJob, kOptions)));
   }
 }
 
-TEST(EntryProgram, SetsNoDeviceUriWhereThereIsNone) {
-  Server server;
-  server.environment.erase("DEVICE_URI");
-  expectSilentSuccess(server.run(kJob));
-  EXPECT_EQ(server.filterEnvironment(), server.environment);
+TEST(EntryProgram, NeedsNoDeviceUri) {
+  Queue queue;
+  queue.environment.erase("DEVICE_URI");
+  expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions)));
 }
 
-TEST(EntryProgram, PassesSignalsInTheStateInWhichItGotThem) {
-  // The tests start programs with SIGPIPE as CUPS does; libcups must not have changed it.
-  Server server;
-  fs::remove(server.filter("jobshaper"));
-  writeFile(server.filter("jobshaper"), "#!/bin/sh\nexec grep ^SigIgn /proc/self/status\n");
-  fs::permissions(server.filter("jobshaper"), fs::perms::owner_all);
-  server.ppd(kFoldPpd);
-  EXPECT_EQ(server.run(kJob).out, "SigIgn:\t0000000000000000\n");
-}
-
-// ---- where the filter is
-
-TEST(FilterPlace, IsBesideTheEntryProgramWhenCupsNamesNone) {
-  for (const char* serverBin : {"", "/no such folder", "/dev/null"}) {
-    Server server;
-    server.environment["CUPS_SERVERBIN"] = serverBin;
-    expectSilentSuccess(server.run(kJob));
-    EXPECT_EQ(server.argv().at(5), kOptions);
+TEST(EntryProgram, EndsLikeTheFilterWhenTheJobIsCancelled) {
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  Outcome outcomes[2];
+  for (int i = 0; i < 2; ++i) {
+    const Strings argv = i == 0 ? kJob : withOptions(kJob, kOptions + " QVBookletFold=BiFold");
+    Process process(i == 0 ? QUEUE_PROGRAM : Job().program(), argv, queue.environment);
+    process.write("%!PS\n");
+    ASSERT_TRUE(process.waitForOutputText("%!PS\n"));
+    process.kill(SIGTERM);
+    outcomes[i] = process.finish();
   }
-  Server server;
-  server.environment.erase("CUPS_SERVERBIN");
-  expectSilentSuccess(server.run(kJob));
-  EXPECT_TRUE(server.filterRan());
+  EXPECT_EQ(outcomes[0].signal, SIGTERM);
+  EXPECT_TRUE(outcomes[0].out.ends_with("@PJL EOJ\n@PJL QPORTROTATE\n\x1b%-12345X"));
+  expectSame(outcomes[0], outcomes[1]);
 }
 
-TEST(FilterPlace, ThatCupsNamesComesFirst) {
-  Server other, server;
-  server.environment["CUPS_SERVERBIN"] = other.file("");
-  expectSilentSuccess(server.run(kJob));
-  EXPECT_TRUE(other.filterRan());
-  EXPECT_FALSE(server.filterRan());
+TEST(EntryProgram, TakesNoPpdFileForTheJob) {
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  const Strings completed = withOptions(kJob, kOptions + " QVBookletFold=BiFold");
+  const BeforeExec close = [] { ::close(STDIN_FILENO); };
+  expectSame(queue.run(kJob, "", close), queue.filter(completed, "", close));
 }
 
-TEST(FilterPlace, WithoutAFilterIsAnError) {
-  Server server;
-  fs::remove(server.filter("jobshaper"));
-  expectOutcome(
-      server.run(kJob), "",
-      "ERROR: Cannot start " + server.filter("jobshaper") + ": No such file or directory\n", 1);
+TEST(EntryProgram, LeavesNoFileOpenBesidesTheFilters) {
+#if !defined(__linux__)
+  GTEST_SKIP() << "the open files of a process are listed in /proc on Linux only";
+#else
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  std::multiset<std::string> open[2];
+  for (int i = 0; i < 2; ++i) {
+    Process process(i == 0 ? QUEUE_PROGRAM : Job().program(), kJob, queue.environment);
+    ASSERT_TRUE(process.waitForOutputText("ENTER LANGUAGE = POSTSCRIPT\n"));
+    for (const auto& entry :
+         fs::directory_iterator("/proc/" + std::to_string(process.pid()) + "/fd")) {
+      const std::string target = fs::read_symlink(entry.path());
+      open[i].insert(target.substr(0, target.find('[')));
+    }
+    process.finish();
+  }
+  EXPECT_EQ(open[0].count(queue.file("printer.ppd")), 1U);
+  EXPECT_EQ(open[0], open[1]);
+#endif
 }
 
-TEST(FilterPlace, WithAFilterThatMayNotRunIsAnError) {
-  Server server;
-  fs::permissions(server.filter("jobshaper"), fs::perms::owner_read);
-  expectOutcome(server.run(kJob), "",
-                "ERROR: Cannot start " + server.filter("jobshaper") + ": Permission denied\n", 1);
-}
-
-// ---- sizes
-
-TEST(Sizes, OptionsOfManyKilobytesAreCompleted) {
-  Server server;
-  server.ppd(kFoldPpd);
-  Strings argv = kJob;
-  argv[5] = "a=" + std::string(100000, 'x');
-  expectSilentSuccess(server.run(argv));
-  EXPECT_EQ(server.argv().at(5),
-            argv[5] + " com.apple.print.PrintSettings.PMCopies..n.=3" + " QVBookletFold=BiFold");
-}
-
-// The system passes no argument of 128 KiB or more: what arrived goes on as it arrived.
-TEST(Sizes, OptionsThatFillAnArgumentGoOnAsTheyAre) {
-  Server server;
-  Strings argv = kJob;
+TEST(EntryProgram, TakesOptionsThatNoArgumentCouldHold) {
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  // The most that the system passes: the additions have no room in an argument.
   const auto longest = static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) * 32 - 1;
-  argv[5] = "a=" + std::string(longest - 2, 'x');
-  expectSilentSuccess(server.run(argv));
-  EXPECT_EQ(server.argv(), argv);
+  const Outcome outcome = queue.run(withOptions(kJob, "a=" + std::string(longest - 2, 'x')));
+  expectSame(outcome, queue.filter(withOptions(kJob, kOptions.substr(kOptions.find(' ') + 1) +
+                                                         " QVBookletFold=BiFold")));
+}
+
+// ---- PPD files that cannot be used
+
+TEST(BadPpd, ThatIsNotSetIsNoReasonToWarn) {
+  Queue queue;
+  expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions)));
+}
+
+TEST(BadPpd, ThatIsMissing) {
+  Queue queue;
+  queue.environment["PPD"] = queue.file("missing.ppd");
+  expectWarning(queue.run(kJob), "No such file or directory",
+                queue.filter(withOptions(kJob, kOptions)));
+}
+
+TEST(BadPpd, ThatIsNoFileWithContent) {
+  Queue queue;
+  ASSERT_EQ(::mkfifo(queue.file("fifo").c_str(), 0600), 0);
+  writeFile(queue.file("empty"), "");
+  Strings paths = {queue.file("fifo"), queue.file("empty"), queue.file(""), "/dev/zero"};
+#if defined(__linux__)
+  paths.push_back("/proc/self/maps");
+#endif
+  for (const std::string& path : paths) {
+    queue.environment["PPD"] = path;
+    expectWarning(queue.run(kJob), "it is no file with content",
+                  queue.filter(withOptions(kJob, kOptions)));
+  }
+}
+
+TEST(BadPpd, ThatIsNoPpdFile) {
+  Queue queue;
+  queue.ppd("This is no PPD file.\n");
+  expectWarning(queue.run(kJob), "Missing asterisk in column 1, line 1",
+                queue.filter(withOptions(kJob, kOptions)));
+}
+
+TEST(BadPpd, OfAnotherMaker) {
+  Queue queue;
+  std::string text = kFoldPpd;
+  text.replace(text.find("\"Quorvan\""), 9, "\"Another\"");
+  queue.ppd(text);
+  expectWarning(queue.run(kJob), "it is of another maker's printer",
+                queue.filter(withOptions(kJob, kOptions)));
+}
+
+// Little memory and processor time, with which libcups could not read these files.
+void limitResources() {
+  const rlimit time = {20, 20};
+  ::setrlimit(RLIMIT_CPU, &time);
+  if (kSanitized) return;
+  const rlimit memory = {256 << 20, 256 << 20};
+  ::setrlimit(RLIMIT_AS, &memory);
+}
+
+std::string repeated(std::size_t count, const std::string& before, const std::string& after) {
+  std::string text;
+  for (std::size_t i = 0; i < count; ++i) text.append(before).append(std::to_string(i) + after);
+  return text;
+}
+
+TEST(BadPpd, ThatIsTooLarge) {
+  const std::string filler(1000, 'x');
+  for (const std::string& lines : {
+           repeated(100000, "*ParamCustomPageSize p", ": 1 int 1 2\n"),
+           repeated(100000, "*customPageSize p", ": x\n"),
+           repeated(30000, "*OpenUI *o", ": PickOne\n"),
+           repeated(30000, "*JCLOpenUI *o", ": PickOne\n"),
+           repeated(30000, "*OpenSubGroup: g", "\n"),
+           repeated(60000, "*PaperDimension s", ": \"1 2\"\n"),
+           repeated(60000, "*ImageableArea s", ": \"1 2\"\n"),
+           repeated(60000, "*a", ": x\n"),
+           repeated(2200, "*a", ": \"" + filler + "\"\n"),
+       }) {
+    Queue queue;
+    queue.ppd(ppdWith(lines));
+    expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
+                  queue.filter(withOptions(kJob, kOptions)));
+  }
+}
+
+TEST(BadPpd, ThatUnfoldsToMuch) {
+  Queue queue;
+  queue.ppd(ppdWith(repeated(20, "*a", ": \"" + std::string(1 << 20, ' ') + "\"\n")));
+  ASSERT_EQ(std::system(("gzip -n " + queue.file("printer.ppd")).c_str()), 0);
+  queue.environment["PPD"] = queue.file("printer.ppd.gz");
+  expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
+                queue.filter(withOptions(kJob, kOptions)));
+}
+
+TEST(GoodPpd, MayBeCompressed) {
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  ASSERT_EQ(std::system(("gzip -n " + queue.file("printer.ppd")).c_str()), 0);
+  queue.environment["PPD"] = queue.file("printer.ppd.gz");
+  expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
 }
 
 }  // namespace

@@ -195,17 +195,15 @@ TEST(MarkedChoices, AreThoseOfEveryOptionThatTheFilterReads) {
   EXPECT_EQ(options.size(), names.size() + 1) << "and the copies";
 }
 
-TEST(Ppd, ThatCannotBeUsedAddsNothing) {
+TEST(UnusablePpd, AddsNothing) {
   ::testing::internal::CaptureStderr();
   QueueJob job;
   job.ppdPath = "/no such file.ppd";
   EXPECT_EQ(completedOptions(job), "");
   EXPECT_EQ(added("", "This is no PPD file.\n"), kOneCopy);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "WARNING: The defaults of the PPD file are not used: Unable to open PPD file, "
-            "line 0.\n"
-            "WARNING: The defaults of the PPD file are not used: Missing asterisk in column 1, "
-            "line 1.\n");
+            "WARNING: The PPD file is not used: No such file or directory.\n"
+            "WARNING: The PPD file is not used: Missing asterisk in column 1, line 1.\n");
 }
 
 // ---- accounting

@@ -4,7 +4,7 @@
 usage: print_one.py BUILD-FOLDER WORK-FOLDER FILE [OPTION=VALUE ...]
 
 Leaves in the work folder: job.ps, what the filter read; output.prn, what the printer got;
-options, what CUPS passed as the job's options; added, what stands behind them for the filter.
+options, what CUPS passed as the job's options; added, what the entry program put after them.
 """
 
 import pathlib
@@ -20,7 +20,7 @@ def main(build, work, file, *options):
     build, work = pathlib.Path(build), pathlib.Path(work)
     printer = listener.Listener()
     cups = RecordedCups(build / "jobshaper", build / "jobshaper-queue",
-                        build / "tests" / "queue" / "recorder")
+                        build / "tests" / "scheduler" / "recorder")
     try:
         cups.start()
         cups.add_queue("Office", build / "ppd" / "quorvan-color-finisher.ppd", printer.uri)
@@ -29,7 +29,7 @@ def main(build, work, file, *options):
             raise private_cups.Failure("\n".join(cups.log_of(job.number)))
         (work / "job.ps").write_bytes(job.input.read_bytes())
         (work / "output.prn").write_bytes(job.received)
-        (work / "options").write_bytes(job.queue_argv[5] + b"\n")
+        (work / "options").write_bytes(job.argv[5] + b"\n")
         (work / "added").write_text("\n".join(job.added) + "\n", encoding="latin-1")
     finally:
         cups.stop()

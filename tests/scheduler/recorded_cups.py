@@ -1,20 +1,41 @@
-"""A private scheduler whose queues run the built programs, each behind a recorder."""
+"""A private scheduler whose queues run the built entry program, behind a recorder."""
 
+import functools
+import pathlib
 import re
+import subprocess
+import tempfile
 
 import private_cups
 
 UEL = b"\x1b%-12345X"
 TRAILER = UEL + UEL + b'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n' + UEL
 SWITCH = b"@PJL ENTER LANGUAGE = POSTSCRIPT\n"
+# Makes a program write its diagnostic log.
+LOG_SETTINGS = """\
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict><key>Feiprion</key><dict>
+<key>debugFile</key><string>debug.log</string>
+<key>debugLevel</key><integer>7</integer>
+<key>moduleNumber</key><integer>1</integer>
+</dict></dict></plist>
+"""
+
+
+def write_log_settings(folder):
+    settings = pathlib.Path(folder, "Debug", ".DebugPlist", "qvDebug.plist")
+    settings.parent.mkdir(parents=True)
+    for part in (settings.parent, settings.parent.parent):
+        part.chmod(0o755)
+    settings.write_text(LOG_SETTINGS)
 
 
 class RecordedCups(private_cups.PrivateCups):
     def __init__(self, filter_program, entry_program, recorder):
         super().__init__()
         self.real_filter = self.add_filter("jobshaper", filter_program, folder="real")
-        self.add_filter("jobshaper-queue", entry_program, folder="real")
-        self.add_filter("jobshaper", recorder)
+        self.real_entry = self.add_filter("jobshaper-queue", entry_program, folder="real")
         self.add_filter("jobshaper-queue", recorder)
         self.records = self.bin / "filter" / "records"
         self.records.mkdir()
@@ -29,22 +50,51 @@ class RecordedCups(private_cups.PrivateCups):
         """Waits for a job that will be the printer's `count`th."""
         self.wait_for(number)
         private_cups.wait_until(lambda: len(printer.jobs) >= count, 10, "the printer's last byte")
-        return PrintedJob(number, printer.jobs[count - 1], self.records)
+        return PrintedJob(self, number, printer.jobs[count - 1])
 
 
 class PrintedJob:
     """A job that has been printed: what was recorded on the way, and what the printer got."""
 
-    def __init__(self, number, received, records):
+    def __init__(self, cups, number, received):
         def strings(name):
-            return (records / f"{number}.{name}").read_bytes().split(b"\0")[:-1]
+            return (cups.records / f"{number}.jobshaper-queue.{name}").read_bytes().split(b"\0")[:-1]
 
+        self._cups = cups
         self.number = number
         self.received = received
-        self.queue_argv = strings("jobshaper-queue.argv")
-        self.argv = strings("jobshaper.argv")
-        self.environment = dict(entry.split(b"=", 1) for entry in strings("jobshaper.environment"))
-        self.input = records / f"{number}.jobshaper.input"
+        self.argv = strings("argv")
+        self.environment = dict(entry.split(b"=", 1) for entry in strings("environment"))
+        self.input = cups.records / f"{number}.jobshaper-queue.input"
+
+    def run_again(self, program, argv=None, **environment):
+        """What a program makes of the same arguments, environment and input."""
+        environment = {name.encode(): value for name, value in environment.items()}
+        with open(self.input, "rb") as recorded:
+            done = subprocess.run(argv or self.argv, executable=program,
+                                  env={**self.environment, **environment}, stdin=recorded,
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60,
+                                  check=False)
+        if done.returncode != 0:
+            raise private_cups.Failure(f"{program} ended with {done.returncode}: {done.stderr!r}")
+        return done.stdout
+
+    @functools.cached_property
+    def completed(self):
+        """The option string that the entry program made, from the log of another run."""
+        with tempfile.TemporaryDirectory() as folder:
+            write_log_settings(folder)
+            self.run_again(self._cups.real_entry, TMPDIR=folder)
+            log = pathlib.Path(folder, "debug.log").read_bytes()
+        return re.search(rb"ARGV\[5\] = (.*?)\n\n[^\n]*ARGV\[6\] = ", log, re.S).group(1)
+
+    @functools.cached_property
+    def expected(self):
+        """What the filter itself makes of the completed job."""
+        argv = [*self.argv[:5], self.completed, *self.argv[6:]]
+        # It takes no longer one.
+        return self.run_again(self._cups.real_filter, argv,
+                              DEVICE_URI=self.environment[b"DEVICE_URI"][:99])
 
     @property
     def header(self):
@@ -58,5 +108,5 @@ class PrintedJob:
 
     @property
     def added(self):
-        """What the entry program put behind the options."""
-        return self.argv[5][len(self.queue_argv[5]):].decode("latin-1").split()
+        """What the entry program put after the options."""
+        return self.completed[len(self.argv[5]):].decode("latin-1").split()

@@ -1,0 +1,42 @@
+#include "queue/queue_filter.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "filter/job_filter.h"
+#include "filter/job_setup.h"
+#include "platform/descriptor.h"
+#include "queue/option_string.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr std::size_t kOptionsArgument = 5;
+
+// The filter takes no longer DEVICE_URI, and looks at its beginning only.
+void shortenDeviceUri() {
+  const char* const uri = std::getenv("DEVICE_URI");
+  if (!uri || std::strlen(uri) <= kLongestDeviceUri) return;
+  setenv("DEVICE_URI", std::string(uri, kLongestDeviceUri).c_str(), 1);
+}
+
+}  // namespace
+
+int filterQueueJob(int argc, char* const argv[], const System& system) {
+  openMissingStandardStreams();
+  shortenDeviceUri();
+  if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // which says what is wrong
+  QueueJob job;
+  job.options = argv[5];
+  job.copies = argv[4];
+  job.ppdPath = std::getenv("PPD");
+  std::string options = completedOptions(job);
+  std::vector<char*> arguments(argv, argv + argc + 1);
+  arguments[kOptionsArgument] = options.data();
+  return filterJob(argc, arguments.data(), system);
+}
+
+}  // namespace jobshaper
