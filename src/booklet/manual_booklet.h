@@ -16,8 +16,8 @@ namespace jobshaper {
 inline constexpr std::int32_t kFirstVersionWithoutSave = 0x1050;
 
 // Reads the job from the descriptor `input`, which it does not close, to its end and writes it,
-// reordered, to `outputPath`. Uses the job's BookletFiles and leaves all of them behind. Drops the
-// job's trailer and an unterminated last line, and converts the text from Mac OS Roman to UTF-8.
+// reordered, to `outputPath`. Uses the job's BookletFiles and does not delete them. Drops the job's
+// trailer and an unterminated last line, and converts the text from Mac OS Roman to UTF-8.
 // `orientation` is "Up" (odd pages last first), "Down" (blank page at the end) or none. With
 // `onlyInside`, adds a second blank page for the cover. Returns 1 on success; 0 when a file cannot
 // be written or read, which it reports on standard error, or when the job is canceled.

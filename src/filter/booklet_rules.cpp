@@ -143,7 +143,7 @@ BookletSetup setUpBooklet(JobState& job, const System& system) {
     job.manualJobPath = BookletFiles(job.tempDirectory, job.jobIdString).job;
     if (!manualBookletOrder(job.inputStream, job.manualJobPath, job.jobIdString, std::nullopt,
                             job.onlyInside)) {
-      if (cancellationRequested()) return BookletSetup::cancelled;
+      if (cancellationRequested()) return BookletSetup::canceled;
       std::fputs("ERROR: Fatal error in manual booklet!\n", stderr);
       return BookletSetup::failed;
     }

@@ -11,9 +11,9 @@
 namespace jobshaper {
 
 enum class BookletSetup {
-  done,       // not a booklet, or ready for the header and the line loop
-  failed,     // reported on standard error; the filter must exit with status 1
-  cancelled,  // by SIGTERM, while the job was being reordered
+  done,      // not a booklet, or ready for the header and the line loop
+  failed,    // reported on standard error; the filter must exit with status 1
+  canceled,  // by SIGTERM, while the job was being reordered
 };
 
 // Decides whether the job is a booklet, and which kind, and stores the answer in `job`. May append

@@ -56,7 +56,7 @@ JobEnd runJob(JobState& job, const System& system, const char* userID, int outpu
   if (booklet == BookletSetup::failed) return JobEnd::failed;
   if (booklet == BookletSetup::done) writeJob(job, output, inputBlock);
   removeManualBookletFiles(job);
-  return cancellationRequested() ? JobEnd::cancelled : JobEnd::printed;
+  return cancellationRequested() ? JobEnd::canceled : JobEnd::printed;
 }
 
 int filterJob(int argc, char* const argv[], const System& system) {
@@ -70,7 +70,7 @@ int filterJob(int argc, char* const argv[], const System& system) {
   switch (runJob(job, system, argv[2], STDOUT_FILENO)) {
     case JobEnd::failed:
       return 1;
-    case JobEnd::cancelled:
+    case JobEnd::canceled:
       endByCancellation();  // CUPS sees which signal ended the filter
     case JobEnd::printed:
       break;

@@ -17,8 +17,8 @@ int filterJob(int argc, char* const argv[], const System& system);
 
 enum class JobEnd {
   printed,
-  failed,     // reported on standard error
-  cancelled,  // by SIGTERM; what has been written is complete up to the trailer
+  failed,    // reported on standard error
+  canceled,  // by SIGTERM; what has been written is complete up to the trailer
 };
 
 // Runs a job whose state has been set up, by setUpJob() or otherwise: creates the header, reorders
