@@ -15,7 +15,7 @@ catalogs, instructions = sys.argv[1:3]
 ppds = [Ppd(path) for path in sys.argv[3:]]
 checks = Checks()
 
-languages = {os.path.basename(p)[:-6] for p in glob.glob(f"{instructions}/*.cmake")} - {"en"}
+languages = {os.path.basename(p)[:-4] for p in glob.glob(f"{instructions}/*.txt")} - {"en"}
 checks.check(len(languages) == 7, f"languages of the instruction pages: {languages}")
 
 

@@ -35,10 +35,10 @@ for size in '595 842' '612 792'; do
   awk '$4 < 0.02 || $4 > 0.4 { exit 1 }' ink || { cat ink; fail "too little or too much ink"; }
 
   # ---- All its words and no others (in English where the printer lacks the font).
-  words=$texts/$language.cmake
-  ! grep -q twoByteFonts "$words" || words=$texts/en.cmake
-  { sed -n 's/^set(.* \[\[\(.*\)\]\])$/\1/p' "$words"
-    grep '^set(thisSheet ' "$words" | sed 's/^[^[]*\[\[\(.*\)\]\])$/\1\n\1/'
+  words=$texts/$language.txt
+  ! grep -q twoByteFonts "$words" || words=$texts/en.txt
+  { sed 's/^[^ ]* //' "$words"
+    sed -n 's/^thisSheet \(.*\)/\1\n\1/p' "$words"
     echo '1 2 3 i'
   } | sed "s/'/\xe2\x80\x99/g; s/\xc2\xa0/ /g" | tr -s ' ' '\n' | sed '/^$/d' | sort > expected
   run txtwrite text plain.ps
