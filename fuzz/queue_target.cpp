@@ -1,6 +1,7 @@
-// The options that the entry program of a queue adds to a job's.
+// What the entry program of a queue makes of a job: nothing that breaks the header.
 //
-// Input: a setting (whether there is a PPD file), the options, the copies, then the PPD file.
+// Input: a setting (whether there is a PPD file), the options, the copies, the user, the title,
+// then the PPD file.
 
 #include "queue/option_string.h"
 
@@ -8,7 +9,11 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "fuzz/support.h"
+#include "pjl/pjl_creation.h"
+#include "settings/argument_store.h"
 
 using namespace jobshaper;
 using namespace jobshaper::fuzz;
@@ -25,35 +30,51 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool hasPpd = input.setting() & 1;
   const std::string options = input.cText();
   const std::string copies = input.cText();
+  const std::string user = input.cText();
+  const std::string title = input.cText();
   writeFile(path, input.rest());
   job.options = options.c_str();
   job.copies = copies.c_str();
+  job.user = user.c_str();
+  job.title = title.c_str();
   if (hasPpd) job.ppdPath = path.c_str();
 
   const int free = lowestFreeDescriptor();
-  std::string completed;
+  CompletedJob completed;
   {
     const Redirected caught(STDERR_FILENO, messages.descriptor());
-    completed = completedOptions(job);
+    completed = completedJob(job);
   }
   FUZZ_CHECK(lowestFreeDescriptor() == free);
-  // At most one line, and only the reasons that the PPD library knows stand in it.
-  const std::string_view said = messages.take();
-  FUZZ_CHECK(said.empty() || said.starts_with("WARNING: "));
-  FUZZ_CHECK(completed.starts_with(options));
+  for (std::string_view said = messages.take(); !said.empty();) {
+    FUZZ_CHECK(said.starts_with("WARNING: "));
+    said.remove_prefix(std::min(said.find('\n'), said.size() - 1) + 1);
+  }
 
-  // Every option of the job is still there; only the accounting values may read otherwise.
+  argumentStore store;
+  store.initWithOptionString(completed.options.c_str());
+  pjlCreation header;
+  header.initFromArgsStore(store, completed.user, completed.additions.jobName);
+  for (const std::string_view line : header.objectEnumerator()) {
+    FUZZ_CHECK(line.starts_with("@PJL ") || line.starts_with("\x1b%-12345X@PJL JOB"));
+    FUZZ_CHECK(line.find('\n') == line.size() - 1);
+    const auto quotes = std::count(line.begin(), line.end(), '"');
+    FUZZ_CHECK(quotes == 0 || quotes == 2 || (quotes == 4 && line.starts_with("@PJL QJOBINFO ")));
+  }
+
+  // What is not of the filter is still there, as it came.
   cups_option_t* before = nullptr;
   cups_option_t* after = nullptr;
   const int countBefore = cupsParseOptions(options.c_str(), 0, &before);
-  const int countAfter = cupsParseOptions(completed.c_str(), 0, &after);
-  FUZZ_CHECK(countAfter >= countBefore);
+  const int countAfter = cupsParseOptions(completed.options.c_str(), 0, &after);
   for (int i = 0; i < countBefore; ++i) {
-    const char* const value = cupsGetOption(before[i].name, countAfter, after);
-    FUZZ_CHECK(value);
-    if (strncasecmp(before[i].name, "JA", 2) != 0) {
-      FUZZ_CHECK(std::string_view(value) == before[i].value);
-    }
+    const char* const name = before[i].name;
+    const bool own = strncasecmp(name, "JA", 2) == 0 || strncasecmp(name, "JR", 2) == 0 ||
+                     strncasecmp(name, "Qv", 2) == 0 || strcasecmp(name, "PrintTo") == 0 ||
+                     strncasecmp(name, "com.apple", 9) == 0;
+    if (own) continue;
+    const char* const value = cupsGetOption(name, countAfter, after);
+    FUZZ_CHECK(value && std::string_view(value) == before[i].value);
   }
   cupsFreeOptions(countBefore, before);
   cupsFreeOptions(countAfter, after);

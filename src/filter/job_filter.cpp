@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "booklet/cover_queries.h"
 #include "diag/log.h"
 #include "filter/booklet_rules.h"
@@ -59,13 +61,14 @@ JobEnd runJob(JobState& job, const System& system, const char* userID, int outpu
   return cancellationRequested() ? JobEnd::canceled : JobEnd::printed;
 }
 
-int filterJob(int argc, char* const argv[], const System& system) {
+int filterJob(int argc, char* const argv[], const System& system, JobAdditions additions) {
   openMissingStandardStreams();
   signal(SIGPIPE, SIG_IGN);  // when the backend exits early, still read the job to its end
   signal(SIGXFSZ, SIG_IGN);  // a capture that reaches the file size limit must not end the job
   if (!checkArguments(argc)) return 1;
 
   JobState job;
+  job.additions = std::move(additions);
   if (!setUpJob(job, argc, argv, system)) return 1;
   switch (runJob(job, system, argv[2], STDOUT_FILENO)) {
     case JobEnd::failed:

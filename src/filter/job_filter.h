@@ -13,7 +13,7 @@ namespace jobshaper {
 // ends in a null pointer. Returns the exit status: 0 when the input was read to its end, 1 when the
 // arguments are wrong, the job cannot be read or a manual booklet fails. Does not return for a
 // canceled job, but ends the process by SIGTERM.
-int filterJob(int argc, char* const argv[], const System& system);
+int filterJob(int argc, char* const argv[], const System& system, JobAdditions additions = {});
 
 enum class JobEnd {
   printed,

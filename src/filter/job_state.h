@@ -16,7 +16,14 @@ namespace jobshaper {
 // The version that the usage message and the log show: the project's, without the patch number.
 inline constexpr char kFilterVersion[] = "3.9";
 
+// What is added to a run by those who start the filter for a queue. Nothing for `jobshaper`.
+struct JobAdditions {
+  std::string jobName;  // for the JOBNAME line
+};
+
 struct JobState {
+  JobAdditions additions;
+
   bool usbPjlAllowed = false;  // the system can send PJL to a USB printer
   std::string uelString;       // Universal Exit Language
   std::string jobIdString;     // argv[1]

@@ -14,7 +14,7 @@ bool wrappingIsOn(const JobState& job) {
 }  // namespace
 
 void createHeader(JobState& job, const char* userID) {
-  job.pjlHeader.initFromArgsStore(job.jobOptions, userID, "");
+  job.pjlHeader.initFromArgsStore(job.jobOptions, userID, job.additions.jobName);
 }
 
 void writeHeader(JobState& job, JobOutput& output) {

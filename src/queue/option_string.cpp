@@ -1,39 +1,29 @@
 #include "queue/option_string.h"
 
-#include <cups/cups.h>
-#include <cups/ppd.h>
 #include <strings.h>
 
 #include <cstdio>
-#include <cstring>
 #include <optional>
 #include <string_view>
 
 #include "platform/text_encoding.h"
+#include "queue/header_text.h"
+#include "queue/option_list.h"
 #include "queue/queue_ppd.h"
 #include "settings/option_names.h"
-
-// libcups calls its PPD functions deprecated since PPD files are; our printers have nothing else.
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace jobshaper {
 
 namespace {
 
-// Every option that the filter reads and a PPD file may have. A test compares it with the
-// filter's sources.
-constexpr const char* kFilterOptions[] = {
-    "JAACCTNUM",
-    "JADEPTNUM",
-    "JAUSERID",
-    "JRHOLDKEY",
-    "JRUSERNAME",
+// Every option that the filter reads and a PPD file may have, in two lists: choices and texts. A
+// test compares them with the filter's sources.
+constexpr const char* kChoiceOptions[] = {
     "PrintTo",
     "QVBookletCoverPage",
     "QVBookletCoverSource",
     "QVBookletCoverType",
     "QVBookletFold",
-    "QVBookletPageCountFilename",
     "QVGeneric",
     "QVInsideBackCover",
     "QVInsideFrontCover",
@@ -44,55 +34,20 @@ constexpr const char* kFilterOptions[] = {
     "QvnDoubleStomp",
     "QvnPixelBoost",
 };
+constexpr const char* kTextOptions[] = {
+    "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRHOLDKEY", "JRUSERNAME", "QVBookletPageCountFilename",
+};
+
+// The texts that the header takes over as they are.
+constexpr const char* kHeaderTexts[] = {
+    "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRHOLDKEY", "JRUSERNAME",
+};
 
 // The filter takes these for Mac OS Roman; CUPS passes UTF-8.
 constexpr const char* kAccountingOptions[] = {"JAUSERID", "JAACCTNUM", "JADEPTNUM"};
 
-// A list of options as libcups keeps it: names differ in more than letter case.
-class OptionList {
- public:
-  OptionList() = default;
-  explicit OptionList(const char* text) : count_(cupsParseOptions(text, 0, &options_)) {}
-  ~OptionList() { cupsFreeOptions(count_, options_); }
-  OptionList(const OptionList&) = delete;
-  OptionList& operator=(const OptionList&) = delete;
-
-  const char* find(const char* name) const { return cupsGetOption(name, count_, options_); }
-  void put(const char* name, const char* value) {
-    count_ = cupsAddOption(name, value, count_, &options_);
-  }
-  bool operator==(const OptionList& other) const {
-    if (count_ != other.count_) return false;
-    for (int i = 0; i < count_; ++i) {
-      if (std::strcmp(options_[i].name, other.options_[i].name) != 0) return false;
-      if (std::strcmp(options_[i].value, other.options_[i].value) != 0) return false;
-    }
-    return true;
-  }
-  void markIn(ppd_file_t* ppd) const { cupsMarkOptions(ppd, count_, options_); }
-
- private:
-  cups_option_t* options_ = nullptr;
-  int count_ = 0;
-};
-
-// The PPD file with the choices of the job, and the defaults of all other options, marked.
-class MarkedPpd {
- public:
-  MarkedPpd(const char* path, const OptionList& jobOptions) : ppd_(openQueuePpd(path)) {
-    if (!ppd_) return;
-    ppdMarkDefaults(ppd_.get());
-    jobOptions.markIn(ppd_.get());
-  }
-
-  const char* choice(const char* option) const {
-    const ppd_choice_t* const choice = ppd_ ? ppdFindMarkedChoice(ppd_.get(), option) : nullptr;
-    return choice ? choice->choice : nullptr;
-  }
-
- private:
-  const Ppd ppd_;
-};
+constexpr char kFold[] = "QVBookletFold";
+constexpr char kPlainBooklet[] = "Booklet";
 
 // CUPS writes the two values of a switch in small letters, whatever the PPD file calls its
 // choices, and the filter compares with those.
@@ -109,15 +64,12 @@ bool saysNothing(std::string_view option, std::string_view choice) {
   return option == "PrintTo" && choice == "JRPrinter";
 }
 
-// The number of copies; nothing when it is none.
-const char* copyCount(const char* copies) {
-  const std::string_view digits = copies;
-  const bool isNumber = digits.find_first_not_of("0123456789") == digits.npos;
-  return isNumber && !digits.empty() ? copies : nullptr;
+bool isCopyCount(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
 // Whether copies are collated; nothing when neither the job nor the PPD file says it.
-const char* collation(const OptionList& jobOptions, const MarkedPpd& ppd) {
+const char* collation(const OptionList& jobOptions, const QueuePpd& ppd) {
   const char* collate = jobOptions.find("collate");
   if (!collate) {
     // The three other values all ask for collated copies.
@@ -131,45 +83,112 @@ const char* collation(const OptionList& jobOptions, const MarkedPpd& ppd) {
   return strcasecmp(collate, "true") == 0 ? "true" : "false";
 }
 
-void appendOption(std::string& text, std::string_view name, std::string_view value) {
-  if (!text.empty()) text += ' ';
-  text.append(name).append("=");
-  for (const char c : value) {
-    if (std::strchr(" \t\n\v\f\r'\"\\{}", c)) text += '\\';
-    text += c;
+void warn(const char* option, const char* choice, const std::string& why, const char* instead) {
+  std::fprintf(stderr, "WARNING: %s=%s %s; %s is used instead.\n", option,
+               headerText(choice).c_str(), why.c_str(), instead ? instead : "nothing");
+}
+
+// What is left of a choice that the equipment rules out. CUPS has put the code of a fold into the
+// job; only a booklet makes the filter take it out.
+const char* replacement(const QueuePpd& ppd, const char* option, const char* choice) {
+  const bool folds = strcasecmp(option, kFold) == 0 && strcasecmp(choice, kPlainBooklet) != 0;
+  if (folds && ppd.hasChoice(kFold, kPlainBooklet)) return kPlainBooklet;
+  const char* const usual = ppd.defaultChoice(option);
+  return usual && ppd.missingEquipment(option, usual).empty() ? usual : nullptr;
+}
+
+// The choice of the PPD file that the job gets; null for none.
+const char* settledChoice(const OptionList& jobOptions, const QueuePpd& ppd, const char* option) {
+  const char* choice = ppd.choice(option);
+  const char* const asked = jobOptions.find(option);
+  if (asked && !ppd.hasChoice(option, asked)) {
+    warn(option, asked, "is not a choice of this printer", choice);
+  }
+  if (!choice) return nullptr;
+  const std::string missing = ppd.missingEquipment(option, choice);
+  if (missing.empty()) return choice;
+  const char* const instead = replacement(ppd, option, choice);
+  warn(option, choice, "needs equipment that is not installed (" + missing + ")", instead);
+  return instead;
+}
+
+void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
+                  const char* option) {
+  if (!ppd.hasOption(option)) return;
+  const char* const choice = settledChoice(jobOptions, ppd, option);
+  const char* const asked = jobOptions.find(option);
+  const bool stands =
+      choice && (!saysNothing(option, choice) || (asked && strcasecmp(asked, choice) == 0));
+  if (stands) {
+    wanted.put(option, asJobOption(choice));
+  } else {
+    wanted.remove(option);
+  }
+}
+
+// It goes into PostScript as it is.
+void settleCopies(OptionList& wanted, const char* copies) {
+  const char* const name = kCopiesOption.data();
+  const char* const instead = isCopyCount(copies) ? copies : nullptr;
+  if (const char* const asked = wanted.find(name)) {
+    if (isCopyCount(asked)) return;
+    warn(name, asked, "is no number of copies", instead);
+    wanted.remove(name);
+  }
+  if (instead) wanted.put(name, instead);
+}
+
+void cleanTexts(OptionList& wanted) {
+  for (const char* const name : kHeaderTexts) {
+    const char* const value = wanted.find(name);
+    if (!value) continue;
+    const std::string clean = headerText(value);
+    if (clean != value) wanted.put(name, clean);
+  }
+}
+
+void completeOptions(OptionList& wanted, const OptionList& jobOptions, const QueueJob& job) {
+  const QueuePpd ppd(job.ppdPath, jobOptions);
+  const auto putMissing = [&](const char* name, const char* value) {
+    if (value && !jobOptions.find(name)) wanted.put(name, value);
+  };
+  putMissing(kCollateOption.data(), collation(jobOptions, ppd));
+  for (const char* const name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
+  for (const char* const name : kTextOptions) putMissing(name, ppd.choice(name));
+}
+
+void encodeAccounting(OptionList& wanted) {
+  for (const char* const name : kAccountingOptions) {
+    const char* const value = wanted.find(name);
+    const std::optional<std::string> inMacRoman = value ? macRomanFromUtf8(value) : std::nullopt;
+    if (inMacRoman && *inMacRoman != value) wanted.put(name, *inMacRoman);
   }
 }
 
 }  // namespace
 
-std::string completedOptions(const QueueJob& job) {
+CompletedJob completedJob(const QueueJob& job) {
   const OptionList jobOptions(job.options);
-  const MarkedPpd ppd(job.ppdPath, jobOptions);
-  OptionList wanted(job.options);
-  std::string text = job.options;
-  const auto append = [&](const char* name, const char* value) {
-    wanted.put(name, value);
-    appendOption(text, name, value);
-  };
-  const auto appendMissing = [&](const char* name, const char* value) {
-    if (value && !jobOptions.find(name)) append(name, value);
-  };
-
-  appendMissing(kCopiesOption.data(), copyCount(job.copies));
-  appendMissing(kCollateOption.data(), collation(jobOptions, ppd));
-  for (const char* const name : kFilterOptions) {
-    const char* const choice = ppd.choice(name);
-    if (choice && !saysNothing(name, choice)) appendMissing(name, asJobOption(choice));
+  OptionList wanted(jobOptions);
+  const bool whole = isWholeOptionString(job.options);
+  if (whole) {
+    completeOptions(wanted, jobOptions, job);
+  } else {
+    std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
   }
-  for (const char* const name : kAccountingOptions) {
-    const char* const value = jobOptions.find(name);
-    const std::optional<std::string> inMacRoman = value ? macRomanFromUtf8(value) : std::nullopt;
-    if (inMacRoman && *inMacRoman != value) append(name, inMacRoman->c_str());
-  }
+  cleanTexts(wanted);
+  if (whole || wanted.find(kCopiesOption.data())) settleCopies(wanted, job.copies);
+  if (whole) encodeAccounting(wanted);
 
-  if (OptionList(text.c_str()) == wanted) return text;
-  std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
-  return job.options;
+  CompletedJob completed;
+  completed.user = headerText(job.user);
+  completed.options = wanted == jobOptions ? job.options : optionString(job.options, wanted);
+  // Jobs that the printer keeps are told apart by it.
+  const char* const printTo = wanted.find("PrintTo");
+  if (printTo && std::string_view(printTo) != "JRPrinter") {
+    completed.additions.jobName = headerText(job.title);
+  }
+  return completed;
 }
 
 }  // namespace jobshaper

@@ -1,25 +1,41 @@
-// The option string of a job, completed by what the filter needs and CUPS leaves out of it.
+// The job of a queue, completed by what the filter needs and CUPS leaves out of it.
 #pragma once
 
 #include <string>
+
+#include "filter/job_filter.h"
 
 namespace jobshaper {
 
 // What CUPS starts a filter with.
 struct QueueJob {
-  const char* options = "";       // argv[5]
+  const char* user = "";          // argv[2]
+  const char* title = "";         // argv[3]
   const char* copies = "";        // argv[4]
+  const char* options = "";       // argv[5]
   const char* ppdPath = nullptr;  // environment variable PPD; none when it is not set
 };
 
-// `job.options`, byte for byte, with these options behind it, where the job does not have them:
-// - copies and collation under the names that the filter reads;
-// - the choices marked in the PPD file, the administrator's defaults among them, of the options
-//   that the filter reads;
-// and with the accounting values once more in Mac OS Roman, where they can be expressed in it: of
-// two values under one name the later counts.
-// A PPD file that cannot be used is reported on standard error and adds nothing. A string to
-// which nothing can be added, because it ends inside a quoted value, stays as it is.
-std::string completedOptions(const QueueJob& job);
+struct CompletedJob {
+  std::string user;     // for the header
+  std::string options;  // for the filter
+  JobAdditions additions;
+};
+
+// The options are those of the job, byte for byte, followed by these:
+// - the copies and the collation under the names that the filter reads, if the job does not have
+//   them so;
+// - for each option that the filter reads and the PPD file has, the choice marked there: the job's
+//   in the spelling of the PPD file, or the administrator's default. A choice that the PPD file
+//   does not have, or that the printer's equipment rules out, is reported on standard error, with
+//   what is used instead;
+// - texts for the header in which a quote or a control character would break it, without those;
+// - the accounting values in Mac OS Roman, where they can be expressed in it.
+// Of two values under one name the later counts. If an option has to be left out or spelled
+// otherwise, the string is a new one with all the others.
+//
+// A PPD file that cannot be used is reported on standard error and adds nothing. So does a string
+// to which nothing can be added because it ends inside a quoted value; only its texts are cleaned.
+CompletedJob completedJob(const QueueJob& job);
 
 }  // namespace jobshaper

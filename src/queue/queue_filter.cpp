@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "filter/job_filter.h"
@@ -14,6 +15,7 @@ namespace jobshaper {
 
 namespace {
 
+constexpr std::size_t kUserArgument = 2;
 constexpr std::size_t kOptionsArgument = 5;
 
 // The filter takes no longer DEVICE_URI, and looks at its beginning only.
@@ -30,13 +32,16 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   shortenDeviceUri();
   if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // which says what is wrong
   QueueJob job;
-  job.options = argv[5];
+  job.user = argv[2];
+  job.title = argv[3];
   job.copies = argv[4];
+  job.options = argv[5];
   job.ppdPath = std::getenv("PPD");
-  std::string options = completedOptions(job);
+  CompletedJob completed = completedJob(job);
   std::vector<char*> arguments(argv, argv + argc + 1);
-  arguments[kOptionsArgument] = options.data();
-  return filterJob(argc, arguments.data(), system);
+  arguments[kUserArgument] = completed.user.data();
+  arguments[kOptionsArgument] = completed.options.data();
+  return filterJob(argc, arguments.data(), system, std::move(completed.additions));
 }
 
 }  // namespace jobshaper

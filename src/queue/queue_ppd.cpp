@@ -1,5 +1,6 @@
 #include "queue/queue_ppd.h"
 
+#include <cups/cups.h>
 #include <cups/file.h>
 #include <cups/ppd.h>
 #include <strings.h>
@@ -55,32 +56,123 @@ bool isOfBearableSize(const Descriptor& file) {
   return true;
 }
 
-Ppd refuse(const std::string& reason) {
+void report(const std::string& reason) {
   std::fprintf(stderr, "WARNING: The PPD file is not used: %s.\n", reason.c_str());
-  return nullptr;
+}
+
+// The file, or nothing and the reason on standard error.
+Descriptor openBearableFile(const char* path) {
+  Descriptor file = openWithoutWaiting(path);
+  if (!file.valid()) {
+    report(std::strerror(errno));
+  } else if (!isRegularFile(file) || !hasContent(file)) {
+    report("it is no file with content");
+    file.reset();
+  } else if (!isOfBearableSize(file)) {
+    report("it is too large");
+    file.reset();
+  } else if (::lseek(file.get(), 0, SEEK_SET) != 0) {
+    report(std::strerror(errno));
+    file.reset();
+  }
+  return file;
+}
+
+// One half of a constraint.
+struct Side {
+  const char* option;
+  const char* choice;  // "" for all but those that switch the option off
+};
+
+bool concerns(const Side& side, const char* option, const char* choice) {
+  if (strcasecmp(side.option, option) != 0) return false;
+  if (*side.choice) return strcasecmp(side.choice, choice) == 0;
+  for (const char* const off : {"None", "False", "Off"}) {
+    if (strcasecmp(choice, off) == 0) return false;
+  }
+  return true;
+}
+
+bool isInstallable(ppd_file_t* ppd, const char* option) {
+  for (int i = 0; i < ppd->num_groups; ++i) {
+    const ppd_group_t& group = ppd->groups[i];
+    if (strcasecmp(group.name, "InstallableOptions") != 0) continue;
+    for (int k = 0; k < group.num_options; ++k) {
+      if (strcasecmp(group.options[k].keyword, option) == 0) return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace
 
-void PpdCloser::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
+void QueuePpd::Closer::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 
-Ppd openQueuePpd(const char* path) {
+QueuePpd::Ppd QueuePpd::open(const char* path) {
   if (!path) return nullptr;
-  Descriptor file = openWithoutWaiting(path);
-  if (!file.valid()) return refuse(std::strerror(errno));
-  if (!isRegularFile(file) || !hasContent(file)) return refuse("it is no file with content");
-  if (!isOfBearableSize(file)) return refuse("it is too large");
-  if (::lseek(file.get(), 0, SEEK_SET) != 0) return refuse(std::strerror(errno));
+  Descriptor file = openBearableFile(path);
+  if (!file.valid()) return nullptr;
   Ppd ppd(ppdOpenFd(file.release()));
   if (!ppd) {
     int line = 0;
     const ppd_status_t reason = ppdLastError(&line);
-    return refuse(std::string(ppdErrorString(reason)) + ", line " + std::to_string(line));
-  }
-  if (!ppd->manufacturer || strcasecmp(ppd->manufacturer, "Quorvan") != 0) {
-    return refuse("it is of another maker's printer");
+    report(std::string(ppdErrorString(reason)) + ", line " + std::to_string(line));
+  } else if (!ppd->manufacturer || strcasecmp(ppd->manufacturer, "Quorvan") != 0) {
+    report("it is of another maker's printer");
+    ppd.reset();
   }
   return ppd;
+}
+
+QueuePpd::QueuePpd(const char* path, const OptionList& jobOptions) : ppd_(open(path)) {
+  if (!ppd_) return;
+  ppdMarkDefaults(ppd_.get());
+  cupsMarkOptions(ppd_.get(), jobOptions.count(), jobOptions.options());
+}
+
+bool QueuePpd::hasOption(const char* option) const {
+  return ppd_ && ppdFindOption(ppd_.get(), option);
+}
+
+bool QueuePpd::hasChoice(const char* option, const char* choice) const {
+  ppd_option_t* const found = ppd_ ? ppdFindOption(ppd_.get(), option) : nullptr;
+  return found && ppdFindChoice(found, choice);
+}
+
+const char* QueuePpd::choice(const char* option) const {
+  const ppd_choice_t* const choice = ppd_ ? ppdFindMarkedChoice(ppd_.get(), option) : nullptr;
+  return choice ? choice->choice : nullptr;
+}
+
+const char* QueuePpd::defaultChoice(const char* option) const {
+  ppd_option_t* const found = ppd_ ? ppdFindOption(ppd_.get(), option) : nullptr;
+  const ppd_choice_t* const choice = found ? ppdFindChoice(found, found->defchoice) : nullptr;
+  return choice ? choice->choice : nullptr;
+}
+
+bool QueuePpd::hasCode(const char* option, const char* choice) const {
+  ppd_option_t* const found = ppd_ ? ppdFindOption(ppd_.get(), option) : nullptr;
+  const ppd_choice_t* const foundChoice = found ? ppdFindChoice(found, choice) : nullptr;
+  return foundChoice && foundChoice->code && *foundChoice->code;
+}
+
+std::string QueuePpd::missingEquipment(const char* option, const char* choice) const {
+  if (!ppd_) return "";
+  for (int i = 0; i < ppd_->num_consts; ++i) {
+    const ppd_const_t& constraint = ppd_->consts[i];
+    const Side sides[] = {{constraint.option1, constraint.choice1},
+                          {constraint.option2, constraint.choice2}};
+    for (int own = 0; own < 2; ++own) {
+      const Side& other = sides[1 - own];
+      if (!concerns(sides[own], option, choice) || !isInstallable(ppd_.get(), other.option))
+        continue;
+      const char* const installed = this->choice(other.option);
+      if (installed && concerns(other, other.option, installed)) {
+        return std::string(other.option) + "=" + installed;
+      }
+    }
+  }
+  return "";
 }
 
 }  // namespace jobshaper

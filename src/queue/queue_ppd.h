@@ -4,18 +4,40 @@
 #include <memory>
 #include <string>
 
+#include "queue/option_list.h"
+
 struct ppd_file_s;
 
 namespace jobshaper {
 
-struct PpdCloser {
-  void operator()(ppd_file_s* ppd) const;
-};
-using Ppd = std::unique_ptr<ppd_file_s, PpdCloser>;
+// Names of options and choices match in either case.
+class QueuePpd {
+ public:
+  // Opens the PPD file and marks what the job asks for, under whatever name, and the defaults of
+  // all other options. Without a path there is none, and none of what follows. Reports on standard
+  // error a file that cannot be used: one that is no regular file, is not a PPD file or of another
+  // maker, or is larger than any PPD file needs to be and would take libcups seconds to read.
+  QueuePpd(const char* path, const OptionList& jobOptions);
 
-// Opens the PPD file of one of our printers, if `path` is one. A file that cannot be used is
-// reported on standard error: what is no regular file, is not a PPD file or of another maker, or
-// is larger than any PPD file needs to be and would take libcups seconds to read.
-Ppd openQueuePpd(const char* path);
+  bool hasOption(const char* option) const;
+  bool hasChoice(const char* option, const char* choice) const;
+  // The marked choice as the file spells it; null without one.
+  const char* choice(const char* option) const;
+  const char* defaultChoice(const char* option) const;
+  // Whether the choice comes with PostScript code, which CUPS puts into the job.
+  bool hasCode(const char* option, const char* choice) const;
+  // The installable option that rules the choice out, "OptionFinisher=False"; "" when none does.
+  std::string missingEquipment(const char* option, const char* choice) const;
+
+ private:
+  struct Closer {
+    void operator()(ppd_file_s* ppd) const;
+  };
+  using Ppd = std::unique_ptr<ppd_file_s, Closer>;
+
+  static Ppd open(const char* path);
+
+  const Ppd ppd_;
+};
 
 }  // namespace jobshaper

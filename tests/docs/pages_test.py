@@ -122,8 +122,10 @@ class PagesTest(unittest.TestCase):
 
     def test_options_of_the_entry_program(self):
         text = joined(QUEUE_CODE)
-        listed = re.search(r"kFilterOptions\[\] = \{(.*?)\};", text, re.S).group(1)
-        names = set(re.findall(r'"([^"]+)"', listed)) | set(re.findall(r'find\("([^"]+)"\)', text))
+        listed = re.findall(r"k(?:Choice|Text)Options\[\] = \{(.*?)\};", text, re.S)
+        self.assertEqual(len(listed), 2)
+        names = set(re.findall(r'"([^"]+)"', "".join(listed)))
+        names |= set(re.findall(r'find\("([^"]+)"\)', text))
         names |= {"com.apple.print.PrintSettings.PMCopies..n.",
                   "com.apple.print.PrintSettings.PMCopyCollate..b.", "Collate", "finishings"}
         self.assertGreater(len(names), 22)

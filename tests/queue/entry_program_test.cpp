@@ -26,7 +26,8 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-const Strings kJob = {"Office", "42", "ada", "Title", "3", "PrintTo=JRVerify"};
+// Kept in the printer, but without a title, which would be its name there.
+const Strings kJob = {"Office", "42", "ada", "", "3", "PrintTo=JRVerify"};
 const std::string kOptions = "PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=3";
 const std::string kFoldPpd = ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold"));
 const std::string kInput = bytes(
@@ -99,6 +100,27 @@ TEST(EntryProgram, KeepsTheOtherArguments) {
                         queue.file("a job")};
   expectSame(queue.run(argv, ""),
              queue.filter(withOptions(argv, "com.apple.print.PrintSettings.PMCopies..n.=2"), ""));
+}
+
+TEST(EntryProgram, NamesAJobThatThePrinterKeeps) {
+  Queue queue;
+  Strings argv = kJob;
+  argv[3] = "The \"first\"\ndraft";
+  Outcome expected = queue.filter(withOptions(kJob, kOptions));
+  const std::string line = "JOBNAME = \"";
+  expected.out.insert(expected.out.find(line) + line.size(), "The 'first' draft");
+  expectSame(queue.run(argv), expected);
+  argv[5] = "";
+  EXPECT_NE(queue.run(argv).out.find(line + "\"\n"), std::string::npos);
+}
+
+TEST(EntryProgram, LeavesTheHeaderWhole) {
+  Queue queue;
+  Strings argv = kJob;
+  argv[2] = "x\"\n@PJL SET COPIES = 99";
+  Strings clean = argv;
+  clean[2] = "x' @PJL SET COPIES = 99";
+  expectSame(queue.run(argv), queue.filter(withOptions(clean, kOptions)));
 }
 
 TEST(EntryProgram, TakesEmptyArguments) {

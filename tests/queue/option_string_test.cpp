@@ -11,6 +11,7 @@
 #include <set>
 
 #include "platform/text_encoding.h"
+#include "queue/header_text.h"
 #include "settings/argument_store.h"
 #include "settings/option_names.h"
 #include "tests/queue/queue_ppd.h"
@@ -35,7 +36,7 @@ std::string completed(const std::string& options, const std::string& ppd = kNoPp
   job.options = options.c_str();
   job.copies = copies.c_str();
   job.ppdPath = ppd.empty() ? nullptr : path.c_str();
-  return completedOptions(job);
+  return completedJob(job).options;
 }
 
 // What stands behind the job's own options, which must be there byte for byte.
@@ -82,7 +83,6 @@ TEST(Copies, ComeFromTheirArgument) {
 
 TEST(Copies, OfTheJobStand) {
   EXPECT_EQ(added("com.apple.print.PrintSettings.PMCopies..n.=5", kNoPpd, "2"), "");
-  EXPECT_EQ(added("nocom.apple.print.PrintSettings.PMCopies..n.", kNoPpd, "2"), "");
 }
 
 TEST(Copies, ThatAreNoNumberAreLeftOut) {
@@ -132,9 +132,8 @@ TEST(PpdDefaults, AreAddedWhereTheJobIsSilent) {
 
 TEST(PpdDefaults, NeverOverrideTheJob) {
   for (const char* options :
-       {"QVBookletFold=SaddleStitch", "QVBookletFold=NoSuchFold",
-        "QVBookletFold=", "QVBookletFold='a b'", "noQVBookletFold", "QVBookletFold",
-        "QVBookletFold=PrinterS", "qvbookletfold=Booklet", "QVBookletFold=<42>oo"}) {
+       {"QVBookletFold=SaddleStitch", "QVBookletFold=false", "QVBookletFold=Booklet",
+        "noQVBookletFold", "QVBookletFold=PrinterS"}) {
     EXPECT_EQ(added(options, kFoldPpd), kOneCopy) << options;
   }
 }
@@ -199,11 +198,210 @@ TEST(UnusablePpd, AddsNothing) {
   ::testing::internal::CaptureStderr();
   QueueJob job;
   job.ppdPath = "/no such file.ppd";
-  EXPECT_EQ(completedOptions(job), "");
+  EXPECT_EQ(completedJob(job).options, "");
   EXPECT_EQ(added("", "This is no PPD file.\n"), kOneCopy);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "WARNING: The PPD file is not used: No such file or directory.\n"
             "WARNING: The PPD file is not used: Missing asterisk in column 1, line 1.\n");
+}
+
+// ---- choices that the printer has
+
+// What is written on standard error meanwhile.
+template <typename Work>
+std::string said(Work work) {
+  ::testing::internal::CaptureStderr();
+  work();
+  return ::testing::internal::GetCapturedStderr();
+}
+
+TEST(Choice, IsSpelledAsInThePpd) {
+  EXPECT_EQ(added("QVBookletFold=saddlestitch", kFoldPpd),
+            kOneCopy + " QVBookletFold=SaddleStitch");
+  EXPECT_EQ(completed("a=1 qvbookletfold=SADDLESTITCH b=2", kFoldPpd),
+            "a=1 b=2 " + kOneCopy + " QVBookletFold=SaddleStitch");
+}
+
+TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
+  for (const std::string choice : {"TriFold", "", "a\\ b", "<42>oo"}) {
+    std::string shown = choice;
+    std::erase(shown, '\\');
+    EXPECT_EQ(said([&] {
+                EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd),
+                          kOneCopy + " QVBookletFold=BiFold");
+              }),
+              "WARNING: QVBookletFold=" + shown +
+                  " is not a choice of this printer; BiFold is used instead.\n");
+  }
+}
+
+TEST(Choice, ThatThePpdLacksLeavesNothingWhereTheDefaultSaysNothing) {
+  const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
+  EXPECT_EQ(
+      said([&] { EXPECT_EQ(completed("PrintTo=JRSoon a=1", ppd), "a=1 " + kOneCopy); }),
+      "WARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead.\n");
+}
+
+TEST(Choice, ThatThePpdLacksMakesNoLineOfTheLog) {
+  EXPECT_EQ(said([] { completed("QVBookletFold=a\\\nERROR:\\ \\\"b", kFoldPpd); }),
+            "WARNING: QVBookletFold=a ERROR: 'b is not a choice of this printer; BiFold is used "
+            "instead.\n");
+}
+
+TEST(Choice, OfAnOptionThatThePpdLacksPasses) {
+  EXPECT_EQ(said([] {
+              EXPECT_EQ(added("Color=Red QVBookletFold=TriFold"), kOneCopy);
+              EXPECT_EQ(added("Color=Red QvnBlankPage=Maybe", kFoldPpd),
+                        kOneCopy + " QVBookletFold=BiFold");
+            }),
+            "");
+}
+
+std::string ppdWithEquipment(const std::string& finisher) {
+  return ppdWith(ppdOption("QVBookletFold", "false Booklet BiFold SaddleStitch", "false") +
+                 ppdOption("QVBookletCoverSource", "PrinterS Tray1 Tray5", "PrinterS") +
+                 "*OpenGroup: InstallableOptions/Options\n" +
+                 ppdOption("OptionFinisher", "True False", finisher) +
+                 ppdOption("OptionDuplexer", "True False", "True") +
+                 "*CloseGroup: InstallableOptions\n"
+                 "*UIConstraints: *OptionFinisher False *QVBookletFold SaddleStitch\n"
+                 "*UIConstraints: *OptionFinisher False *QVBookletFold BiFold\n"
+                 "*UIConstraints: *OptionFinisher False *QVBookletCoverSource Tray5\n"
+                 "*UIConstraints: *QVBookletCoverSource Tray1 *QVBookletFold BiFold\n"
+                 "*UIConstraints: *OptionDuplexer False *QVBookletFold\n");
+}
+
+TEST(Equipment, ThatIsInstalledRulesNothingOut) {
+  EXPECT_EQ(said([] {
+              EXPECT_EQ(added("QVBookletFold=BiFold", ppdWithEquipment("True")),
+                        kOneCopy + " QVBookletCoverSource=PrinterS");
+            }),
+            "");
+}
+
+TEST(Equipment, ThatIsMissingMakesAFoldAPlainBooklet) {
+  for (const std::string fold : {"SaddleStitch", "BiFold"}) {
+    EXPECT_EQ(said([&] {
+                EXPECT_EQ(added("QVBookletFold=" + fold, ppdWithEquipment("False")),
+                          kOneCopy + " QVBookletCoverSource=PrinterS QVBookletFold=Booklet");
+              }),
+              "WARNING: QVBookletFold=" + fold +
+                  " needs equipment that is not installed (OptionFinisher=False); Booklet is used "
+                  "instead.\n");
+  }
+}
+
+TEST(Equipment, ThatTheJobItselfDeniesCounts) {
+  EXPECT_NE(said([] {
+              added("QVBookletFold=BiFold OptionFinisher=False", ppdWithEquipment("True"));
+            }).find("OptionFinisher=False"),
+            std::string::npos);
+}
+
+TEST(Equipment, ThatIsMissingLeavesTheDefault) {
+  const std::string ppd = ppdWithEquipment("False");
+  EXPECT_EQ(said([&] {
+              EXPECT_EQ(added("QVBookletCoverSource=Tray5", ppd),
+                        kOneCopy + " QVBookletCoverSource=PrinterS QVBookletFold=false");
+            }),
+            "WARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
+            "(OptionFinisher=False); PrinterS is used instead.\n");
+  EXPECT_EQ(said([&] {
+              EXPECT_EQ(completed("QVBookletFold=Booklet OptionDuplexer=False", ppd),
+                        "QVBookletFold=Booklet OptionDuplexer=False " + kOneCopy +
+                            " QVBookletCoverSource=PrinterS QVBookletFold=false");
+            }),
+            "WARNING: QVBookletFold=Booklet needs equipment that is not installed "
+            "(OptionDuplexer=False); false is used instead.\n");
+}
+
+TEST(Equipment, ThatIsMissingForTheDefaultTooLeavesNothing) {
+  std::string ppd = ppdWithEquipment("False");
+  const std::string line = "*DefaultQVBookletCoverSource: ";
+  ppd.replace(ppd.find(line + "PrinterS"), line.size() + 8, line + "Tray5");
+  EXPECT_EQ(said([&] { EXPECT_EQ(added("a=1", ppd), kOneCopy + " QVBookletFold=false"); }),
+            "WARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
+            "(OptionFinisher=False); nothing is used instead.\n");
+}
+
+// ---- texts for the header
+
+TEST(HeaderText, HasNeitherQuotesNorControlCharacters) {
+  EXPECT_EQ(headerText("a\"b'c\\ <20> \xC3\xAB \xE6\xBC\xA2"),
+            "a'b'c\\ <20> \xC3\xAB \xE6\xBC\xA2");
+  EXPECT_EQ(headerText("a\r\n@PJL\t\x1b%-\x7f|"), "a  @PJL  %- |");
+  EXPECT_EQ(headerText("\xC2\x80 \xC2\x9F \xC2\xA0 \xC2"), "    \xC2\xA0 \xC2");
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string text = headerText(std::string(1, static_cast<char>(byte)));
+    const bool changed = byte < 0x20 || byte == 0x7F || byte == '"';
+    EXPECT_EQ(text.size(), 1U);
+    EXPECT_EQ(static_cast<unsigned char>(text[0]) != byte, changed) << byte;
+  }
+}
+
+TEST(HeaderText, IsMadeOfEveryTextOfAUser) {
+  const std::string evil = "x\\\"\\\n@PJL\\ SET";
+  const std::string clean = "=x\\'\\ @PJL\\ SET";
+  for (const char* name : {"JRUSERNAME", "JRHOLDKEY", "JAUSERID", "JAACCTNUM", "JADEPTNUM"}) {
+    // Also where libcups takes the string, but nothing can be added to it.
+    for (const std::string rest : {"", " z={b"}) {
+      argumentStore::Options options;
+      const std::string warning =
+          said([&] { options = filterOptions(completed(name + ("=" + evil) + rest)); });
+      EXPECT_EQ(options[name], "x' @PJL SET") << name << rest;
+      EXPECT_EQ(warning.empty(), rest.empty());
+    }
+    EXPECT_EQ(added(name + ("=" + evil)), kOneCopy + " " + name + clean);
+  }
+}
+
+TEST(HeaderText, IsMadeOfTheUser) {
+  QueueJob job;
+  job.user = "o\"hara\n";
+  EXPECT_EQ(completedJob(job).user, "o'hara ");
+}
+
+TEST(HeaderText, IsNoTextOfOtherOptions) {
+  EXPECT_EQ(added("job-name=a\\\"b Color='\"'"), kOneCopy);
+}
+
+TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
+  const std::string name = "com.apple.print.PrintSettings.PMCopies..n.";
+  EXPECT_EQ(
+      said([&] { EXPECT_EQ(added(name + "=1\\ >>\\ setuserparams", kNoPpd, "3"), name + "=3"); }),
+      "WARNING: " + name + "=1 >> setuserparams is no number of copies; 3 is used instead.\n");
+  EXPECT_EQ(said([&] { EXPECT_EQ(completed("a=1 " + name + "=x", kNoPpd, "x"), "a=1"); }),
+            "WARNING: " + name + "=x is no number of copies; nothing is used instead.\n");
+  // In a string to which nothing can be added, too.
+  EXPECT_NE(said([&] {
+              EXPECT_EQ(filterOptions(completed(name + "=x z={b", kNoPpd, "3"))[name], "3");
+            }).find("is no number of copies"),
+            std::string::npos);
+}
+
+// ---- the name at the printer's panel
+
+TEST(JobName, IsTheTitleOfAJobThatThePrinterKeeps) {
+  const std::string ppd =
+      ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify JRRepeat JRReserve JRConf", "JRVerify"));
+  TemporaryFolder folder;
+  writeFile(folder.file("printer.ppd"), ppd);
+  const auto nameOf = [&](const char* options) {
+    QueueJob job;
+    const std::string path = folder.file("printer.ppd");
+    job.ppdPath = path.c_str();
+    job.title = "The \"first\" draft\n";
+    job.options = options;
+    return completedJob(job).additions.jobName;
+  };
+  for (const char* options :
+       {"", "PrintTo=JRVerify", "PrintTo=jrconf", "PrintTo=JRRepeat", "PrintTo=JRReserve"}) {
+    EXPECT_EQ(nameOf(options), "The 'first' draft ") << options;
+  }
+  EXPECT_EQ(nameOf("PrintTo=JRPrinter"), "");
+  QueueJob job;
+  job.title = "Title";
+  EXPECT_EQ(completedJob(job).additions.jobName, "");
 }
 
 // ---- accounting
@@ -213,8 +411,8 @@ TEST(Accounting, GoesOverInMacOsRoman) {
       "JAUSERID=Zo\xC3\xAB JAACCTNUM=\xE2\x82\xAC\\ 5 JADEPTNUM=Stra\xC3\x9F"
       "e";
   EXPECT_EQ(added(utf8), kOneCopy +
-                             " JAUSERID=Zo\x91 JAACCTNUM=\xDB\\ 5 JADEPTNUM=Stra\xA7"
-                             "e");
+                             " JAACCTNUM=\xDB\\ 5 JADEPTNUM=Stra\xA7"
+                             "e JAUSERID=Zo\x91");
 }
 
 TEST(Accounting, ThatMacOsRomanCannotExpressStaysAsItIs) {
@@ -236,7 +434,7 @@ TEST(Accounting, ReachesTheFilterAsItWasGiven) {
   cups_option_t* options = nullptr;
   std::string quoted = "JAUSERID=";
   for (const char c : value) quoted.append({'\\', c});
-  const std::string mac = "\x8E" + value.substr(2);
+  const std::string mac = "\x8E" + headerText(value.substr(2));
   const int n = cupsParseOptions(completed(quoted).c_str(), 0, &options);
   EXPECT_STREQ(cupsGetOption("JAUSERID", n, options), mac.c_str());
   cupsFreeOptions(n, options);
@@ -249,7 +447,7 @@ TEST(Accounting, OfOneValueDoesNotTouchTheNext) {
     cups_option_t* options = nullptr;
     const std::string all = completed("JAUSERID=" + quoted + " JADEPTNUM=\xC3\xA9");
     const int n = cupsParseOptions(all.c_str(), 0, &options);
-    EXPECT_STREQ(cupsGetOption("JAUSERID", n, options), value);
+    EXPECT_STREQ(cupsGetOption("JAUSERID", n, options), headerText(value).c_str());
     EXPECT_STREQ(cupsGetOption("JADEPTNUM", n, options), "\x8E") << value;
     cupsFreeOptions(n, options);
   }
@@ -266,7 +464,7 @@ TEST(Accounting, OfEveryByteReachesTheFilter) {
       cups_option_t* options = nullptr;
       const std::string all = completed("a=1 JADEPTNUM=" + quoted + " b");
       const int n = cupsParseOptions(all.c_str(), 0, &options);
-      EXPECT_STREQ(cupsGetOption("JADEPTNUM", n, options), mac.c_str()) << byte << around;
+      EXPECT_EQ(cupsGetOption("JADEPTNUM", n, options), headerText(mac)) << byte << around;
       EXPECT_STREQ(cupsGetOption("b", n, options), "true");
       cupsFreeOptions(n, options);
     }
@@ -278,7 +476,6 @@ TEST(Accounting, OfEveryByteReachesTheFilter) {
 TEST(OptionString, KeepsEveryValue) {
   for (const char* options : {
            "JRUSERNAME=a\\ b c=\"d e\" f='g \\' h' i=\\\\ j={k l}",
-           "JRHOLDKEY=1\\\n2",
            "a=<20><27><3D><2C><3C><3E> b=<2",
            "media=\xC3\xA9\xFF job-name=%s%n",
            "a=1,2,3 b={c=1 d=2} e=",

@@ -31,6 +31,11 @@ def write_log_settings(folder):
     settings.write_text(LOG_SETTINGS)
 
 
+def header_text(text):
+    """A text that does not break a line of the header."""
+    return re.sub(rb"[\0-\x1f\x7f]", b" ", text.replace(b'"', b"'"))
+
+
 class RecordedCups(private_cups.PrivateCups):
     def __init__(self, filter_program, entry_program, recorder):
         super().__init__()
@@ -90,11 +95,16 @@ class PrintedJob:
 
     @functools.cached_property
     def expected(self):
-        """What the filter itself makes of the completed job."""
-        argv = [*self.argv[:5], self.completed, *self.argv[6:]]
+        """What the filter itself makes of the completed job, with the additions of a queue."""
+        argv = [*self.argv[:2], header_text(self.argv[2]), *self.argv[3:5], self.completed,
+                *self.argv[6:]]
         # It takes no longer one.
-        return self.run_again(self._cups.real_filter, argv,
-                              DEVICE_URI=self.environment[b"DEVICE_URI"][:99])
+        output = self.run_again(self._cups.real_filter, argv,
+                                DEVICE_URI=self.environment[b"DEVICE_URI"][:99])
+        if b"@PJL SET HOLD = " in output[:output.index(SWITCH)]:
+            output = output.replace(b'JOBNAME = ""', b'JOBNAME = "%s"' % header_text(self.argv[3]),
+                                    1)
+        return output
 
     @property
     def header(self):

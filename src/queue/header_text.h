@@ -1,0 +1,13 @@
+// Texts of users on their way into the header.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace jobshaper {
+
+// The text as it may stand between quotes in a PJL line or in a line of the log: quotes become
+// apostrophes and control characters blanks, those of UTF-8 included.
+std::string headerText(std::string_view text);
+
+}  // namespace jobshaper
