@@ -59,7 +59,8 @@ TEST(BookletDecision, EveryFoldHasItsCommand) {
   // clang-format on
   for (const Row& row : rows) {
     SCOPED_TRACE(row.fold);
-    expectBody(bookletJob(std::string(kJob), row.fold), foldedJob(row.command));
+    expectOutEverywhere(bookletJob(std::string(kJob), row.fold),
+                        plainHeader() + foldedJob(row.command) + trailer());
   }
 }
 

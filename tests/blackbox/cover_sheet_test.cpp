@@ -278,7 +278,9 @@ TEST(Cover, IsAskedForInEveryKindOfBooklet) {
     SCOPED_TRACE(fold);
     const Job job = coverJob("4", std::string("QVBookletCoverSource=Tray5 QVBookletFold=") + fold,
                              "%%Page: 1 1\n");
-    expectBody(job, request("%%Page: 1 1\n", "/ManualFeed false /MediaPosition 6 "));
+    expectOutEverywhere(job, plainHeader() +
+                                 request("%%Page: 1 1\n", "/ManualFeed false /MediaPosition 6 ") +
+                                 trailer());
   }
 }
 

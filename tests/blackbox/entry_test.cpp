@@ -1,22 +1,18 @@
 // From the argument check to the first line of the job: what the filter takes from its
 // arguments, its environment and the temporary directory, and what it says about it.
 #include <gtest/gtest.h>
-#include <linux/capability.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/permissions.h"
 #include "tests/support/program.h"
 
 namespace jobshaper::testing {
@@ -43,21 +39,6 @@ std::string plainJob(std::string_view body = kJobText) { return plainHeader() + 
 
 // The "tmp at" line as the diagnostic log and the job set-up write it, one each.
 std::string tmpLine(std::string_view folder) { return std::string("tmp at ") + folder + " \n"; }
-
-// Runs the job without the right to pass over file permissions, which root has. The
-// bounding set belongs to the thread, so only this run is concerned.
-Outcome runBoundByPermissions(const Job& job) {
-  Outcome outcome;
-  std::thread([&] {
-    for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
-      if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0 && geteuid() == 0) {
-        ADD_FAILURE() << "PR_CAPBSET_DROP: " << strerror(errno);
-      }
-    }
-    outcome = job.run();
-  }).join();
-  return outcome;
-}
 
 // True once the process has ended by itself, its input still open.
 bool endsWithInputOpen(const Process& process) {
@@ -243,7 +224,7 @@ TEST(InputSource, EmptyFileGivesHeaderAndTrailer) {
 // An unreadable job ends the run before the capture is switched on.
 void expectCannotRead(Job& job) {
   job.capture().input(std::string(kJobText));
-  expectOutcome(runBoundByPermissions(job), "", tmpLine(job.tmp()) + kCannotRead, 1);
+  expectOutcome(job.run(obeyPermissions), "", tmpLine(job.tmp()) + kCannotRead, 1);
   EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
   EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps2")));
 }
@@ -292,15 +273,8 @@ TEST(UnreadableJob, FileWithoutReadPermission) {
 
 TEST(UnreadableJob, Socket) {
   Job job;
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const std::string path = job.tmpFile("socket");
-  ASSERT_LT(path.size(), sizeof address.sun_path);
-  memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  ASSERT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  expectCannotRead(job.file(path));
-  close(descriptor);
+  ASSERT_EQ(mknod(job.tmpFile("socket").c_str(), S_IFSOCK | 0600, 0), 0);
+  expectCannotRead(job.file(job.tmpFile("socket")));
 }
 
 // ---- temporary directory
@@ -407,7 +381,7 @@ TEST(Capture, MarkerMayBeUnreadable) {
   Job job = jobWithOwnPjl();
   job.capture();
   fs::permissions(job.tmpFile("qvn_log"), fs::perms::none);
-  expectOutcome(runBoundByPermissions(job), plainJob(), tmpLines(job) + kCaptureOn, 0);
+  expectOutcome(job.run(obeyPermissions), plainJob(), tmpLines(job) + kCaptureOn, 0);
   expectCaptured(job);
 }
 
@@ -472,7 +446,7 @@ TEST(Capture, UnwritableFolderIsReportedTwiceAndTheJobStillPrinted) {
   const std::string text = bytes("@PJL SET COPIES = 9\nzero\0byte\nlast");
   job.capture().input(text);
   fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
-  expectOutcome(runBoundByPermissions(job), plainJob(bytes("zero\0byte\nlast")),
+  expectOutcome(job.run(obeyPermissions), plainJob(bytes("zero\0byte\nlast")),
                 tmpLines(job) + kCaptureOn + kNoCaptureIn + kNoCaptureOut, 0);
   expectNotCaptured(job);
 }

@@ -1,12 +1,9 @@
 // The page in front of a manual booklet that tells the user how to turn the printed stack: which
 // file it is read from, where it stands, and what is sent without it.
 #include <gtest/gtest.h>
-#include <linux/capability.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <ostream>
@@ -16,6 +13,7 @@
 #include <utility>
 
 #include "tests/blackbox/manual_booklets.h"
+#include "tests/support/permissions.h"
 
 namespace jobshaper::testing {
 namespace {
@@ -259,13 +257,8 @@ TEST_F(InstructionPage, OfADanglingLinkIsReported) {
 TEST_F(InstructionPage, OfAFileWithoutReadPermissionIsReported) {
   writeFile(file("de_DE"), kText);
   fs::permissions(file("de_DE"), fs::perms::none);
-  // Root passes over permissions unless it gives up that right, here for this thread alone.
   std::thread([this] {
-    for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
-      if (prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0 && geteuid() == 0) {
-        ADD_FAILURE() << "PR_CAPBSET_DROP: " << strerror(errno);
-      }
-    }
+    obeyPermissions();
     expectCurrent("", kNoInstruction);
   }).join();
 }

@@ -1,22 +1,18 @@
 // Jobs that cannot be brought to their end: manual booklets without room for their temporary
 // files, and jobs of every kind that are cancelled.
 #include <gtest/gtest.h>
-#include <linux/capability.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/file_size_limit.h"
-#include "tests/support/own_disk.h"
+#include "tests/support/permissions.h"
 #include "tests/support/process_state.h"
 
 namespace jobshaper::testing {
@@ -81,15 +77,7 @@ TEST(ManualBookletFault, TemporaryDirectoryIsAFile) {
 TEST(ManualBookletFault, TemporaryDirectoryIsReadOnly) {
   Job job = manualJob(join(kTop, pages("12345")));
   fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
-  Outcome outcome;
-  // Root passes over permissions unless it gives up that right, here for this thread alone.
-  std::thread([&] {
-    if (prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) != 0 && geteuid() == 0) {
-      ADD_FAILURE() << "PR_CAPBSET_DROP: " << strerror(errno);
-    }
-    outcome = job.run();
-  }).join();
-  expectFailure(outcome, job);
+  expectFailure(job.run(obeyPermissions), job);
   EXPECT_TRUE(fs::is_empty(job.tmp()));
 }
 
@@ -273,11 +261,9 @@ TEST(ManualBookletRoom, ThatIsJustEnoughIsEnough) {
 }
 
 TEST(ManualBookletRoom, MissingOnAFullDisk) {
-  const Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), std::string(500000, 'x'), "\n"));
-  Outcome outcome;
-  withOwnDisk(job.tmp(),
-              [&](bool disk) { outcome = disk ? job.run() : runWithLimit(job, 524288); });
-  expectFailure(outcome, job);
+  Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), std::string(500000, 'x'), "\n"));
+  job.preload("small_disk").env("DISK_SIZE", "524288");
+  expectFailure(job.run(), job);
 }
 
 // ---- cancelled during the reordering

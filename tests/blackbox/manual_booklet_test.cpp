@@ -501,7 +501,7 @@ TEST(ManualBookletRules, NeverAskForACoverSheet) {
   Job job = manualJob(join(kTop, kPage1, kPage2));
   writeFile(job.tmpFile("pages"), "2");
   job.options(join("QVBookletFold=Booklet QVBookletCoverSource=Tray1 QVBookletCoverType=Card",
-                   kOnlyInside, " QVBookletPageCountFilename=", job.tmpFile("pages")));
+                   kOnlyInside, " QVBookletPageCountFilename='", job.tmpFile("pages"), "'"));
   expectPrinted(job,
                 join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kBlank, kPage2));
 }

@@ -41,8 +41,8 @@ Job countFileJob(const std::string& name) {
   Job job;
   return job.options(
       "QVBookletFold=BiFold QVBookletCoverSource=Tray1 "
-      "QVBookletPageCountFilename=" +
-      name);
+      "QVBookletPageCountFilename='" +
+      name + "'");
 }
 
 TEST(PageCount, IsHalvedWithoutItsRemainder) {
@@ -125,8 +125,8 @@ TEST(PageCount, OfAHugeFileIsReadWithoutHoldingTheFile) {
   writeFile(path, "8\n");
   if (::truncate(path.c_str(), 6LL << 30) != 0) GTEST_FAIL() << "cannot make a sparse file";
   expectCoverAt(Job(job).options("QVBookletFold=BiFold QVBookletCoverSource=Tray1 "
-                                 "QVBookletPageCountFilename=" +
-                                 path),
+                                 "QVBookletPageCountFilename='" +
+                                 path + "'"),
                 4, 3);
   rusage children{};
   getrusage(RUSAGE_CHILDREN, &children);

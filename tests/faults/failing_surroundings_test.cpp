@@ -18,8 +18,6 @@
 #include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
-#include "tests/support/file_size_limit.h"
-#include "tests/support/own_disk.h"
 #include "tests/support/process_state.h"
 
 namespace jobshaper::testing {
@@ -198,15 +196,11 @@ TEST(Reader, ThatLeavesInTheMiddleOfAManualBookletLeavesNoFiles) {
 
 TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
   Job job;
-  job.input(longText());
-  withOwnDisk(job.tmp(), [&](bool) {
-    job.capture();
-    const FileSizeLimit limit(400000);  // where there is no disk of one's own
-    expectOutcome(job.run(), printed(longText()), join(tmpLines(job), kCaptureOn));
-    EXPECT_LT(fs::file_size(job.tmpFile("qvn_ps")), 600000U);
-    EXPECT_TRUE(longText().starts_with(readFile(job.tmpFile("qvn_ps"))));
-    EXPECT_TRUE(printed(longText()).starts_with(readFile(job.tmpFile("qvn_ps2"))));
-  });
+  job.capture().input(longText()).preload("small_disk").env("DISK_SIZE", "524288");
+  expectOutcome(job.run(), printed(longText()), join(tmpLines(job), kCaptureOn));
+  EXPECT_LT(fs::file_size(job.tmpFile("qvn_ps")), 524288U);
+  EXPECT_TRUE(longText().starts_with(readFile(job.tmpFile("qvn_ps"))));
+  EXPECT_TRUE(printed(longText()).starts_with(readFile(job.tmpFile("qvn_ps2"))));
 }
 
 // Each of the two files asks for room ahead; neither may take what the other needs.
@@ -214,17 +208,12 @@ TEST(CaptureFault, DiskWithJustEnoughRoomHoldsBothFiles) {
   std::string text;
   while (text.size() < 9000000) text += "0 0 moveto 100 100 lineto stroke\n";
   Job job;
-  job.input(text);
-  withOwnDisk(
-      job.tmp(),
-      [&](bool) {
-        job.capture();
-        const Outcome outcome = job.run();
-        EXPECT_TRUE(outcome.out == printed(text));
-        EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == text);
-        EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed(text));
-      },
-      20000);
+  job.capture().input(text).preload("small_disk").env("DISK_SIZE", "20000000");
+  const Outcome outcome = job.run();
+  EXPECT_TRUE(outcome.out == printed(text));
+  EXPECT_EQ(outcome.err, join(tmpLines(job), kCaptureOn));
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == text);
+  EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed(text));
 }
 
 // Room on disk that a file occupies beyond its content, in bytes.
@@ -269,16 +258,9 @@ TEST(CaptureFault, LimitOnTheSizeOfFilesDoesNotEndTheJob) {
 
 TEST(CaptureFault, ReadOnlyDiskIsReportedAndDoesNotEndTheJob) {
   Job job;
-  job.input(longText());
-  withOwnDisk(job.tmp(), [&](bool disk) {
-    job.capture();
-    if (!disk || !makeReadOnly(job.tmp())) {
-      ASSERT_NE(geteuid(), 0U);
-      fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
-    }
-    expectOutcome(job.run(), printed(longText()),
-                  join(tmpLines(job), kCaptureOn, kNoCaptureIn, kNoCaptureOut));
-  });
+  job.capture().input(longText()).preload("refusing_calls").env("REFUSED_CALL", "writing");
+  expectOutcome(job.run(), printed(longText()),
+                join(tmpLines(job), kCaptureOn, kNoCaptureIn, kNoCaptureOut));
 }
 
 TEST(CaptureFault, FilesRemovedWithTheirFolderDoNotEndTheJob) {
@@ -326,14 +308,9 @@ TEST(ManualBookletFault, FolderRemovedEndsTheJob) {
 }
 
 TEST(ManualBookletFault, ReadOnlyDiskEndsTheJob) {
-  const Job job = manualJob(join(kTop, pages("123")));
-  withOwnDisk(job.tmp(), [&](bool disk) {
-    if (!disk || !makeReadOnly(job.tmp())) {
-      ASSERT_NE(geteuid(), 0U);
-      fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
-    }
-    expectOutcome(job.run(), "", join(threeTmpLines(job), kNoFile, kFatal), 1);
-  });
+  Job job = manualJob(join(kTop, pages("123")));
+  job.preload("refusing_calls").env("REFUSED_CALL", "writing");
+  expectOutcome(job.run(), "", join(threeTmpLines(job), kNoFile, kFatal), 1);
 }
 
 // ---- few descriptors

@@ -10,11 +10,6 @@
 
 #include "tests/blackbox/manual_booklets.h"
 
-// Set by the build: a library that interrupts every call of the program it is loaded into.
-#ifndef INTERRUPTING_CALLS
-#error "INTERRUPTING_CALLS is not set"
-#endif
-
 namespace jobshaper::testing {
 namespace {
 
@@ -28,8 +23,7 @@ void expectTheSame(Job job, const std::vector<std::string>& calls) {
   EXPECT_TRUE(out == plain.out);
 
   const TemporaryFolder folder;
-  job.asanOption("verify_asan_link_order=0");
-  job.env("LD_PRELOAD", INTERRUPTING_CALLS).env("INTERRUPTED_CALLS", folder.file("calls"));
+  job.preload("interrupting_calls").env("INTERRUPTED_CALLS", folder.file("calls"));
   const Outcome outcome = job.run();
   EXPECT_TRUE(outcome.out == plain.out);
   EXPECT_EQ(outcome.err, plain.err);
@@ -79,8 +73,8 @@ TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
   Job job;
   job.capture().options(
       "QVBookletFold=BiFold QVBookletCoverSource=Tray2 "
-      "QVBookletPageCountFilename=" +
-      folder.file("count"));
+      "QVBookletPageCountFilename='" +
+      folder.file("count") + "'");
   std::string text = "*QVBookletFold\nold\nstatusdict /duplexer get exec\n";
   for (int page = 1; page <= 12; ++page) text += "%%Page: " + std::to_string(page) + "\nx\n";
   expectTheSame(job.input(text), {"open", "read", "writev", "pselect"});

@@ -89,8 +89,9 @@ grep -Fqx "Version $version" "$source/ppd/quorvan.drv" || fail "is $version, the
 mkdir -p "$work/system/var/lib/dpkg/updates"
 touch "$work/system/var/lib/dpkg/status"
 as_root() {
-  PATH=$PATH:/usr/sbin:/sbin fakeroot -s "$work/owners" -i "$work/owners" \
-    dpkg --root="$work/system" --log=/dev/null --force-depends "$@" > "$work/log" 2>&1 ||
+  # fakeroot does not accept blanks in paths.
+  (cd "$work" && TMPDIR=/tmp PATH=$PATH:/usr/sbin:/sbin fakeroot -s owners -i owners \
+    dpkg --root="$work/system" --log=/dev/null --force-depends "$@" > log 2>&1) ||
     fail "$(cat "$work/log")"
 }
 everything() { (cd "$work/system" && find . ! -path './var/lib/dpkg*' | sort); }

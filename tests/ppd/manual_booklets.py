@@ -44,9 +44,9 @@ def pages(count, prolog=b"", begin=b"", setup=b""):
             for n in range(1, count + 1)) + b"%%Trailer\n%%EOF\n"
 
 
-def made(command):
-    return subprocess.run(["bash", "-c", f". {make_jobs}; {command}"], check=True, timeout=60,
-                          stdout=subprocess.PIPE).stdout
+def made(command, *arguments):
+    return subprocess.run(["bash", "-c", f'. "$0"; {command}', make_jobs, *arguments], check=True,
+                          timeout=60, stdout=subprocess.PIPE).stdout
 
 
 def booklet(name, job, options, filter_options=None, blanks=1, empty=True):
@@ -111,7 +111,7 @@ try:
     booklet("groff-number-up", document, f"{fold} number-up=2")
     with open(f"{work}/document.ps", "wb") as file:
         file.write(document)
-    pdf = made(f"make_pdf {work}/document.ps > {work}/document.pdf; pdftops -paper A4 {work}/document.pdf -")
+    pdf = made('make_pdf "$1.ps" > "$1.pdf"; pdftops -paper A4 "$1.pdf" -', f"{work}/document")
     booklet("pdf", pdf, fold)
 finally:
     shutil.rmtree(work)

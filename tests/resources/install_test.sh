@@ -4,6 +4,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 gs=
 . "$here/common.sh"
 
+umask 022 # otherwise CMake makes directories that others cannot read
 DESTDIR=$work/root "$cmake" --install "$build" --component resources > log || { cat log; fail "install"; }
 test "$(ls -A root)" = Library || fail "installed outside the folder: $(ls -A root)"
 cd root/Library/Printers/Quorvan/filter/.resource

@@ -48,6 +48,19 @@ def end_with_parent():
     ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGTERM)
 
 
+def what_is_missing():
+    """Why a scheduler cannot run here, or None."""
+    def become_lp():
+        os.setgid(grp.getgrnam("lp").gr_gid)
+        os.setuid(pwd.getpwnam("lp").pw_uid)
+    try:
+        if os.geteuid() == 0:
+            subprocess.run(["true"], preexec_fn=become_lp, check=True)
+    except (subprocess.SubprocessError, OSError):
+        return "the scheduler runs filters as the user lp, which root cannot become here"
+    return None
+
+
 class PrivateCups:
     def __init__(self):
         os.umask(0o022)  # the scheduler's user is another one
@@ -82,9 +95,8 @@ class PrivateCups:
         if os.geteuid() == 0:
             user, group, administrators = "lp", "lp", "root"
         else:
-            user = pwd.getpwuid(os.geteuid()).pw_name
-            group = grp.getgrgid(os.getegid()).gr_name
-            administrators = group
+            # Numbers, because not every user has a name.
+            user, group, administrators = os.geteuid(), os.getegid(), "root"
         files = f"""\
 ServerRoot {self.folder}/etc
 ServerBin {self.bin}

@@ -14,12 +14,16 @@
 #include <iterator>
 #include <sstream>
 
-// Both are set by the build: the paths of the two programs under test.
+// The build sets all of these: the paths of the two programs under test, and the directory of the
+// libraries that tests preload.
 #ifndef JOBSHAPER_PROGRAM
 #error "JOBSHAPER_PROGRAM is not set"
 #endif
 #ifndef JOBSHAPER_AT_PROGRAM
 #error "JOBSHAPER_AT_PROGRAM is not set"
+#endif
+#ifndef PRELOAD_DIRECTORY
+#error "PRELOAD_DIRECTORY is not set"
 #endif
 
 namespace jobshaper::testing {
@@ -31,6 +35,15 @@ std::string fromEnvironment(const char* variable, const char* otherwise) {
   const char* const value = getenv(variable);
   return value ? value : otherwise;
 }
+
+// Read at the start, because some tests change the variable.
+const std::string kTemporaryDirectory = fromEnvironment("TMPDIR", "/tmp");
+
+// Messages from libraries in the test's own process do not depend on the user's language.
+const bool kInNoLanguage = [] {
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE", "LANG"}) unsetenv(name);
+  return true;
+}();
 
 using Clock = std::chrono::steady_clock;
 
@@ -64,7 +77,7 @@ std::string replaceNumber(std::string_view field, char lead) {
 }  // namespace
 
 TemporaryFolder::TemporaryFolder() {
-  std::string pattern = "/tmp/jobshaper-test-XXXXXX";
+  std::string pattern = kTemporaryDirectory + "/jobshaper-test-XXXXXX";
   if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << strerror(errno);
   path_ = pattern;
 }
@@ -289,6 +302,11 @@ Job& Job::asanOption(const std::string& option) {
   std::string& options = environment_["ASAN_OPTIONS"];
   options += (options.empty() ? "" : ":") + option;
   return *this;
+}
+Job& Job::preload(const std::string& library) {
+  asanOption("verify_asan_link_order=0");
+  // A name without its path, because a blank in LD_PRELOAD separates libraries.
+  return env("LD_PRELOAD", "lib" + library + ".so").env("LD_LIBRARY_PATH", PRELOAD_DIRECTORY);
 }
 Job& Job::ppd(std::string_view text) {
   const std::string path = other_->file("printer.ppd");

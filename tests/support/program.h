@@ -23,7 +23,7 @@ struct Outcome {
   int signal = 0;       // the signal that ended the process, or 0
 };
 
-// A folder of its own below the system's temporary directory, removed at the end.
+// A new directory in TMPDIR, or in /tmp; removed at the end.
 class TemporaryFolder {
  public:
   TemporaryFolder();
@@ -103,8 +103,10 @@ class Job {
   Job& env(const std::string& name, std::string value);
   Job& unsetEnv(const std::string& name);
   Job& asanOption(const std::string& option);  // counts in a build with the address sanitizer
-  Job& ppd(std::string_view text);             // PPD names a new file with this text
-  Job& capture();                              // puts the capture marker into TMPDIR
+  // Loads a library of tests/support/ into the program, before the C library.
+  Job& preload(const std::string& library);
+  Job& ppd(std::string_view text);  // PPD names a new file with this text
+  Job& capture();                   // puts the capture marker into TMPDIR
   // Switches the diagnostic log on: writes the settings file into TMPDIR. The debug
   // file is TMPDIR/"debug.log".
   Job& log(int level, int module = 1);

@@ -4,6 +4,8 @@
 //   fchmod         always, as on a disk that knows no permissions
 //   pipe size      a larger pipe is not granted; a look into a small one then ends the process
 //   copy           what tee has shown first can be read to its half only
+//   writing        as on a read-only disk
+//   ownership      a file that everybody may write to belongs to another user
 // A run in which nothing was refused ends with status 97.
 
 #include <errno.h>
@@ -71,6 +73,30 @@ EXPORTED ssize_t splice(int from, off_t*, int to, off_t*, size_t size, unsigned 
 EXPORTED int fchmod(int descriptor, mode_t mode) {
   if (refuse("fchmod", EPERM)) return -1;
   return static_cast<int>(syscall(SYS_fchmod, descriptor, mode));
+}
+
+EXPORTED int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = flags & O_CREAT ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+  if (writes && refuse("writing", EROFS)) return -1;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+EXPORTED int unlink(const char* path) {
+  if (refuse("writing", EROFS)) return -1;
+  return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+EXPORTED int fstat(int descriptor, struct stat* status) {
+  const int result = fstatat(descriptor, "", status, AT_EMPTY_PATH);
+  if (result == 0 && S_ISREG(status->st_mode) && status->st_mode & S_IWOTH &&
+      refuse("ownership", 0)) {
+    ++status->st_uid;
+  }
+  return result;
 }
 
 EXPORTED ssize_t read(int descriptor, void* buffer, size_t size) {

@@ -76,7 +76,7 @@ TEST_F(DebugLogFile, ThatMayNotBeWrittenIsReported) {
   writeFile(file("debug.log"), "earlier\n");
   ASSERT_EQ(::chmod(file("debug.log").c_str(), 0444), 0);
   settings(entry(integer(7)));
-  asOrdinaryUser([] {
+  inChildThatObeysPermissions([] {
     setupDebug();
     if (logDebugLevel != 0 || logDebugFilePtr) ::_exit(3);
   });

@@ -22,6 +22,7 @@
 
 #include "diag/debug_log.h"
 #include "diag/debug_session.h"
+#include "tests/support/permissions.h"
 #include "tests/support/program.h"
 
 namespace jobshaper::testing {
@@ -243,16 +244,11 @@ class DebugLog : public ::testing::Test {
     ASSERT_EQ(WEXITSTATUS(status), 0);
   }
 
-  // The same with an ordinary user's permissions even when the tests run as root; everybody
-  // may use the test's folder.
+  // The same bound by file permissions, even when the tests run as root.
   template <typename Action>
-  void asOrdinaryUser(Action action) const {
-    ASSERT_EQ(::chmod(tmp().c_str(), 0777), 0);
+  static void inChildThatObeysPermissions(Action action) {
     inChild([&] {
-      constexpr uid_t nobody = 65534;
-      if (::geteuid() == 0 &&
-          (::setresgid(nobody, nobody, nobody) != 0 || ::setresuid(nobody, nobody, nobody) != 0))
-        ::_exit(2);
+      obeyPermissions();
       action();
     });
   }

@@ -166,7 +166,7 @@ TEST_F(DebugLogSetup, StaysOffWhenAFileStandsInTheWay) {
 TEST_F(DebugLogSetup, StaysOffWhenTheSettingsMayNotBeRead) {
   settings(entry(integer(7)));
   ASSERT_EQ(::chmod(settingsFile().c_str(), 0), 0);
-  asOrdinaryUser([] {
+  inChildThatObeysPermissions([] {
     setupDebug();
     if (!logDoneSetup || logDebugLevel != 0 || logDebugFilePtr) ::_exit(3);
   });

@@ -352,7 +352,7 @@ TEST_F(DebugLogFileAccess, NamesAnUnreadablePathWhenErrorsAreLoggedToo) {
   for (int level = 0; level < 8; ++level) {
     std::filesystem::remove(file("debug.log"));
     on(level);
-    asOrdinaryUser([&] { LogFileAccessBody("caller", 9, path.c_str()); });
+    inChildThatObeysPermissions([&] { LogFileAccessBody("caller", 9, path.c_str()); });
     const std::string record =
         "AE######\t[time]\tLogFileAccessBody\tL162\t" + path + "\n\texists\n\tread ERR\n";
     EXPECT_EQ(log(), *expected[level] ? record : "") << level;
