@@ -12,7 +12,7 @@ allowed() {
     pjl)      echo "pjl settings diag platform" ;;
     booklet)  echo "booklet settings diag platform" ;;
     filter)   echo "filter booklet pjl settings diag platform" ;;
-    queue)    echo "queue filter settings platform" ;;
+    queue)    echo "queue filter pjl settings platform" ;;
     programs) echo "filter pjl queue settings" ;;
     *)        echo "src/$1: not in the list of tests/include_rules.sh" >&2 ;;
   esac

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "pjl/pjl_creation.h"
 #include "platform/descriptor.h"
@@ -18,6 +19,7 @@ inline constexpr char kFilterVersion[] = "3.9";
 
 // What is added to a run by those who start the filter for a queue. Nothing for `jobshaper`.
 struct JobAdditions {
+  std::vector<pjlCreation::Setter> settings;  // their lines end the header, in this order
   std::string jobName;  // for the JOBNAME line
 };
 

@@ -14,7 +14,8 @@ bool wrappingIsOn(const JobState& job) {
 }  // namespace
 
 void createHeader(JobState& job, const char* userID) {
-  job.pjlHeader.initFromArgsStore(job.jobOptions, userID, job.additions.jobName);
+  job.pjlHeader.initFromArgsStore(job.jobOptions, userID, job.additions.jobName,
+                                  job.additions.settings);
 }
 
 void writeHeader(JobState& job, JobOutput& output) {

@@ -60,7 +60,7 @@ std::string pjlTrailer(std::string_view exitString) {
 }
 
 void pjlCreation::initFromArgsStore(const argumentStore& argsStore, std::string_view userID,
-                                    std::string_view jobName) {
+                                    std::string_view jobName, std::span<const Setter> settings) {
   const TraceScope trace("-[pjlCreation initFromArgsStore:userID:jobName:]");
   pjlLines_.reserve(40);
   ticketData_ = &argsStore;
@@ -71,6 +71,7 @@ void pjlCreation::initFromArgsStore(const argumentStore& argsStore, std::string_
   appendJobRetention();
   if (argsStore.getValue("JAUSERID")) addJobAcctgLines(argsStore);
   addQvnGenericDrvCommands(argsStore, jobName);
+  for (const Setter setter : settings) (this->*setter)();
   append("@PJL ENTER LANGUAGE = POSTSCRIPT\n");
 }
 

@@ -26,11 +26,15 @@ std::string pjlTrailer(std::string_view exitString);
 // are not escaped. No function fails.
 class pjlCreation {
  public:
-  // Appends the whole header, from the start of the PJL job to the switch to PostScript. To be
-  // called once, before all other functions. Keeps a reference to `argsStore`, which must outlive
-  // this object, and copies the other arguments.
+  // One of the functions below that take no argument.
+  using Setter = void (pjlCreation::*)();
+
+  // Appends the whole header, from the start of the PJL job to the switch to PostScript, with the
+  // lines of `settings` directly before that switch. To be called once, before all other functions.
+  // Keeps a reference to `argsStore`, which must outlive this object, and copies the other
+  // arguments.
   void initFromArgsStore(const argumentStore& argsStore, std::string_view userID,
-                         std::string_view jobName);
+                         std::string_view jobName, std::span<const Setter> settings = {});
 
   // Appends the three lines for job accounting: user, account and department, converted to UTF-8.
   // The value is empty for an absent option.

@@ -3,9 +3,12 @@
 #include <strings.h>
 
 #include <cstdio>
+#include <cstring>
 #include <optional>
 #include <string_view>
+#include <vector>
 
+#include "pjl/pjl_creation.h"
 #include "platform/text_encoding.h"
 #include "queue/header_text.h"
 #include "queue/option_list.h"
@@ -45,6 +48,46 @@ constexpr const char* kHeaderTexts[] = {
 
 // The filter takes these for Mac OS Roman; CUPS passes UTF-8.
 constexpr const char* kAccountingOptions[] = {"JAUSERID", "JAACCTNUM", "JADEPTNUM"};
+
+// The settings for which a PPD file may have options without code, in the order of the builder.
+struct Setting {
+  const char* option;
+  pjlCreation::Setter setter;
+};
+constexpr Setting kSettings[] = {
+    {"MediaType", &pjlCreation::setMediaType},
+    {"InputSlot", &pjlCreation::setPaperSource},
+    {"OutputBin", &pjlCreation::setOutputBin},
+    {"TonerDarkness", &pjlCreation::setTonerDarkness},
+    {"PictureGrade", &pjlCreation::setPictureGrade},
+    {"SepPages", &pjlCreation::setSeparatorPage},
+    {"SepSource", &pjlCreation::setSeparatorSource},
+    {"Offset", &pjlCreation::setOffsetPage},
+    {"CyanBalance", &pjlCreation::setCyan},
+    {"MagentaBalance", &pjlCreation::setMagenta},
+    {"YellowBalance", &pjlCreation::setYellow},
+    {"BlackBalance", &pjlCreation::setBlack},
+    {"MediaColor", &pjlCreation::setColorCorrection},
+    {"GrayCorrection", &pjlCreation::setGrayCorrection},
+    {"ManualRGBImage", &pjlCreation::setManualRGBImage},
+    {"ManualRGBText", &pjlCreation::setManualRGBText},
+    {"ManualRGBGraphics", &pjlCreation::setManualRGBGraphics},
+    {"ManualCMYK", &pjlCreation::setManualCMYK},
+    {"ColorSaver", &pjlCreation::setColorSaver},
+    {"BLW", &pjlCreation::setBlackAndWhite},
+    {"QvnBrightness", &pjlCreation::setBrightness},
+    {"QvnContrast", &pjlCreation::setContrast},
+    {"QvnSaturation", &pjlCreation::setSaturation},
+    {"ImageSmoothing", &pjlCreation::setImageSmoothing},
+    {"QvnLineDetail", &pjlCreation::setLineDetail},
+    {"Resolution", &pjlCreation::setResolution},
+};
+
+// CUPS takes no value of Resolution but a number, so the PPD files have an option of their own for
+// the image-quality modes.
+constexpr char kImageQuality[] = "QvnImageQuality";
+
+constexpr char kPrintersChoice[] = "PrinterS";
 
 constexpr char kFold[] = "QVBookletFold";
 constexpr char kPlainBooklet[] = "Booklet";
@@ -97,13 +140,19 @@ const char* replacement(const QueuePpd& ppd, const char* option, const char* cho
   return usual && ppd.missingEquipment(option, usual).empty() ? usual : nullptr;
 }
 
-// The choice of the PPD file that the job gets; null for none.
-const char* settledChoice(const OptionList& jobOptions, const QueuePpd& ppd, const char* option) {
-  const char* choice = ppd.choice(option);
+// The choice that is marked in the PPD file, which is that of the job if the file has it; null for
+// none.
+const char* markedChoice(const OptionList& jobOptions, const QueuePpd& ppd, const char* option) {
+  const char* const choice = ppd.choice(option);
   const char* const asked = jobOptions.find(option);
   if (asked && !ppd.hasChoice(option, asked)) {
     warn(option, asked, "is not a choice of this printer", choice);
   }
+  return choice;
+}
+
+// The choice, or what is left of it with the printer's equipment; null for nothing.
+const char* possibleChoice(const QueuePpd& ppd, const char* option, const char* choice) {
   if (!choice) return nullptr;
   const std::string missing = ppd.missingEquipment(option, choice);
   if (missing.empty()) return choice;
@@ -115,7 +164,7 @@ const char* settledChoice(const OptionList& jobOptions, const QueuePpd& ppd, con
 void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
                   const char* option) {
   if (!ppd.hasOption(option)) return;
-  const char* const choice = settledChoice(jobOptions, ppd, option);
+  const char* const choice = possibleChoice(ppd, option, markedChoice(jobOptions, ppd, option));
   const char* const asked = jobOptions.find(option);
   const bool stands =
       choice && (!saysNothing(option, choice) || (asked && strcasecmp(asked, choice) == 0));
@@ -123,6 +172,28 @@ void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueueP
     wanted.put(option, asJobOption(choice));
   } else {
     wanted.remove(option);
+  }
+}
+
+// What the PPD file has code for is in the job already.
+bool settleSetting(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
+                   const char* option, const char* settingOption) {
+  if (!ppd.hasOption(option)) return false;
+  const char* choice = markedChoice(jobOptions, ppd, option);
+  if (!choice || ppd.hasCode(option, choice)) return false;
+  choice = possibleChoice(ppd, option, choice);
+  if (!choice || std::strcmp(choice, kPrintersChoice) == 0) return false;
+  wanted.put(settingOption, choice);
+  return true;
+}
+
+void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settings,
+                    const OptionList& jobOptions, const QueuePpd& ppd) {
+  for (const auto& [option, setter] : kSettings) {
+    if (settleSetting(wanted, jobOptions, ppd, option, option)) settings.push_back(setter);
+  }
+  if (settleSetting(wanted, jobOptions, ppd, kImageQuality, "Resolution")) {
+    settings.push_back(&pjlCreation::setResolution);
   }
 }
 
@@ -147,7 +218,8 @@ void cleanTexts(OptionList& wanted) {
   }
 }
 
-void completeOptions(OptionList& wanted, const OptionList& jobOptions, const QueueJob& job) {
+void completeOptions(OptionList& wanted, std::vector<pjlCreation::Setter>& settings,
+                     const OptionList& jobOptions, const QueueJob& job) {
   const QueuePpd ppd(job.ppdPath, jobOptions);
   const auto putMissing = [&](const char* name, const char* value) {
     if (value && !jobOptions.find(name)) wanted.put(name, value);
@@ -155,6 +227,7 @@ void completeOptions(OptionList& wanted, const OptionList& jobOptions, const Que
   putMissing(kCollateOption.data(), collation(jobOptions, ppd));
   for (const char* const name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
   for (const char* const name : kTextOptions) putMissing(name, ppd.choice(name));
+  settleSettings(wanted, settings, jobOptions, ppd);
 }
 
 void encodeAccounting(OptionList& wanted) {
@@ -170,9 +243,10 @@ void encodeAccounting(OptionList& wanted) {
 CompletedJob completedJob(const QueueJob& job) {
   const OptionList jobOptions(job.options);
   OptionList wanted(jobOptions);
+  CompletedJob completed;
   const bool whole = isWholeOptionString(job.options);
   if (whole) {
-    completeOptions(wanted, jobOptions, job);
+    completeOptions(wanted, completed.additions.settings, jobOptions, job);
   } else {
     std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
   }
@@ -180,7 +254,6 @@ CompletedJob completedJob(const QueueJob& job) {
   if (whole || wanted.find(kCopiesOption.data())) settleCopies(wanted, job.copies);
   if (whole) encodeAccounting(wanted);
 
-  CompletedJob completed;
   completed.user = headerText(job.user);
   completed.options = wanted == jobOptions ? job.options : optionString(job.options, wanted);
   // Jobs that the printer keeps are told apart by it.

@@ -29,6 +29,8 @@ struct CompletedJob {
 //   in the spelling of the PPD file, or the administrator's default. A choice that the PPD file
 //   does not have, or that the printer's equipment rules out, is reported on standard error, with
 //   what is used instead;
+// - the same for the options of the settings that the PPD file leaves to the header, having no code
+//   for them; the setters are in `additions`;
 // - texts for the header in which a quote or a control character would break it, without those;
 // - the accounting values in Mac OS Roman, where they can be expressed in it.
 // Of two values under one name the later counts. If an option has to be left out or spelled

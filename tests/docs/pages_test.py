@@ -133,6 +133,15 @@ class PagesTest(unittest.TestCase):
         self.assert_words(names, " ".join(" ".join(entry.tags) + " " + entry.text
                                           for entry in added), "jobshaper-queue.8")
 
+    def test_settings_of_the_entry_program(self):
+        table = re.search(r"kSettings\[\] = \{(.*?)\n\};", joined(QUEUE_CODE), re.S).group(1)
+        names = re.findall(r'\{"(\w+)"', table)
+        self.assertGreater(len(names), 20)
+        text = " ".join(entry.text for entry in self.queue_page.sections["SETTINGS"])
+        known = re.findall(r"\w+", text)
+        places = [known.index(name) for name in names]
+        self.assertEqual(places, sorted(places))
+
     def test_setters(self):
         rows = re.findall(rf'^\s*\{{"(\w+)",\s*\S+,\s*({STRINGS})', joined(TOOL_CODE), re.M)
         setters = {row[0]: "".join(re.findall(STRING, row[1])) for row in rows}

@@ -114,7 +114,8 @@ for pair in rows:
     checks.check(pair in known_rows, f"{pair}: no option here has these choices")
 
 # ---- What is left out, and why.
-left_out = re.findall(r"^\| `([^`]+)` \| (?:`([^`]+)` )?\| (.+) \|$", read("docs/ppd.md"), re.MULTILINE)
+left_out = re.findall(r"^\| `([^`]+)` \| (?:`([^`]+)` )?\| (.+) \|$",
+                      read("docs/ppd.md").split("## What is left out")[1], re.MULTILINE)
 left_out_options = {option for option, choice, _ in left_out if not choice}
 left_out_choices = {(option, choice) for option, choice, _ in left_out if choice}
 checks.check(len(left_out) > 15, "docs/ppd.md: the table of what is left out")
@@ -132,6 +133,11 @@ for name in option_names - left_out_options:
         wanted[name] |= set(rows[pair])
     if name not in NO_PRINTERS_CHOICE:
         wanted[name].add("Printers" if name == "QVBookletCoverType" else "PrinterS")
+# An option of its own for values of another.
+wanted["QvnImageQuality"] = in_ppds.get("QvnImageQuality", set())
+checks.check({"PrinterS", "1200IQ", "2400IQ"} == wanted["QvnImageQuality"]
+             <= set(rows["src/pjl/quality_settings.cpp", "kResolutionRows"]) | {"PrinterS"},
+             "choices of the image enhancement")
 small_text = set(rows[SMALL_TEXT_ROWS]) | {"PrinterS"}
 for name in SMALL_TEXT:
     wanted[name] = in_ppds.get(name, set()) & small_text
@@ -174,7 +180,7 @@ for ppd in ppds:
     say(has("MediaColor") == color and has("GrayCorrection") != color, "color options")
     say(has("Duplex") != small, "Duplex where there is a duplexer")
     say(has("QVBookletFold", "SaddleStitch", "BiFold") == finisher, "folds where there is a finisher")
-    say(has("QVBookletFold", "Booklet", "false", "PrinterS"), "booklets everywhere")
+    say(has("QVBookletFold", "Booklet", "false"), "booklets everywhere")
     say(has("InputSlot", "EnvDrawr2") == finisher, "envelope drawers")
     say(ppd.options["QVBookletFold"].default == "false", "no booklet unless it is asked for")
     say(ppd.options["PrintTo"].default == "JRPrinter", "no job is kept unless it is asked for")
@@ -194,7 +200,7 @@ for ppd in ppds:
                      "*OptionFinisher False *QVBookletFold BiFold",
                      "*OptionFinisher False *OutputBin FinisherBin1",
                      "*OptionDrawer3 Tray *InputSlot EnvDrawr3",
-                     "*OptionDrawer3 EnvelopeDrawer *QVBookletCoverSource Tray3"}
+                     "*OptionDrawer3 EnvelopeDrawer *SepSource Tray3"}
     if generic:
         expected |= {"*OptionDuplexer False *Duplex", "*OptionDuplexer False *QVBookletFold"}
     if not small:

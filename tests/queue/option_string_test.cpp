@@ -324,6 +324,139 @@ TEST(Equipment, ThatIsMissingForTheDefaultTooLeavesNothing) {
             "(OptionFinisher=False); nothing is used instead.\n");
 }
 
+// ---- settings
+
+// An option with these choices, of which the last comes with code.
+std::string ppdOptionWithCode(std::string_view name, std::string_view choices,
+                              std::string_view defaultChoice) {
+  std::string text = ppdOption(name, choices, defaultChoice);
+  const std::size_t last = text.rfind(": \"\"\n");
+  return text.replace(last, 5, ": \"<</Some true>>setpagedevice\"\n");
+}
+
+// The lines that a job has in its header before the switch to PostScript, beyond its copies.
+std::string settingLines(const std::string& options, const std::string& ppd) {
+  TemporaryFolder folder;
+  const std::string path = folder.file("printer.ppd");
+  writeFile(path, ppd);
+  QueueJob job;
+  job.options = options.c_str();
+  job.copies = "2";
+  job.ppdPath = path.c_str();
+  const CompletedJob completed = completedJob(job);
+  argumentStore store;
+  store.initWithOptionString(completed.options.c_str());
+  pjlCreation header;
+  header.initFromArgsStore(store, "ada", "", completed.additions.settings);
+  std::string text;
+  for (const std::string& line : header.objectEnumerator()) text += line;
+  const std::string_view end = "@PJL ENTER LANGUAGE = POSTSCRIPT\n";
+  EXPECT_TRUE(text.ends_with(end));
+  const std::string before = "USERNAME = \"ada\"\n";
+  const std::size_t from = text.find(before) + before.size();
+  return text.substr(from, text.size() - end.size() - from);
+}
+
+TEST(Setting, IsSentForAChoiceOfTheJobOrTheDefault) {
+  const std::string ppd = ppdWith(ppdOption("OutputBin", "PrinterS Bin1 Bin2", "Bin2") +
+                                  ppdOption("CyanBalance", "PrinterS -5 0", "PrinterS"));
+  EXPECT_EQ(settingLines("", ppd), "@PJL SET OUTBIN = OPTIONALOUTBIN2\n");
+  EXPECT_EQ(settingLines("OutputBin=bin1 CyanBalance=-5", ppd),
+            "@PJL SET OUTBIN = OPTIONALOUTBIN1\n@PJL SET QCOLORBALANCECYAN = -5\n");
+  EXPECT_EQ(settingLines("OutputBin=PrinterS", ppd), "");
+}
+
+TEST(Setting, OfAnOptionThatThePpdLacksIsNotSent) {
+  EXPECT_EQ(settingLines("CyanBalance=-5 TonerDarkness=7 Resolution=1200IQ", kFoldPpd), "");
+}
+
+TEST(Setting, ThatThePpdHasCodeForIsNotSent) {
+  const std::string ppd = ppdWith(ppdOptionWithCode("SepPages", "PrinterS None Jobs", "PrinterS"));
+  EXPECT_EQ(settingLines("SepPages=Jobs", ppd), "");
+  EXPECT_EQ(settingLines("SepPages=None", ppd), "@PJL SET QSEPARATORSHEETS = NONE\n");
+}
+
+TEST(Setting, WithAValueOfTheUsersIsNotSent) {
+  const std::string ppd = ppdWith(ppdOption("CyanBalance", "PrinterS -5 0", "PrinterS") +
+                                  ppdOption("TonerDarkness", "PrinterS 8", "8"));
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(settingLines("CyanBalance=9\\\n@PJL TonerDarkness=9", ppd), "@PJL SET DENSITY = 3\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "WARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead.\n"
+            "WARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
+            "instead.\n");
+}
+
+TEST(Setting, WithoutItsEquipmentIsNotSent) {
+  const std::string ppd =
+      ppdWith(ppdOption("OutputBin", "PrinterS FinisherBin1", "FinisherBin1") +
+              "*OpenGroup: InstallableOptions/Options\n" +
+              ppdOption("OptionFinisher", "True False", "False") +
+              "*CloseGroup: InstallableOptions\n"
+              "*UIConstraints: *OptionFinisher False *OutputBin FinisherBin1\n");
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(settingLines("", ppd), "");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "WARNING: OutputBin=FinisherBin1 needs equipment that is not installed "
+            "(OptionFinisher=False); nothing is used instead.\n");
+}
+
+TEST(Setting, OfImageQualityIsAnOptionOfItsOwn) {
+  const std::string ppd =
+      ppdWith(ppdOption("QvnImageQuality", "PrinterS 1200IQ 2400IQ", "PrinterS") +
+              ppdOptionWithCode("Resolution", "1200dpi 600dpi", "600dpi"));
+  EXPECT_EQ(settingLines("Resolution=600dpi QvnImageQuality=2400IQ", ppd),
+            "@PJL SET RESOLUTION = 600\n@PJL SET QIMAGEENHANCE = ON\n"
+            "@PJL SET QIMAGEENHANCETYPE = 4\n@PJL SET QSCREENING = IET\n");
+  EXPECT_EQ(settingLines("Resolution=600dpi", ppd), "");
+}
+
+TEST(Setting, ComesInTheOrderOfTheBuilder) {
+  struct Row {
+    const char* option;
+    const char* choice;
+    const char* line;
+  };
+  // clang-format off
+  const Row rows[] = {
+      {"MediaType", "Plain", "MEDIATYPE = \"PLAIN\""},
+      {"InputSlot", "Tray1", "QPAPERSOURCE = TRAY1"},
+      {"OutputBin", "Bin1", "OUTBIN = OPTIONALOUTBIN1"},
+      {"TonerDarkness", "6", "DENSITY = 1"},
+      {"PictureGrade", "TrueM", "QPICTUREGRADE = ON"},
+      {"SepPages", "Jobs", "QSEPARATORSHEETS = BETWEENJOBS"},
+      {"SepSource", "Tray1", "QSEPARATORSOURCE = TRAY1"},
+      {"Offset", "Jobs", "JOBOFFSET = BETWEENJOBS"},
+      {"CyanBalance", "1", "QCOLORBALANCECYAN = 1"},
+      {"MagentaBalance", "2", "QCOLORBALANCEMAGENTA = 2"},
+      {"YellowBalance", "3", "QCOLORBALANCEYELLOW = 3"},
+      {"BlackBalance", "4", "QCOLORBALANCEBLACK = 4"},
+      {"MediaColor", "Auto", "QCOLORCORRECTION = AUTO"},
+      {"GrayCorrection", "FalseM", "QCOLORCORRECTION = OFF"},
+      {"ManualRGBImage", "Off", "QMANUALCOLORRGBIMAGE = OFF"},
+      {"ManualRGBText", "Off", "QMANUALCOLORRGBTEXT = OFF"},
+      {"ManualRGBGraphics", "Off", "QMANUALCOLORRGBGRAPHICS = OFF"},
+      {"ManualCMYK", "Off", "QMANUALCOLORCMYKIMAGE = OFF\n@PJL SET QMANUALCOLORCMYKTEXT = OFF\n"
+                            "@PJL SET QMANUALCOLORCMYKGRAPHICS = OFF"},
+      {"ColorSaver", "TrueM", "QCOLORSAVER = ON"},
+      {"BLW", "TrueM", "QCOLORMODEL = BLACK"},
+      {"QvnBrightness", "5", "QIMAGEBRIGHTNESS = 5"},
+      {"QvnContrast", "-1", "QIMAGECONTRAST = -1"},
+      {"QvnSaturation", "-2", "QIMAGESATURATION = -2"},
+      {"ImageSmoothing", "TrueF", "QIMAGESMOOTHING = ON"},
+      {"QvnLineDetail", "TrueF", "QLINEDETAIL = ON"},
+      {"Resolution", "300dpi", "RESOLUTION = 300"},
+  };
+  // clang-format on
+  std::string ppd;
+  std::string lines;
+  for (const Row& row : rows) {
+    ppd = ppdOption(row.option, row.choice, row.choice) + ppd;  // the other way round
+    lines.append("@PJL SET ").append(row.line).append("\n");
+  }
+  EXPECT_EQ(settingLines("", ppdWith(ppd)), lines);
+}
+
 // ---- texts for the header
 
 TEST(HeaderText, HasNeitherQuotesNorControlCharacters) {

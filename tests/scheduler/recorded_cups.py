@@ -104,7 +104,10 @@ class PrintedJob:
         if b"@PJL SET HOLD = " in output[:output.index(SWITCH)]:
             output = output.replace(b'JOBNAME = ""', b'JOBNAME = "%s"' % header_text(self.argv[3]),
                                     1)
-        return output
+        # A test of its own tells which lines these are.
+        header = output[:output.index(SWITCH)]
+        settings = [line for line in self.header.splitlines(True) if line not in header]
+        return output.replace(SWITCH, b"".join(settings) + SWITCH, 1)
 
     @property
     def header(self):

@@ -194,7 +194,6 @@ class SchedulerTest(unittest.TestCase):
     def test_every_finishing(self):
         commands = {
             "false": None,
-            "PrinterS": None,
             "Booklet": b"",
             "SaddleStitch": b"<< /Fold 2 /Staple 4>> setpagedevice",
             "BiFold": b"<< /Fold 1 >> setpagedevice",
@@ -224,6 +223,27 @@ class SchedulerTest(unittest.TestCase):
         else:
             self.assertEqual(after[:2], [b"", command])
             self.assertIn(b"statusdict /duplexer get exec", after[2])
+
+    def test_settings_without_code(self):
+        self.add_queue("Toner", "color-finisher", "-o", "TonerDarkness=4", "-o", "BLW=TrueM")
+        job = self.print(self.documents.pdf, {
+            "OutputBin": "finisherbin2", "MediaColor": "Manual", "ManualCMYK": "USCMYK",
+            "CyanBalance": "-3", "QvnImageQuality": "2400IQ", "SepPages": "Jobs",
+            "SepSource": "Tray5", "QvnSaturation": "7"}, queue="Toner")
+        lines = [
+            b"COPIES = 1", b"OUTBIN = OPTIONALOUTBIN2", b"DENSITY = 4",
+            b"QSEPARATORSOURCE = TRAY5", b"QCOLORBALANCECYAN = -3", b"QCOLORCORRECTION = MANUAL",
+            b"QMANUALCOLORCMYKIMAGE = SWOP", b"QMANUALCOLORCMYKTEXT = SWOP",
+            b"QMANUALCOLORCMYKGRAPHICS = SWOP", b"RESOLUTION = 600", b"QIMAGEENHANCE = ON",
+            b"QIMAGEENHANCETYPE = 4", b"QSCREENING = IET"]
+        self.assertTrue(job.header.endswith(b"".join(b"@PJL SET " + line + b"\n" for line in lines)),
+                        job.header)
+        # What has code comes as PostScript alone.
+        self.assertIn(b"<</SlipSheet 2>>setpagedevice", job.body)
+        self.assertIn(b"<</ProcessColorModel/DeviceGray>>setpagedevice", job.body)
+        self.assert_warnings(job, "QvnSaturation=7 is not a choice of this printer; PrinterS is "
+                             "used instead.")
+        self.assert_pages(job, self.documents.pages)
 
     def test_defaults_of_the_administrator(self):
         self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
@@ -293,6 +313,7 @@ class SchedulerTest(unittest.TestCase):
         self.assert_warnings(
             job, "QVBookletFold=No such {fold} is not a choice of this printer; false is used "
             "instead.", "QvnBlankPage=maybe is not a choice of this printer; PrinterS is used "
+            "instead.", "InputSlot=Tray99 is not a choice of this printer; PrinterS is used "
             "instead.")
         # Nothing but the header that a harmless job would have.
         self.assertEqual([line.split(b" = ")[0] for line in job.header.splitlines()], [
