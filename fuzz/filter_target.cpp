@@ -1,6 +1,6 @@
-// The whole filter, from its arguments to its exit status, as one call after the other.
+// The whole filter, from its arguments to its exit status, one call after the other.
 //
-// Input: three settings (what there is, how the job comes, the system), then the texts job id,
+// Input: three settings (what exists, how the job is passed, the system), then the texts job id,
 // user, copies, options, device URI, LANG, the PPD file, the log's settings file, the page-count
 // file ("count" in the options), and the job.
 
@@ -25,7 +25,7 @@ constexpr std::string_view kTrailer =
     "\x1b%-12345X\x1b%-12345X@PJL RDYMSG DISPLAY = \"\"\n@PJL EOJ\n@PJL QPORTROTATE\n"
     "\x1b%-12345X";
 
-// Standard error carries nothing else: CUPS takes some lines of a filter as commands.
+// Nothing else may be written to standard error, since CUPS treats some lines as commands.
 constexpr std::string_view kMessages[] = {
     "ERROR: Version = 3.9 ",
     "\tjobshaper job-id user title copies options [file]",
@@ -43,9 +43,9 @@ constexpr std::string_view kMessages[] = {
     "[tarvel] this is an Appletalk connection",
 };
 
-// What the settings' bits mean.
+// The meaning of the settings' bits.
 enum What : unsigned { capture = 1, ppd = 2, uri = 4, lang = 8, log = 16, wrongCount = 32 };
-enum How : unsigned { fromFile = 1, fromPipe = 2, noFile = 4, aFolder = 8 };
+enum How : unsigned { fromFile = 1, fromPipe = 2, noFile = 4, aDirectory = 8 };
 
 struct Job {
   unsigned what, how, system;
@@ -62,35 +62,36 @@ Job readJob(Input& input) {
     *text = input.cText();
   }
   for (std::string* text : {&job.ppd, &job.log, &job.pageCount}) *text = input.text();
-  job.uri.resize(std::min<std::size_t>(job.uri.size(), 99));  // a longer one is answered by abort()
+  job.uri.resize(std::min<std::size_t>(job.uri.size(), 99));  // for a longer one, it calls abort()
   job.bytes = input.rest();
   return job;
 }
 
-// Two folders: the filter's temporary one, and what it only reads, where it runs.
-struct Folders {
-  Folders() {
+// Two directories: the filter's temporary directory, and its working directory, which it only
+// reads.
+struct Directories {
+  Directories() {
     mkdir(temporary.c_str(), 0700);
     for (const char* name : {"/Debug", "/Debug/.DebugPlist"}) {
       mkdir((temporary + name).c_str(), 0700);
     }
-    mkdir(fileInFolder("en.lproj").c_str(), 0700);
-    writeFile(fileInFolder("en.lproj/instruction(null)"), "% fold here\nshowpage\n");
+    mkdir(fileInDirectory("en.lproj").c_str(), 0700);
+    writeFile(fileInDirectory("en.lproj/instruction(null)"), "% fold here\nshowpage\n");
     setenv("TMPDIR", temporary.c_str(), 1);
   }
-  const std::string temporary = fileInFolder("tmp");
+  const std::string temporary = fileInDirectory("tmp");
 };
 
-class InFolder {
+class InDirectory {
  public:
-  InFolder() { FUZZ_CHECK(fchdir(there_) == 0); }
-  ~InFolder() { FUZZ_CHECK(fchdir(before_) == 0); }
-  InFolder(const InFolder&) = delete;
-  InFolder& operator=(const InFolder&) = delete;
+  InDirectory() { FUZZ_CHECK(fchdir(there_) == 0); }
+  ~InDirectory() { FUZZ_CHECK(fchdir(before_) == 0); }
+  InDirectory(const InDirectory&) = delete;
+  InDirectory& operator=(const InDirectory&) = delete;
 
  private:
   static int opened(const char* path) { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
-  static inline const int there_ = opened(folder().c_str());
+  static inline const int there_ = opened(directory().c_str());
   static inline const int before_ = opened(".");
 };
 
@@ -102,31 +103,31 @@ void set(const char* name, bool present, const std::string& value) {
   }
 }
 
-void prepare(const Job& job, const Folders& folders) {
+void prepare(const Job& job, const Directories& directories) {
   set("DEVICE_URI", job.what & What::uri, job.uri);
   set("LANG", job.what & What::lang, job.lang);
-  set("PPD", job.what & What::ppd, fileInFolder("ppd"));
-  if (job.what & What::ppd) writeFile(fileInFolder("ppd"), job.ppd);
-  const std::string log = folders.temporary + "/Debug/.DebugPlist/qvDebug.plist";
+  set("PPD", job.what & What::ppd, fileInDirectory("ppd"));
+  if (job.what & What::ppd) writeFile(fileInDirectory("ppd"), job.ppd);
+  const std::string log = directories.temporary + "/Debug/.DebugPlist/qvDebug.plist";
   if (job.what & What::log) {
     writeFile(log, job.log);
   } else {
     unlink(log.c_str());
   }
-  const std::string marker = folders.temporary + "/qvn_log";
+  const std::string marker = directories.temporary + "/qvn_log";
   if (job.what & What::capture) {
     writeFile(marker, "");
   } else {
     unlink(marker.c_str());
   }
-  writeFile(fileInFolder("count"), job.pageCount);
+  writeFile(fileInDirectory("count"), job.pageCount);
 }
 
 System systemOf(const Job& job) {
   static constexpr std::int32_t kVersions[] = {0x1050, 0x1049, 0x103F, 0x1040, 0x102F, 0x1030, 0};
   System system;
   if (const unsigned version = job.system & 7; version < 7) system.version = kVersions[version];
-  system.instructionDirectory = folder();
+  system.instructionDirectory = directory();
   return system;
 }
 
@@ -136,7 +137,7 @@ class StandardInput {
   explicit StandardInput(const Job& job) {
     static MemoryFile file;
     int ends[2];
-    // A pipe takes so much without a reader.
+    // A pipe holds this much without a reader.
     if (job.how & fromPipe && job.bytes.size() <= 65536 && pipe2(ends, O_CLOEXEC) == 0) {
       FUZZ_CHECK(write(ends[1], job.bytes.data(), job.bytes.size()) ==
                  static_cast<ssize_t>(job.bytes.size()));
@@ -157,8 +158,8 @@ int filter(const Job& job) {
   std::vector<std::string> texts = {"jobshaper", job.id,     job.user,
                                     "Title",     job.copies, job.options};
   if (job.how & fromFile) {
-    texts.push_back(job.how & noFile ? "missing" : job.how & aFolder ? "en.lproj" : "job");
-    writeFile(fileInFolder("job"), job.bytes);
+    texts.push_back(job.how & noFile ? "missing" : job.how & aDirectory ? "en.lproj" : "job");
+    writeFile(fileInDirectory("job"), job.bytes);
   }
   if (job.what & wrongCount && job.how & fromPipe) texts.resize(job.how & fromFile ? 8 : 5);
   std::vector<char*> argv;
@@ -168,8 +169,8 @@ int filter(const Job& job) {
   return filterJob(static_cast<int>(texts.size()), argv.data(), systemOf(job));
 }
 
-void checkMessages(std::string_view messages, const Folders& folders) {
-  const std::string tmp = "tmp at " + folders.temporary + " ";
+void checkMessages(std::string_view messages, const Directories& directories) {
+  const std::string tmp = "tmp at " + directories.temporary + " ";
   while (!messages.empty()) {
     const std::size_t end = messages.find('\n');
     FUZZ_CHECK(end != messages.npos);
@@ -186,7 +187,7 @@ bool holdsTrigger(std::string_view bytes) {
 }
 
 void checkOutput(const Job& job, int status, std::string_view out, std::string_view messages,
-                 const Folders& folders) {
+                 const Directories& directories) {
   if (status != 0) {
     FUZZ_CHECK(status == 1);
     FUZZ_CHECK(out.empty());
@@ -199,26 +200,26 @@ void checkOutput(const Job& job, int status, std::string_view out, std::string_v
   std::string_view body = out;
   if (wrapped) body.remove_suffix(kTrailer.size());
   const bool booklet = job.options.find("QVBookletFold") != job.options.npos;
-  // What no rule can touch comes out as it went in.
+  // What no rule can change comes out unchanged.
   if (!booklet && !holdsTrigger(job.bytes)) FUZZ_CHECK(body.ends_with(job.bytes));
-  // The debug file may have any name, and so be one of the captures.
+  // The debug file may have any name, even that of a capture.
   if (!(job.what & What::capture) || job.what & What::log) return;
   std::string printed(out);
   if (!wrapped) printed += kTrailer;
-  FUZZ_CHECK(readFile(folders.temporary + "/qvn_ps2") == printed);
+  FUZZ_CHECK(readFile(directories.temporary + "/qvn_ps2") == printed);
   if (!booklet && job.bytes.find("JobPatchFile") == job.bytes.npos) {
-    FUZZ_CHECK(readFile(folders.temporary + "/qvn_ps") == job.bytes);
+    FUZZ_CHECK(readFile(directories.temporary + "/qvn_ps") == job.bytes);
   }
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Folders folders;
+  static const Directories directories;
   static MemoryFile out, messages;
   Input input(data, size);
   const Job job = readJob(input);
-  prepare(job, folders);
+  prepare(job, directories);
   resetLog();
 
   const int free = lowestFreeDescriptor();
@@ -228,13 +229,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const StandardInput in(job);
     const Redirected printed(STDOUT_FILENO, out.descriptor());
     const Redirected said(STDERR_FILENO, messages.descriptor());
-    const InFolder here;
+    const InDirectory here;
     status = filter(job);
   }
   resetLog();
   FUZZ_CHECK(lowestFreeDescriptor() == free);
   const std::string_view said = messages.take();
-  checkMessages(said, folders);
-  checkOutput(job, status, out.take(), said, folders);
+  checkMessages(said, directories);
+  checkOutput(job, status, out.take(), said, directories);
   return 0;
 }

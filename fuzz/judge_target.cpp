@@ -1,7 +1,7 @@
-// The filter against the plain second implementation of its rules and of the reordering.
+// Compares the filter with the reference implementation of its rules and of the reordering.
 //
-// Input: a setting, whose lowest bit chooses between the two, then what the judge's library makes
-// a job of: 16 bytes of choices, and the job.
+// Input: a setting, whose lowest bit selects one of the two; then the input from which the
+// reference library makes a job: 16 bytes of choices, and the job.
 
 #include <cstdio>
 

@@ -1,5 +1,5 @@
-// The reordering of a manual booklet through its temporary files, against the same order made of
-// whole strings; and reArrangedPages by itself.
+// Compares the reordering of a manual booklet through temporary files with the same order made of
+// whole strings, and tests reArrangedPages separately.
 //
 // Input: a setting and the job id; then the job, or the pages one by one.
 
@@ -28,7 +28,7 @@ std::string passRequest(char pass) {
          " setmanualduplexmode end}{pop}ifelse\n";
 }
 
-// Whole lines of at most 1024 bytes; the rest behind the last line end does not count.
+// Whole lines of at most 1024 bytes, without what follows the last line end.
 std::vector<std::string> linesOf(std::string_view job) {
   std::vector<std::string> lines;
   std::string line;
@@ -79,7 +79,7 @@ void reorderWhole(Input& input, unsigned settings) {
                     (settings & 8) != 0};
   version = order.oldSystem ? 0x104F : 0x1050;
   const std::string jobId = input.cText();
-  const std::string output = fileInFolder("qvn_manualPS" + jobId);
+  const std::string output = fileInDirectory("qvn_manualPS" + jobId);
   job.fill(input.rest());
   const int done =
       manualBookletOrder(job.descriptor(), output, jobId, orientation, order.onlyInside);
@@ -89,8 +89,8 @@ void reorderWhole(Input& input, unsigned settings) {
 }
 
 void reverseDirectly(Input& input, unsigned settings) {
-  const std::string sidePath = fileInFolder("side");
-  const std::string reversedPath = fileInFolder("reversed");
+  const std::string sidePath = fileInDirectory("side");
+  const std::string reversedPath = fileInDirectory("reversed");
   PageFile side, reversed;
   FUZZ_CHECK(side.open(sidePath) && reversed.open(reversedPath));
   std::string expected;
@@ -112,8 +112,8 @@ void reverseDirectly(Input& input, unsigned settings) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static MemoryFile messages;
-  static const std::string said = "tmp at " + folder() + " \n";
-  setenv("TMPDIR", folder().c_str(), 1);
+  static const std::string said = "tmp at " + directory() + " \n";
+  setenv("TMPDIR", directory().c_str(), 1);
   switchLogOff();
   Input input(data, size);
   const unsigned settings = input.setting();

@@ -1,4 +1,4 @@
-// The option string: parsing, placeholders and the header made of it.
+// The option string: parsing, placeholders, and the header made from it.
 //
 // Input: the option string, a user name, the rest is ignored.
 
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int i = n - 1; i >= 0; --i) {
     const auto value = store.getValue(parsed[i].name);
     FUZZ_CHECK(value);
-    // Each name comes once, whatever its letters' case: the later value has replaced the earlier.
+    // Each name occurs once, ignoring case: a later value has replaced the earlier one.
     FUZZ_CHECK(*value == decoded(parsed[i].value));
   }
   FUZZ_CHECK(store.count() == static_cast<std::size_t>(n));

@@ -1,6 +1,6 @@
-// The settings beyond the header.
+// The settings that are not part of the header.
 //
-// Input: the option string, a user name, a size, and then a byte for each call of a setter.
+// Input: the option string, a user name, a size, and then one byte per call of a setter.
 
 #include <iterator>
 
@@ -81,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<std::string> header = builder.objectEnumerator();
 
   const Redirected quiet(2, nowhere.descriptor());
-  // No more than each setter once or so: a long list only repeats.
+  // About one call per setter: a longer list would only repeat.
   for (const char setter : input.rest().substr(0, 64)) {
     const std::size_t before = builder.count();
     call(builder, options, static_cast<unsigned char>(setter), paper);

@@ -12,7 +12,7 @@ using namespace jobshaper;
 using namespace jobshaper::fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string path = fileInFolder("printer.ppd");
+  static const std::string path = fileInDirectory("printer.ppd");
   switchLogOff();
   const std::string_view file(reinterpret_cast<const char*>(data), size);
   writeFile(path, file);
@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   FUZZ_CHECK(lowestFreeDescriptor() == free);
 
-  // The file as one line, which the reader above never sees so long.
+  // The file as a single line, which is longer than any that the reader above returns.
   if (const auto value = ppdLineValue(file)) {
     FUZZ_CHECK(isValidUtf8(*value));
     FUZZ_CHECK(value->find_first_of("\"\r\n\v\f") == value->npos);

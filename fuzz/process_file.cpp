@@ -37,7 +37,7 @@ ProcessFile::ProcessFile() {
 ProcessFile::~ProcessFile() { files[static_cast<std::size_t>(descriptor())] = nullptr; }
 
 std::string ProcessFile::take() {
-  // Whoever writes by another call than these would be overlooked.
+  // Writes by other calls than these would be missed.
   if (++taken_ % 256 == 1) FUZZ_CHECK(lseek(descriptor(), 0, SEEK_END) == 0);
   read_ = 0;
   return std::exchange(bytes_, {});

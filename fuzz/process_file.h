@@ -1,5 +1,6 @@
-// Files that cost no system call: the linker puts functions of ours in the place of the calls
-// with which the filter reads and writes (--wrap). Millions of runs are then a matter of minutes.
+// Files without system calls: the linker replaces the functions with which the filter reads and
+// writes
+// (--wrap), so that millions of runs take minutes.
 #pragma once
 
 #include <string>
@@ -22,7 +23,7 @@ class ProcessFile {
   std::size_t readOn(char* buffer, std::size_t size);
 
  private:
-  MemoryFile file_;  // stays empty; a regular file to whoever asks
+  MemoryFile file_;  // stays empty; makes fstat() report a regular file
   std::string bytes_;
   std::size_t read_ = 0;
   unsigned taken_ = 0;

@@ -1,4 +1,4 @@
-// What the entry program of a queue makes of a job: nothing that breaks the header.
+// The job that the entry program of a queue passes on must not break the header.
 //
 // Input: a setting (whether there is a PPD file), the options, the copies, the user, the title,
 // then the PPD file.
@@ -23,7 +23,7 @@ extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:_ppdOpen\n"; }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string path = fileInFolder("printer.ppd");
+  static const std::string path = fileInDirectory("printer.ppd");
   static MemoryFile messages;
   Input input(data, size);
   QueueJob job;
@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(quotes == 0 || quotes == 2 || (quotes == 4 && line.starts_with("@PJL QJOBINFO ")));
   }
 
-  // What is not of the filter is still there, as it came.
+  // Options that are not for the filter are unchanged.
   cups_option_t* before = nullptr;
   cups_option_t* after = nullptr;
   const int countBefore = cupsParseOptions(options.c_str(), 0, &before);

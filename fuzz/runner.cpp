@@ -1,5 +1,5 @@
-// Runs a fuzz target over the files that it is given, and those of the folders, without a fuzzer:
-// so the ordinary tests replay seeds and findings.
+// Runs a fuzz target on files, and on all files in directories, without a fuzzer. The ordinary
+// tests replay seeds and findings with it.
 
 #include <algorithm>
 #include <cstdio>
@@ -30,7 +30,7 @@ int main(int argc, char* argv[]) {
   }
   for (const fs::path& file : files) {
     std::printf("%s\n", file.c_str());
-    std::fflush(stdout);  // the last name is the one that fails
+    std::fflush(stdout);  // so that the last name is the file that fails
     std::ifstream in(file, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(in), {}};
     if (in.bad() || !in.is_open()) {

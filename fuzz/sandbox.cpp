@@ -29,18 +29,18 @@ namespace {
 bool active = false;
 std::vector<std::string> written;
 
-// No component leads up again, and the run makes no links.
-bool isInFolder(std::string_view path) {
-  return path.starts_with(folder() + "/") && path.find("/../") == path.npos &&
+// There is no ".." component, and the run does not create links.
+bool isInDirectory(std::string_view path) {
+  return path.starts_with(directory() + "/") && path.find("/../") == path.npos &&
          !path.ends_with("/..");
 }
 
 constexpr int kWriting = O_WRONLY | O_RDWR | O_CREAT | O_TRUNC;
 
-// A file that the filter names after the job stays in the folder, whatever the job is called.
+// A file that the filter names after the job must be in the directory, whatever the job id is.
 void noteOpen(const std::string& path, int flags) {
   if (!active || !(flags & kWriting) || path == "/dev/null") return;
-  FUZZ_CHECK(isInFolder(path));
+  FUZZ_CHECK(isInDirectory(path));
   written.push_back(path);
 }
 
@@ -60,7 +60,7 @@ mode_t modeOf(int flags, va_list arguments) {
 }  // namespace
 
 Sandbox::Sandbox() {
-  folder();
+  directory();
   active = true;
 }
 
@@ -88,10 +88,10 @@ extern "C" int __wrap_openat(int directory, const char* path, int flags, ...) {
   return __real_openat(directory, path, flags, mode);
 }
 
-// The one file that is opened so is the debug file, which the settings may put anywhere.
+// Only the debug file is opened this way; the settings may name any path for it.
 extern "C" FILE* __wrap_fopen(const char* path, const char* mode) {
   if (active && std::strchr("wa", *mode)) {
-    if (!isInFolder(path)) {
+    if (!isInDirectory(path)) {
       errno = EACCES;
       return nullptr;
     }

@@ -1,6 +1,6 @@
-// While a run lasts, it creates and writes files in its folder only. The linker puts these
-// functions in the place of the C library's (--wrap), for the targets that open files by names
-// that come from their input.
+// Checks that a run creates and writes files in its directory only. The linker replaces the
+// functions of the C library by these (--wrap), for targets that open files whose names come from
+// the input.
 #pragma once
 
 namespace jobshaper::fuzz {

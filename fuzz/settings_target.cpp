@@ -1,4 +1,4 @@
-// The settings file of the diagnostic log, and the log that it asks for.
+// The settings file of the diagnostic log, and the log that it turns on.
 //
 // Input: the file.
 
@@ -18,11 +18,11 @@ using namespace jobshaper::fuzz;
 
 namespace {
 
-std::string prepareFolder() {
-  setenv("TMPDIR", folder().c_str(), 1);
-  mkdir(fileInFolder("Debug").c_str(), 0700);
-  mkdir(fileInFolder("Debug/.DebugPlist").c_str(), 0700);
-  return fileInFolder("Debug/.DebugPlist/qvDebug.plist");
+std::string prepareDirectory() {
+  setenv("TMPDIR", directory().c_str(), 1);
+  mkdir(fileInDirectory("Debug").c_str(), 0700);
+  mkdir(fileInDirectory("Debug/.DebugPlist").c_str(), 0700);
+  return fileInDirectory("Debug/.DebugPlist/qvDebug.plist");
 }
 
 void readAlone(const std::string& path) {
@@ -47,8 +47,8 @@ void logSomething(std::string_view bytes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const std::string path = prepareFolder();
-  static const std::string firstLine = "tmp at " + folder() + " \n";
+  static const std::string path = prepareDirectory();
+  static const std::string firstLine = "tmp at " + directory() + " \n";
   static MemoryFile messages;
   const std::string_view file(reinterpret_cast<const char*>(data), size);
   writeFile(path, file);

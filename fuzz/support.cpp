@@ -13,14 +13,14 @@
 
 #include "diag/debug_log.h"
 
-// There in sanitizer builds only.
+// Exists only in sanitizer builds.
 extern "C" [[gnu::weak]] void __sanitizer_set_report_fd(void* descriptor);
 
 namespace jobshaper::fuzz {
 
 namespace {
 
-// The standard streams as the process got them.
+// The original standard streams of the process.
 const std::array<int, 3>& originalStreams() {
   static const std::array<int, 3> streams = [] {
     std::array<int, 3> copies{};
@@ -28,7 +28,7 @@ const std::array<int, 3>& originalStreams() {
       copies[static_cast<std::size_t>(stream)] = fcntl(stream, F_DUPFD_CLOEXEC, 100);
     }
     if (__sanitizer_set_report_fd) {
-      // A number in a pointer is what it takes.
+      // The function takes a number in a pointer.
       // NOLINTNEXTLINE(performance-no-int-to-ptr)
       __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(copies[2])));
     }
@@ -91,8 +91,8 @@ Redirected::Redirected(int stream, int descriptor) : stream_(stream) {
 
 Redirected::~Redirected() { dup2(originalStreams()[static_cast<std::size_t>(stream_)], stream_); }
 
-const std::string& folder() {
-  // Never destroyed: the handler below runs after that of everything static.
+const std::string& directory() {
+  // Never destroyed, because the handler below runs after all static destructors.
   static const std::string& path = *[] {
     const char* const wanted = std::getenv("TMPDIR");
     std::string pattern = wanted ? wanted : access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
@@ -100,15 +100,15 @@ const std::string& folder() {
     FUZZ_CHECK(mkdtemp(pattern.data()));
     std::atexit([] {
       std::error_code ignored;
-      std::filesystem::remove_all(folder(), ignored);
+      std::filesystem::remove_all(directory(), ignored);
     });
     return new std::string(pattern);
   }();
   return path;
 }
 
-std::string fileInFolder(std::string_view name) {
-  return std::string(folder()).append("/").append(name);
+std::string fileInDirectory(std::string_view name) {
+  return std::string(directory()).append("/").append(name);
 }
 
 void writeFile(const std::string& path, std::string_view bytes) {

@@ -1,5 +1,5 @@
-// What the fuzz targets share. A target is one function that takes any bytes at all; what it must
-// not do is crash, leak, or fail a check.
+// Shared by the fuzz targets. A target is a function that accepts any bytes. It must not crash,
+// leak memory or fail a check.
 #pragma once
 
 #include <cstddef>
@@ -11,30 +11,30 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace jobshaper::fuzz {
 
-// Says on the first standard error of the process what went wrong, and aborts: the fuzzer then
-// keeps the input.
+// Reports the failure on the original standard error of the process and aborts, so that the fuzzer
+// saves the input.
 [[noreturn]] void fail(const char* what, const char* file, int line);
 
 #define FUZZ_CHECK(condition) \
   ((condition) ? void() : ::jobshaper::fuzz::fail(#condition, __FILE__, __LINE__))
 
-// The bytes of one run. Settings come first, a byte each, of which the low six bits count; so a
-// seed can be typed. Texts follow, each up to a record separator; the rest is the job.
+// The bytes of one run. Settings come first, one byte each, of which the low six bits are used, so
+// that seeds can be typed. Then come texts, each up to a record separator. The rest is the job.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size)
       : rest_(reinterpret_cast<const char*>(data), size) {}
 
-  unsigned setting();  // 0 to 63; 0 when nothing is left
+  unsigned setting();  // 0 to 63; 0 at the end of the bytes
   std::string text();
-  std::string cText();  // likewise, and up to a zero byte
+  std::string cText();  // the same, but ends at a zero byte
   std::string_view rest() const { return rest_; }
 
  private:
   std::string_view rest_;
 };
 
-// A file in memory, used again by each run.
+// A file in memory, reused by each run.
 class MemoryFile {
  public:
   MemoryFile();
@@ -53,7 +53,7 @@ class MemoryFile {
   std::string taken_;
 };
 
-// One of the standard streams goes elsewhere for a while.
+// Redirects one of the standard streams while this object exists.
 class Redirected {
  public:
   Redirected(int stream, int descriptor);
@@ -65,16 +65,16 @@ class Redirected {
   int stream_;
 };
 
-// A folder of this process in memory, made at the first call and empty then.
-const std::string& folder();
-std::string fileInFolder(std::string_view name);
+// An in-memory directory for this process, created empty by the first call.
+const std::string& directory();
+std::string fileInDirectory(std::string_view name);
 void writeFile(const std::string& path, std::string_view bytes);
-std::string readFile(const std::string& path);  // "" when there is none
+std::string readFile(const std::string& path);  // "" if there is no such file
 
-// The lowest descriptor that is not in use: a run must not raise it.
+// The lowest descriptor that is not in use; a run must not increase it.
 int lowestFreeDescriptor();
 
-// The diagnostic log as at process start, or off for good.
+// Resets the diagnostic log to its state at process start, or turns it off.
 void resetLog();
 void switchLogOff();
 
