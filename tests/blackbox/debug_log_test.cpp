@@ -1,5 +1,5 @@
-// The diagnostic log of whole jobs: what the settings file switches on, what stands in the
-// debug file then, and that no state of the log disturbs the job.
+// The diagnostic log of whole jobs: what the settings file turns on, what is then in the debug
+// file, and that the log never disturbs the job.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -24,7 +24,7 @@ std::string printed() { return plainHeader() + kJob + trailer(); }
 
 Job plainJob() { return Job().input(kJob); }
 
-// Runs the job and expects it to be printed, with this on standard error.
+// Runs the job, and expects it to be printed with these messages on standard error.
 void expectPrinted(const Job& job, const std::string& err) {
   const Outcome outcome = job.run();
   EXPECT_EQ(outcome.out, printed());
@@ -40,7 +40,7 @@ bool hasLog(const Job& job) { return std::filesystem::exists(job.tmpFile("debug.
 
 std::string rawLog(const Job& job) { return readFile(job.tmpFile("debug.log")); }
 
-// The masked debug file. The two records of the cover query are no matter of these tests.
+// The masked debug file, without the two records of the cover query.
 std::string logOf(const Job& job) {
   std::string result;
   std::string rest = maskLog(rawLog(job));
@@ -55,7 +55,7 @@ void settings(const Job& job, std::string_view bytes) {
   writeFile(job.tmpFile("Debug/.DebugPlist/qvDebug.plist"), bytes);
 }
 
-// Settings with these lines in this program's entry.
+// Settings with these lines in the entry of this program.
 void entry(const Job& job, const std::string& lines) {
   settings(job,
            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -65,7 +65,7 @@ void entry(const Job& job, const std::string& lines) {
                lines + "\n</dict>\n</dict>\n</plist>\n");
 }
 
-// The notes of a run at a level that lets no record of the job through.
+// The notes of a run at a level that excludes all records of the job.
 std::string quietNotes(const std::string& letter, int level, int module, const char* bits) {
   const std::string note = letter + "N######\t[time]\tlogger\tL#\t";
   std::string result = letter + "A######\t[time]\tlogger\tL#\tDEBUG GO\n" + note + "file OK\n" +
@@ -99,7 +99,7 @@ std::string dumpedSettings(const std::string& level) {
   return result.replace(result.find("LEVEL"), 5, level);
 }
 
-// What plainJob() itself writes at level 1.
+// The records of plainJob() at level 1.
 std::string jobRecords() {
   return "AI######\t[time]\tmain\tL#\t{\n"
          "AI######\t[time]\tmain\tL#\tARGV[0] = Quorvan_Office\n\n"
@@ -136,7 +136,7 @@ std::string jobRecords() {
 
 // ---- levels ----
 
-TEST(DebugLog, WithoutSettingsLeavesOnlyTheLinesNamingTheFolder) {
+TEST(DebugLog, WithoutSettingsOnlyNamesTheDirectory) {
   const Job job = plainJob();
   expectPrinted(job, "tmp at " + job.tmp() + " \ntmp at " + job.tmp() + " \n");
   EXPECT_TRUE(std::filesystem::is_empty(job.tmp()));
@@ -217,7 +217,7 @@ TEST(DebugLog, BeginsTheRecordsOfTheJobWithTheModuleLetterToo) {
 
 // ---- the form of the records ----
 
-// Milliseconds of the day, in the zone so many minutes east of Greenwich.
+// Milliseconds of the day, in the time zone this many minutes east of UTC.
 long dayMilliseconds(int minutesEast) {
   timeval now;
   gettimeofday(&now, nullptr);
@@ -245,7 +245,7 @@ void expectForm(const Job& job, int minutesEast) {
     const std::string line = rest.substr(0, end);
     std::smatch field;
     if (!std::regex_match(line, field, form)) {
-      // Only the further lines of a message have no record's head.
+      // Only the second and later lines of a message do not begin like a record.
       EXPECT_EQ(line.find("\t["), std::string::npos) << line;
       continue;
     }
@@ -327,14 +327,14 @@ TEST(DebugFile, IsReadableAndWritableByEveryone) {
   EXPECT_EQ(status.st_mode & 07777, 0666U);
 }
 
-TEST(DebugFile, LiesBelowAFolderThatEndsInASlash) {
+TEST(DebugFile, IsCreatedInADirectoryThatEndsInASlash) {
   Job job = plainJob().log(2);
   job.env("TMPDIR", job.tmp() + "/");
   expectPrinted(job, "tmp at " + job.tmp() + "/ \ntmp at " + job.tmp() + "/ \n");
   EXPECT_EQ(logOf(job), quietNotes("A", 2, 65, "E"));
 }
 
-TEST(DebugFile, ThatCannotBeOpenedIsReportedBetweenTheFolderLines) {
+TEST(DebugFile, ThatCannotBeOpenedIsReportedBetweenTheDirectoryLines) {
   const Job job = plainJob().log(7);
   std::filesystem::create_directory(job.tmpFile("debug.log"));
   expectPrinted(job, tmpLine(job) + "ERROR: Unable to open log file\n" + tmpLine(job));
@@ -360,7 +360,7 @@ TEST(DebugFile, ThatCannotBeOpenedIsReportedBeforeAnUnreadableJob) {
   EXPECT_EQ(outcome.exitStatus, 1);
 }
 
-TEST(DebugFile, InAMissingFolderIsReported) {
+TEST(DebugFile, InAMissingDirectoryIsReported) {
   const Job job = plainJob();
   entry(job,
         "<key>debugFile</key><string>logs/debug.log</string>\n"
@@ -491,14 +491,14 @@ TEST(DebugSettings, MayLeaveOutTheDocumentType) {
   EXPECT_EQ(logOf(job), quietNotes("C", 2, 67, "E"));
 }
 
-TEST(DebugSettings, ThatAreAFolderLeaveTheLogOff) {
+TEST(DebugSettings, ThatAreADirectoryLeaveTheLogOff) {
   const Job job = plainJob();
   std::filesystem::create_directories(job.tmpFile("Debug/.DebugPlist/qvDebug.plist"));
   expectPrinted(job);
   EXPECT_FALSE(hasLog(job));
 }
 
-// However deep, the settings never end the job.
+// However deeply nested, the settings never end the job.
 TEST(DebugSettings, OfAnyDepthLetTheJobThrough) {
   for (const int depth : {1000, 4000, 100000, 1000000}) {
     const Job job = plainJob();

@@ -1,5 +1,5 @@
-// The fold command of a booklet made by the printer: where it stands in the job, and the
-// code of the feature that it replaces.
+// The fold command of a booklet that the printer folds: where it is in the job, and the code of the
+// feature that it replaces.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kSaddle = "<< /Fold 2 /Staple 4>> setpagedevice\n";
 
-// A saddle-stitched job whose input and body are these.
+// A saddle-stitched job with this input and this body of the output.
 void expectStitched(std::string input, std::string_view body) {
   expectBody(bookletJob(std::move(input)), body);
 }
@@ -76,7 +76,7 @@ TEST(FoldCommand, LineOfAFullPieceLosesItsNewlineToTheDrop) {
   expectStitched(shorter + "\n", shorter + "\n\n" + kSaddle);
 }
 
-// So many bytes of text in lines of 64, the last one closed too.
+// This many bytes of text in lines of 64, all of them terminated.
 std::string filler(std::size_t size) {
   std::string text(size, 'x');
   for (std::size_t i = 63; i < size; i += 64) text[i] = '\n';
@@ -114,7 +114,7 @@ TEST(FoldCommand, LineWithAZeroByteGetsNone) {
   expectStitched(input, input);
 }
 
-TEST(FoldCommand, GoesWithAPjlLineThatIsNotWrittenButTheDropStands) {
+TEST(FoldCommand, IsDroppedWithAPjlLineButStillDropsTheFeature) {
   expectStitched("a\n@PJL QVBookletFold\nb\nstatusdict /duplexer get exec\nc\n",
                  "a\nstatusdict /duplexer get exec\nc\n");
   expectStitched("a\n\x1b%-12345X QVBookletFold\nb\nstatusdict /duplexer get exec\nc\n",

@@ -1,4 +1,4 @@
-// The PJL header: each line, the options that call for it, and the order of all of them.
+// The PJL header: each line, the options that cause it, and the order of the lines.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -21,7 +21,7 @@ void expectHeader(Job job, const std::string& header) {
   EXPECT_EQ(outcome.exitStatus, 0);
 }
 
-// The lines between USERNAME and ENTER LANGUAGE that these options give.
+// The lines between USERNAME and ENTER LANGUAGE for these options.
 void expectLines(const std::string& options, std::string_view lines) {
   SCOPED_TRACE("options: " + options);
   expectHeader(Job().options(options), headerOf("ada", "ada", lines));
@@ -32,7 +32,7 @@ std::string maskedLogOf(Job job) {
   return maskLog(readFile(job.tmpFile("debug.log")));
 }
 
-// The part of `log` from the first `begin` up to the first `end` behind it.
+// The part of `log` from the first `begin` up to the first `end` after it.
 std::string between(const std::string& log, std::string_view begin, std::string_view end) {
   const std::size_t from = log.find(begin);
   const std::size_t to = from == std::string::npos ? from : log.find(end, from);
@@ -120,7 +120,7 @@ TEST(PjlHeader, OrderOfTheOptionsDoesNotMatter) {
               lines);
 }
 
-TEST(PjlUser, UserNameOfTheJobStandsInBothLines) {
+TEST(PjlUser, UserNameOfTheJobIsInBothLines) {
   expectHeader(Job().user("grace"), headerOf("grace", "grace", ""));
   expectHeader(Job().user(""), headerOf("", "", ""));
   expectHeader(Job().user("Ada Byron"), headerOf("Ada Byron", "Ada Byron", ""));
@@ -434,12 +434,12 @@ constexpr std::string_view kStoreExit =
     "AI######\t[time]\t-[argumentStore initWithOptionString:]\tL#\t}\n";
 constexpr std::string_view kSummary = "AI######\t[time]\tmain\tL#\t\n\nFilter version = 3.9\n\n";
 
-TEST(PjlTrace, BuilderRecordsStandBetweenTheOptionStoreAndTheSummary) {
+TEST(PjlTrace, BuilderRecordsAreBetweenTheOptionStoreAndTheSummary) {
   EXPECT_EQ(between(maskedLogOf(Job()), kStoreExit, kSummary),
             std::string(kStoreExit) + std::string(kBuilderEntry) + std::string(kBuilderExit));
 }
 
-TEST(PjlTrace, AccountingRecordsStandInsideTheBuildersRecords) {
+TEST(PjlTrace, AccountingRecordsAreInsideTheBuildersRecords) {
   const std::string expected = std::string(kStoreExit) + std::string(kBuilderEntry) +
                                "AI######\t[time]\t-[pjlCreation addJobAcctgLines:]\tL#\t{\n"
                                "AI######\t[time]\t-[pjlCreation addJobAcctgLines:]\tL#\t}\n" +
@@ -488,7 +488,7 @@ TEST(PjlTrace, SummaryEndsWithTheHeaderLines) {
   const std::size_t begin = log.find(kSummary);
   ASSERT_NE(begin, std::string::npos) << log;
   EXPECT_EQ(log.substr(begin, expected.size()), expected);
-  // Nothing but trace records follow: no further header line.
+  // Only trace records follow, no header line.
   EXPECT_EQ(log.find("@PJL", begin + expected.size()), std::string::npos);
 }
 

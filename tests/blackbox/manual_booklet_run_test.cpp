@@ -1,5 +1,5 @@
-// The run of a manual booklet around its pages: copies in the header, messages, capture, the
-// records of the log, and the temporary files.
+// A manual booklet, apart from its pages: copies in the header, messages, capture, records of the
+// log and temporary files.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -23,7 +23,7 @@ std::string onePagePrinted() {
   return join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank);
 }
 
-// The plain header with lines before and after its language switch.
+// The plain header, with lines before and after the language switch.
 std::string headerWith(std::string_view before, std::string_view after) {
   const std::string header = plainHeader();
   return join(header.substr(0, header.size() - kEnter.size()), before, kEnter, after);
@@ -105,7 +105,7 @@ TEST(ManualBookletCollation, OfARetainedJobIsSetInTheReorderedJob) {
 TEST(ManualBookletWrapping, IsLeftOutForUsbOnOldSystemsButCaptured) {
   Job job = manualJob(join("@PJL SET COPIES = 2\n", onePage()));
   job.version("0x102f").env("DEVICE_URI", "usb://Quorvan/C400").env("LANG", "en").capture();
-  job.env("JOBSHAPER_INSTRUCTIONS", job.tmpFile("no such folder"));
+  job.env("JOBSHAPER_INSTRUCTIONS", job.tmpFile("no such directory"));
   const std::string body = join(kTop, kFirstPass, "%%Page: 0 0\nuserdict/ESPsave save put\n\n",
                                 kRestore, kPage1, kSecondPass, kBlank, kRestore);
   const std::string line = "tmp at " + job.tmp() + " \n";
@@ -168,7 +168,7 @@ std::string record(std::string_view function, std::string_view message) {
   return join("AI######\t[time]\t", function, "\tL#\t", message, "\n");
 }
 
-// What is recorded from the cover query on.
+// The records beginning with the cover query.
 std::string recordsFromCoverQuery(const Job& job) {
   const std::string log = maskLog(readFile(job.tmpFile("debug.log")));
   const std::size_t start = log.find(record("isOnlyPrintInside", "{"));
@@ -232,7 +232,7 @@ TEST(ManualBookletFiles, OfOtherJobsAreLeftAlone) {
   }
 }
 
-// Waits for the file at most ten seconds.
+// Waits for the file for at most ten seconds.
 bool appears(const std::string& path) {
   for (int i = 0; i < 1000 && !fs::exists(path); ++i) usleep(10000);
   return fs::exists(path);

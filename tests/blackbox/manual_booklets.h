@@ -1,5 +1,5 @@
-// What the tests of manual booklets share: a job that is reordered, and the texts that the
-// reordering and the line loop add to it.
+// Shared by the tests of manual booklets: a job that is reordered, and the texts that the
+// reordering and the rules add to it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ inline constexpr std::string_view kSecondPass =
     "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
 inline constexpr std::string_view kProcedures = "cg_md begin\nbp\nsdmtx\nep\nend\n";
 inline constexpr std::string_view kRestore = "userdict /ESPsave get restore\n";
-// The instruction page on a current system, when there is no file for it.
+// The instruction page on a current system, if there is no file for it.
 inline constexpr std::string_view kInstruction = "%%Page: 0 0\n";
 inline constexpr std::string_view kNoInstruction = "instructionAsData is less than or equal to 0\n";
 inline constexpr std::string_view kNoFile = "ERROR: Unable to create necessary file.\n";
@@ -66,7 +66,7 @@ inline Job manualJob(std::string input, std::string_view options = "") {
   return job;
 }
 
-// The log's line, the set-up's and the reordering's.
+// The lines of the log, the setup and the reordering.
 inline std::string threeTmpLines(const Job& job) {
   const std::string line = "tmp at " + job.environment().at("TMPDIR") + " \n";
   return line + line + line;
@@ -78,7 +78,7 @@ inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42")
   }
 }
 
-// What a system before 10.5 gets instead: every page in a save of its own.
+// The same for systems before 10.5, where every page has its own save.
 inline std::string onOldSystem(std::string body) {
   const auto insertBehind = [&body](std::string_view text, std::string_view addition) {
     for (std::size_t at = 0; (at = body.find(text, at)) != body.npos; at += text.size()) {
@@ -90,7 +90,7 @@ inline std::string onOldSystem(std::string body) {
   return body;
 }
 
-// The run of a manual booklet, without and with a capture, which holds what was printed.
+// Runs a manual booklet without and with the capture, which must contain what was printed.
 inline void expectBooklet(const Job& job, std::string_view body, std::string_view messages) {
   const std::string out = join(plainHeader(), body, trailer());
   expectOutcome(job.run(), out, join(threeTmpLines(job), messages));
@@ -104,7 +104,7 @@ inline void expectBooklet(const Job& job, std::string_view body, std::string_vie
   std::filesystem::remove(job.tmpFile("qvn_log"));
 }
 
-// On this system, and unless the job asks for one itself, on 10.5 and 10.4.9.
+// On this system, and, unless the job sets a version, on 10.5 and 10.4.9.
 inline void expectBookletEverywhere(const Job& job, std::string_view body,
                                     std::string_view messages) {
   expectBooklet(job, body, messages);

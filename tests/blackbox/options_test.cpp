@@ -1,5 +1,5 @@
-// The option string of a job: what CUPS puts into it and what the filter reads out of it.
-// Values show in the header's USERNAME line, names and values in the debug file.
+// The option string of a job: what CUPS writes and what the filter reads. Values are visible in the
+// header's USERNAME line, names and values in the debug file.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -27,7 +27,7 @@ struct UserNameRow {
   std::string userName;
 };
 
-// Each job's whole output, with the user name that its options give.
+// The whole output of each job, with the user name from its options.
 void expectUserNames(const std::vector<UserNameRow>& rows) {
   for (const UserNameRow& row : rows) {
     SCOPED_TRACE("options: " + row.options);
@@ -44,7 +44,7 @@ std::string logOf(Job job) {
   return readFile(job.tmpFile("debug.log"));
 }
 
-// As many bytes of `log` as `expected` has, from the first place where `start` stands.
+// The part of `log` that begins at the first `start` and is as long as `expected`.
 std::string section(const std::string& log, std::string_view start, const std::string& expected) {
   const std::size_t begin = log.find(start);
   return begin == std::string::npos ? "" : log.substr(begin, expected.size());
@@ -52,8 +52,8 @@ std::string section(const std::string& log, std::string_view start, const std::s
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-// The job summary lists exactly these options: nothing stands between the version before
-// them and the separator after them.
+// The job summary lists exactly these options: there is nothing else between the version and the
+// separator.
 void expectDump(const std::string& options, const Pairs& pairs) {
   SCOPED_TRACE("options: " + options);
   std::string expected = "Filter version = 3.9\n\n";
@@ -122,7 +122,7 @@ TEST(OptionString, OneKindOfQuotesKeepsTheOther) {
                    {"JRUSERNAME='the \"Ada\" name'", "the \"Ada\" name"}});
 }
 
-TEST(OptionString, QuotesInsideAnUnquotedValueStandForThemselves) {
+TEST(OptionString, QuotesInsideAnUnquotedValueAreOrdinaryCharacters) {
   expectUserNames(
       {{"JRUSERNAME=O'Neil", "O'Neil"}, {"JRUSERNAME=a'b'c", "a'b'c"}, {"JRUSERNAME=5\"", "5\""}});
 }
@@ -330,7 +330,7 @@ TEST(ValueEscape, PlaceholdersAreDecodedInEveryOption) {
 }
 
 TEST(ValueEscape, ValueIsTestedAfterDecoding) {
-  // A blank is not part of "1", and no placeholder stands for a letter.
+  // A blank is not part of "1", and there are no placeholders for letters.
   expectFiltered(
       Job().options("com.apple.print.PrintSettings.PMCopies..n.=<20>1").input(std::string(kPage)),
       plainHeader());
@@ -372,7 +372,7 @@ TEST(OptionDump, NeverReachesTheOutputs) {
   expectFiltered(job, plainHeader());
 }
 
-TEST(OptionStoreTrace, StandsBetweenTheArgumentsAndTheHeader) {
+TEST(OptionStoreTrace, IsBetweenTheArgumentsAndTheHeader) {
   const std::string expected =
       "AI######\t[time]\tmain\tL#\tARGV[5] = a=1\n\n"
       "AI######\t[time]\tmain\tL#\tARGV[6] = (null)\n\n"

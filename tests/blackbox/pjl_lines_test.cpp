@@ -16,7 +16,7 @@ namespace {
 
 constexpr char kUsage[] = "usage: pjlLines [-u USER] OPTIONS [SETTER ...]\n";
 
-// One run; its environment holds TMPDIR and what a test adds.
+// One run, with TMPDIR and the variables of the test as environment.
 struct Lines {
   explicit Lines(std::vector<std::string> arguments,
                  const std::map<std::string, std::string>& more = {},
@@ -28,7 +28,7 @@ struct Lines {
     outcome = process.finish();
   }
 
-  // What the setters appended behind a plain header of "ada".
+  // The lines that the setters appended after a plain header of "ada".
   std::string appended() const {
     const std::string header = plainHeader();
     EXPECT_EQ(outcome.out.substr(0, header.size()), header);
@@ -37,7 +37,7 @@ struct Lines {
   // The log announces itself once.
   std::string tmpLine() const { return "tmp at " + job.tmp() + " \n"; }
 
-  Job job;  // owns the temporary folder
+  Job job;  // owns the temporary directory
   Outcome outcome;
 };
 
@@ -134,7 +134,7 @@ TEST(PjlLines, KnowsEverySetter) {
       {"addJobAcctgLines",
        "@PJL SET QJOBCREDUSERNAME = \"\"\n@PJL SET QJOBCREDACCOUNTID = \"8\"\n"
        "@PJL SET QJOBCREDDEPTID = \"\"\n"},
-      {"addQvnGenericDrvCommands", ""},  // of a queue without the generic driver
+      {"addQvnGenericDrvCommands", ""},  // because QVGeneric is not given
       {"setDuplicateHeldJobs", "@PJL SET QDUPLICATEHELDJOBS = SAVE\n"},
       {"insertNumCopies=-3", "@PJL SET COPIES = -3\n"},
   };
@@ -213,7 +213,7 @@ TEST(PjlLines, TakesTheUserVerbatim) {
   EXPECT_EQ(Lines({"-ubea", ""}).outcome.out, plainHeader("bea"));
 }
 
-TEST(PjlLines, WithoutAUserTheLoginNameStands) {
+TEST(PjlLines, WithoutAUserTheLoginNameIsUsed) {
   const Outcome outcome = Lines({""}, {{"LOGNAME", "lovelace"}}).outcome;
   EXPECT_EQ(outcome.exitStatus, 0);
   const passwd* const entry = getpwuid(getuid());
@@ -221,7 +221,7 @@ TEST(PjlLines, WithoutAUserTheLoginNameStands) {
   EXPECT_EQ(outcome.out, plainHeader(entry ? entry->pw_name : login ? login : "lovelace"));
 }
 
-TEST(PjlLines, SaysWhenItsOutputIsLost) {
+TEST(PjlLines, ReportsThatItsOutputIsLost) {
   for (const std::string argument : {"", "--list", "--help"}) {
     const Lines lines({argument}, {}, [] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), 1); });
     EXPECT_EQ(lines.outcome.exitStatus, 1);
@@ -230,7 +230,7 @@ TEST(PjlLines, SaysWhenItsOutputIsLost) {
   }
 }
 
-TEST(PjlLines, OptionsBehindTheOptionStringAreSetters) {
+TEST(PjlLines, OptionsAfterTheOptionStringAreSetters) {
   expectWrongCall({"", "-u"}, "pjlLines: \"-u\" is not a setter; --list shows all setters\n");
 }
 

@@ -1,4 +1,4 @@
-// Paper in PJL: sizes, media, sources and bins, and the lines that the printer gets for them.
+// Paper sizes, media types, sources and bins, and the PJL lines for them.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -110,16 +110,16 @@ TEST(PjlPaper, CustomSizeIsReadAsNumbers) {
       {"-0.1x0.1", "-0.00", "0.00"},
       {"Custom.72x72", "0.00", "1.00"},
       {"612X9x792", "8.50", "11.00"},
-      // What stands behind a second x is not read.
+      // Text after a second x is ignored.
       {"72x144x216", "1.00", "2.00"},
       {"72xx144", "1.00", "0.00"},
       {"x", "0.00", "0.00"},
       {"x72", "0.00", "1.00"},
       {"72x", "1.00", "0.00"},
-      // An exact tie goes to the even digit.
+      // An exact tie is rounded to the even digit.
       {"9x27", "0.12", "0.38"},
       {"45x63", "0.62", "0.88"},
-      // Reading and division round to single precision: 7.045, 14.495 and 138888.903 do not stay.
+      // Reading and division round to single precision, which changes 7.045, 14.495 and 138888.903.
       {"507.24x1043.64", "7.05", "14.49"},
       {"16777217x10000001", "233016.89", "138888.91"},
       {"1e99x-1e99", "4726143703312900830718113659507179520.00",

@@ -1,5 +1,4 @@
-// What the tests of the setters share: pjlLines with its options and setters, and what it must
-// write.
+// Shared by the tests of the setters: pjlLines with options and setters, and the expected output.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,7 +22,7 @@ inline const std::string kOrientation = "com.apple.print.PrintSettings.PMOrienta
 inline const std::string kFeed = "com.apple.print.PrintSettings.PMPrimaryPaperFeed..a.1=";
 inline const std::string kCollate = "com.apple.print.PrintSettings.PMCopyCollate..b.=";
 
-// Runs the setters of ada's job and compares everything: `out` is the whole standard output.
+// Runs the setters for ada's job and compares the whole standard output with `out`.
 inline void expectRun(const std::string& options, const Words& setters, const std::string& out,
                       const std::string& messages = "") {
   const TemporaryFolder tmp;
@@ -37,7 +36,7 @@ inline void expectRun(const std::string& options, const Words& setters, const st
   EXPECT_EQ(outcome.exitStatus, 0);
 }
 
-// The lines behind a header that has only what every job has.
+// The lines after a header that has only the lines of every job.
 inline void expectLines(const std::string& options, const Words& setters, const std::string& lines,
                         const std::string& messages = "") {
   expectRun(options, setters, plainHeader() + lines, messages);

@@ -1,4 +1,4 @@
-// The vocabulary of the printer's PJL: each setter, the options it reads, the lines it appends.
+// The PJL vocabulary of the printer: each setter, the options it reads, the lines it appends.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,7 +11,7 @@ namespace {
 
 using namespace jobshaper::testing;
 
-// Every setter of the builder with its part of a job that has all options set.
+// Every setter, with its lines for a job that has all options set.
 const std::string kEveryOption =
     "Resolution=2400IQ " + kCollate +
     "true QvnLineDetail=FalseF ImageSmoothing=TrueF QvnSaturation=3 QvnContrast=-2 "
@@ -141,7 +141,7 @@ TEST(PjlVocabulary, WithoutOptionsOnlyFixedLinesAppear) {
               "@PJL SET COPIES = 3\n");
 }
 
-// Every option but those of the header with one and the same value.
+// Every option, except those of the header, with the same value.
 std::string everywhere(const std::string& value) {
   std::string options;
   for (const std::string& start : Words{"media=",          "MediaType=",      "InputSlot=",
@@ -175,7 +175,7 @@ TEST(PjlVocabulary, PrintersOwnSettingAppendsOnlyCopiesAndCollation) {
               "@PJL SET COPIES = 0\n@PJL SET QCOLLATION = OFF\n");
 }
 
-// What passes values through passes these, too.
+// The setters that send any value send these values too.
 TEST(PjlVocabulary, ValuesOfNoTableAppendNothingOrThemselves) {
   for (const std::string value : {"", "Bogus", "printers", "PRINTERS", "PrinterS2", "Tray0"}) {
     expectLines(everywhere(value), kOptionSetters,
@@ -256,7 +256,7 @@ TEST(PjlVocabulary, CopiesAreWholeNumbersOf32Bits) {
   }
 }
 
-TEST(PjlVocabulary, SingleCopyStandsInTheHeaderToo) {
+TEST(PjlVocabulary, SingleCopyIsAlsoInTheHeader) {
   expectRun(kCopies + "1", {"setCopies", "insertNumCopies=1"},
             "\x1b%-12345X@PJL JOB\n"
             "@PJL COMMENT Quorvan Macintosh driver\n"
@@ -272,7 +272,7 @@ TEST(PjlVocabulary, SingleCopyStandsInTheHeaderToo) {
                 "@PJL SET COPIES = 1\n");
 }
 
-TEST(PjlVocabulary, InsertedCopiesAreSignedAndStandLast) {
+TEST(PjlVocabulary, InsertedCopiesAreSignedAndComeLast) {
   expectLines(kCopies + "5", {"insertNumCopies=-2147483648", "setCopies", "insertNumCopies=0"},
               "@PJL SET COPIES = -2147483648\n"
               "@PJL SET COPIES = 5\n"
@@ -477,7 +477,7 @@ TEST(PjlVocabulary, AnythingButTrueSwitchesCollationOff) {
   for (const std::string value : {"false", "TRUE", "True", "'true '", "yes", "1", "PrinterS", ""}) {
     expectLines(kCollate + value, {"setCollation"}, "@PJL SET QCOLLATION = OFF\n");
   }
-  // A name alone is true, and false behind "no".
+  // An option without a value is "true", or "false" if it begins with "no".
   expectLines("com.apple.print.PrintSettings.PMCopyCollate..b.", {"setCollation"},
               "@PJL SET QCOLLATION = ON\n");
   expectLines("nocom.apple.print.PrintSettings.PMCopyCollate..b.", {"setCollation"},
@@ -522,14 +522,14 @@ TEST(PjlVocabulary, AccountingLinesAreFilledOneByOne) {
               "@PJL SET QJOBCREDUSERNAME = \"\"\n"
               "@PJL SET QJOBCREDACCOUNTID = \"\"\n"
               "@PJL SET QJOBCREDDEPTID = \"\"50%s\"\"\n");
-  // These three go out in UTF-8.
+  // These three are sent in UTF-8.
   expectLines("JAACCTNUM=\x8a\xdb JADEPTNUM=\xf0", setter,
               "@PJL SET QJOBCREDUSERNAME = \"\"\n"
               "@PJL SET QJOBCREDACCOUNTID = \"\xc3\xa4\xe2\x82\xac\"\n"
               "@PJL SET QJOBCREDDEPTID = \"\xef\xa3\xbf\"\n");
 }
 
-// The accounting setter alone has records of its own, at each call.
+// Only the accounting setter writes records of its own, at each call.
 TEST(PjlVocabulary, SettersButAccountingLeaveNoRecords) {
   Job job;
   job.log(1);

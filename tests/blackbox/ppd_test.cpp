@@ -1,5 +1,5 @@
-// The printer's PPD file: which of its lines make a queue a generic one, in colour or not.
-// The answer shows in the header's QCOLORMODEL and RENDERMODE lines.
+// The printer's PPD file: which lines select the generic driver, and whether it is the color one.
+// The result is visible in the header's QCOLORMODEL and RENDERMODE lines.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,7 +13,7 @@ namespace {
 using namespace jobshaper::testing;
 
 constexpr std::string_view kPage = "showpage\n";
-constexpr std::string_view kColour =
+constexpr std::string_view kColor =
     "@PJL SET QCOLORMODEL = CMYK\n"
     "@PJL SET RENDERMODE  = COLOR\n";
 constexpr std::string_view kMono =
@@ -35,7 +35,7 @@ void expectPpd(std::string_view ppd, std::string_view lines) {
   expectJob(job, lines);
 }
 
-// The log from the end of the option store's records to the options of the job summary.
+// The part of the log from the end of the option store's records to the options of the job summary.
 std::string logAroundPpd(const std::string& log) {
   const std::string_view storeEnd = "\t-[argumentStore initWithOptionString:]\tL#\t}\n";
   const std::size_t begin = log.find(storeEnd);
@@ -56,8 +56,8 @@ void expectLog(Job& job, const std::string& beforeBuilder, const std::string& op
 }
 
 TEST(PpdKeyword, ColourMakesAColourQueue) {
-  expectPpd("*QVGeneric: \"Color\"\n", kColour);
-  expectPpd("*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGeneric: \"Color\"\n", kColor);
+  expectPpd("*QVGeneric: Color\n", kColor);
 }
 
 TEST(PpdKeyword, AnyOtherValueMakesABlackQueue) {
@@ -70,19 +70,19 @@ TEST(PpdKeyword, AnyOtherValueMakesABlackQueue) {
   expectPpd("*QVGeneric: \xc3\xa4\n", kMono);
 }
 
-TEST(PpdKeyword, LetterCaseOfTheValueCounts) {
+TEST(PpdKeyword, ValueIsCaseSensitive) {
   expectPpd("*QVGeneric: \"color\"\n", kMono);
   expectPpd("*QVGeneric: \"COLOR\"\n", kMono);
   expectPpd("*QVGeneric: coloR\n", kMono);
 }
 
-TEST(PpdKeyword, LetterCaseOfTheKeywordDoesNotCount) {
-  expectPpd("*qvgeneric: \"Color\"\n", kColour);
-  expectPpd("*QVGENERIC: \"Color\"\n", kColour);
+TEST(PpdKeyword, KeywordIsCaseInsensitive) {
+  expectPpd("*qvgeneric: \"Color\"\n", kColor);
+  expectPpd("*QVGENERIC: \"Color\"\n", kColor);
   expectPpd("*qVgEnErIc: Mono\n", kMono);
 }
 
-TEST(PpdKeyword, StandsAtTheStartOfItsLine) {
+TEST(PpdKeyword, MustBeAtTheStartOfItsLine) {
   expectPpd(" *QVGeneric: Color\n", kNotGeneric);
   expectPpd("\t*QVGeneric: Color\n", kNotGeneric);
   expectPpd("%*QVGeneric: Color\n", kNotGeneric);
@@ -101,25 +101,25 @@ TEST(PpdKeyword, IncompleteKeywordIsNone) {
 }
 
 TEST(PpdKeyword, LongerKeywordMatchesToo) {
-  expectPpd("*QVGenericDriver: Color\n", kColour);
-  expectPpd("*QVGeneric2: Color\n", kColour);
+  expectPpd("*QVGenericDriver: Color\n", kColor);
+  expectPpd("*QVGeneric2: Color\n", kColor);
   expectPpd("*qvgenericdriver: Mono\n", kMono);
-  expectPpd("*QVGeneric Type/Kind of driver: Color\n", kColour);
-  expectPpd("*QVGeneric : Color\n", kColour);
-  expectPpd("*QVGeneric\xc3\xa9: Color\n", kColour);
+  expectPpd("*QVGeneric Type/Kind of driver: Color\n", kColor);
+  expectPpd("*QVGeneric : Color\n", kColor);
+  expectPpd("*QVGeneric\xc3\xa9: Color\n", kColor);
 }
 
 TEST(PpdKeyword, LastLineWins) {
   expectPpd("*QVGeneric: Color\n*QVGeneric: Mono\n", kMono);
-  expectPpd("*QVGeneric: Mono\n*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGeneric: Mono\n*QVGeneric: Color\n", kColor);
   expectPpd("*QVGeneric: Mono\n*Other: x\n*QVGeneric: Mono\n*Other: y\n*qvgeneric: Color\n",
-            kColour);
+            kColor);
 }
 
 TEST(PpdKeyword, LaterLongerKeywordWins) {
-  expectPpd("*QVGeneric: Mono\n*QVGenericDriver: Color\n", kColour);
+  expectPpd("*QVGeneric: Mono\n*QVGenericDriver: Color\n", kColor);
   expectPpd("*QVGeneric: Color\n*QVGenericDriver: Mono\n", kMono);
-  expectPpd("*QVGenericDriver: Mono\n*QVGeneric: Color\n", kColour);
+  expectPpd("*QVGenericDriver: Mono\n*QVGeneric: Color\n", kColor);
   expectPpd("*QVGenericDriver: Color\n*QVGeneric: Mono\n", kMono);
 }
 
@@ -128,19 +128,19 @@ TEST(PpdKeyword, ManualBookletKeywordMakesNoGenericQueue) {
   expectPpd("*QvnManualBooklet: \"Color\"\n", kNotGeneric);
 }
 
-TEST(PpdKeyword, BothKeywordsStandSideBySide) {
-  expectPpd("*QvnManualBooklet: True\n*QVGeneric: Color\n", kColour);
-  expectPpd("*QVGeneric: Color\n*QvnManualBooklet: Mono\n", kColour);
+TEST(PpdKeyword, BothKeywordsCanBeGiven) {
+  expectPpd("*QvnManualBooklet: True\n*QVGeneric: Color\n", kColor);
+  expectPpd("*QVGeneric: Color\n*QvnManualBooklet: Mono\n", kColor);
   expectPpd("*QVGeneric: Mono\n*QvnManualBooklet: Color\n", kMono);
   expectPpd("*QvnManualBooklet:\n*QVGeneric: Mono\n", kMono);
 }
 
 TEST(PpdValue, BlanksAndTabsBeforeItAreSkipped) {
-  expectPpd("*QVGeneric:Color\n", kColour);
-  expectPpd("*QVGeneric:\"Color\"\n", kColour);
-  expectPpd("*QVGeneric:     Color\n", kColour);
-  expectPpd("*QVGeneric:\tColor\n", kColour);
-  expectPpd("*QVGeneric: \t \t\"Color\"\n", kColour);
+  expectPpd("*QVGeneric:Color\n", kColor);
+  expectPpd("*QVGeneric:\"Color\"\n", kColor);
+  expectPpd("*QVGeneric:     Color\n", kColor);
+  expectPpd("*QVGeneric:\tColor\n", kColor);
+  expectPpd("*QVGeneric: \t \t\"Color\"\n", kColor);
 }
 
 TEST(PpdValue, BlanksAndTabsAfterItBelongToIt) {
@@ -156,10 +156,10 @@ TEST(PpdValue, BlanksInQuotesBelongToIt) {
 }
 
 TEST(PpdValue, EveryQuoteIsRemoved) {
-  expectPpd("*QVGeneric: \"Color\n", kColour);
-  expectPpd("*QVGeneric: Color\"\n", kColour);
-  expectPpd("*QVGeneric: C\"o\"l\"o\"r\n", kColour);
-  expectPpd("*QVGeneric: \"\"\"Color\"\"\"\n", kColour);
+  expectPpd("*QVGeneric: \"Color\n", kColor);
+  expectPpd("*QVGeneric: Color\"\n", kColor);
+  expectPpd("*QVGeneric: C\"o\"l\"o\"r\n", kColor);
+  expectPpd("*QVGeneric: \"\"\"Color\"\"\"\n", kColor);
   expectPpd("*QVGeneric: 'Color'\n", kMono);
 }
 
@@ -167,7 +167,7 @@ TEST(PpdValue, BeginsAfterTheFirstColon) {
   expectPpd("*QVGeneric: Color:\n", kMono);
   expectPpd("*QVGeneric: x: Color\n", kMono);
   expectPpd("*QVGeneric:: Color\n", kMono);
-  expectPpd("*QVGeneric x: Color\n", kColour);
+  expectPpd("*QVGeneric x: Color\n", kColor);
 }
 
 TEST(PpdValue, EmptyOneStoresNothing) {
@@ -180,9 +180,9 @@ TEST(PpdValue, EmptyOneStoresNothing) {
 }
 
 TEST(PpdValue, EmptyOneLeavesTheEarlierValue) {
-  expectPpd("*QVGeneric: Color\n*QVGeneric:\n", kColour);
-  expectPpd("*QVGeneric: Color\n*QVGeneric: \"\"\n", kColour);
-  expectPpd("*QVGeneric: Color\n*QVGenericDriver:   \n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGeneric:\n", kColor);
+  expectPpd("*QVGeneric: Color\n*QVGeneric: \"\"\n", kColor);
+  expectPpd("*QVGeneric: Color\n*QVGenericDriver:   \n", kColor);
 }
 
 TEST(PpdValue, BlankInQuotesIsNotEmpty) {
@@ -201,8 +201,8 @@ TEST(PpdValue, LineWithoutColonStoresNothing) {
   expectPpd("*QVGeneric", kNotGeneric);
   expectPpd("*QVGeneric Color\n", kNotGeneric);
   expectPpd("*QVGeneric \"Color\"\n", kNotGeneric);
-  expectPpd("*QVGeneric: Color\n*QVGeneric\n", kColour);
-  expectPpd("*QVGeneric: Color\n*QVGeneric Mono\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGeneric\n", kColor);
+  expectPpd("*QVGeneric: Color\n*QVGeneric Mono\n", kColor);
 }
 
 TEST(PpdValue, LineThatIsNotUtf8StoresNothing) {
@@ -216,22 +216,22 @@ TEST(PpdValue, LineThatIsNotUtf8StoresNothing) {
 }
 
 TEST(PpdValue, LineThatIsNotUtf8LeavesTheOthers) {
-  expectPpd("*QVGeneric: Color\n*QVGeneric: \xff\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGeneric: \xff\n", kColor);
   expectPpd("*QVGeneric: \xff\n*QVGeneric: Mono\n", kMono);
-  expectPpd("*NickName: \"\x8a\"\n*QVGeneric: Color\n*Title: \"\xff\"\n", kColour);
+  expectPpd("*NickName: \"\x8a\"\n*QVGeneric: Color\n*Title: \"\xff\"\n", kColor);
 }
 
 TEST(PpdFile, LinesMayEndInEveryUsualWay) {
-  expectPpd("*PPD-Adobe: \"4.3\"\n*QVGeneric: \"Color\"\n*End\n", kColour);
-  expectPpd("*PPD-Adobe: \"4.3\"\r\n*QVGeneric: \"Color\"\r\n*End\r\n", kColour);
-  expectPpd("*PPD-Adobe: \"4.3\"\r*QVGeneric: \"Color\"\r*End\r", kColour);
-  expectPpd("*PPD-Adobe: \"4.3\"\n\n\r\n\r*QVGeneric: Color\r\n", kColour);
+  expectPpd("*PPD-Adobe: \"4.3\"\n*QVGeneric: \"Color\"\n*End\n", kColor);
+  expectPpd("*PPD-Adobe: \"4.3\"\r\n*QVGeneric: \"Color\"\r\n*End\r\n", kColor);
+  expectPpd("*PPD-Adobe: \"4.3\"\r*QVGeneric: \"Color\"\r*End\r", kColor);
+  expectPpd("*PPD-Adobe: \"4.3\"\n\n\r\n\r*QVGeneric: Color\r\n", kColor);
 }
 
 TEST(PpdFile, LastLineMayBeUnterminated) {
-  expectPpd("*QVGeneric: Color", kColour);
-  expectPpd("*QVGeneric: Mono\n*QVGeneric: \"Color\"", kColour);
-  expectPpd("*QVGeneric: Color\r", kColour);
+  expectPpd("*QVGeneric: Color", kColor);
+  expectPpd("*QVGeneric: Mono\n*QVGeneric: \"Color\"", kColor);
+  expectPpd("*QVGeneric: Color\r", kColor);
 }
 
 TEST(PpdFile, MarkBeforeTheFirstLineHidesItsKeyword) {
@@ -246,43 +246,43 @@ TEST(PpdFile, WithoutLinesItIsNoGenericQueue) {
 }
 
 TEST(PpdFile, LinesAfterEmptyOnesAreRead) {
-  expectPpd("\n\n\n*QVGeneric: Color\n", kColour);
-  expectPpd("*QVGeneric: Mono\n\n\n*QVGeneric: Color\n", kColour);
+  expectPpd("\n\n\n*QVGeneric: Color\n", kColor);
+  expectPpd("*QVGeneric: Mono\n\n\n*QVGeneric: Color\n", kColor);
 }
 
 TEST(PpdFile, ZeroByteEndsItsLineEarly) {
-  expectPpd(bytes("*QVGeneric: Color\0, perhaps\n"), kColour);
-  expectPpd(bytes("*QVGeneric: Color\0\xff\n"), kColour);
+  expectPpd(bytes("*QVGeneric: Color\0, perhaps\n"), kColor);
+  expectPpd(bytes("*QVGeneric: Color\0\xff\n"), kColor);
   expectPpd(bytes("*QVGeneric\0: Color\n"), kNotGeneric);
   expectPpd(bytes("*QVGeneric:\0 Color\n"), kNotGeneric);
   expectPpd(bytes("*QVGen\0eric: Color\n"), kNotGeneric);
   expectPpd(bytes("\0*QVGeneric: Color\n"), kNotGeneric);
-  expectPpd(bytes("*QVGeneric: Mono\n\0\n*QVGeneric: Color\n"), kColour);
+  expectPpd(bytes("*QVGeneric: Mono\n\0\n*QVGeneric: Color\n"), kColor);
 }
 
-TEST(PpdFile, CutLineKeepsWhatStandsBeforeTheCut) {
-  // The value of the overlong line is neither "Color" nor empty, and its rest is no keyword.
+TEST(PpdFile, TruncatedLineKeepsItsFirstPart) {
+  // The value of the overlong line is neither "Color" nor empty, and its rest is not a keyword.
   expectPpd("*QVGeneric: Color" + std::string(3000, 'r') + "\n", kMono);
   expectPpd("*QVGeneric: Color" + std::string(3000, ' ') + "\n", kMono);
-  expectPpd("*QVGeneric: " + std::string(990, ' ') + "Color\n", kColour);
+  expectPpd("*QVGeneric: " + std::string(990, ' ') + "Color\n", kColor);
 }
 
-TEST(PpdFile, TextBehindTheCutIsNoLongerPartOfTheLine) {
+TEST(PpdFile, TextAfterTheCutIsNotPartOfTheLine) {
   expectPpd("*QVGeneric: " + std::string(3000, ' ') + "Color\n", kNotGeneric);
   expectPpd("*QVGeneric" + std::string(3000, 'x') + ": Color\n", kNotGeneric);
-  expectPpd("*QVGeneric: Color\n*QVGeneric: " + std::string(2000, ' ') + "Mono\n", kColour);
+  expectPpd("*QVGeneric: Color\n*QVGeneric: " + std::string(2000, ' ') + "Mono\n", kColor);
 }
 
 TEST(PpdFile, RestOfACutLineIsALineOfItsOwn) {
-  // A line is cut after 1022 or 1023 bytes, which is up to the library that reads it.
+  // A line is split after 1022 or 1023 bytes, depending on libcups.
   expectPpd(std::string(1022, 'x') + "*QVGeneric: Color\n" + std::string(1023, 'x') +
                 "*QVGeneric: Color\n",
-            kColour);
+            kColor);
 }
 
 TEST(PpdFile, CutInsideACharacterStoresNothing) {
-  // One of the two lines is cut inside its two-byte character, wherever the cut is; the other's
-  // value is made of whole characters.
+  // Wherever the split is, it is inside a two-byte character in one of the two lines, and between
+  // two characters in the other one.
   const std::string even = "*QVGeneric: " + std::string(10, 'x');
   std::string characters;
   for (int i = 0; i < 1000; ++i) characters += "\xc3\xa9";
@@ -292,7 +292,7 @@ TEST(PpdFile, CutInsideACharacterStoresNothing) {
   job.ppd("*QVGeneric: Color\n" + even + "x" + characters + "\n");
   const std::string second = job.run().out;
   const std::string stored = headerWith(kMono) + std::string(kPage) + trailer();
-  const std::string notStored = headerWith(kColour) + std::string(kPage) + trailer();
+  const std::string notStored = headerWith(kColor) + std::string(kPage) + trailer();
   EXPECT_TRUE((first == stored && second == notStored) || (first == notStored && second == stored))
       << first << second;
 }
@@ -301,7 +301,7 @@ TEST(PpdFile, LineEndAtTheCutDoesNoHarm) {
   for (std::size_t length = 1019; length <= 1026; ++length) {
     for (const char* lineEnd : {"\n", "\r\n", "\r"}) {
       SCOPED_TRACE(length);
-      expectPpd(std::string(length, 'x') + lineEnd + "*QVGeneric: Color" + lineEnd, kColour);
+      expectPpd(std::string(length, 'x') + lineEnd + "*QVGeneric: Color" + lineEnd, kColor);
     }
   }
 }
@@ -309,12 +309,12 @@ TEST(PpdFile, LineEndAtTheCutDoesNoHarm) {
 TEST(PpdFile, LongFileIsReadToItsEnd) {
   std::string ppd = "*PPD-Adobe: \"4.3\"\n*QVGeneric: Mono\n";
   while (ppd.size() < 4'000'000) ppd += "*Font Courier: Standard \"(002.004S)\" Standard ROM\n";
-  expectPpd(ppd + "*QVGeneric: \"Color\"\n", kColour);
+  expectPpd(ppd + "*QVGeneric: \"Color\"\n", kColor);
   expectPpd(ppd, kMono);
 }
 
 TEST(PpdFile, LongFileWithoutLineEndsIsReadToItsEnd) {
-  expectPpd(std::string(2'000'000, 'x') + "\n*QVGeneric: Color\n", kColour);
+  expectPpd(std::string(2'000'000, 'x') + "\n*QVGeneric: Color\n", kColor);
 }
 
 TEST(PpdFile, CompressedFileIsReadLikeAnyOther) {
@@ -322,7 +322,7 @@ TEST(PpdFile, CompressedFileIsReadLikeAnyOther) {
   expectPpd(bytes("\x1f\x8b\x08\x00\x00\x00\x00\x00\x02\x03\xd3\x0a\x0c\x73\x4f\xcd"
                   "\x4b\x2d\xca\x4c\xb6\x52\x50\x72\xce\xcf\xc9\x2f\x52\xe2\x02\x00"
                   "\xa7\x7f\xfb\x8b\x14\x00\x00\x00"),
-            kColour);
+            kColor);
 }
 
 TEST(PpdFile, WithoutPpdNothingIsSaid) {
@@ -344,7 +344,7 @@ TEST(PpdFile, UnopenableOneIsReportedAndTheJobGoesOn) {
 TEST(PpdFile, UnopenableOneLeavesTheOptionOfTheJob) {
   Job job;
   job.env("PPD", "/nonexistent/printer.ppd").options("QVGeneric=Color");
-  expectJob(job, kColour, "ERROR: Unable to open PPD file\n");
+  expectJob(job, kColor, "ERROR: Unable to open PPD file\n");
 }
 
 TEST(PpdFile, EmptyDeviceIsAnEmptyFile) {
@@ -353,7 +353,7 @@ TEST(PpdFile, EmptyDeviceIsAnEmptyFile) {
   expectJob(job, kNotGeneric);
 }
 
-TEST(PpdFile, FolderOpensAndHasNoLines) {
+TEST(PpdFile, DirectoryOpensAndHasNoLines) {
   Job job;
   job.env("PPD", job.tmp());
   expectJob(job, kNotGeneric);
@@ -365,8 +365,8 @@ TEST(PpdFile, StaysOpenWhileTheJobIsRead) {
   Process process(job.program(), job.argv(), job.environment());
   ASSERT_TRUE(process.waitForOutputText("ENTER LANGUAGE"));
   int open = 0;
-  const std::string folder = "/proc/" + std::to_string(process.pid()) + "/fd";
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+  const std::string directory = "/proc/" + std::to_string(process.pid()) + "/fd";
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
     std::error_code gone;
     open += std::filesystem::read_symlink(entry.path(), gone) == job.environment().at("PPD");
   }
@@ -378,15 +378,15 @@ TEST(GenericDriver, PpdReplacesTheOptionOfTheJob) {
   Job mono;
   mono.options("QVGeneric=Color").ppd("*QVGeneric: Mono\n");
   expectJob(mono, kMono);
-  Job colour;
-  colour.options("QVGeneric=Mono").ppd("*QVGeneric: \"Color\"\n");
-  expectJob(colour, kColour);
+  Job color;
+  color.options("QVGeneric=Mono").ppd("*QVGeneric: \"Color\"\n");
+  expectJob(color, kColor);
 }
 
 TEST(GenericDriver, PpdWithoutTheKeywordLeavesTheOptionOfTheJob) {
   Job job;
   job.options("QVGeneric=Color").ppd("*QvnManualBooklet: True\n*QVGeneric:\n");
-  expectJob(job, kColour);
+  expectJob(job, kColor);
 }
 
 TEST(GenericDriver, OptionOfAnotherSpellingIsNotReplaced) {
@@ -395,9 +395,9 @@ TEST(GenericDriver, OptionOfAnotherSpellingIsNotReplaced) {
   expectJob(job, kMono);
 }
 
-TEST(GenericDriver, OptionDumpShowsWhatThePpdSays) {
-  Job colour;
-  expectLog(colour.options("a=1 b=2").ppd("*qvgenericdriver: \"Color\"\n"), "",
+TEST(GenericDriver, OptionDumpShowsTheValueOfThePpd) {
+  Job color;
+  expectLog(color.options("a=1 b=2").ppd("*qvgenericdriver: \"Color\"\n"), "",
             "AI######\t[time]\tmain\tL#\tQVGeneric\tColor\n"
             "AI######\t[time]\tmain\tL#\ta\t1\n"
             "AI######\t[time]\tmain\tL#\tb\t2\n");
@@ -437,8 +437,8 @@ TEST(PpdTrace, MissingPpdIsNotLogged) {
 TEST(PpdTrace, PpdWithoutKeywordsIsNotLogged) {
   Job job;
   expectLog(job.ppd(""), "", "");
-  Job folder;
-  expectLog(folder.env("PPD", folder.tmp()), "", "");
+  Job directory;
+  expectLog(directory.env("PPD", directory.tmp()), "", "");
 }
 
 }  // namespace

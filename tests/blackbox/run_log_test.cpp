@@ -1,4 +1,4 @@
-// What the filter records about a run in the debug file, from its entry to its exit record.
+// The records of a run in the debug file, from the entry record to the exit record.
 #include <gtest/gtest.h>
 
 #include <csignal>

@@ -1,4 +1,4 @@
-// What a run leaves alone as long as the job does not need it.
+// The filter does not load libraries or open files that the job does not need.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,7 +8,7 @@
 namespace jobshaper::testing {
 namespace {
 
-// The files that are mapped into the program while it waits for its job.
+// The files that are mapped into the process while it waits for the job.
 std::string mappedFiles(const Job& job) {
   Process process(job.program(), job.argv(), job.environment());
   process.write("%!PS\n");

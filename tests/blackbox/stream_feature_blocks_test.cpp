@@ -1,5 +1,5 @@
-// What is collected of the job's first page-size feature, and where it is repeated: behind every
-// paper-source feature that follows.
+// What is copied from the job's first page-size feature, and where the copy is repeated: after
+// every paper-source feature that follows.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -9,7 +9,7 @@
 namespace jobshaper::testing {
 namespace {
 
-// Features as the print dialog's PPD writes them, in both styles.
+// Features as in the PPD of the print dialog, in both styles.
 const std::string kA4 =
     "[{\n"
     "%%BeginFeature: *PageSize A4\n"
@@ -53,7 +53,7 @@ const std::string kSfclTray2 =
     "%%EndFeature\n"
     "}efcl\n";
 
-// The shortest features, for the tests of single texts.
+// Minimal features, for the tests of single texts.
 const std::string kSize = "*PageSize A4\n%%EndFeature\n";
 const std::string kSizeBlock = "[{\n*PageSize A4\n%%EndFeature\n} stopped cleartomark\n";
 
@@ -95,7 +95,7 @@ TEST(StreamFeatureBlocks, LaterPageSizeIsNotCollected) {
              kA4 + letter + kTray1 + kA4 + letter + kTray2 + kA4);
 }
 
-TEST(StreamFeatureBlocks, FirstClosingLineIsWrittenAgainAheadOfEveryBlock) {
+TEST(StreamFeatureBlocks, FirstClosingLineIsRepeatedBeforeEveryBlock) {
   expectBody(kSize +
                  "InputSlot\nfirst cleartomark\nInputSlot\nsecond cleartomark\nb\nInputSlot\n"
                  "third cleartomark\n",
@@ -124,7 +124,7 @@ TEST(StreamFeatureBlocks, SwitchOnTheLineOfThePageSizeComesFirst) {
              "sfcl{\nsfcl{ *PageSize A4\n%%EndFeature\n}efcl\n");
 }
 
-TEST(StreamFeatureBlocks, BlockStartedAnewAfterTheSwitchHasTheNewMarkers) {
+TEST(StreamFeatureBlocks, BlockStartedAgainAfterTheSwitchHasTheNewMarkers) {
   expectBody("*PageSize A4\nsfcl{\n*PageSize A5\n%%EndFeature\nInputSlot }efcl\n",
              "*PageSize A4\nsfcl{\n*PageSize A5\n%%EndFeature\nInputSlot }efcl\n"
              "sfcl{\n*PageSize A5\n%%EndFeature\n}efcl\n");
@@ -132,7 +132,7 @@ TEST(StreamFeatureBlocks, BlockStartedAnewAfterTheSwitchHasTheNewMarkers) {
 
 TEST(StreamFeatureBlocks, ClosingTextFollowsTheStyle) {
   expectRows({
-      // Before the switch "}efcl" closes nothing, after it "cleartomark" closes nothing.
+      // "}efcl" does not close a feature before the switch, nor "cleartomark" after it.
       {kSize + "InputSlot\n}efcl\nb\ncleartomark\n",
        kSize + "InputSlot\n}efcl\nb\ncleartomark\n" + kSizeBlock},
       {kSize + "sfcl{\nInputSlot\ncleartomark\nb\n}efcl\n",
@@ -196,7 +196,7 @@ TEST(StreamFeatureBlocks, EndFeatureWithoutAPageSizeEndsNothing) {
              "%%EndFeature\n" + kSize + "InputSlot cleartomark\n" + kSizeBlock);
 }
 
-TEST(StreamFeatureBlocks, AnotherStartTextBeginsTheBlockAnew) {
+TEST(StreamFeatureBlocks, AnotherStartTextBeginsTheBlockAgain) {
   expectRows({
       {"*PageSize A4\na\n*PageRegion A5\nb\n%%EndFeature\nInputSlot cleartomark\n",
        "*PageSize A4\na\n*PageRegion A5\nb\n%%EndFeature\nInputSlot cleartomark\n"
@@ -217,7 +217,7 @@ TEST(StreamFeatureBlocks, TextsOfThePaperSourceAreCaseSensitive) {
              kSize + "sfcl{\nInputSlot\n}EFCL\n} efcl\nefcl\n}efcl\n" + kSizeBlock);
 }
 
-TEST(StreamFeatureBlocks, TextsOfThePaperSourceMayStandAnywhereInTheLine) {
+TEST(StreamFeatureBlocks, TextsOfThePaperSourceMayBeAnywhereInTheLine) {
   expectBody(kSize + "xInputSlotx\nxcleartomarkx\nb\n",
              kSize + "xInputSlotx\nxcleartomarkx\n" + kSizeBlock + "b\n");
 }
@@ -288,7 +288,7 @@ TEST(StreamFeatureBlocks, OpenBlockIsNotCollectedFurtherAfterItsRepetition) {
 }
 
 TEST(StreamFeatureBlocks, OpenBlockHoldsAnEarlierClosingLine) {
-  // The closing line of another feature belongs to the open block like any other line.
+  // The closing line of another feature is added to the open block like any other line.
   expectBody("*PageSize A4\ncleartomark\nInputSlot\n}efcl cleartomark\n",
              "*PageSize A4\ncleartomark\nInputSlot\n}efcl cleartomark\n"
              "[{\n*PageSize A4\ncleartomark\nInputSlot\n}efcl cleartomark\n");
@@ -350,14 +350,14 @@ TEST(StreamFeatureBlocks, ZeroByteLinesTakeNoPartInTheFeatures) {
   expectRows({
       {bytes("*PageSize\0\n%%EndFeature\nInputSlot cleartomark\n"),
        bytes("*PageSize\0\n%%EndFeature\nInputSlot cleartomark\n")},
-      // Not collected and not the end of the block.
+      // Not copied, and not the end of the block.
       {bytes("*PageSize A4\na\0b\nEndFeature\0\nb\n%%EndFeature\nInputSlot cleartomark\n"),
        bytes("*PageSize A4\na\0b\nEndFeature\0\nb\n%%EndFeature\nInputSlot cleartomark\n"
              "[{\n*PageSize A4\nb\n%%EndFeature\n} stopped cleartomark\n")},
       {"*PageSize A4\n" + bytes("*PageSize A5\0\n") + "%%EndFeature\nInputSlot cleartomark\n",
        "*PageSize A4\n" + bytes("*PageSize A5\0\n") + "%%EndFeature\nInputSlot cleartomark\n" +
            kSizeBlock},
-      // The paper source is neither opened nor closed.
+      // Neither opens nor closes a paper source.
       {kSize + bytes("InputSlot\0\n") + "cleartomark\n",
        kSize + bytes("InputSlot\0\n") + "cleartomark\n"},
       {kSize + "InputSlot\n" + bytes("cleartomark\0\n") + "cleartomark\nb\n",
@@ -367,27 +367,27 @@ TEST(StreamFeatureBlocks, ZeroByteLinesTakeNoPartInTheFeatures) {
 
 // ---- the repeated block meets the rules that follow
 
-TEST(StreamFeatureBlocks, BlockBehindAPjlLineIsDroppedWithIt) {
+TEST(StreamFeatureBlocks, BlockAfterAPjlLineIsDroppedWithIt) {
   expectRows({
       {kSize + "InputSlot\n@PJL cleartomark\nb\n", kSize + "InputSlot\nb\n"},
-      // The dropped line stays the start of the block, so every repetition is dropped.
+      // The dropped line remains the start of the block, so every repetition is dropped.
       {kSize + "InputSlot\n@PJL cleartomark\nInputSlot\ncleartomark\nb\nInputSlot cleartomark\nc\n",
        kSize + "InputSlot\nInputSlot\nb\nc\n"},
       {kSize + "InputSlot\n" + std::string(kUel) + "cleartomark\nInputSlot\ncleartomark\nb\n",
        kSize + "InputSlot\nInputSlot\nb\n"},
-      // The first closing line decides, not the one that is replaced.
+      // Depends on the first closing line, not on the one that is replaced.
       {kSize + "InputSlot\n1 cleartomark\nInputSlot\n@PJL cleartomark\nb\n",
        kSize + "InputSlot\n1 cleartomark\n" + kSizeBlock + "InputSlot\n1 cleartomark\n" +
            kSizeBlock + "b\n"},
   });
 }
 
-TEST(StreamFeatureBlocks, BlockBehindAPageLinePasses) {
+TEST(StreamFeatureBlocks, BlockAfterAPageLineIsWritten) {
   expectBody(kSize + "InputSlot\n%%Page: 1 1 cleartomark\n%%Page: 2 2\n",
              kSize + "InputSlot\n%%Page: 1 1 cleartomark\n" + kSizeBlock + "%%Page: 2 2\n");
 }
 
-TEST(StreamFeatureBlocks, BlockBehindBeginPrologGivesWayToTheMarkerFeature) {
+TEST(StreamFeatureBlocks, BlockAfterBeginPrologIsReplacedByTheMarkerFeature) {
   const std::string marker =
       "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"
       "%%EndFeature\n";
@@ -401,7 +401,7 @@ TEST(StreamFeatureBlocks, BlockBehindBeginPrologGivesWayToTheMarkerFeature) {
           marker);
 }
 
-TEST(StreamFeatureBlocks, BlockBehindACopiesLineGetsTheCollatedCopies) {
+TEST(StreamFeatureBlocks, BlockAfterACopiesLineGetsTheCollatedCopies) {
   Job job;
   job.options("PrintTo=JRPrinter com.apple.print.PrintSettings.PMCopies..n.=4");
   const std::string text =
@@ -419,7 +419,7 @@ TEST(StreamFeatureBlocks, BlockBehindACopiesLineGetsTheCollatedCopies) {
 }
 
 TEST(StreamFeatureBlocks, TextsInsideTheRepeatedBlockTriggerNothing) {
-  // The block repeats "InputSlot", which must not open another paper-source feature.
+  // The repeated block contains "InputSlot", which must not open another paper-source feature.
   expectBody("*PageSize InputSlot A4\n%%EndFeature\ncleartomark\nb\ncleartomark\nc\n",
              "*PageSize InputSlot A4\n%%EndFeature\ncleartomark\n[{\n*PageSize InputSlot A4\n"
              "%%EndFeature\n} stopped cleartomark\nb\ncleartomark\nc\n");

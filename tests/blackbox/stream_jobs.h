@@ -1,4 +1,4 @@
-// What the tests of the line loop share: what becomes of a job's lines, and what the loop logs.
+// Shared by the tests of the rules: what happens to the lines of a job, and what is logged.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ inline void expectBody(const std::string& input, const std::string& body) {
 
 inline void expectUnchanged(const std::string& input) { expectBody(input, input); }
 
-// A job, and what is printed of it.
+// A job and its output.
 struct JobRow {
   std::string input;
   std::string body;
@@ -38,7 +38,7 @@ inline void expectRows(const std::vector<JobRow>& rows) {
   }
 }
 
-// The messages of the line loop: what main logs after the last header line.
+// The messages of the rules: what main logs after the last header line.
 inline std::string loopMessages(const Job& job) {
   const std::string log = maskLog(readFile(job.tmpFile("debug.log")));
   const std::string lead = "AI######\t[time]\tmain\tL#\t";

@@ -1,6 +1,6 @@
-// How the job is read: pieces of at most 1024 bytes, line ends, zero bytes, the lines
-// skipped behind a JobPatchFile line, and the end of the input. Where one piece ends and the
-// next begins shows in the lines that begin with "@PJL ", because only those are dropped.
+// How the job is read: pieces of at most 1024 bytes, line ends, zero bytes, the lines skipped after
+// a JobPatchFile line, and the end of the input. Lines that begin with "@PJL " show where pieces
+// begin, because only those are dropped.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -19,7 +19,7 @@ std::string run(char byte, std::size_t length) { return std::string(length, byte
 std::string as(std::size_t length) { return run('a', length); }
 std::string zeros(std::size_t length) { return run('\0', length); }
 
-// Large outputs are not printed; the place of the first difference is.
+// Prints the position of the first difference instead of large outputs.
 void expectSameBytes(const std::string& actual, const std::string& expected) {
   if (actual == expected) return;
   std::size_t at = 0;
@@ -59,7 +59,7 @@ void expectRows(const std::vector<Row>& rows) {
   }
 }
 
-// True as soon as the file holds exactly these bytes; false after 20 s.
+// Returns true as soon as the file contains exactly these bytes; false after 20 s.
 bool becomes(const std::string& path, const std::string& expected) {
   for (int i = 0; i < 2000; ++i) {
     if (readFile(path) == expected) return true;
@@ -114,7 +114,7 @@ TEST(StreamPieces, NewlineAfterACarriageReturnIsALineOfItsOwn) {
   });
 }
 
-// ---- where an overlong line is cut
+// ---- where an overlong line is split
 
 TEST(StreamPieces, PieceBeginsAfterEvery1024Bytes) {
   expectRows({
@@ -182,7 +182,7 @@ TEST(StreamPieces, LongLineOfThreeThousandBytesPassesInThreePieces) {
   });
 }
 
-// ---- texts that lie across a cut
+// ---- texts that are split
 
 TEST(StreamPieces, JobPatchFileAcrossACutIsNotSeen) {
   expectRows({
@@ -238,21 +238,21 @@ TEST(StreamPieces, PageSizeAndInputSlotAcrossACutAreNotSeen) {
 
 TEST(StreamPieces, ClosingTextsAcrossACutAreNotSeen) {
   expectRows({
-      // The paper-source feature stays open for the next closing line.
+      // The paper-source feature stays open until the next closing line.
       {"*PageSize A4\n%%EndFeature\nInputSlot\n" + as(1020) + "cleartomark\nb\ncleartomark\nc\n",
        "*PageSize A4\n%%EndFeature\nInputSlot\n" + as(1020) +
            "cleartomark\nb\ncleartomark\n[{\n*PageSize A4\n%%EndFeature\n"
            "} stopped cleartomark\nc\n"},
-      // The block grows until a line really holds the text.
+      // The block grows until a line contains the whole text.
       {"*PageSize A4\n" + as(1020) + "EndFeature\nb\n%%EndFeature\nInputSlot cleartomark\n",
        "*PageSize A4\n" + as(1020) +
            "EndFeature\nb\n%%EndFeature\nInputSlot cleartomark\n[{\n*PageSize A4\n" + as(1020) +
            "EndFeature\nb\n%%EndFeature\n} stopped cleartomark\n"},
-      // The re-emission follows the piece with the text, not the rest of its line.
+      // The block is repeated after the piece with the text, not after the rest of its line.
       {"*PageSize A4\n%%EndFeature\nInputSlot\n" + as(1013) + "cleartomarkrest\n",
        "*PageSize A4\n%%EndFeature\nInputSlot\n" + as(1013) +
            "cleartomark[{\n*PageSize A4\n%%EndFeature\n} stopped cleartomark\nrest\n"},
-      // Without the whole "sfcl{" the closing text stays "cleartomark".
+      // Without a whole "sfcl{", the closing text remains "cleartomark".
       {as(1020) + "sfcl{\n*PageSize A4\n%%EndFeature\nInputSlot cleartomark\n",
        as(1020) + "sfcl{\n*PageSize A4\n%%EndFeature\nInputSlot cleartomark\n[{\n*PageSize A4\n"
                   "%%EndFeature\n} stopped cleartomark\n"},
@@ -311,7 +311,7 @@ TEST(StreamPieces, FinalPieceWithAZeroByteIsKeptUnchanged) {
   expectUnchanged(bytes("a\n%%BeginProlog\0"));
 }
 
-// ---- the two lines skipped behind a JobPatchFile line
+// ---- the two lines skipped after a JobPatchFile line
 
 TEST(StreamPieces, InputMayEndAtAnyPointOfTheSkip) {
   expectRows({
@@ -358,7 +358,7 @@ TEST(StreamPieces, SkipDropsLinesWithZeroBytesToo) {
   });
 }
 
-TEST(StreamPieces, SkippedLinesAreNotLookedAt) {
+TEST(StreamPieces, SkippedLinesAreNotExamined) {
   expectRows({
       {"JobPatchFile\n%%BeginProlog\nJobPatchFile\none\n", "one\n"},
       {"JobPatchFile\n*PageSize A4\n%%EndFeature\nInputSlot cleartomark\n",

@@ -1,5 +1,5 @@
-// The rules that a job line meets on its way, each alone and in the order in which they apply.
-// The page-size and paper-source rules have a file of their own.
+// The rules for the lines of a job, one by one and in the order in which they apply. The page-size
+// and paper-source rules are in stream_feature_blocks_test.cpp.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,7 +10,7 @@
 namespace jobshaper::testing {
 namespace {
 
-// What the line loop logs of a job with this input.
+// What the rules log for a job with this input.
 std::string messagesOf(const std::string& input) {
   Job job;
   job.log(1).input(input).run();
@@ -125,7 +125,7 @@ TEST(StreamPosterCollate, ReplacementEndsInANewlineWhateverTheLineEnded) {
 }
 
 TEST(StreamPosterCollate, ReplacedLineIsTheOneThatLaterRulesMeet) {
-  // None of these lines still holds its own text when the later rules look at it.
+  // All of these lines have been replaced when the later rules match against them.
   expectBody(poster(), "JobPatchFile /Collate\nb\nc\n", kCollateTrue + "b\nc\n");
   expectBody(poster(), "@PJL SET /Collate\n", kCollateTrue);
   expectBody(poster(), std::string(kUel) + "/Collate\n", kCollateTrue);
@@ -330,7 +330,7 @@ TEST(StreamCollatedCopies, AbsentCopiesAreWrittenAsNull) {
   expectBody(retained("PrintTo=JRPrinter Copies=3 copies=4"), kCopiesLine, body);
 }
 
-TEST(StreamCollatedCopies, OptionValueIsTakenAsItStands) {
+TEST(StreamCollatedCopies, OptionValueIsInsertedUnchanged) {
   const auto with = [](const std::string& value) {
     return retained("PrintTo=JRPrinter com.apple.print.PrintSettings.PMCopies..n.=" + value);
   };
@@ -370,7 +370,7 @@ TEST(StreamCollatedCopies, ZeroByteLineGetsNone) {
              bytes("%RBINumCopies: 5\0\n"));
 }
 
-// ---- lines that pass, and the job's own PJL
+// ---- unchanged lines, and the job's own PJL
 
 TEST(StreamLines, EndSetupAndPageLinesPassUnchanged) {
   expectUnchanged(
@@ -408,7 +408,7 @@ TEST(StreamLines, PjlOfTheJobIsDroppedAlsoWithoutWrapping) {
 }
 
 TEST(StreamLines, PjlLineStillCountsForTheFeatureRules) {
-  // The page-size block repeats the line that was dropped where it stood.
+  // The page-size block contains the line that was dropped at its original place.
   expectBody("*PageSize A4\n@PJL X\n@PJL EndFeature\nb\nInputSlot cleartomark\n",
              "*PageSize A4\nb\nInputSlot cleartomark\n[{\n*PageSize A4\n@PJL X\n@PJL EndFeature\n"
              "} stopped cleartomark\n");
@@ -417,14 +417,14 @@ TEST(StreamLines, PjlLineStillCountsForTheFeatureRules) {
              "} stopped cleartomark\n");
 }
 
-TEST(StreamLines, PrologInThePageSizeFeatureIsPatchedWhereItStandsOnly) {
+TEST(StreamLines, PrologInThePageSizeFeatureIsPatchedOnlyInPlace) {
   expectBody("*PageSize A4\n%%BeginProlog\n%%EndFeature\nInputSlot cleartomark\n",
              "*PageSize A4\n" + kMarker +
                  "%%EndFeature\nInputSlot cleartomark\n[{\n*PageSize A4\n%%BeginProlog\n"
                  "%%EndFeature\n} stopped cleartomark\n");
 }
 
-TEST(StreamLines, CopiesLineInThePageSizeFeatureIsExtendedWhereItStandsOnly) {
+TEST(StreamLines, CopiesLineInThePageSizeFeatureIsExtendedOnlyInPlace) {
   expectBody(retained("PrintTo=JRPrinter"),
              "*PageSize A4\n%RBINumCopies: 5\n%%EndFeature\nInputSlot cleartomark\n",
              "*PageSize A4\n" + collated("(null)") +

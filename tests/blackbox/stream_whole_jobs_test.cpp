@@ -1,5 +1,5 @@
-// Whole jobs as the print dialog sends them, with every rule at work at once: what the printer
-// gets, what the capture files hold and what the debug file says.
+// Whole jobs as the print dialog sends them, with all rules together: the output, the capture files
+// and the debug file.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,8 +10,8 @@
 namespace jobshaper::testing {
 namespace {
 
-// The jobs are typed with "~" for the line end, because the texts that the filter puts in
-// itself end in a newline whatever the job uses.
+// In these jobs, "~" is the line end of the job; the texts that the filter inserts always end in a
+// newline.
 std::string lines(std::string_view text, std::string_view lineEnd) {
   std::string result;
   for (const char c : text) {
@@ -24,8 +24,8 @@ std::string lines(std::string_view text, std::string_view lineEnd) {
   return result;
 }
 
-// Runs the job with capture and log on, from standard input and from a file, and compares
-// everything that it leaves behind.
+// Runs the job with capture and log, from standard input and from a file, and compares everything
+// that it writes.
 void expectJob(const std::string& options, const std::string& version, const std::string& input,
                const std::string& captured, const std::string& header, const std::string& body,
                const std::string& messages) {
@@ -196,8 +196,8 @@ TEST(StreamWholeJob, RetainedPosterJobInTheUsualStyle) {
   }
 }
 
-// With two bytes to a line end, the newline of every line that is dropped or replaced stays
-// behind, and only the JobPatchFile line's newline and the line after it are skipped.
+// If a line end has two bytes, the newline of a line that is dropped or replaced remains. After the
+// JobPatchFile line, only its newline and the next line are skipped.
 TEST(StreamWholeJob, RetainedPosterJobWithCarriageReturnAndNewline) {
   constexpr std::string_view body =
       "\n"
@@ -282,8 +282,8 @@ TEST(StreamWholeJob, RetainedPosterJobWithCarriageReturnAndNewline) {
             verifyHeader(), lines(body, "\r\n"), kUsualMessages);
 }
 
-// The same job for a newer system and without a retention mode: only the rules that need
-// neither remain.
+// The same job on a newer system and without job retention: only the rules that depend on neither
+// apply.
 TEST(StreamWholeJob, SameJobWithoutItsOptionsOnANewerSystem) {
   constexpr std::string_view body =
       "%!PS-Adobe-3.0~"
@@ -411,7 +411,7 @@ std::string image() {
          std::string(1024, '\0');
 }
 
-// The page size was asked for after the first tray, so only the later trays repeat it.
+// The page size comes after the first tray, so it is repeated only after the later trays.
 TEST(StreamWholeJob, ConfidentialJobInTheAlternativeStyle) {
   constexpr std::string_view setup =
       "%!PS-Adobe-3.0~"

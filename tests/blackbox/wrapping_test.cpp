@@ -1,5 +1,5 @@
-// The PJL job around the PostScript: header, trailer, what the device URI changes, and
-// which bytes are on their way while the filter waits or when it is killed.
+// The PJL around the PostScript: header, trailer, the effect of the device URI, and which bytes
+// have been written while the filter waits or when it is killed.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk connection\n";
 
-// A job that brings PJL of its own, and what is left of it.
+// A job with its own PJL, and what remains of it.
 constexpr std::string_view kJob =
     "\x1b%-12345X@PJL JOB\n"
     "@PJL ENTER LANGUAGE = POSTSCRIPT\n"
@@ -44,7 +44,7 @@ bool soon(const std::function<bool()>& condition) {
   return false;
 }
 
-// Waits until the file holds exactly these bytes, while the filter waits for input.
+// Waits until the file contains exactly these bytes, while the filter waits for input.
 void expectSoonInFile(const std::string& path, std::string_view expected) {
   std::string held;
   soon([&] {
@@ -57,7 +57,7 @@ void expectSoonInFile(const std::string& path, std::string_view expected) {
 
 // ---- header and trailer
 
-TEST(Wrapping, JobStandsBetweenHeaderAndTrailer) {
+TEST(Wrapping, JobIsBetweenHeaderAndTrailer) {
   Job job;
   job.user("Grace H").input(std::string(kBody));
   expectOutcome(job.run(),
@@ -150,7 +150,7 @@ TEST_P(UriScheme, DecidesOnTheWrapping) {
   expectOutcome(job.run(), outOf(GetParam()), tmpLines(job) + message);
 }
 
-// The captured output ends with the trailer even where the printer gets none.
+// The captured output ends with the trailer even if the printer does not get it.
 TEST_P(UriScheme, DecidesOnTheCapturedHeader) {
   Job job = jobOf(GetParam());
   job.capture();
@@ -163,7 +163,7 @@ TEST_P(UriScheme, DecidesOnTheCapturedHeader) {
 
 // clang-format off
 constexpr UriRow kUriRows[] = {
-    // Systems up to 10.2 send a USB printer the PostScript alone.
+    // Systems up to 10.2 send only the PostScript to a USB printer.
     {"0x102f",     "usb:",                        false, false},
     {"0x102f",     "usb://Quorvan/Office?sn=1",   false, false},
     {"0x102f",     "usb:/dev/usb/lp0",            false, false},
@@ -175,7 +175,7 @@ constexpr UriRow kUriRows[] = {
     {"0x1049",     "usb://Quorvan/Office",        true,  false},
     {"0x1050",     "usb://Quorvan/Office",        true,  false},
     {nullptr,      "usb://Quorvan/Office",        true,  false},
-    // Only these four characters at the start make a USB printer.
+    // Only a URI that begins with these four characters is a USB printer.
     {"0x102f",     "usb",                         true,  false},
     {"0x102f",     "USB://Quorvan/Office",        true,  false},
     {"0x102f",     "Usb://Quorvan/Office",        true,  false},
@@ -184,7 +184,7 @@ constexpr UriRow kUriRows[] = {
     {"0x102f",     " usb://Quorvan/Office",       true,  false},
     {"0x102f",     "ipp://usb:/",                 true,  false},
     {"0x102f",     "",                            true,  false},
-    // The system's version matters to USB printers alone.
+    // The system version matters only for USB printers.
     {"0x102f",     "socket://printer",            true,  false},
     {"0",          "socket://printer",            true,  false},
     {"failed",     "ipp://printer/ipp",           true,  false},
@@ -243,7 +243,7 @@ constexpr std::string_view kMixedKept =
     "@pjl SET\n"
     " @PJL SET\n"
     "x@PJL SET\n"
-    "\n"  // the line feed after a carriage return is a line of its own
+    "\n"  // the newline after a carriage return is a separate line
     "\x1b%-12345\n"
     "\x1b%-12345x\n"
     "%-12345X\n"
@@ -294,10 +294,10 @@ struct Ending {
   std::string err;
 };
 
-// Runs the job on descriptors of the caller's choice; a run longer than 60 s is killed.
+// Runs the job with the descriptors that the caller passes. Kills it after 60 s.
 Ending runOn(const Job& job, int in, int out) {
-  const TemporaryFolder folder;
-  const std::string errPath = folder.file("stderr");
+  const TemporaryFolder directory;
+  const std::string errPath = directory.file("stderr");
   const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   std::vector<std::string> argv = job.argv();
   std::vector<std::string> environment;
@@ -341,14 +341,14 @@ Ending runOn(const Job& job, int in, int out) {
   return ending;
 }
 
-// 600,000 bytes of text: more than any pipe or buffer holds.
+// 600,000 bytes of text, more than the capacity of any pipe or buffer.
 std::string longText() {
   std::string text;
   for (int i = 0; i < 20000; ++i) text += "0 0 moveto 100 100 lineto str\n";
   return text;
 }
 
-// An open file with this text. How far it was read stays visible here.
+// An open file with this text, whose position shows how much was read.
 class InputFile {
  public:
   explicit InputFile(std::string_view text) {
@@ -430,9 +430,9 @@ TEST(WriteError, ReaderThatLeavesAfterTheHeaderDoesNotEndTheRun) {
 
 TEST(ReadError, EndsTheJobLikeTheEndOfInput) {
   Job job;
-  const TemporaryFolder folder;
-  const int directory = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const int out = open(folder.file("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  const TemporaryFolder directory;
+  const int directory = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int out = open(directory.file("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_GE(directory, 0);
   ASSERT_GE(out, 0);
   const Ending ending = runOn(job, directory, out);
@@ -440,12 +440,12 @@ TEST(ReadError, EndsTheJobLikeTheEndOfInput) {
   close(out);
   EXPECT_EQ(ending.exitStatus, 0);
   EXPECT_EQ(ending.err, tmpLines(job));
-  EXPECT_EQ(readFile(folder.file("out")), plainHeader() + trailer());
+  EXPECT_EQ(readFile(directory.file("out")), plainHeader() + trailer());
 }
 
-// ---- what is on its way while the filter waits for input
+// ---- what has been written while the filter waits for input
 
-// A started job whose input is held open.
+// A started job whose input stays open.
 struct Held {
   explicit Held(const Job& job) : process(job.program(), job.argv(), job.environment()) {}
   // Waits for exactly this output.
@@ -566,8 +566,7 @@ TEST(Killed, CaptureFilesOfAWaitingJobAreComplete) {
   EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed);
 }
 
-// A line reaches the incoming file before and the outgoing file right after it is printed,
-// so a kill in the middle of the work costs the outgoing file one line at most.
+// The capture files are written before standard output, so a kill does not lose what was printed.
 TEST(Killed, CaptureFilesOfAWorkingJobReachUpToWhatWasPrinted) {
   Job job;
   job.capture();

@@ -1,4 +1,4 @@
-// Jobs, arguments and folders that somebody made to do harm, several at once.
+// Jobs, arguments and directories made to do harm, several at once.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -20,7 +20,7 @@
 namespace jobshaper::testing {
 namespace {
 
-// Files that the started program writes end here, until "lift" says otherwise.
+// Limits the size of files that the started program writes, until it is told to "lift" the limit.
 BeforeExec filesEndAt(rlim_t size) {
   return [size] {
     signal(SIGXFSZ, SIG_IGN);
@@ -48,7 +48,7 @@ bool beginsWith(std::string_view whole, std::string_view part) {
   return whole.substr(0, part.size()) == part;
 }
 
-// The program with its job on a socket that hands over one message per read.
+// The program with its job on a socket that returns one message per read.
 Outcome runInMessages(const Job& job, std::string_view input, std::size_t size) {
   int ends[2];
   EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
@@ -62,8 +62,8 @@ Outcome runInMessages(const Job& job, std::string_view input, std::size_t size) 
   return process.finish();
 }
 
-// What a capture lacks is its end: it never goes on behind a gap, as if it were whole.
-TEST(HostileJob, CaptureOnADiskThatGetsRoomAgainHasNoGap) {
+// A capture may be truncated, but it never has a gap.
+TEST(HostileJob, CaptureOnADiskWithSpaceAgainHasNoGap) {
   Job job;
   job.capture();
   const std::string first = lines("first", 1000);
@@ -80,9 +80,9 @@ TEST(HostileJob, CaptureOnADiskThatGetsRoomAgainHasNoGap) {
   EXPECT_TRUE(beginsWith(out, readFile(job.tmpFile("qvn_ps2"))));
 }
 
-// Where neither file nor memory has room for it, a feature without an end costs its repetition,
-// not the job.
-TEST(HostileJob, EndlessFeatureWithoutAFolderInLittleMemoryIsPrinted) {
+// If neither disk nor memory can hold a feature without an end, it is not repeated, but the job is
+// printed.
+TEST(HostileJob, EndlessFeatureWithoutADirectoryInLittleMemoryIsPrinted) {
   Job job;
   job.env("TMPDIR", "/nonexistent");
   const std::string line = std::string(1000, 'x') + "\n";
@@ -101,7 +101,7 @@ TEST(HostileJob, EndlessFeatureWithoutAFolderInLittleMemoryIsPrinted) {
   EXPECT_TRUE(outcome.out == join(plainHeader(), input, trailer()));
 }
 
-// One byte a read, with capture, a booklet by hand and texts that the cuts part.
+// One byte per read, with capture, a manual booklet and texts that are split.
 TEST(HostileJob, CapturedBookletInMessagesOfAnySize) {
   const std::string input = join(kTop, kPages[1], kPages[2], kPages[3], kPages[4], kTrailer);
   const std::string body =
@@ -118,7 +118,7 @@ TEST(HostileJob, CapturedBookletInMessagesOfAnySize) {
   }
 }
 
-// An end mark on a piece of 1024 bytes, at each place of the cut.
+// An exit string at each position around the end of a piece of 1024 bytes.
 TEST(HostileJob, ExitStringAtEveryPlaceOfACutLine) {
   for (std::size_t before = 0; before <= kUel.size(); ++before) {
     SCOPED_TRACE(before);
@@ -126,13 +126,13 @@ TEST(HostileJob, ExitStringAtEveryPlaceOfACutLine) {
     Job job;
     job.input(join(filled, kUel, "@PJL EOJ\n", "a\n"));
     std::string kept = join(kUel, "@PJL EOJ\n");
-    if (before == 0) kept.clear();           // a line of its own
-    if (before == kUel.size()) kept = kUel;  // cut behind it: the rest is a line of the job's PJL
+    if (before == 0) kept.clear();           // a separate line
+    if (before == kUel.size()) kept = kUel;  // split after it: the rest is a PJL line of the job
     expectOutcome(job.run(), join(plainHeader(), filled, kept, "a\n", trailer()), tmpLines(job));
   }
 }
 
-// Nothing but zero bytes around what would be dropped or replaced.
+// Only zero bytes around texts that would be dropped or replaced.
 TEST(HostileJob, TriggersWithAZeroBytePassUnchanged) {
   std::string input;
   for (const std::string_view text :
@@ -161,8 +161,8 @@ TEST(HostileJob, OnlyPageLinesAsABooklet) {
   expectPrinted(manualJob(half + half), body);
 }
 
-// The printed bytes of a cancelled job, whose reader sleeps, are a beginning of the job.
-TEST(HostileJob, CancelledBehindAFullPipeKeepsCaptureAndPrinterAlike) {
+// The printed bytes of a canceled job, whose reader sleeps, are the beginning of the job.
+TEST(HostileJob, CanceledAtAFullPipeKeepsCaptureAndPrinterEqual) {
   Job job;
   job.capture();
   const std::string input = lines("a line of the job", 60000);
@@ -193,7 +193,7 @@ TEST(HostileJob, CancelledBehindAFullPipeKeepsCaptureAndPrinterAlike) {
   EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == body);
 }
 
-// Both ends without waiting: the filter waits for itself.
+// Both ends are non-blocking, so the filter must wait itself.
 TEST(HostileJob, InputThatDoesNotWaitIsReadToItsEnd) {
   Job job;
   int ends[2];
@@ -209,7 +209,7 @@ TEST(HostileJob, InputThatDoesNotWaitIsReadToItsEnd) {
                 tmpLines(job));
 }
 
-TEST(HostileJob, FolderOfOddNamesHoldsCaptureAndBooklet) {
+TEST(HostileJob, DirectoryWithOddNameHoldsCaptureAndBooklet) {
   const std::string input = join(kTop, kPage1, kPage2);
   const std::string body =
       join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2);
@@ -217,19 +217,20 @@ TEST(HostileJob, FolderOfOddNamesHoldsCaptureAndBooklet) {
                                   std::string(255, 'x'), std::string("a b'\"$(id)`id`;")}) {
     SCOPED_TRACE(name);
     Job job = manualJob(input);
-    const std::string folder = job.tmpFile(name);
-    ASSERT_TRUE(std::filesystem::create_directory(folder));
-    job.env("TMPDIR", folder);
-    writeFile(folder + "/qvn_log", "");
+    const std::string directory = job.tmpFile(name);
+    ASSERT_TRUE(std::filesystem::create_directory(directory));
+    job.env("TMPDIR", directory);
+    writeFile(directory + "/qvn_log", "");
     const std::string out = join(plainHeader(), body, trailer());
-    const std::string tmp = join("tmp at ", folder, " \n");
+    const std::string tmp = join("tmp at ", directory, " \n");
     expectOutcome(job.run(), out, join(tmp, tmp, kCaptureOn, tmp, kNoInstruction));
-    EXPECT_EQ(readFile(folder + "/qvn_ps2"), out);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 3);
+    EXPECT_EQ(readFile(directory + "/qvn_ps2"), out);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory), {}), 3);
   }
 }
 
-// One foreign file among a booklet's is enough to print nothing, and keeps what it holds.
+// If one of a booklet's files belongs to someone else, nothing is printed and the file is
+// unchanged.
 TEST(HostileJob, SecondNameUnderEachFileOfABookletKeepsItsContent) {
   for (const char* name :
        {"qvn_manualPS", "pageReOrdered", "pageEven", "newEvenOrder", "newOddOrder"}) {

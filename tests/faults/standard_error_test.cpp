@@ -1,6 +1,6 @@
-// Standard error, on which the scheduler takes lines that begin "PPD:", "ATTR:" or "STATE:" as
-// commands: fixed messages and the temporary directory's name, whatever the job, its options and
-// its arguments hold.
+// The scheduler treats lines on standard error that begin with "PPD:", "ATTR:" or "STATE:" as
+// commands. Whatever job, options and arguments contain, the filter writes only fixed messages and
+// the name of the temporary directory.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -17,7 +17,7 @@ constexpr std::string_view kCommands[] = {
     "ALERT: fire",        "PAGE: 1 9999",
 };
 
-// Every command on a line of its own, whichever line end counts, between other bytes.
+// Every command on a separate line, for any kind of line end, between other bytes.
 std::string hostile() {
   std::string text = "x";
   for (const std::string_view command : kCommands) {
@@ -26,7 +26,7 @@ std::string hostile() {
   return text;
 }
 
-// The same where blanks and quotes have a meaning.
+// The same for text in which blanks and quotes have a meaning.
 std::string hostileOptions() {
   std::string text;
   for (const char* name : {"JRUSERNAME", "PrintTo", "JRHOLDKEY", "JAUSERID", "QVBookletCoverSource",

@@ -1,5 +1,5 @@
-// The system calls of whole runs: the kernel ends a filter that starts a program or a process,
-// opens a socket, or opens a file in another way than all its files are to be opened.
+// The system calls of whole runs. The kernel kills a filter that starts a program or a process,
+// opens a socket, or opens a file with other flags than those that all files must be opened with.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
@@ -19,7 +19,7 @@
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/instrumented.h"
 
-// Set by the build in one that counts which lines have run: it writes files of its own.
+// Set by a build that counts which lines have run, because it writes files of its own.
 #ifndef COUNTS_LINES
 #define COUNTS_LINES 0
 #endif
@@ -27,7 +27,7 @@
 namespace jobshaper::testing {
 namespace {
 
-// Files and memory, and what the loader and the C library need at the start.
+// Calls for files and memory, and those that the loader and the C library need at startup.
 constexpr long kAllowed[] = {
 #ifdef SYS_access
     SYS_access,
@@ -103,7 +103,7 @@ constexpr long kAllowed[] = {
     SYS_clock_nanosleep,
 };
 
-// What no sanitizer needs either, as far as it is told not to look for leaks.
+// Calls that sanitizers do not need either, if leak detection is off.
 constexpr long kForbidden[] = {
 #ifdef SYS_fork
     SYS_fork,   SYS_vfork,
@@ -118,10 +118,10 @@ constexpr std::uint32_t high(std::uint64_t value) {
   return static_cast<std::uint32_t>(value >> 32);
 }
 
-// A program for the kernel that judges each call.
+// A program for the kernel that allows or denies each call.
 class Judge {
  public:
-  // The file of this name, and nothing else, may be started: the program under test itself.
+  // Only the file of this name may be executed: the program under test.
   explicit Judge(const char* program) {
     const auto address = reinterpret_cast<std::uint64_t>(program);
     const int call = offsetof(seccomp_data, nr);
@@ -144,7 +144,7 @@ class Judge {
     }
   }
 
-  // From here on this process and what becomes of it.
+  // Applies the program to this process and to what it executes.
   void sit() const {
     const sock_fprog all{static_cast<unsigned short>(code_.size()),
                          const_cast<sock_filter*>(code_.data())};
@@ -160,7 +160,8 @@ class Judge {
     return static_cast<std::uint32_t>(offsetof(seccomp_data, args)) + 8 * i;
   }
 
-  // Every file and pipe is closed on exec, and a file created under its own name only.
+  // Every file and pipe must be closed on exec, and a file may only be created with O_NOFOLLOW or
+  // O_EXCL.
   void judgeOpening() {
     ifNot(SYS_pipe2, 4);
     load(argument(1) + (kBigEndian ? 4 : 0));
@@ -182,7 +183,7 @@ class Judge {
     ifNot(number, 1);
     answer(action);
   }
-  // Skips so many steps unless the value is this one, or has one of these bits.
+  // Skips this many steps unless the value is equal, or has one of these bits.
   void ifNot(std::int64_t value, std::uint8_t steps) {
     code_.push_back(
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(value), 0, steps));
@@ -195,7 +196,7 @@ class Judge {
 };
 
 Outcome judged(Job job, std::string input) {
-  job.asanOption("detect_leaks=0");  // which takes a process of its own
+  job.asanOption("detect_leaks=0");  // leak detection starts a process
   const Judge judge(job.program().c_str());
   return job.input(std::move(input)).run([&] { judge.sit(); });
 }
@@ -236,10 +237,10 @@ TEST_F(SystemCalls, OfALongJobAreFewAndHarmless) { expectSame(Job(), longText())
 TEST_F(SystemCalls, OfALongCaptureAreFewAndHarmless) { expectSame(Job().capture(), longText()); }
 
 TEST_F(SystemCalls, OfAManualBookletAreFewAndHarmless) {
-  const TemporaryFolder folder;
-  writeFile(folder.file("en.lproj/instruction(null)"), "page\n");
+  const TemporaryFolder directory;
+  writeFile(directory.file("en.lproj/instruction(null)"), "page\n");
   Job job = manualJob("");
-  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", folder.path()).capture();
+  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).capture();
   expectSame(job, join(kTop, pages("12345678")));
 }
 
@@ -255,7 +256,7 @@ TEST_F(SystemCalls, OfARunThatCannotStartAreFewAndHarmless) {
   EXPECT_EQ(judged(Job().arguments({}), "").exitStatus, 1);
 }
 
-// The judge does end who does what the filter must not do.
+// The filter program kills a process that makes a forbidden call.
 TEST_F(SystemCalls, ThatAreForbiddenEndTheProcess) {
   const auto endedBy = [](void (*call)()) {
     const Job job;

@@ -152,7 +152,7 @@ TEST(Judge, ReordersPagesOfAShortJob) {
                            blankUp + "%%Page: 2\n");
 }
 
-TEST(Judge, RepeatsThePageSizeBehindThePaperSource) {
+TEST(Judge, RepeatsThePageSizeAfterThePaperSource) {
   JudgedJob job;
   job.deviceUri = "usb:x";
   job.version = 0x102f;

@@ -1,4 +1,5 @@
-// What the settings beyond the header append, for the tests of their tables.
+// The lines appended by the settings that are not part of the header, for the tests of their
+// tables.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,8 +19,8 @@ using Options = std::vector<std::pair<std::string_view, std::string_view>>;
 using Lines = std::vector<std::string>;
 using Setter = void (pjlCreation::*)();
 
-// The lines that the setters, called in this order, append behind the header of a job with
-// these options. Fails the test when they change the header itself.
+// Calls the setters in this order for a job with these options, and returns the lines that they
+// append after the header. Fails the test if they change the header itself.
 inline Lines appended(const Options& options, std::initializer_list<Setter> setters) {
   argumentStore store;
   for (const auto& [name, value] : options) store.addOption(name, value);
@@ -38,7 +39,7 @@ struct ExpectedRow {
   Lines lines;
 };
 
-// The setter appends just these lines for each value of the option.
+// Checks that the setter appends exactly these lines for each value of the option.
 inline void expectRows(Setter setter, std::string_view option,
                        const std::vector<ExpectedRow>& rows) {
   for (const ExpectedRow& row : rows) {
@@ -46,7 +47,7 @@ inline void expectRows(Setter setter, std::string_view option,
   }
 }
 
-// The setter appends nothing for these values, for "PrinterS" and for a job without the option.
+// Checks that the setter appends nothing for these values, for "PrinterS" and without the option.
 inline void expectNothing(Setter setter, std::string_view option,
                           const std::vector<std::string_view>& values) {
   EXPECT_EQ(appended({}, {setter}), Lines()) << "without " << option;

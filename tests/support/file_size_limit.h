@@ -1,4 +1,4 @@
-// No room for files: a limit in place of a full disk.
+// A limit on the size of files, in place of a full disk.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,7 +8,8 @@
 
 namespace jobshaper::testing {
 
-// Files of this process and of those that it starts end at this size, without a signal.
+// Limits the size of files of this process and of its children; writing more fails without a
+// signal.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t size) {

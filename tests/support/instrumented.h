@@ -1,5 +1,5 @@
-// Whether the programs under test are built with sanitizers, which need memory, time and system
-// calls of their own.
+// Whether the programs under test are built with sanitizers, which need additional memory, time and
+// system calls.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ inline constexpr bool kSanitized = false;
 inline constexpr bool kSanitized = false;
 #endif
 
-// So many bytes of a test that takes its time by its size.
+// Reduces the size of a test that takes long, if the programs are instrumented.
 constexpr std::size_t scaled(std::size_t bytes) {
 #if defined(COUNTS_LINES)
   return bytes / 16;

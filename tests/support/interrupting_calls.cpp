@@ -1,7 +1,7 @@
-// Loaded into the filter ahead of the C library: every call that a signal may interrupt is
-// interrupted before it does anything, and when it is repeated it reads or writes a few bytes.
-// INTERRUPTED_CALLS names a file that then tells how often each was called. FEW_BYTES says how many
-// bytes count as one.
+// Loaded into the filter before the C library. Every call that a signal can interrupt is
+// interrupted before it does anything, and reads or writes only a few bytes when it is repeated.
+// The counts of all calls are written to the file that INTERRUPTED_CALLS names. FEW_BYTES is the
+// unit of the small reads and writes.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -48,7 +48,7 @@ size_t bytesInOne() {
   return text ? strtoul(text, nullptr, 10) : 1;
 }
 
-// 1 to 7 bytes, or as many times what counts as one.
+// 1 to 7 bytes, multiplied by FEW_BYTES.
 size_t few(Call call, size_t size) {
   const size_t most = (1 + counts[call] / 2 % 7) * bytesInOne();
   return size < most ? size : most;

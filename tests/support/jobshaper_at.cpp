@@ -1,6 +1,6 @@
-// jobshaperAt VERSION job-id user title copies options [file]: the filter on a system of the
-// given version ("0x1049"), or on one whose version query fails ("failed"). The environment
-// variable JOBSHAPER_INSTRUCTIONS names the folder of the instruction pages.
+// jobshaperAt VERSION job-id user title copies options [file]: runs the filter as on a system of
+// this version ("0x1049"), or on one whose version query fails ("failed"). The environment variable
+// JOBSHAPER_INSTRUCTIONS names the directory of the instruction pages.
 
 #include <cstdio>
 #include <cstdlib>
@@ -18,8 +18,8 @@ int main(int argc, char* argv[]) {
   if (std::strcmp(argv[1], "failed") != 0) {
     system.version = static_cast<std::int32_t>(std::strtol(argv[1], nullptr, 0));
   }
-  if (const char* folder = std::getenv("JOBSHAPER_INSTRUCTIONS"))
-    system.instructionDirectory = folder;
+  if (const char* directory = std::getenv("JOBSHAPER_INSTRUCTIONS"))
+    system.instructionDirectory = directory;
   argv[1] = argv[0];
   return jobshaper::filterJob(argc - 1, argv + 1, system);
 }

@@ -1,4 +1,4 @@
-// A pipe whose both ends the test holds.
+// A pipe with both ends in the test.
 #pragma once
 
 #include <fcntl.h>
@@ -14,7 +14,7 @@ namespace jobshaper::testing {
 
 class Pipe {
  public:
-  // Holds this many bytes, or as the system has it. With O_DIRECT it keeps writes apart.
+  // A pipe of this capacity, by default the system's. With O_DIRECT, it keeps writes separate.
   explicit Pipe(int size = 0, int flags = 0) {
     int ends[2];
     EXPECT_EQ(pipe2(ends, O_CLOEXEC | flags), 0);
@@ -36,19 +36,19 @@ class Pipe {
   void closeReading() { close(std::exchange(reading_, -1)); }
   void closeWriting() { close(std::exchange(writing_, -1)); }
 
-  // Nothing may be put that the pipe has no room for.
+  // The bytes must fit into the pipe.
   void put(std::string_view bytes) const {
     EXPECT_EQ(write(writing_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
-  // How many bytes are in it.
+  // How many bytes are in the pipe.
   std::size_t waiting() const {
     int count = 0;
     EXPECT_EQ(ioctl(reading_, FIONREAD, &count), 0);
     return static_cast<std::size_t>(count);
   }
-  // All bytes that are in it.
+  // Reads all bytes that are in the pipe.
   std::string take() const { return take(waiting()); }
-  // So many of them.
+  // Reads this many bytes.
   std::string take(std::size_t size) const {
     std::string bytes(size, '\0');
     for (std::size_t taken = 0; taken < bytes.size();) {

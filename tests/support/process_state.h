@@ -1,4 +1,4 @@
-// What a running filter is doing at the moment.
+// What a running filter is doing.
 #pragma once
 
 #include <sys/wait.h>
@@ -13,7 +13,7 @@
 
 namespace jobshaper::testing {
 
-// Asks every 10 ms, ten seconds at most.
+// Polls every 10 ms, for at most ten seconds.
 inline bool becomesTrue(const std::function<bool()>& condition) {
   for (int i = 0; i < 1000; ++i) {
     if (condition()) return true;
@@ -33,12 +33,12 @@ inline bool hasEnded(const Process& process) {
   return waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
 }
 
-// Ends although its input stays open and nobody reads its output.
+// Returns true once the process has ended, though its input is open and nobody reads its output.
 inline bool endsByItself(const Process& process) {
   return becomesTrue([&] { return hasEnded(process); });
 }
 
-// True once the process sleeps, which it does in a read without input or a write without a reader.
+// Returns true once the process sleeps: in a read without input, or a write without a reader.
 inline bool sleeps(const Process& process) {
   int seen = 0;
   return becomesTrue([&] {

@@ -1,10 +1,10 @@
-// Stands for a filter: records how it was started, and then becomes the program of the same name
-// in the folder "real" beside it, if there is one. In the folder "records" beside it it leaves,
+// Takes the place of a filter: records how it was started, and then executes the program of the
+// same name in the subdirectory "real", if there is one. In the subdirectory "records" it writes,
 // for job 42 of jobshaper, the files
 //   42.jobshaper.argv         the arguments, each ended by a zero byte
-//   42.jobshaper.environment  the environment, likewise
+//   42.jobshaper.environment  the environment, in the same form
 //   42.jobshaper.files        the numbers of the open files, each ended by a zero byte
-//   42.jobshaper.input        what came on standard input
+//   42.jobshaper.input        standard input
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -49,20 +49,20 @@ void writeStrings(const std::string& path, char** strings) {
 
 void writeOpenFiles(const std::string& path) {
   std::string numbers;
-  DIR* const folder = ::opendir("/proc/self/fd");
-  if (!folder) fail("/proc/self/fd");
-  while (const dirent* const entry = ::readdir(folder)) {
+  DIR* const directory = ::opendir("/proc/self/fd");
+  if (!directory) fail("/proc/self/fd");
+  while (const dirent* const entry = ::readdir(directory)) {
     const std::string name = entry->d_name;
-    if (name[0] == '.' || name == std::to_string(::dirfd(folder))) continue;
+    if (name[0] == '.' || name == std::to_string(::dirfd(directory))) continue;
     numbers.append(name).push_back('\0');
   }
-  ::closedir(folder);
+  ::closedir(directory);
   const int file = create(path);
   writeAll(file, numbers.data(), numbers.size());
   ::close(file);
 }
 
-// Copies standard input to its end; `next`, if any, gets it too as long as it reads.
+// Copies standard input to its end, and also to `next`, if there is one, as long as it reads.
 void recordInput(const std::string& path, int next) {
   const int file = create(path);
   char buffer[65536];
@@ -77,16 +77,16 @@ void recordInput(const std::string& path, int next) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  umask(0);  // whoever started the scheduler is to read the records
+  umask(0);  // the user who started the scheduler must be able to read the records
   char own[PATH_MAX];
   const ssize_t length = ::readlink("/proc/self/exe", own, sizeof own);
   if (length <= 0) fail("/proc/self/exe");
   const std::string path(own, static_cast<std::size_t>(length));
-  const std::string folder = path.substr(0, path.rfind('/'));
+  const std::string directory = path.substr(0, path.rfind('/'));
   const std::string name = path.substr(path.rfind('/') + 1);
   const std::string record =
-      folder + "/records/" + (argc > 1 ? argv[1] : "none") + "." + name + ".";
-  const std::string real = folder + "/real/" + name;
+      directory + "/records/" + (argc > 1 ? argv[1] : "none") + "." + name + ".";
+  const std::string real = directory + "/real/" + name;
 
   writeStrings(record + "argv", argv);
   writeStrings(record + "environment", environ);
@@ -101,7 +101,7 @@ int main(int argc, char* argv[]) {
   const pid_t child = fork();
   if (child < 0) fail("fork");
   if (child == 0) {
-    // Outlives a cancelled job, and holds nothing open for which others wait.
+    // Outlives a canceled job, and keeps nothing open that other processes wait for.
     signal(SIGTERM, SIG_IGN);
     signal(SIGPIPE, SIG_IGN);
     for (int i = 1; i < 64; ++i) {

@@ -22,14 +22,14 @@ class CaptureFileTest : public ::testing::Test {
  protected:
   std::string content() const { return testing::readFile(folder_.file("file")); }
 
-  // Bytes of the disk that the file occupies.
+  // How many bytes of disk space the file occupies.
   std::int64_t room() const {
     struct stat status {};
     EXPECT_EQ(fstat(file_.get(), &status), 0);
     return status.st_blocks * 512;
   }
 
-  // Whether the disk can keep room at all, and has enough of it.
+  // Whether the file system can allocate space ahead, and has enough of it.
   bool diskReserves() const {
     struct statvfs disk {};
     const Descriptor other = createFile(folder_.file("other"));
@@ -59,7 +59,7 @@ TEST_F(CaptureFileTest, ReservesNothingForASmallFile) {
   EXPECT_LT(room(), 2 * kMegabyte);
 }
 
-TEST_F(CaptureFileTest, ReservesRoomInStepsOfSixteenMegabytes) {
+TEST_F(CaptureFileTest, ReservesSpaceInStepsOfSixteenMegabytes) {
   CaptureFile file(file_.get());
   file.write(std::string(kMegabyte + 1, 'x'));
   const std::int64_t reserved = diskReserves() ? 16 * kMegabyte : 0;

@@ -1,5 +1,5 @@
-// The diagnostic log with a debugging application's socket: both ways of sending, the dumps
-// with their length, the end of a session, and the question for an entry in the settings.
+// The diagnostic log with the socket of a debugging application: both ways of sending, dumps with
+// their length, the end of a session, and the request for an entry in the settings.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -14,12 +14,12 @@
 
 namespace {
 
-// What happens instead of a wait; nothing: the time passes.
+// Called instead of waiting; if empty, the test waits.
 std::function<void(useconds_t)> insteadOfWaiting;
 
 }  // namespace
 
-// In place of the C library's.
+// Replaces the function of the C library.
 extern "C" int usleep(useconds_t microseconds) {
   if (insteadOfWaiting) {
     insteadOfWaiting(microseconds);
@@ -105,14 +105,14 @@ TEST_F(DebugLogSocket, GetsDatagramsWithTheGivenAddressLength) {
   const DatagramSockets sockets;
   logClientFD = sockets.log();
   logSocketFile = sockets.address();
-  logSocketFileSize = 8;  // no internet address is that short
+  logSocketFileSize = 8;  // too short for an internet address
   sendToDebugApp("short", 5);
   logSocketFileSize = 16;
   sendToDebugApp("whole", 5);
   EXPECT_EQ(receive(sockets.application()), "whole");
 }
 
-// A connected stream socket refuses datagrams, so what arrives was sent plainly.
+// A connected stream socket refuses datagrams, so what arrives was sent without an address.
 TEST_F(DebugLogSocket, TakesEitherByteOfThePortField) {
   const SocketPair sockets(SOCK_STREAM);
   logClientFD = sockets.log();
@@ -186,7 +186,7 @@ TEST_F(DebugLogSocket, GetsDumpsAsDatagramsToo) {
                   "<plist version=\"1.0\">\n<false/>\n</plist>\n\n"));
 }
 
-// The length counts a process id of six digits; a longer one pushes the line end out.
+// The length allows for a process ID of six digits; with a longer one, the line end is cut off.
 TEST_F(DebugLogSocket, GetsTheCountedBytesOfADumpWhateverTheProcessId) {
   const SocketPair sockets;
   onWithoutFile(4);
@@ -232,7 +232,7 @@ TEST_F(DebugLogEnd, WritesALastRecordAndClosesTheFile) {
   closeDebugSession();
   EXPECT_EQ(log(), "AZ######\t[time]\tlogger\tL0\tDEBUG END file\n");
   EXPECT_FALSE(isOpen(descriptor));
-  EXPECT_NE(logDebugFilePtr, nullptr);  // the state stays
+  EXPECT_NE(logDebugFilePtr, nullptr);  // the state is not reset
   logDebugFilePtr = nullptr;
 }
 
@@ -242,14 +242,14 @@ TEST_F(DebugLogEnd, SendsALastRecordAndClosesTheSocket) {
   logClientFD = sockets.log();
   closeDebugSession();
   EXPECT_FALSE(isOpen(logClientFD));
-  EXPECT_EQ(logClientFD, sockets.log());  // the state stays
+  EXPECT_EQ(logClientFD, sockets.log());  // the state is not reset
   sockets.forgetLog();
   EXPECT_EQ(masked(receive(sockets.application()).value_or("nothing")),
             "AZ######\t[time]\tlogger\tL0\tDEBUG END fd\n");
   EXPECT_EQ(receive(sockets.application()), "");  // end of stream
 }
 
-// The file's record still goes the way of the socket, which is closed by then.
+// The last record of the file goes to the socket too, which is closed by then.
 TEST_F(DebugLogEnd, ClosesSocketAndFile) {
   const auto former = ::signal(SIGPIPE, SIG_IGN);
   SocketPair sockets(SOCK_STREAM);
@@ -283,7 +283,7 @@ std::string withTraceAll(std::string_view value, std::string text) {
   return text.insert(7, "\t<key>traceAll</key>\n\t" + std::string(value) + "\n");
 }
 
-// What one setup sent and how long it took.
+// What one setup sent, and how long it took.
 class DebugLogSetupWithSocket : public DebugLog {
  protected:
   void SetUp() override {
@@ -295,20 +295,20 @@ class DebugLogSetupWithSocket : public DebugLog {
     const std::optional<std::string> message = receive(sockets_.application());
     return message ? masked(*message) : "nothing";
   }
-  // All that has been sent up to here, each message in brackets.
+  // Everything sent so far, with each message in brackets.
   std::string all() {
     std::string result;
     while (const auto message = receive(sockets_.application(), 20))
       result += "[" + masked(*message) + "]";
     return result;
   }
-  // Replaces the settings file as a whole, as an application does that saves safely.
+  // Replaces the settings file by renaming a new one, as an application that saves safely does.
   void replaceSettings(std::string_view text) const {
     writeFile(file("new.plist"), text);
     std::filesystem::rename(file("new.plist"), settingsFile());
   }
-  // Runs setup, which waits so many times. The settings file changes in these waits, counted from
-  // 1; without a text it goes away.
+  // Runs setup, which waits this many times. The settings file changes during these waits, counted
+  // from 1; without a text it is removed.
   unsigned waitsOfSetup(const std::map<unsigned, std::string>& changes = {}) {
     unsigned waits = 0;
     insteadOfWaiting = [&](useconds_t microseconds) {
@@ -495,7 +495,7 @@ TEST_F(DebugLogSetupWithSocket, AsksByDatagramWhenThereIsAPort) {
   const DatagramSockets datagrams;
   logClientFD = datagrams.log();
   logSocketFile = datagrams.address();
-  logSocketFileSize = 8;  // of the records only; the question always has a whole address
+  logSocketFileSize = 8;  // for the records only; the request always has a full address
   settings(kAskOnly);
   EXPECT_EQ(waitsOfSetup(), 5U);
   EXPECT_EQ(receive(datagrams.application()),

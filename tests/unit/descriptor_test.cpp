@@ -13,19 +13,19 @@
 namespace jobshaper {
 namespace {
 
-// The folder may be the only place with room, or the only one where the user may write.
-TEST(NamelessFile, LiesInTheFolderAndHasLostItsName) {
-  const testing::TemporaryFolder folder;
-  const Descriptor file = createNamelessFile(folder.path());
+// The directory may be the only place with space, or the only one where the user can write.
+TEST(NamelessFile, IsInTheDirectoryWithoutAName) {
+  const testing::TemporaryFolder directory;
+  const Descriptor file = createNamelessFile(directory.path());
   ASSERT_TRUE(file.valid());
   const std::string link = "/proc/self/fd/" + std::to_string(file.get());
   const std::string name = std::filesystem::read_symlink(link);
-  EXPECT_TRUE(name.starts_with(folder.path() + "/")) << name;
+  EXPECT_TRUE(name.starts_with(directory.path() + "/")) << name;
   EXPECT_TRUE(name.ends_with(" (deleted)")) << name;
-  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
 }
 
-TEST(EnlargePipe, GivesAPipeRoomForABlock) {
+TEST(EnlargePipe, LetsAPipeHoldABlock) {
   const testing::Pipe pipe, large(2 * static_cast<int>(kPipeSize));
   enlargePipe(pipe.reading());
   EXPECT_EQ(fcntl(pipe.writing(), F_GETPIPE_SZ), static_cast<int>(kPipeSize));
@@ -46,8 +46,8 @@ TEST(MoveSome, EndsWhereThereIsNothingMoreToMove) {
 
 // Whatever an earlier call has left in errno.
 TEST(ReadAt, EndsAtTheEndOfTheFile) {
-  const testing::TemporaryFolder folder;
-  const Descriptor file = createFile(folder.file("file"));
+  const testing::TemporaryFolder directory;
+  const Descriptor file = createFile(directory.file("file"));
   ASSERT_TRUE(writeAt(file.get(), "123", 3, 0));
   char buffer[4] = "";
   errno = EINTR;

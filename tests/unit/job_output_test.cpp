@@ -76,8 +76,8 @@ TEST_F(JobOutputTest, TakesAnyNumberOfPieces) {
   EXPECT_EQ(content("in"), expected);
 }
 
-// However many pieces wait already, a copy stays what it was when the next one is made.
-TEST_F(JobOutputTest, KeepsEachCopyBehindAnyNumberOfPieces) {
+// However many pieces are pending, the next copy does not change an earlier one.
+TEST_F(JobOutputTest, KeepsEachCopyAfterAnyNumberOfPieces) {
   const std::string job(1200, '.');
   for (std::size_t pieces = 250; pieces < 260; ++pieces) {
     std::string expected;
@@ -111,7 +111,7 @@ TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
   EXPECT_EQ(content("copy"), expected);
 }
 
-// A job that comes through a pipe and goes through another.
+// A job that is read from one pipe and written to another.
 class PipedOutput {
  public:
   explicit PipedOutput(int captureOut = -1)
@@ -123,7 +123,7 @@ class PipedOutput {
     EXPECT_TRUE(block);
     return block.value_or(Block{});
   }
-  // How much of a block that nothing changes was forwarded from pipe to pipe.
+  // Returns how much of an unchanged block was forwarded from pipe to pipe.
   std::size_t send(std::string_view bytes) {
     const Block block = read(bytes);
     const std::size_t before = output_.tap().inPipe();
@@ -170,7 +170,7 @@ TEST_F(JobOutputTest, WritesWhatHasLeftThePipeBeforeTheRest) {
 TEST_F(JobOutputTest, WritesABlockThatARuleChanged) {
   PipedOutput job;
   job.send(kLargeBlock);
-  // A part of it alone, something before it, something after it.
+  // Only a part of it, something before it, something after it.
   Block block = job.read(kLargeBlock);
   EXPECT_EQ(block.inPipe, kLargeBlock.size());
   job.output().pass(block.pieces.substr(1));
@@ -199,8 +199,7 @@ TEST_F(JobOutputTest, GoesOnWhenThePipesReaderHasLeft) {
   EXPECT_TRUE(content("copy") == kLargeBlock + kLargeBlock + kLargeBlock);
 }
 
-// A job that comes line by line must not wait for its reader after as many lines as the pipe has
-// pages.
+// A job that comes line by line must not block after as many lines as the output pipe has pages.
 TEST_F(JobOutputTest, FillsThePagesOfAPipeWithSmallBlocks) {
   alarm(60);
   PipedOutput job;
@@ -214,7 +213,7 @@ TEST_F(JobOutputTest, FillsThePagesOfAPipeWithSmallBlocks) {
   alarm(0);
 }
 
-TEST_F(JobOutputTest, WritesTheCapturesAheadOfTheOutput) {
+TEST_F(JobOutputTest, WritesTheCapturesBeforeTheOutput) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const std::string job(1 << 20, 'x');

@@ -1,5 +1,5 @@
-// A page-size feature that is too long for memory takes part in the rules like a short one: what
-// is printed is what its text and the rules demand.
+// The rules treat a page-size feature that is too long for memory like a short one: the output
+// depends only on its text and the rules.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -29,7 +29,7 @@ class LongFeature : public ::testing::Test {
     for (std::size_t size = 0; size < 700000; size += kLine.size()) filler_.emplace_back(kLine);
   }
 
-  // What is written for these pieces: each stands for a line, "*" for all lines of the filler.
+  // The output for these pieces. Each is a line; "*" stands for all lines of the filler.
   std::string rewritten(const std::vector<std::string>& pieces) {
     const testing::TemporaryFolder outside;
     const std::string path = outside.file("out");
@@ -79,13 +79,13 @@ TEST_F(LongFeature, LeavesNoFile) {
   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
-TEST_F(LongFeature, StaysWholeWithoutAFolder) {
+TEST_F(LongFeature, IsCompleteWithoutADirectory) {
   job_.tempDirectory = folder_.file("missing");
   EXPECT_TRUE(rewritten({kBegin, "*", kSource, kClose}) ==
               kBegin + filler() + kSource + kClose + "[{\n" + kBegin + filler() + kSource + kClose);
 }
 
-TEST_F(LongFeature, StaysWholeWithoutRoom) {
+TEST_F(LongFeature, IsCompleteOnAFullDisk) {
   for (const rlim_t room : {0UL, 65536UL, 100000UL}) {
     const testing::FileSizeLimit limit(room);
     SpillFile file(folder_.path());
@@ -99,8 +99,8 @@ TEST_F(LongFeature, StaysWholeWithoutRoom) {
   }
 }
 
-// 4 MiB, and not a byte more: whoever sends such a feature must not get the memory of the machine.
-TEST_F(LongFeature, IsNotKeptWithoutRoomInFileAndMemory) {
+// 4 MiB, and not a byte more: a user who sends such a feature must not exhaust the memory.
+TEST_F(LongFeature, IsDroppedWithoutSpaceInFileAndMemory) {
   const std::string part(65536, 'x');
   for (const std::size_t last : {65535U, 65536U, 65537U}) {
     SpillFile file(folder_.file("missing"));
@@ -111,7 +111,7 @@ TEST_F(LongFeature, IsNotKeptWithoutRoomInFileAndMemory) {
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(file.append(part));
 }
 
-TEST_F(LongFeature, ForWhichThereIsNoRoomIsNotRepeated) {
+TEST_F(LongFeature, WithoutSpaceIsNotRepeated) {
   job_.tempDirectory = folder_.file("missing");
   job_.bookletMode = true;
   filler_.assign(5000, std::string(1023, 'x') + "\n");
@@ -121,13 +121,13 @@ TEST_F(LongFeature, ForWhichThereIsNoRoomIsNotRepeated) {
                          kSource, kClose, "x\n"}) == kBegin + filler() + "QVBookletFold\n" + kFold +
                                                          kDuplexer + "%%EndFeature\n*PageSize\n" +
                                                          closed);
-  // The next one that begins while it is open takes its place.
+  // The next feature that begins while this one is open replaces it.
   EXPECT_TRUE(rewritten({kBegin, "*", "*PageSize A5\n", kSource, kClose, "x\n"}) ==
               kBegin + filler() + "*PageSize A5\n" + kSource + kClose + "[{\n*PageSize A5\n" +
                   closed);
 }
 
-// Two texts that have something between them are not one.
+// Two texts are not treated as one if there is something between them.
 TEST_F(LongFeature, IsNotFoldedByTheTwoHalvesOfTheOption) {
   job_.bookletMode = true;
   filler_.assign(300, std::string(1000, 'x') + "Q" + std::string(12, 'z'));
@@ -141,7 +141,7 @@ TEST_F(LongFeature, IsForgottenWhenAnotherBegins) {
               kBegin + filler() + "*PageSize A5\n" + kSource + kClose + "[{\n*PageSize A5\n" +
                   kSource + kClose);
   job_.bookletMode = true;
-  // The fold option stands in the one that is forgotten.
+  // The fold option is in the feature that is replaced.
   EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFold\n", kDuplexer, "*PageSize A5\n", kSource,
                          kClose, "y\n"}) == kBegin + filler() + "QVBookletFold\n" + kFold +
                                                 kDuplexer + "*PageSize A5\n" + kSource + kClose +
@@ -172,7 +172,7 @@ TEST_F(LongFeature, IsFoldedWhereverItNamesTheOption) {
                   "QVBookletFol\n" + kSource + kClose + "kept\n");
 }
 
-// The name may also begin in memory and go on behind it, wherever memory ends.
+// The name may also begin in memory and continue in the file, wherever the boundary is.
 TEST_F(LongFeature, IsFoldedWhereItsNameLeavesMemory) {
   job_.bookletMode = true;
   for (int before = 250; before < 262; ++before) {
@@ -202,7 +202,7 @@ TEST_F(LongFeature, IsDroppedWithAClosingLineOfPjl) {
             kBegin + filler() + kSource + "x\n");
 }
 
-TEST_F(LongFeature, StandsBehindTheCopiesThatItsClosingLineAsksFor) {
+TEST_F(LongFeature, ComesAfterTheCopiesThatItsClosingLineSets) {
   job_.printTo = "JRVerify";
   job_.jobOptions.addOption("com.apple.print.PrintSettings.PMCopies..n.", "3");
   const std::string line = "%RBINumCopies: cleartomark\n";
@@ -213,7 +213,7 @@ TEST_F(LongFeature, StandsBehindTheCopiesThatItsClosingLineAsksFor) {
                   line + "[{\n" + kBegin + filler() + kSource + line);
 }
 
-TEST_F(LongFeature, StandsBetweenTheRequestsForTheCover) {
+TEST_F(LongFeature, ComesBetweenTheRequestsForTheCover) {
   job_.bookletMode = true;
   job_.onlyInside = true;
   job_.halfPageCount = 1;

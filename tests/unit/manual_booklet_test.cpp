@@ -1,5 +1,5 @@
-// The reordering of manual booklets on files: every orientation, the temporary files that it
-// leaves, and the reversed run of pages alone.
+// The reordering of manual booklets in files: every orientation, the temporary files, and the
+// reversed run of pages.
 #include "booklet/manual_booklet.h"
 
 #include <fcntl.h>
@@ -58,7 +58,7 @@ std::string pages(std::string_view numbers) {
   return result;
 }
 
-// A temporary directory of the test's own, and the system version of the test.
+// A private temporary directory, and the system version of the test.
 class ManualBookletParts : public ::testing::Test {
  protected:
   ManualBookletParts() {
@@ -81,7 +81,7 @@ class ManualBookletParts : public ::testing::Test {
   std::string content(std::string_view name) const { return readFile(path(name)); }
   std::string tmpLine() const { return join("tmp at ", folder_.path(), " \n"); }
 
-  // Reorders the job; its messages are in errors_ then.
+  // Reorders the job and stores the messages in errors_.
   int order(std::string_view job, std::optional<std::string_view> orientation = std::nullopt,
             bool onlyInside = false, const std::string& jobId = "42") {
     writeFile(path("job.ps"), job);
@@ -327,7 +327,7 @@ TEST_F(ManualBookletParts, IncludeAHeaderFileForUpAlone) {
   EXPECT_EQ(order(join(kTop, pages("12345")), "Down"), 1);
 }
 
-TEST_F(ManualBookletParts, WithoutRoomForTheReversedPagesAreReportedTwice) {
+TEST_F(ManualBookletParts, WithoutSpaceForTheReversedPagesReportItTwice) {
   const std::string text(400000, 'x');
   const std::string evens = join("%%Page: 1\n%%Page: 2\n", text, "\n%%Page: 3\n%%Page: 4\n", text,
                                  "\n%%Page: 5\n%%Page: 6\n", text, "\n%%Page: 7\n");
@@ -350,7 +350,7 @@ TEST_F(ManualBookletParts, WithoutRoomForTheReversedPagesAreReportedTwice) {
 
 class ReArrangedPages : public ManualBookletParts {
  protected:
-  // Puts a page into the side file, as the caller does before the next one of its parity.
+  // Writes a page to the side file, as the caller does before the next page of the same parity.
   void fill(std::string_view page) {
     ASSERT_TRUE(side_.open(path("side")));
     side_.write(page);
@@ -364,7 +364,7 @@ class ReArrangedPages : public ManualBookletParts {
     return result;
   }
 
-  // The side file is empty, and the caller goes on writing into it.
+  // The side file is empty, and the caller can continue to write to it.
   void expectSideGoesOn() {
     EXPECT_EQ(content("side"), "");
     side_.write("next");
@@ -375,7 +375,7 @@ class ReArrangedPages : public ManualBookletParts {
   PageFile side_;
 };
 
-// A page that did not fit on the disk must not be taken for one that was moved.
+// If a page did not fit on the disk, the move must fail.
 TEST_F(ReArrangedPages, FailWhenThePageCannotBeWritten) {
   ASSERT_TRUE(side_.open(path("side")));
   const testing::FileSizeLimit limit(1000);

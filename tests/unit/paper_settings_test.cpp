@@ -1,4 +1,4 @@
-// The paper settings, row by row as the printer's manual has them.
+// The paper settings, row by row as in the printer's manual.
 #include <gtest/gtest.h>
 
 #include "tests/support/appended_lines.h"
@@ -85,10 +85,10 @@ TEST(SetPaperSize, TakesUnitsForPoints) {
               {"Custom.210x297mm", customLines("2.92", "4.12")}});
 }
 
-TEST(SetPaperSize, SplitsAtCustomWhereverItStands) {
+TEST(SetPaperSize, SplitsAtCustomWhereverItIs) {
   expectRows(&pjlCreation::setPaperSize, "media",
              {
-                 {"144x144Custom.72x72", customLines("1.00", "1.00")},  // what follows counts
+                 {"144x144Custom.72x72", customLines("1.00", "1.00")},  // only what follows
                  {"custom.72x72", customLines("0.00", "1.00")},         // no "Custom." in it
                  {"Custom72x72", customLines("0.00", "1.00")},
                  {"Custom:72x72", customLines("0.00", "1.00")},
@@ -155,12 +155,12 @@ TEST(SetCustomPaper, TakesInfNanAndHexadecimalsForText) {
   EXPECT_EQ(customPaper("infxinfinity"), customLines("0.00", "0.00"));
   EXPECT_EQ(customPaper("nanx-nan"), customLines("0.00", "0.00"));
   EXPECT_EQ(customPaper("-infx-INF"), customLines("0.00", "0.00"));
-  EXPECT_EQ(customPaper("0x10"), customLines("0.00", "0.14"));  // its "x" is the one that parts
+  EXPECT_EQ(customPaper("0x10"), customLines("0.00", "0.14"));  // not a hexadecimal number
   EXPECT_EQ(customPaper("0x10x72"), customLines("0.00", "0.14"));
 }
 
 TEST(SetCustomPaper, ClampsToTheLargestSingleNumber) {
-  const std::string largest = "4726143703312900830718113659507179520.00";  // of inches
+  const std::string largest = "4726143703312900830718113659507179520.00";  // inches
   EXPECT_EQ(customPaper("1e39x-1e39"), customLines(largest, "-" + largest));
   EXPECT_EQ(customPaper("1e-50x1e-40"), customLines("0.00", "0.00"));
 }
@@ -213,7 +213,7 @@ TEST(SetMediaType, PassesAnUnknownTypeOnByName) {
                  {"printers", {"@PJL SET MEDIATYPE = \"printers\"\n"}},
                  {"", {"@PJL SET MEDIATYPE = \"\"\n"}},
                  {"B\x9ftten", {"@PJL SET MEDIATYPE = \"B\x9ftten\"\n"}},
-                 {"a\"b\nc", {"@PJL SET MEDIATYPE = \"a\"b\nc\"\n"}},  // one line of the list
+                 {"a\"b\nc", {"@PJL SET MEDIATYPE = \"a\"b\nc\"\n"}},  // one element of the list
              });
   expectNothing(&pjlCreation::setMediaType, "MediaType", {});
 }
@@ -292,7 +292,7 @@ TEST(SetPaperSource, OptionsCountInTheirOrder) {
   EXPECT_EQ(from(3), Lines{"@PJL SET QPAPERSOURCE = TRAY4\n"});
 }
 
-TEST(SetPaperSource, PrinterSettingHidesTheOptionsBehindIt) {
+TEST(SetPaperSource, PrinterSettingHidesTheOptionsAfterIt) {
   EXPECT_EQ(appended({{"AP_D_InputSlot", "PrinterS"}, {"InputSlot", "Tray3"}},
                      {&pjlCreation::setPaperSource}),
             Lines());

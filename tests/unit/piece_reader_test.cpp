@@ -37,9 +37,9 @@ Pieces piecesOf(int descriptor) {
 }
 
 Pieces piecesOfFile(std::string_view content) {
-  const TemporaryFolder folder;
-  writeFile(folder.file("job"), content);
-  const int descriptor = open(folder.file("job").c_str(), O_RDONLY);
+  const TemporaryFolder directory;
+  writeFile(directory.file("job"), content);
+  const int descriptor = open(directory.file("job").c_str(), O_RDONLY);
   Pieces pieces = piecesOf(descriptor);
   close(descriptor);
   return pieces;
@@ -114,7 +114,7 @@ TEST(PieceReader, WaitsOnANonBlockingDescriptor) {
   close(ends[0]);
 }
 
-// Reads from one pipe, with another as the output.
+// Reads from one pipe, with another one as the output.
 class ConnectedPieceReader : public ::testing::Test {
  protected:
   Block read(std::string_view bytes) {
@@ -124,12 +124,12 @@ class ConnectedPieceReader : public ::testing::Test {
     return block.value_or(Block{});
   }
   std::size_t forward(const Block& block) { return tap_.forward(block.inPipe); }
-  // A large block that was forwarded: the next one is only peeked at.
+  // Forwards a large block, so that the reader only peeks at the next one.
   void forwardOne() { EXPECT_EQ(forward(read("first\n")), 0U); }
 
   Pipe in_, out_;
   PipeTap tap_{in_.reading(), out_.writing()};
-  PieceReader reader_{tap_, 96};  // six bytes are not a small block
+  PieceReader reader_{tap_, 96};  // six bytes already count as a large block
 };
 
 TEST_F(ConnectedPieceReader, TellsWhatIsStillInThePipe) {

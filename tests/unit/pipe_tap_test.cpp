@@ -17,7 +17,7 @@ namespace {
 
 using testing::Pipe;
 
-// What a read brings, at most `size` bytes.
+// Returns what one read of at most `size` bytes returns.
 std::string readFrom(PipeTap& tap, std::size_t size) {
   std::string bytes(size, '\0');
   bytes.resize(tap.read(bytes.data(), size));
@@ -34,7 +34,7 @@ std::size_t openFiles() {
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
-// A tap between two pipes whose next read is a peek: a large block has just been forwarded.
+// A tap between two pipes that has just forwarded a large block, so that its next read is a peek.
 class PeekingTap : public ::testing::Test {
  protected:
   PeekingTap() {
@@ -99,7 +99,7 @@ TEST_F(PeekingTap, ReadsTheBlockAfterOneThatWasNotForwarded) {
   EXPECT_EQ(in_.waiting(), 0U);
 }
 
-// Each would take a page of the output pipe, and soon all of it.
+// Each small block would take a page of the output pipe, which would soon be full.
 TEST_F(PeekingTap, ReadsTheBlockAfterASmallOne) {
   in_.put("five5");
   EXPECT_EQ(readFrom(tap_, 96), "five5");
@@ -130,7 +130,7 @@ TEST_F(PeekingTap, LeavesTheRestInThePipeWhenTheOutputIsClosed) {
   EXPECT_EQ(openFiles(), before - 1);
   EXPECT_EQ(tap_.inPipe(), 7U);
   skip(tap_);
-  // From here on every read is a plain one.
+  // From now on, every read is a plain one.
   in_.put("three");
   EXPECT_EQ(readFrom(tap_, 5), "three");
   EXPECT_EQ(tap_.inPipe(), 0U);
@@ -148,7 +148,7 @@ TEST_F(PeekingTap, ReadsWhereThereAreNoMoreDescriptors) {
   in_.put("x");
   forwardOne();
   in_.put("more");
-  EXPECT_EQ(readFrom(tap_, 5), "more");  // it asks only once
+  EXPECT_EQ(readFrom(tap_, 5), "more");  // it tries to create the third pipe only once
   EXPECT_EQ(tap_.inPipe(), 0U);
 }
 

@@ -1,5 +1,4 @@
-// The settings of copies, toner, colour and image quality, row by row as the printer's manual
-// has them.
+// The settings for copies, toner, color and image quality, row by row as in the printer's manual.
 #include <gtest/gtest.h>
 
 #include "tests/support/appended_lines.h"
@@ -114,13 +113,13 @@ TEST(SetLineDetail, TakesTheValuesWithF) {
                 {"", "True", "true", "TrueM", "FalseM", "truef", "TRUEF", "falseF"});
 }
 
-// The settings that know no value of their own.
+// The settings that send any value unchanged.
 void expectPassedOn(Setter setter, std::string_view option, const std::string& lineStart) {
   for (const std::string value :
        {"0", "-6", "+5", "5", "999", "dark", "", " 5", "printers", "PRINTERS", "a\"b\\c", "\x80"}) {
     EXPECT_EQ(appended({{option, value}}, {setter}), Lines{lineStart + value + "\n"});
   }
-  // A line end in the value does not part the line.
+  // A line end in the value does not split the element of the list.
   EXPECT_EQ(appended({{option, "1\n2"}}, {setter}), Lines{lineStart + "1\n2\n"});
   expectNothing(setter, option, {});
 }

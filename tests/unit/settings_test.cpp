@@ -83,9 +83,9 @@ TEST(PpdLine, KnowsTheBlanksAndLineEndsOfUnicode) {
 }
 
 TEST(PpdValues, AnswersOnlyWhatThePpdHolds) {
-  const testing::TemporaryFolder folder;
-  setenv("PPD", folder.file("ppd").c_str(), 1);
-  testing::writeFile(folder.file("ppd"), "*qvNmanualbooklet: True\n*QVGeneric: color\n");
+  const testing::TemporaryFolder directory;
+  setenv("PPD", directory.file("ppd").c_str(), 1);
+  testing::writeFile(directory.file("ppd"), "*qvNmanualbooklet: True\n*QVGeneric: color\n");
   PPDValues values;
   EXPECT_TRUE(initPPDValues(values));
   std::string value = "untouched";
@@ -102,12 +102,12 @@ TEST(PpdValues, AnswersOnlyWhatThePpdHolds) {
 }
 
 TEST(PpdValues, TellWhenNothingWasStored) {
-  const testing::TemporaryFolder folder;
-  setenv("PPD", folder.file("ppd").c_str(), 1);
-  testing::writeFile(folder.file("ppd"), "*QvnManualBooklet:\n*Other: x\n");
+  const testing::TemporaryFolder directory;
+  setenv("PPD", directory.file("ppd").c_str(), 1);
+  testing::writeFile(directory.file("ppd"), "*QvnManualBooklet:\n*Other: x\n");
   PPDValues values;
   EXPECT_FALSE(initPPDValues(values));
-  setenv("PPD", folder.file("missing").c_str(), 1);
+  setenv("PPD", directory.file("missing").c_str(), 1);
   PPDValues none;
   EXPECT_FALSE(initPPDValues(none));
   setenv("PPD", "/dev/null", 1);
@@ -117,15 +117,15 @@ TEST(PpdValues, TellWhenNothingWasStored) {
 }
 
 TEST(PpdValues, AreReadInLinesOfA1024ByteBuffer) {
-  const testing::TemporaryFolder folder;
-  setenv("PPD", folder.file("ppd").c_str(), 1);
-  // How much of an overlong line fits the buffer is up to libcups.
-  testing::writeFile(folder.file("ppd"), std::string(3000, 'x') + "\n");
+  const testing::TemporaryFolder directory;
+  setenv("PPD", directory.file("ppd").c_str(), 1);
+  // libcups decides how much of an overlong line fits the buffer.
+  testing::writeFile(directory.file("ppd"), std::string(3000, 'x') + "\n");
   char line[1024];
-  cups_file_t* const file = cupsFileOpen(folder.file("ppd").c_str(), "r");
+  cups_file_t* const file = cupsFileOpen(directory.file("ppd").c_str(), "r");
   ASSERT_TRUE(cupsFileGetLine(file, line, sizeof line));
   cupsFileClose(file);
-  testing::writeFile(folder.file("ppd"),
+  testing::writeFile(directory.file("ppd"),
                      std::string(std::string_view(line).size(), 'x') + "*QVGeneric: Color\n");
   PPDValues values;
   EXPECT_TRUE(initPPDValues(values));
@@ -149,7 +149,7 @@ TEST(PjlCreation, NamesTheJobWhenItIsGivenAName) {
   EXPECT_EQ(header.itemAtIndex(4), "@PJL SET JOBNAME = \"Caf\xC3\xA9\"\n");
 }
 
-TEST(PjlCreation, AppendsCopiesBehindTheLanguageSwitch) {
+TEST(PjlCreation, AppendsCopiesAfterTheLanguageSwitch) {
   argumentStore store;
   pjlCreation header;
   header.initFromArgsStore(store, "ada", "");

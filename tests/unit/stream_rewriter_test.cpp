@@ -11,7 +11,7 @@ namespace {
 
 using testing::bytes;
 
-// The rules alone, on pieces given one by one.
+// The rules, on pieces passed one by one.
 class StreamRewriterTest : public ::testing::Test {
  protected:
   StreamRewriterTest() {
@@ -19,7 +19,7 @@ class StreamRewriterTest : public ::testing::Test {
     version = 0x1050;
   }
 
-  // What is written for these pieces.
+  // Returns the output for these pieces.
   std::string rewritten(std::initializer_list<std::string_view> pieces) {
     const std::string path = folder_.file("out");
     const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
@@ -84,7 +84,7 @@ TEST_F(StreamRewriterTest, WaitsForTheClosingLineWithoutAPageSize) {
   EXPECT_FALSE(state_.inputSlotPending);
 }
 
-TEST_F(StreamRewriterTest, SkipsTwoPiecesBehindTheJobPatchLine) {
+TEST_F(StreamRewriterTest, SkipsTwoPiecesAfterTheJobPatchLine) {
   EXPECT_EQ(rewritten({"a JobPatchFile\n", "1\n"}), "");
   EXPECT_EQ(state_.skipCount, 1);
   EXPECT_EQ(rewritten({"a JobPatchFile\n", bytes("\0\n"), "2\n", "3 JobPatchFile\n"}),

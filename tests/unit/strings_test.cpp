@@ -89,8 +89,8 @@ TEST(FloatValue, KnowsNoHexadecimals) {
 TEST(FloatValue, IsReadInSinglePrecision) {
   EXPECT_EQ(floatValue("16777217"), 16777216.0f);
   EXPECT_EQ(floatValue("0.1"), 0.1f);
-  // Halfway between two numbers but for the last digit: a reading by way of double precision
-  // loses that digit and takes the lower one.
+  // Halfway between two floats except for the last digit. Reading it in double precision first
+  // would lose that digit and round down.
   EXPECT_EQ(floatValue("1.00000005960464477540"), std::nextafter(1.0f, 2.0f));
 }
 
@@ -119,18 +119,19 @@ TEST(FloatValue, WhatIsTooSmallIsZero) {
   EXPECT_EQ(floatValue("1" + std::string(100, '0') + "e-400"), 0.0f);
 }
 
-// Makes a locale with a comma for a point, so that it does not matter which ones are installed.
+// Makes a locale whose decimal point is a comma, so that the test does not depend on those
+// installed.
 TEST(FloatValue, HasItsPointInEveryLocale) {
-  const testing::TemporaryFolder folder;
-  testing::writeFile(folder.file("source"),
+  const testing::TemporaryFolder directory;
+  testing::writeFile(directory.file("source"),
                      "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \".\"\ngrouping 3\n"
                      "END LC_NUMERIC\n");
-  testing::writeFile(folder.file("characters"),
+  testing::writeFile(directory.file("characters"),
                      "<code_set_name> ASCII\nCHARMAP\n<U0000>..<U007F> /x00 NUL\nEND CHARMAP\n");
-  const std::string make =
-      "cd '" + folder.path() + "' && localedef -c -i source -f ./characters ./comma > messages 2>&1";
-  std::ignore = std::system(make.c_str());  // 1 with warnings: of the other categories' absence
-  setenv("LOCPATH", folder.path().c_str(), 1);
+  const std::string make = "cd '" + directory.path() +
+                           "' && localedef -c -i source -f ./characters ./comma > messages 2>&1";
+  std::ignore = std::system(make.c_str());  // exits with 1, because other categories are missing
+  setenv("LOCPATH", directory.path().c_str(), 1);
   const bool made = std::setlocale(LC_NUMERIC, "comma") != nullptr;
   const std::string point = std::localeconv()->decimal_point;
   const float fraction = floatValue("-8.25x");

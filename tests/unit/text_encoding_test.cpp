@@ -25,7 +25,7 @@ TEST(MacRoman, IsMadeOfUtf8) {
 }
 
 TEST(MacRoman, IsNotMadeOfOtherCharacters) {
-  // Cyrillic, a combining accent, a supplementary character, a control of Latin 1, no UTF-8.
+  // Cyrillic, a combining accent, a supplementary character, a Latin 1 control, invalid UTF-8.
   for (const char* text :
        {"\xD0\x9E", "e\xCC\x81", "\xF0\x9F\x98\x80", "\xC2\x80", "a\xC3", "\x8E", "\xC1\xA1"}) {
     EXPECT_EQ(macRomanFromUtf8(text), std::nullopt) << text;
@@ -50,7 +50,7 @@ TEST(LetterCase, IsIgnoredForAsciiLettersOnly) {
   EXPECT_TRUE(equalsIgnoringCase("", ""));
   EXPECT_FALSE(equalsIgnoringCase("true ", "true"));
   EXPECT_FALSE(equalsIgnoringCase("tru", "true"));
-  EXPECT_FALSE(equalsIgnoringCase("[", "{"));        // 32 apart like a letter's two cases
+  EXPECT_FALSE(equalsIgnoringCase("[", "{"));        // 32 apart, like the two cases of a letter
   EXPECT_FALSE(equalsIgnoringCase("\x80", "\x8a"));  // A and a with dieresis
 }
 

@@ -1,5 +1,5 @@
-// What the search before the rules looks for: all that can make a rule act, and no more, since
-// every trigger that is looked for in vain hands lines to the rules that they leave alone.
+// The triggers that are searched for: all that can make a rule act, and no others, since every
+// superfluous trigger sends lines through the rules that they do not change.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
@@ -40,7 +40,7 @@ class WantedTriggers : public ::testing::Test {
   }
   ~WantedTriggers() override { version = versionBefore_; }
 
-  // What is looked for after these pieces, in the order of the search's table.
+  // The triggers searched for after these pieces, in the order of the table.
   Texts after(std::initializer_list<std::string_view> pieces) {
     JobOutput output(nowhere_.get(), -1, -1);
     StreamRewriter rewriter(job_, output);
@@ -85,7 +85,7 @@ TEST_F(WantedTriggers, AreEveryLineOfAPageSizeFeature) {
   EXPECT_EQ(after({"*PageSize\n", "code\n"}), kEveryLine);
 }
 
-// A page size that was repeated while it was collected is not collected to its end.
+// A page-size feature that is repeated while it is being collected is not collected any further.
 TEST_F(WantedTriggers, AreNotEveryLineOfAPageSizeFeatureThatIsDone) {
   EXPECT_EQ(after({"*PageSize\n", "InputSlot cleartomark\n"}),
             without(kOfEveryJob, {"PageRegion", "CustomPageSize", "*PageSize"}));
