@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# Whether a built program carries the usual protections, and calls nothing that starts programs or
-# opens connections. Arguments: the program, and perhaps readelf and the names of calls that are
-# permitted nevertheless.
+# Checks that a built program has the usual hardening, and does not call functions that start programs
+# or open connections. Arguments: the program, and optionally readelf and the names of calls that are
+# permitted.
 set -euo pipefail
 
 program=$1
 readelf=${2:-readelf}
 status=0
 
-# complain TEXT unless the command behind it succeeds
+# complain TEXT unless the command after it succeeds
 expect() {
   local text=$1
   shift
@@ -30,14 +30,14 @@ symbols=$("$readelf" --dyn-syms -W "$program" | awk '$7 == "UND" { sub(/@.*/, ""
 
 expect "does not run at any address" has '^ *Type: +DYN ' "$header"
 expect "is a library" has '\(FLAGS_1\).* PIE' "$dynamic"
-expect "its tables stay writable" has ' GNU_RELRO ' "$segments"
-expect "its tables are filled late, and thus writable" has '\((FLAGS|FLAGS_1|BIND_NOW)\).*NOW' \
+expect "its tables are writable" has ' GNU_RELRO ' "$segments"
+expect "its symbols are bound lazily, so its tables are writable" has '\((FLAGS|FLAGS_1|BIND_NOW)\).*NOW' \
   "$dynamic"
-expect "says nothing about its stack" has ' GNU_STACK ' "$segments"
+expect "has no stack segment header" has ' GNU_STACK ' "$segments"
 expect "its stack can be executed" lacks ' GNU_STACK .* RWE ' "$segments"
 expect "memory is writable and executable" lacks ' LOAD .* RWE ' "$segments"
-expect "looks for libraries in places of its own" lacks '\((RPATH|RUNPATH)\)' "$dynamic"
-expect "overwritten stacks go unnoticed" has '^__stack_chk_fail$' "$symbols"
+expect "searches its own directories for libraries" lacks '\((RPATH|RUNPATH)\)' "$dynamic"
+expect "does not detect overwritten stacks" has '^__stack_chk_fail$' "$symbols"
 expect "calls of the C library are unchecked" has '^__[a-z_]+_chk$' "$(grep -v stack <<< "$symbols")"
 
 forbidden='^(exec[lv].*|fexecve|system|popen|posix_spawnp?|v?fork|clone|socket|socketpair|connect|bind|listen|getaddrinfo|gethostby.*|getservby.*|res_.*|getpw.*|getgr.*)$'

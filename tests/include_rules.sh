@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Dependencies point one way: each directory of src/ may include itself and the directories named
-# here.
+# Dependencies go one way: each directory in src/ may include only headers from itself and from the
+# directories listed here.
 set -euo pipefail
 cd "$(dirname "$0")/../src"
 

@@ -1,8 +1,8 @@
-"""A manual page as its reader sees it: sections of entries, each with its tags and its text."""
+"""Parses a man page into sections of entries, each with its tags and its text."""
 
 import re
 
-# Fonts that change from argument to argument, which then stand without blanks between them.
+# Macros that alternate fonts and join their arguments without blanks.
 ALTERNATING = {"BI", "BR", "IB", "IR", "RB", "RI"}
 ESCAPES = [(r"\\f[BIRP]", ""), (r"\\\(aq", "'"), (r"\\\(dq", '"'), (r"\\[&:]", ""),
            (r"\\-", "-"), (r"\\e", "\\\\")]
@@ -15,7 +15,7 @@ def plain(text):
 
 
 def arguments(text):
-    """The arguments of a macro: words, or what stands between quotes that begin a word."""
+    """The arguments of a macro: words, or text in quotes that begin a word."""
     found = re.findall(r'"((?:[^"]|"")*)"(?= |$)|(\S+)', text)
     return [quoted or word for quoted, word in found]
 
@@ -29,7 +29,7 @@ class Entry:
 class Page:
     def __init__(self, path):
         self.sections = {}
-        self.examples = []  # what stands between .EX and .EE
+        self.examples = []  # the text between .EX and .EE
         self.text = ""
         with open(path, encoding="utf-8") as file:
             self._read(file.read().splitlines())

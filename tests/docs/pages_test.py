@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""The manual pages tell what the sources know: options and their values, PPD keywords, environment,
-files, settings and messages; and nothing that the sources do not know. SECURITY.md names tests that
-there are.
+"""Compares the man pages with the sources: options and their values, PPD keywords, environment variables,
+files, settings and messages must be the same in both. SECURITY.md must name existing tests.
 
-usage: pages_test.py SOURCE-FOLDER FILTER PJLLINES BUILD-FOLDER [UNITTEST-ARGUMENTS]
+usage: pages_test.py SOURCE-DIRECTORY FILTER PJLLINES BUILD-DIRECTORY [UNITTEST-ARGUMENTS]
 """
 
 import fnmatch
@@ -24,7 +23,7 @@ STRINGS = rf"{STRING}(?:\s*{STRING})*"
 
 
 def code(*patterns):
-    """Sources without their comments."""
+    """The sources without comments."""
     files = sorted(path for pattern in patterns for path in SOURCE.glob(pattern))
     assert files, patterns
     return {str(path.relative_to(SOURCE)):
@@ -32,7 +31,7 @@ def code(*patterns):
             for path in files}
 
 
-# What the filter runs, what only pjlLines shows, and the entry program.
+# The code of the filter, the code that only pjlLines uses, and the entry program.
 FILTER_CODE = code("src/programs/jobshaper.cpp", "src/filter/*.[ch]*", "src/booklet/*.[ch]*", "src/settings/*.[ch]*",
                    "src/diag/*.[ch]*", "src/platform/*.[ch]*", "src/pjl/pjl_creation.cpp")
 SETTER_CODE = code("src/pjl/paper_settings.cpp", "src/pjl/quality_settings.cpp")
@@ -50,7 +49,7 @@ def unescaped(literal):
 
 
 def option_names(text):
-    """Options that a piece of the sources reads."""
+    """The options that this code reads."""
     names = set(re.findall(
         r'(?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([^"]+)"', text))
     names |= set(re.findall(r'addOption\(\s*"([^"]+)"', text))
@@ -61,7 +60,7 @@ def option_names(text):
 
 
 def tables(text):
-    """The tables of option values: name of the table to values."""
+    """The tables of option values: table name to values."""
     return {table: re.findall(r'^\s*\{"([^"]*)"', body, re.M)
             for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text,
                                           re.S)}
@@ -91,7 +90,7 @@ def messages(files):
 
 
 def pattern_of(message):
-    """What a message looks like on a page: any word in place of a value, and blanks as blanks."""
+    """A regular expression for a message on a page: any text for a value, one blank for white space."""
     words = " ".join(message.split())
     return re.sub(r"%[sd]", ".+", re.escape(words).replace(r"\%", "%"))
 
@@ -105,7 +104,7 @@ class PagesTest(unittest.TestCase):
         cls.filter_page, cls.queue_page, cls.tool_page = cls.pages.values()
 
     def names_of(self, page, section):
-        """Tags as "NAME=value" without the value."""
+        """Tags such as "NAME=value", without the value."""
         return {tag.split("=")[0] for tag in page.tags(section)}
 
     def assert_words(self, words, text, what):
@@ -171,13 +170,13 @@ class PagesTest(unittest.TestCase):
             for table, values in found.items():
                 self.assertTrue(values, table)
                 if table == ("src/pjl/paper_settings.cpp", "kManualFeedRows"):
-                    values = [*values, "InputSlot"]  # not those of another option
+                    values = [*values, "InputSlot"]  # not the values of another option
                 missing = [[value for value in values if not re.search(
                     rf"(?<![\w.]){re.escape(value)}(?!\w)", " ".join([*entry.tags, entry.text]))]
                     for entry in page.sections[section] if entry.tags]
                 self.assertIn([], missing, f"{table}: {min(missing, key=len)} in no entry")
 
-    # ---- what else the programs take
+    # ---- other input of the programs
 
     def test_arguments(self):
         usage = re.search(r"\\tjobshaper ([^\\]+)\\n", joined(FILTER_CODE)).group(1)
@@ -195,7 +194,7 @@ class PagesTest(unittest.TestCase):
             self.assertEqual(set(page.tags("ENVIRONMENT")), names)
 
     def test_files(self):
-        # The rewriter knows names of PostScript, which look like files.
+        # The rewriter contains PostScript names, which look like paths.
         text = joined({name: text for name, text in FILTER_CODE.items()
                        if "stream_rewriter" not in name and "trigger_search" not in name})
         paths = {path.rsplit("/", 1)[1] for path in re.findall(r'"(/[A-Za-z][\w./()]*)"', text)
@@ -221,7 +220,7 @@ class PagesTest(unittest.TestCase):
             tags = page.tags("DIAGNOSTICS")
             known = messages(files)
             if page is self.tool_page:
-                known |= messages(code("src/diag/*.cpp"))  # of the log, which it starts
+                known |= messages(code("src/diag/*.cpp"))  # of the log, which it also starts
             for message in known:
                 found += 1
                 self.assertTrue(any(re.fullmatch(pattern_of(message), tag) for tag in tags),
@@ -240,10 +239,10 @@ class PagesTest(unittest.TestCase):
         self.assertEqual(set(self.tool_page.tags("EXIT STATUS")),
                          {"0"} | {status for pair in statuses for status in pair if status})
 
-    # ---- what can be tried
+    # ---- examples
 
-    def run_filter(self, folder, options):
-        environment = {"TMPDIR": folder, "DEVICE_URI": "socket://printer", "PATH": os.environ["PATH"]}
+    def run_filter(self, directory, options):
+        environment = {"TMPDIR": directory, "DEVICE_URI": "socket://printer", "PATH": os.environ["PATH"]}
         return subprocess.run([FILTER, "42", "ada", "Title", "1", options], env=environment,
                               input=b"%!PS\nshowpage\n", stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, timeout=30, check=True)
@@ -252,12 +251,12 @@ class PagesTest(unittest.TestCase):
         settings = [text for text in self.filter_page.examples if text.startswith("<?xml")]
         self.assertEqual(len(settings), 1)
         record = next(text for text in self.filter_page.examples if "[13:05:07.042]" in text)
-        with tempfile.TemporaryDirectory() as folder:
-            path = pathlib.Path(folder, "Debug", ".DebugPlist", "qvDebug.plist")
+        with tempfile.TemporaryDirectory() as directory:
+            path = pathlib.Path(directory, "Debug", ".DebugPlist", "qvDebug.plist")
             path.parent.mkdir(parents=True)
             path.write_text(settings[0])
-            self.run_filter(folder, "PrintTo=JRVerify")
-            log = pathlib.Path(folder, "jobshaper.log").read_text()
+            self.run_filter(directory, "PrintTo=JRVerify")
+            log = pathlib.Path(directory, "jobshaper.log").read_text()
         self.assertIn("PrintTo\tJRVerify", log)
         self.assertIn("<key>debugLevel</key>", log)
         shape = re.sub(r"\d+", lambda digits: r"\d{%d}" % len(digits.group()),
@@ -268,21 +267,21 @@ class PagesTest(unittest.TestCase):
         example = next(text for text in self.filter_page.examples if "<20> blank" in text)
         for code_point, character in re.findall(r"(<\w\w>) (\S+)", example):
             character = " " if character == "blank" else character
-            with tempfile.TemporaryDirectory() as folder:
-                output = self.run_filter(folder, f"JRUSERNAME=a{code_point}b").stdout
+            with tempfile.TemporaryDirectory() as directory:
+                output = self.run_filter(directory, f"JRUSERNAME=a{code_point}b").stdout
             self.assertIn(f'USERNAME = "a{character}b"\n'.encode(), output)
 
     def test_marker(self):
-        with tempfile.TemporaryDirectory() as folder:
-            pathlib.Path(folder, "qvn_log").touch()
-            done = self.run_filter(folder, "")
-            self.assertEqual(pathlib.Path(folder, "qvn_ps2").read_bytes(), done.stdout)
+        with tempfile.TemporaryDirectory() as directory:
+            pathlib.Path(directory, "qvn_log").touch()
+            done = self.run_filter(directory, "")
+            self.assertEqual(pathlib.Path(directory, "qvn_ps2").read_bytes(), done.stdout)
 
     def test_tests_that_show_a_defence(self):
         listed = subprocess.run(["ctest", "--show-only"], cwd=BUILD, stdout=subprocess.PIPE, text=True,
                                 timeout=60, check=True).stdout
         tests = re.findall(r"(?m)^ *Test +#\d+: (.+)$", listed)
-        # Builds with sanitizers leave out some that the lists of tests name.
+        # Builds with sanitizers do not have all of the tests.
         tests += re.findall(r"add_test\(NAME (\S+)", (SOURCE / "tests" / "CMakeLists.txt").read_text())
         rows = re.findall(r"(?m)^\|.*\|(.*)\|$", (SOURCE / "SECURITY.md").read_text())
         named = re.findall(r"`([\w*/]+[.*][\w.*]*)`", " ".join(rows))

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# version.sh VERSION SOURCES FILTER PPD-DIRECTORY: the program's message, the manual pages, the list of
-# changes and the PPD files tell the project's version.
+# version.sh VERSION SOURCES FILTER PPD-DIRECTORY: checks that the program's message, the man pages,
+# CHANGELOG.md and the PPD files have the version of the project.
 set -euo pipefail
 version=$1 source=$2 filter=$3 ppds=("$4"/*.ppd)
 status=0
@@ -11,7 +11,7 @@ expect() { # WHAT EXPECTED ACTUAL
   fi
 }
 
-# The message has the first two numbers; it is part of what the filter promises.
+# The message has only the first two numbers, which must not change.
 message=$("$filter" 2>&1 < /dev/null | sed -n '1s/ $//p') || true
 expect 'usage message' "ERROR: Version = ${version%.*}" "$message"
 for page in "$source"/docs/*.[1-8]; do

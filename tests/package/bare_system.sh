@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# bare_system.sh DEB DEVICE-URI DOCUMENT: what an administrator does on a bare system, as root: install
-# the package, add a queue, print, capture a job and trace one, remove everything. Run by
-# script/chroot-trial --package; never on a system that is in use.
+# bare_system.sh DEB DEVICE-URI DOCUMENT: does what an administrator does on a minimal system, as root:
+# installs the package, adds a queue, prints, captures a job and traces one, removes everything. Run by
+# script/chroot-trial --package. Do not run it on a system that is in use.
 set -euo pipefail
 export LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive
 deb=$1 uri=$2 document=$3
@@ -15,7 +15,7 @@ fail() {
 say() { printf '\n# %s\n' "$*"; }
 [[ ! -e /usr/sbin/cupsd ]] || fail 'this system has CUPS already'
 
-# ---- Install. Without recommended packages: what it depends on must be enough.
+# ---- Install, without recommended packages: the dependencies must be enough.
 say "apt install $deb"
 apt-get -q -q update
 apt-get -q -q -o Dpkg::Use-Pty=0 install --yes --no-install-recommends "$deb" < /dev/null > /tmp/apt.log 2>&1 ||
@@ -37,7 +37,7 @@ stop_scheduler() {
   wait "$cupsd" || true
 }
 start_scheduler
-# shellcheck disable=SC2064 # the process may be another one later
+# shellcheck disable=SC2064 # the variable may change later
 trap 'kill "$cupsd" 2> /dev/null || true' EXIT
 
 say 'lpinfo -m'
@@ -63,7 +63,7 @@ add_queue -p office -E -v "$uri" -m drv:///quorvan.drv/quorvan-color-finisher.pp
 print -d office -o booklet=true -o QVBookletFold=SaddleStitch "$document"
 add_queue -p small -E -v "$uri" -m drv:///quorvan.drv/quorvan-small-mono.ppd
 print -d small -o booklet=true -o QVBookletFold=Booklet "$document"
-# Debian 13 keeps the cache of the fonts there, for the filters before ours.
+# On Debian 13, the filters before ours keep the font cache there.
 find "$tmp" -mindepth 1 ! -path "$tmp/.cache" ! -path "$tmp/.cache/fontconfig*" > /tmp/left
 [[ ! -s /tmp/left ]] || fail "left in $tmp: $(< /tmp/left)"
 
@@ -85,7 +85,7 @@ stop_scheduler
 start_scheduler
 ls -l "$tmp"
 [[ ! -e $tmp/qvn_log ]] || fail 'the scheduler no longer empties its directory; the manual page says it does'
-# The search for printers in the network has no service to ask here.
+# There is no service here for discovering network printers.
 ! grep -E 'insecure|crashed|stopped with status|Unable to' /var/log/cups/error_log |
   grep -v '\[CGI\] ippfind' || fail 'the log'
 
@@ -105,4 +105,4 @@ done < /tmp/owned
 find / -xdev \( -iname '*jobshaper*' -o -iname '*quorvan*' -o -iname 'qvn_*' -o -name Library \) \
   ! -path "$deb" ! -path '/proc/*' > /tmp/left
 [[ ! -s /tmp/left ]] || fail "purging leaves $(cat /tmp/left)"
-echo "All of $(wc -l < /tmp/owned) files and folders are gone or other packages'."
+echo "All of $(wc -l < /tmp/owned) files and directories are gone or other packages'."

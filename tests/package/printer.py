@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """A printer on the loopback interface, for script/chroot-trial --package.
 
-usage: printer.py FOLDER
+usage: printer.py DIRECTORY
 
-Writes its device URI into FOLDER/uri and each job that it receives into FOLDER/NUMBER.prn, until it
+Writes its device URI into DIRECTORY/uri and each job that it receives into DIRECTORY/NUMBER.prn, until it
 is ended.
 """
 
@@ -14,15 +14,15 @@ import time
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "scheduler"))
 from listener import Listener  # noqa: E402
 
-folder = pathlib.Path(sys.argv[1])
-folder.mkdir(parents=True)
+directory = pathlib.Path(sys.argv[1])
+directory.mkdir(parents=True)
 printer = Listener()
-(folder / "uri.new").write_text(printer.uri + "\n")
-(folder / "uri.new").rename(folder / "uri")
+(directory / "uri.new").write_text(printer.uri + "\n")
+(directory / "uri.new").rename(directory / "uri")
 written = 0
 while True:
     for job in printer.jobs[written:]:
         written += 1
-        (folder / "job.new").write_bytes(job)
-        (folder / "job.new").rename(folder / f"{written}.prn")
+        (directory / "job.new").write_bytes(job)
+        (directory / "job.new").rename(directory / f"{written}.prn")
     time.sleep(0.1)

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# received.sh FOLDER: what the printer got of the four jobs of bare_system.sh.
+# received.sh DIRECTORY: checks what the printer received for the four jobs of bare_system.sh.
 set -euo pipefail
 cd "$1"
 uel=$'\e%-12345X'
@@ -29,7 +29,7 @@ check() { # JOB PAGES TEXT...
 sheets=$(((pages + 3) / 4)) # of a booklet
 sides=$((sheets * 2))
 check 1.prn "$sides" '<< /Fold 2 /Staple 4>> setpagedevice'
-# The instruction page and the blank page are two more.
+# Two more for the instruction page and the blank page.
 check 2.prn "$((sides + 2))" '%%Page: 0 0' \
   'statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse'
 check 3.prn "$pages" '@PJL SET COPIES = 1'

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""The PostScript of every choice runs without an error and asks the printer for what the sources
-name: what stands in the place of an error in a job is silence.
+"""The PostScript of every choice runs without an error, and requests from the printer what the sources
+name. In a real job, an error would go unnoticed.
 
-    code.py SOURCE-FOLDER PPD...
+    code.py SOURCE-DIRECTORY PPD...
 """
 
 import re
@@ -15,8 +15,8 @@ source = sys.argv[1]
 ppds = [Ppd(path) for path in sys.argv[2:]]
 checks = Checks()
 
-# A page device that prints what it is asked for, and a printer that says whether it has a
-# duplexer. Keys come in any order, so each is a line of its own.
+# A page device that prints each request, and a printer that reports whether it has a duplexer. Keys come
+# in any order, so each is printed on a separate line.
 PRELUDE = b"""%!
 /setpagedevice {{exch (SET /) print 128 string cvs print ( ) print ==} forall} def
 statusdict /duplexer {(DUPLEXER) = true} put
@@ -46,7 +46,7 @@ media = {name: f"/MediaType ({text})" for name, text in re.findall(
 folds = {option: device_entries(command.strip('"'))
          for option, _, command in table("src/filter/booklet_rules.cpp", "kFoldRows")}
 checks.check(len(positions) == 9 and len(media) == 20 and len(folds) == 4, "tables of the sources")
-# Types of paper that no cover has.
+# Media types that are not offered for covers.
 media |= {"Transparency": "/MediaType (Transparency)", "Envelope": "/MediaType (Envelope)",
           "RoughEnvelope": "/MediaType (Rough Envelope)"}
 sheets = {"None": 0, "Jobs": 2, "Copies": 3, "Pages": 4}
@@ -92,7 +92,7 @@ def run(program):
     return (result.stdout + result.stderr).decode(errors="replace")
 
 
-CUSTOM = ["198", "360", "0", "0", "0"]  # in front of the code: width, height, offsets, orientation
+CUSTOM = ["198", "360", "0", "0", "0"]  # before the code: width, height, offsets, orientation
 for ppd in ppds:
     program = PRELUDE
     choices = [(name, choice, code) for name, option in ppd.options.items()
@@ -115,7 +115,7 @@ for ppd in ppds:
         asked = {line[4:] for line in lines if line.startswith("SET ")}
         wanted = expected(ppd, name, choice)
         checks.check(asked == wanted, f"{title} asks for {sorted(asked)} and not {sorted(wanted)}")
-        # What the filter looks for in a line stands in no code but where it is meant.
+        # The triggers of the filter's rules may occur only in the code for which they are intended.
         for text in ("PageSize ", "PageRegion", "CustomPageSize", "InputSlot", "JobPatchFile",
                      "QVBookletFold", "cleartomark", "EndFeature", "sfcl{", "*PageSize"):
             checks.check(text not in code, f"{title}: the filter takes {text} for its own")
@@ -124,7 +124,7 @@ for ppd in ppds:
         duplexer = [line for line in code.split("\n") if "statusdict /duplexer get exec" in line]
         checks.check(len(duplexer) == (name == "QVBookletFold"), f"{title}: the duplexer line")
         checks.check(("DUPLEXER" in lines) == (name == "QVBookletFold"), f"{title}: the duplexer")
-        # The setup of a page stands where a booklet made by hand cuts its first page.
+        # The page setup comes where a manual booklet splits its first page.
         section = ppd.content.split(f"*OpenUI *{name}/")[1].split("\n")[1]
         checks.check(re.fullmatch(rf"\*OrderDependency: \d+ AnySetup \*{name}", section), section)
     lines = found.get("custom", [])

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# CUPS's own test of PPD files. Its warnings are counted: only those about paper sizes whose names
-# the printers' settings prescribe may be there.
+# Runs CUPS's own test of PPD files and counts its warnings. Only those about paper sizes whose names are
+# prescribed by the printers are allowed.
 #
 # usage: conformance.sh PPD...
 set -euo pipefail
@@ -9,7 +9,7 @@ export LC_ALL=C
 expected='Size "(Comm10|Monarch|DL|C4|C5|OthEnv|Universal)" should be the Adobe standard name'
 status=0
 for ppd; do
-  # Whether the filter is installed is not a matter of the file.
+  # Whether the filter is installed does not depend on the file.
   if ! report=$(cupstestppd -I filters -v "$ppd"); then
     echo "FAILED: $ppd"
     status=1

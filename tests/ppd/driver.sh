@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# The installed source, as CUPS's search for drivers sees it: every printer is in the list of
-# lpinfo -m, and what a queue gets is the PPD file of the build.
+# The installed driver as CUPS finds it: lpinfo -m lists every printer, and a queue gets the PPD file of
+# the build.
 #
-# usage: driver.sh CMAKE BUILD-FOLDER
+# usage: driver.sh CMAKE BUILD-DIRECTORY
 set -euo pipefail
 export LC_ALL=C
 
@@ -18,11 +18,11 @@ DESTDIR=$work "$cmake" --install "$build" --component ppds --prefix /usr > "$wor
 data=$work/usr/share/cups
 [[ "$(ls "$data/drv")" == quorvan.drv ]] || fail "a file that is no driver: $(ls "$data/drv")"
 (($(find "$work/usr" -type f ! -perm -444 | wc -l) == 0)) || fail 'unreadable files'
-# CUPS's own includes lie beside ours.
+# CUPS's own includes are in the same directory as ours.
 cp "$(cups-config --datadir)/ppdc/font.defs" "$data/ppdc"
 mkdir "$work/cache" "$work/empty"
 
-# The program that lpinfo -m and lpadmin -m ask.
+# The program that lpinfo -m and lpadmin -m call.
 driverd() {
   CUPS_DATADIR=$data CUPS_CACHEDIR=$work/cache CUPS_SERVERBIN=$work/empty \
     timeout 60 "$(cups-config --serverbin)/daemon/cups-driverd" "$@" 2> "$work/errors"

@@ -32,13 +32,13 @@ def jobshaper(job, options, ppd):
 
 
 def lines_to_keep(job, options, ppd):
-    """The lines that the filter has no reason to take out."""
+    """The lines that the filter must not remove."""
     lines = without_pjl(job).split(b"\n")
     patch = next(i for i, line in enumerate(lines) if b"JobPatchFile" in line)
     del lines[patch:patch + 3]
     fold = dict(o.split("=") for o in options.split() if "=" in o).get("QVBookletFold")
     if fold not in (None, "false", "PrinterS"):
-        # Only the choice's own code ahead of the duplexer, whatever the job looks like.
+        # Only the choice's own code before the duplexer line, whatever the job looks like.
         for feature in [i for i, line in enumerate(lines) if b"*QVBookletFold" in line][::-1]:
             choice = lines[feature].split()[-1].decode()
             code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
@@ -54,7 +54,7 @@ def first_missing(lines, text):
 
 
 def cases(ppd):
-    """Options of the job, options as the filter gets them, and the choice that tells the paper."""
+    """Options of the job, options as the filter gets them, and the choice that determines the paper."""
     for name, option in ppd.options.items():
         if name == "PageRegion":
             continue  # pstops chooses between the two
@@ -63,14 +63,14 @@ def cases(ppd):
             yield text, text, choice if name == "PageSize" else "A4"
     yield "PageSize=Custom.300x400", "PageSize=Custom.300x400", (300, 400)
     yield "media=Letter", "media=Letter", "Letter"
-    # A booklet although the feature in the job is another: the PPD file does not know the value,
-    # or the filter was told otherwise.
+    # A booklet although the job contains another feature: the PPD file does not have the value, or the
+    # filter gets a different option.
     for choice in [*ppd.options["QVBookletFold"].choices, "TriFold"]:
         for fold in ("Booklet", "SaddleStitch", "TriFold"):
             if "small" in ppd.name:
-                continue  # made by hand, which has a test of its own
+                continue  # manual booklets have their own test
             yield f"QVBookletFold={choice} InputSlot=Tray1", f"QVBookletFold={fold}", "A4"
-            # All features once more in the setup of the first two pages.
+            # All features again in the setup of the first two pages.
             yield (f"QVBookletFold={choice} AP_FIRSTPAGE_InputSlot=Tray1",
                    f"QVBookletFold={fold}", "A4")
     for value in ("3", "4", "8", "10", "13"):
@@ -88,10 +88,10 @@ def filtered(case):
 
 
 def rendered(body):
-    with tempfile.TemporaryDirectory() as folder:
-        log = ghostscript(body, "txtwrite", f"{folder}/%d.txt")
+    with tempfile.TemporaryDirectory() as directory:
+        log = ghostscript(body, "txtwrite", f"{directory}/%d.txt")
         texts = []
-        while os.path.exists(path := f"{folder}/{len(texts) + 1}.txt"):
+        while os.path.exists(path := f"{directory}/{len(texts) + 1}.txt"):
             with open(path, encoding="utf-8", errors="replace") as file:
                 texts.append(file.read().strip())
         return log, texts
@@ -110,14 +110,14 @@ def main():
             body = without_pjl(output)
             missing = first_missing(lines_to_keep(job, filter_options, ppd), body)
             checks.check(missing is None, f"{title}: lost: {missing}")
-            # The feature of the job itself, to know that pstops took the choice.
+            # The feature in the job itself, to make sure that pstops used the choice.
             for pair in job_options.split():
                 name, _, choice = pair.partition("=")
                 if name in ppd.options and choice in ppd.options[name].choices:
                     feature = f"%%BeginFeature: *{name} {choice}\n".encode()
                     checks.check(feature in job and feature in body, f"{title}: the feature")
-            # Comments and empty features draw nothing: one rendering for all jobs that differ in
-            # them only.
+            # Comments and empty features draw nothing, so jobs that differ only in them are rendered
+            # once.
             drawn = b"\n".join(l for l in body.split(b"\n") if not l.startswith(b"%"))
             drawn = drawn.replace(b"[{\n} stopped cleartomark\n", b"")
             bodies.setdefault(drawn, (title, ppd, paper))

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Booklets made by hand, through pstops with the PPD file of the printer without a duplexer and
-through the filter: every page that Ghostscript draws is the one that belongs there.
+"""Manual booklets, filtered by pstops with the PPD file of the printer without a duplexer and by
+jobshaper: Ghostscript must draw every page at its place.
 
     manual_booklets.py JOBSHAPER_AT INSTRUCTION-PAGE MAKE-JOBS PPD
 """
@@ -19,20 +19,20 @@ work = tempfile.mkdtemp()
 
 
 def drawn(job, name):
-    """The job's pages as pictures; none after an error."""
-    folder = f"{work}/{name}"
-    os.mkdir(folder)
-    if ghostscript(job, "pbmraw", f"{folder}/%d.pbm", "-r20") is None:
+    """The job's pages as pictures; an empty list after an error."""
+    directory = f"{work}/{name}"
+    os.mkdir(directory)
+    if ghostscript(job, "pbmraw", f"{directory}/%d.pbm", "-r20") is None:
         return []
     pictures = []
-    while os.path.exists(path := f"{folder}/{len(pictures) + 1}.pbm"):
+    while os.path.exists(path := f"{directory}/{len(pictures) + 1}.pbm"):
         with open(path, "rb") as file:
             pictures.append(file.read())
     return pictures
 
 
 def is_white(picture):
-    """Behind the format, the name of Ghostscript and the size there are only zero bits."""
+    """Whether there are only zero bits after the format, the name of Ghostscript and the size."""
     return not any(picture.split(b"\n", 3)[3])
 
 
@@ -50,7 +50,7 @@ def made(command, *arguments):
 
 
 def booklet(name, job, options, filter_options=None, blanks=1, empty=True):
-    """One job; `blanks` is the number of sides, `empty` or not, ahead of the second pass."""
+    """Tests one job. `blanks` is the number of blank sides, which may not be `empty`, in the second pass."""
     from_pstops = pstops(job, options, ppd)
     with tempfile.TemporaryDirectory(dir=work) as tmp:
         result = run([jobshaper_at, "0x1050", "7", "ada", "title", "1", filter_options or options],
@@ -82,8 +82,8 @@ try:
     fold = "QVBookletFold=Booklet"
     for count in (1, 2, 5, 6):
         booklet(f"{count}-pages", pages(count), fold)
-    # What pstops itself puts around the pages: saved states, scaled and rotated coordinates, a
-    # showpage that does nothing, a frame.
+    # What pstops itself adds to the pages: saved states, scaled and rotated coordinates, a showpage that
+    # does nothing, a border.
     for count in (6, 7):
         booklet(f"number-up-{count}", pages(count), f"{fold} number-up=2")
     booklet("number-up-border", pages(12), f"{fold} number-up=4 page-border=double landscape")
@@ -94,14 +94,14 @@ try:
     booklet("letter", pages(3), f"{fold} PageSize=Letter InputSlot=ManualPaper MediaType=Card")
     booklet("custom", pages(3), f"{fold} PageSize=Custom.500x700")
     booklet("cover", pages(4), f"{fold} QVBookletCoverPage=true QVInsideFrontCover=true", blanks=2)
-    # A booklet, although the feature in the job is another one: the PPD file does not know it.
+    # A booklet although the job contains another feature, because the PPD file does not have the choice.
     booklet("unknown", pages(3), "QVBookletFold=TriFold")
     booklet("stapled", pages(3), "QVBookletFold=SaddleStitch")
     booklet("not-marked", pages(3), "QVBookletFold=PrinterS", fold)
     booklet("off", pages(3), "QVBookletFold=false", fold)
-    # Pages that begin with what would spoil the empty one.
+    # Pages that begin with code that could disturb the blank page.
     booklet("page-state", pages(3, begin=b"save 3 3 scale 1 0 0 setrgbcolor 90 rotate restore\n"), fold)
-    # A job of macOS brings its own procedures, and keeps them.
+    # A job from macOS contains its own procedures, which are kept.
     own = b"/cg_md 9 dict def cg_md begin\n/bp {gsave} def /sdmtx {initmatrix} def\n" \
         b"/ep {100 100 300 300 rectfill grestore showpage} def end\n"
     booklet("own-procedures", pages(3, prolog=own), fold, empty=False)

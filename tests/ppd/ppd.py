@@ -1,4 +1,4 @@
-"""What the tests of the PPD files share: reading PPD files, and running programs on jobs."""
+"""Shared by the tests of the PPD files: reading PPD files, and running programs on jobs."""
 
 import os
 import re
@@ -13,14 +13,14 @@ Choice = namedtuple("Choice", "text code")
 
 
 class Ppd:
-    """The keywords of a PPD file in their order, and its options."""
+    """The keywords of a PPD file in order, and its options."""
 
     def __init__(self, path):
         self.path = path
         self.name = os.path.basename(path)
         with open(path, encoding="utf-8") as file:
             self.content = file.read()
-        # *Keyword Option/Text: "value" or *Keyword: value; a value in quotes may have lines.
+        # *Keyword Option/Text: "value" or *Keyword: value; a value in quotes may have several lines.
         pattern = r'^\*([^%?:\s][^:\s]*)(?:[ ]+([^:/\n]+)(?:/([^:\n]*))?)?:[ ]*("[^"]*"|[^"\n]*)$'
         self.entries = [
             (key, (option or "").strip(), text, value.strip('"'))
@@ -67,14 +67,14 @@ class Checks:
 
 
 def run(command, job=None, env=None, **more):
-    """Runs a program on a job; its standard error is for who looks at the result."""
+    """Runs a program on a job. The result includes standard error."""
     return subprocess.run(
         command, input=job, env={**os.environ, **(env or {})}, timeout=60, check=False,
         stdout=subprocess.PIPE, stderr=subprocess.PIPE, **more)
 
 
 def pstops(job, options, ppd):
-    """The job as CUPS hands it to the filter of a queue."""
+    """The job as CUPS passes it to the filter of a queue."""
     result = run(["/usr/lib/cups/filter/pstops", "7", "ada", "title", "1", options], job,
                  {"PPD": ppd, "LC_ALL": "C"})
     if result.returncode != 0 or b"%%EOF" not in result.stdout:
@@ -83,13 +83,13 @@ def pstops(job, options, ppd):
 
 
 def without_pjl(job):
-    """What is left for a PostScript interpreter."""
+    """The part for a PostScript interpreter."""
     lines = job.split(b"\n")
     return b"\n".join(l for l in lines if not l.startswith(UEL) and not l.startswith(b"@PJL"))
 
 
 def ghostscript(job, device, output, *arguments):
-    """Runs a job to its end: what it printed, or None after an error."""
+    """Runs a job to its end. Returns what it printed, or None after an error."""
     result = run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", *arguments,
                   "-o", output, "-"], job)
     log = result.stdout + result.stderr

@@ -2,7 +2,7 @@
 """Every option and every choice that the sources know is in a PPD file, or docs/ppd.md says why
 it is not; and the PPD files have no option or choice that nobody knows.
 
-    sources.py SOURCE-FOLDER PPD...
+    sources.py SOURCE-DIRECTORY PPD...
 """
 
 import glob
@@ -15,8 +15,8 @@ source = sys.argv[1]
 ppds = [Ppd(path) for path in sys.argv[2:]]
 checks = Checks()
 
-# Which rows hold the choices of which option: (file, rows). The sources know the rows by the
-# option's name only in part, so it is said here; rows that no option has are found below.
+# The tables with the choices of each option: (file, rows). The sources do not always name the option, so
+# the tables are listed here; tables of no option are found below.
 ROWS = {
     "PageSize": [("src/pjl/paper_settings.cpp", "kPaperSizeRows")],  # "media" in the sources
     "MediaType": [("src/pjl/paper_settings.cpp", "kMediaTypeRows")],
@@ -46,7 +46,7 @@ ROWS = {
     "QVBookletCoverType": [("src/filter/booklet_rules.cpp", "kCoverMediaRows")],
     "QVBookletCoverSource": [("src/booklet/cover_queries.cpp", "kTrayRows")],
 }
-# Two options for one setting, of which a PPD file has one; their choices are one table.
+# Two options for one setting, with one table; a PPD file has only one of them.
 SMALL_TEXT = ["QvnDoubleStomp", "QvnPixelBoost"]
 SMALL_TEXT_ROWS = ("src/pjl/pjl_creation.cpp", "kSmallFontRows")
 NOT_OF_OPTIONS = {
@@ -56,7 +56,7 @@ NOT_OF_OPTIONS = {
 
 SCALE = {str(n) for n in range(-5, 6)}
 SWITCH = {"true", "false"}
-# Choices that no table has.
+# Choices that are not in any table.
 MORE_CHOICES = {
     "QVBookletFold": {"false"},
     "PrintTo": {"JRPrinter"},
@@ -74,11 +74,12 @@ MORE_CHOICES = {
     "QvnContrast": SCALE,
     "QvnSaturation": SCALE,
 }
-# Where the printer's own setting is no choice: CUPS allows none, or there is no such setting.
+# Options without the choice of the printer's own setting: CUPS does not allow it, or there is no such
+# setting.
 NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "Resolution", "QVBookletCoverPage",
                       "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
                       "QVInsideBackCover"}
-# What no source knows: CUPS and the printer settle these among themselves.
+# Options that are not in the sources, because only CUPS and the printer use them.
 OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "OptionDuplexer", "OptionFinisher",
               "OptionMailbox", "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3",
               "OptionDrawer4", "OptionTray5"}
@@ -89,11 +90,11 @@ def read(name):
         return file.read()
 
 
-# ---- What the sources know.
+# ---- What is in the sources.
 rows = {}
 option_names = set()
-files = [path[len(source) + 1:] for folder in ("pjl", "filter", "booklet", "settings")
-         for path in glob.glob(f"{source}/src/{folder}/*.[ch]*")]
+files = [path[len(source) + 1:] for directory in ("pjl", "filter", "booklet", "settings")
+         for path in glob.glob(f"{source}/src/{directory}/*.[ch]*")]
 for name in files:
     text = re.sub(r"//.*", "", read(name))
     for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text, re.DOTALL):
@@ -156,14 +157,14 @@ for name in left_out_options:
 for name, choice in left_out_choices:
     checks.check(choice in wanted.get(name, ()), f"docs/ppd.md: nobody knows {name} {choice}")
 
-# ---- And nothing else.
+# ---- And there is nothing else.
 for name, choices in in_ppds.items():
     if name in OF_THE_PPD:
         continue
     for choice in choices:
         checks.check(choice in wanted.get(name, ()), f"{name} {choice} is in a PPD file, but nobody reads it")
 
-# ---- Each file for itself.
+# ---- Each file separately.
 for ppd in ppds:
     small = "small" in ppd.name
     generic = "generic" in ppd.name
@@ -182,13 +183,13 @@ for ppd in ppds:
     say(has("QVBookletFold", "SaddleStitch", "BiFold") == finisher, "folds where there is a finisher")
     say(has("QVBookletFold", "Booklet", "false"), "booklets everywhere")
     say(has("InputSlot", "EnvDrawr2") == finisher, "envelope drawers")
-    say(ppd.options["QVBookletFold"].default == "false", "no booklet unless it is asked for")
-    say(ppd.options["PrintTo"].default == "JRPrinter", "no job is kept unless it is asked for")
-    say(ppd.options["Resolution"].default == "600dpi", "resolution unless another is asked for")
+    say(ppd.options["QVBookletFold"].default == "false", "no booklet by default")
+    say(ppd.options["PrintTo"].default == "JRPrinter", "jobs are not retained by default")
+    say(ppd.options["Resolution"].default == "600dpi", "default resolution")
     for name, option in ppd.options.items():
         printers = {"PrinterS", "Printers"} & set(option.choices)
         say(not printers or option.default in printers or name == "QVBookletFold",
-            f"{name}: the printer's own setting unless another is asked for")
+            f"{name}: the default is the printer's own setting")
     say(ppd.value("cupsFilter") == "application/vnd.cups-postscript 0 jobshaper-queue", "*cupsFilter")
     say(re.search(r'^\*JobPatchFile 1: "[^"\n]+"$', ppd.content, re.MULTILINE),
         "*JobPatchFile is one line")

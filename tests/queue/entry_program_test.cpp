@@ -39,7 +39,7 @@ Strings withOptions(Strings argv, const std::string& options) {
   return argv;
 }
 
-// A folder for a PPD file, the environment of CUPS, and runs of a program in it.
+// A directory for a PPD file, the environment of CUPS, and runs of a program in it.
 class Queue {
  public:
   std::string file(const std::string& name) const { return folder_.file(name); }

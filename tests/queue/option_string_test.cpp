@@ -26,10 +26,10 @@ const std::string kCollate = "com.apple.print.PrintSettings.PMCopyCollate..b.";
 
 std::string completed(const std::string& options, const std::string& ppd = kNoPpd,
                       const std::string& copies = "1") {
-  std::optional<TemporaryFolder> folder;
+  std::optional<TemporaryFolder> directory;
   std::string path;
   if (!ppd.empty()) {
-    path = folder.emplace().file("printer.ppd");
+    path = directory.emplace().file("printer.ppd");
     writeFile(path, ppd);
   }
   QueueJob job;
@@ -167,8 +167,8 @@ std::set<std::string> namesInSources() {
       R"re((?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([A-Za-z]+)"|\{"(JA[A-Z]+)")re");
   const std::filesystem::path sources = SOURCE_FOLDER;
   std::vector<std::filesystem::path> files = {sources / "src/pjl/pjl_creation.cpp"};
-  for (const char* folder : {"filter", "booklet"}) {
-    for (const auto& entry : std::filesystem::directory_iterator(sources / "src" / folder)) {
+  for (const char* directory : {"filter", "booklet"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(sources / "src" / directory)) {
       files.push_back(entry.path());
     }
   }

@@ -4,12 +4,12 @@
 
 real_jobs_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 
-# A document of several pages: the report, then the licence as set text.
+# A document of several pages: the report, then the license.
 make_document() {
   {
     cat "$real_jobs_dir/report.ms"
     printf '.bp\n.nf\n'
-    # Nothing in the text is to be taken as a request or an escape.
+    # Nothing in the text may be treated as a groff request or escape.
     sed 's/\\/\\e/g; s/^/\\\&/' "$real_jobs_dir/../../LICENSE"
   } | groff -e -p -t -ms -dpaper=a4 -P-pa4 -Tps
 }
@@ -31,8 +31,8 @@ make_cups_job() { # IN.pdf OPTIONS
   return "$status"
 }
 
-# Adds to a job of groff the procedure set that the blank page of a manual booklet calls, which
-# only jobs from macOS bring with them. groff's EP ends a page.
+# Adds to a job of groff the procedure set that the blank page of a manual booklet calls, which only
+# jobs from macOS contain. groff's EP ends a page.
 with_blank_page_procedures() {
   sed 's/^%%EndProlog.*/\/cg_md 3 dict def cg_md begin \/bp {} def \/sdmtx {} def \/ep {EP} def end\n&/'
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# A manual booklet as its user gets it: jobs made by groff, filtered, rendered, and the order of
-# the rendered pages read back from the marks that the pages carry.
+# Manual booklets as the user gets them: jobs made by groff are filtered and rendered, and the order of
+# the pages is read from the marks on them.
 #
 #   manual-booklet.sh JOBSHAPER_AT INSTRUCTION_PAGE
 set -euo pipefail
@@ -9,17 +9,17 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/make-jobs.sh"
 
 jobshaper_at=$1
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-mkdir -p "$folder/en.lproj"
-cp "$2" "$folder/en.lproj/instruction(null)"
-export JOBSHAPER_INSTRUCTIONS=$folder
-export TMPDIR=$folder/tmp DEVICE_URI=socket://printer PPD=$folder/printer.ppd LANG=en_US.UTF-8
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+mkdir -p "$directory/en.lproj"
+cp "$2" "$directory/en.lproj/instruction(null)"
+export JOBSHAPER_INSTRUCTIONS=$directory
+export TMPDIR=$directory/tmp DEVICE_URI=socket://printer PPD=$directory/printer.ppd LANG=en_US.UTF-8
 mkdir "$TMPDIR"
 printf '*PPD-Adobe: "4.3"\n*QvnManualBooklet: True\n' > "$PPD"
 status=0
 
-# COUNT pages, each with a mark of its number.
+# COUNT pages, each marked with its number.
 make_job() {
   {
     echo ".nf"
@@ -30,16 +30,16 @@ make_job() {
   } | groff -Tps | with_blank_page_procedures
 }
 
-# The marks of a filtered job's pages in the order of the paper, "-" for a page without one.
+# The marks on the pages of a filtered job, in the order of the paper; "-" for a page without a mark.
 page_order() {
   # Everything up to the language switch and from the last exit string on is PJL.
-  sed '1,/^@PJL ENTER LANGUAGE/d' "$1" | sed 's/\x1b%-12345X.*//; /^@PJL /d' > "$folder/body.ps"
-  ps2pdf "$folder/body.ps" "$folder/body.pdf"
-  pdftotext -layout "$folder/body.pdf" "$folder/body.txt"
+  sed '1,/^@PJL ENTER LANGUAGE/d' "$1" | sed 's/\x1b%-12345X.*//; /^@PJL /d' > "$directory/body.ps"
+  ps2pdf "$directory/body.ps" "$directory/body.pdf"
+  pdftotext -layout "$directory/body.pdf" "$directory/body.txt"
   awk 'BEGIN { RS = "\f"; ORS = " " }
        { sub(/^\n+$/, "") }
        /mark-[0-9]+/ { match($0, /mark-[0-9]+/); print substr($0, RSTART + 5, RLENGTH - 5); next }
-       { print (length($0) > 0 ? "text" : "-") }' "$folder/body.txt"
+       { print (length($0) > 0 ? "text" : "-") }' "$directory/body.txt"
 }
 
 expected_order() {
@@ -50,10 +50,10 @@ expected_order() {
 }
 
 for count in 5 6 7 64; do
-  make_job "$count" > "$folder/job.ps"
-  "$jobshaper_at" 0x1050 "$count" ada Title 1 "QVBookletFold=Booklet" "$folder/job.ps" \
-    > "$folder/out.prn" 2> "$folder/err"
-  found=$(page_order "$folder/out.prn")
+  make_job "$count" > "$directory/job.ps"
+  "$jobshaper_at" 0x1050 "$count" ada Title 1 "QVBookletFold=Booklet" "$directory/job.ps" \
+    > "$directory/out.prn" 2> "$directory/err"
+  found=$(page_order "$directory/out.prn")
   wanted=$(expected_order "$count")
   if [[ "$found" != "${wanted% }" && "$found" != "$wanted" ]]; then
     echo "$count pages: expected $wanted, found $found"
@@ -61,12 +61,12 @@ for count in 5 6 7 64; do
   else
     echo "$count pages: $found"
   fi
-  if grep -q . <(grep -v '^tmp at' "$folder/err"); then
-    cat "$folder/err"
+  if grep -q . <(grep -v '^tmp at' "$directory/err"); then
+    cat "$directory/err"
     status=1
   fi
   if [[ -n "$(ls "$TMPDIR")" ]]; then
-    echo "left behind: $(ls "$TMPDIR")"
+    echo "files that were not removed: $(ls "$TMPDIR")"
     status=1
   fi
 done

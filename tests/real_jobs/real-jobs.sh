@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Sends jobs made by real programs through the filter and compares what comes
-# out, byte for byte and page for page: a job none of whose features the filter
-# looks for may gain the PJL and the marker feature of the prolog, nothing else.
+# Filters jobs made by real programs and compares the output, byte for byte and
+# page for page. A job without any feature that the filter rewrites may gain only
+# the PJL and the marker feature in the prolog.
 #
 # usage: real-jobs.sh PROGRAM WORK-DIRECTORY
 set -euo pipefail
@@ -9,7 +9,6 @@ export LC_ALL=C # jobs are bytes
 
 program=$(realpath "$1")
 work=$(realpath -m "$2")
-# shellcheck source=tests/real_jobs/make-jobs.sh
 # shellcheck source=tests/real_jobs/make-jobs.sh
 . "$(dirname "${BASH_SOURCE[0]}")/make-jobs.sh"
 
@@ -33,8 +32,8 @@ uel=$'\e%-12345X'
 printf '%s' "$uel$uel"$'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n'"$uel" > trailer
 trailer_size=$(wc -c < trailer)
 
-# The body is what stands between a header as long as that of an empty job with
-# the same options and the trailer; both are compared too.
+# The body is the part between the header, which is as long as that of an empty
+# job with the same options, and the trailer. Both are compared too.
 header_options=none
 take_body() { # OPTIONS OUTPUT
   if [[ $1 != "$header_options" ]]; then
@@ -50,7 +49,7 @@ take_body() { # OPTIONS OUTPUT
   tail -c "+$((header_size + 1))" "$2" | head -c "-$trailer_size" > body
 }
 
-# One picture a page. PJL is not PostScript: an interpreter gets the job without.
+# One picture per page. PJL is not PostScript, so it is removed first.
 render() { # JOB DIRECTORY
   rm -rf "$2"
   mkdir "$2"
@@ -59,11 +58,11 @@ render() { # JOB DIRECTORY
     < /dev/null > gs.log 2>&1
 }
 
-# The filter puts its marker feature behind the first %%BeginProlog line.
+# The filter inserts its marker feature after the first %%BeginProlog line.
 with_marker_feature() { # < JOB
   local line start
   cat > unmarked
-  # Carriage returns end lines as newlines do, and one byte stays one byte.
+  # Treats carriage returns like newlines, and keeps the number of bytes.
   tr '\r' '\n' < unmarked > unmarked.lines
   start=$(grep -abm1 '^%%BeginProlog' unmarked.lines | cut -d: -f1) || true
   if [[ -z $start ]]; then
@@ -77,7 +76,7 @@ with_marker_feature() { # < JOB
   tail -c "+$((start + ${#line} + 2))" unmarked
 }
 
-# Compares body and pages; MIN-PAGES 0 leaves the pages out and says nothing.
+# Compares body and pages. With MIN-PAGES 0, compares only the body and prints nothing.
 check() { # NAME OPTIONS JOB EXPECTED-BODY MIN-PAGES
   local name=$1 job=$3 expected=$4 min_pages=$5 pages
   if ! filter "$2" < "$job" > output; then
@@ -109,7 +108,7 @@ check_unchanged() { # NAME JOB MIN-PAGES
   check "$1" '' "$2" expected "$3"
 }
 
-# Each kind of job is here for something; without it the check would say little.
+# Checks that a job contains what it is here for.
 name='the jobs'
 require() { # WHAT COMMAND...
   local what=$1
@@ -126,7 +125,7 @@ require '%%BeginProlog in groff.ps' grep -q '^%%BeginProlog' jobs/groff.ps
 require 'page-size feature in groff.ps' grep -q '^%%BeginFeature: \*PageSize' jobs/groff.ps
 check_unchanged 'groff' jobs/groff.ps 5
 
-# Applications of other systems end their lines otherwise.
+# Applications on other systems use other line ends.
 tr '\n' '\r' < jobs/groff.ps > jobs/groff-cr.ps
 check_unchanged 'groff, lines end in CR' jobs/groff-cr.ps 5
 sed 's/$/\r/' jobs/groff.ps > jobs/groff-crlf.ps
@@ -154,20 +153,20 @@ require 'zero byte in ps2write-binary.ps' has_zero_byte jobs/ps2write-binary.ps
 require 'overlong line in ps2write-binary.ps' has_overlong_line jobs/ps2write-binary.ps
 check_unchanged 'ps2write, binary pictures' jobs/ps2write-binary.ps 5
 
-# Ghostscript brings PostScript programs written by hand. These print pages:
+# Ghostscript comes with hand-written PostScript programs. These print pages:
 library=$(dirname "$(find /usr/share/ghostscript -name align.ps -path '*/lib/*' -print -quit)")
 require 'PostScript of Ghostscript' test -e "$library/align.ps"
 for job in align image-qa lines zeroline; do
   check_unchanged "$job.ps of Ghostscript" "$library/$job.ps" 1
 done
-# The others are tools that want arguments; the bytes count all the same.
+# The others are tools that need arguments; only their bytes are compared.
 for job in "$library"/*.ps; do
   check_unchanged "${job##*/} of Ghostscript, bytes only" "$job" 0
 done
 
-# The exception: pstops puts into the job of a CUPS queue what the filter looks
-# for. Its own PJL goes, so does its JobPatchFile feature; the page-size feature
-# is repeated after the paper source.
+# The exception: pstops inserts features that the filter rewrites. The job's own
+# PJL and its JobPatchFile feature are removed, and the page-size feature is
+# repeated after the paper source.
 expected_of_cups() { # JOB
   {
     echo '[{'
@@ -188,7 +187,7 @@ done
 expected_of_cups jobs/cups.ps > expected-cups
 check 'CUPS' '' jobs/cups.ps expected-cups 5
 
-# A job held in the printer is collated there.
+# The printer collates a job that it holds.
 sed '/^%RBINumCopies: /i\
 %!\
 %Set collate copies = copy:\
@@ -197,7 +196,7 @@ sed '/^%RBINumCopies: /i\
 check 'CUPS, held job of two copies' 'PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=2' \
   jobs/cups.ps expected-held 5
 
-# A booklet's feature keeps its first line and what follows from the duplexer on.
+# The fold feature keeps its first line, and everything from the duplexer line on.
 make_cups_job document.pdf 'PageSize=A4 InputSlot=Tray2 QVBookletFold=SaddleStitch' > jobs/booklet.ps
 require 'booklet feature in booklet.ps' grep -qa '^%%BeginFeature: \*QVBookletFold SaddleStitch' jobs/booklet.ps
 expected_of_cups jobs/booklet.ps |

@@ -1,4 +1,4 @@
-# Sourced by the tests of the instruction pages; $gs names Ghostscript and $here this folder.
+# Sourced by the tests of the instruction pages; $gs names Ghostscript and $here this directory.
 set -eu
 : "${gs?}" "${here?}"
 export LC_ALL=C
@@ -11,7 +11,7 @@ fail() {
   exit 1
 }
 
-run() { # DEVICE OUTPUT JOB; what the job prints goes to standard output
+run() { # DEVICE OUTPUT JOB; prints the standard output of the job
   timeout 60 "$gs" -q -dSAFER -dBATCH -dNOPAUSE -r72 -sDEVICE="$1" -o "$2" "$3"
 }
 
@@ -29,8 +29,8 @@ end_job() {
   echo 'systemdict begin (=== end) = flush quit'
 }
 
-# Runs NAME.ps, a job with its page between two reports, which must be equal, and makes its one page
-# NAME-1.png.
+# Runs NAME.ps, a job with its page between two reports, which must be equal, and renders its only page
+# as NAME-1.png.
 run_between_reports() { # NAME
   run pnggray "$1-%d.png" "$1.ps" > "$1.out" || { cat "$1.out"; fail "$1: error"; }
   test "$(ls "$1"-*.png)" = "$1-1.png" || fail "$1: pages: $(ls "$1"-*.png)"

@@ -1,4 +1,4 @@
-# install_test.sh CMAKE BUILD LOCALES: the installed folders, one for every locale name.
+# install_test.sh CMAKE BUILD LOCALES: checks the installed directories, one for every locale name.
 cmake=$1 build=$2 locales=$3
 here=$(cd "$(dirname "$0")" && pwd)
 gs=
@@ -6,20 +6,20 @@ gs=
 
 umask 022 # otherwise CMake makes directories that others cannot read
 DESTDIR=$work/root "$cmake" --install "$build" --component resources > log || { cat log; fail "install"; }
-test "$(ls -A root)" = Library || fail "installed outside the folder: $(ls -A root)"
+test "$(ls -A root)" = Library || fail "installed outside the directory: $(ls -A root)"
 cd root/Library/Printers/Quorvan/filter/.resource
 
-finds() { # FOLDER LANGUAGE
+finds() { # DIRECTORY LANGUAGE
   cmp "$1.lproj/instruction(null)" "$build/resources/instruction.$2.ps" ||
     fail "$1 does not find the page in $2"
 }
 
-# ---- One real folder a language, with the page alone in it; relative links for the rest.
+# ---- One real directory per language, which contains only the page; relative links for the rest.
 test "$(find . -type f | sort | tr '\n' ' ')" = "$(
   for language in de en es fr it ja nl pt; do printf './%s.lproj/instruction(null) ' $language; done)" ||
   fail "files: $(find . -type f)"
 find . -type f ! -perm -444 | grep . && fail "unreadable files"
-find . -type d ! -perm -555 | grep . && fail "closed folders"
+find . -type d ! -perm -555 | grep . && fail "closed directories"
 for link in *.lproj; do
   test -h "$link" || continue
   case $(readlink "$link") in
@@ -29,8 +29,8 @@ for link in *.lproj; do
   test -r "$link/instruction(null)" || fail "$link leads nowhere"
 done
 
-# ---- What CUPS makes of the language of a job, and what other callers put into LANG.
-while read -r folder language; do finds "$folder" "$language"; done <<'END'
+# ---- The values of LANG that CUPS sets for the language of a job, and values that others may set.
+while read -r directory language; do finds "$directory" "$language"; done <<'END'
 C en
 POSIX en
 en en

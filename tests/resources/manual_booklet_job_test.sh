@@ -1,5 +1,5 @@
-# manual_booklet_job_test.sh GS FILTER CMAKE BUILD: a manual booklet through the filter, with the
-# installed pages, as the printer sees it.
+# manual_booklet_job_test.sh GS FILTER CMAKE BUILD: renders a manual booklet that the filter made with
+# the installed pages.
 gs=$1 filter=$2 cmake=$3 build=$4
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/common.sh"
@@ -32,7 +32,7 @@ END
 
 print() { # VERSION LANG
   mkdir "tmp.$1"
-  # The printer's part is what stands after the PJL header, up to the exit.
+  # The PostScript is the part after the PJL header, up to the exit string.
   env TMPDIR="$work/tmp.$1" PPD="$work/manual.ppd" LANG="$2" DEVICE_URI=socket://printer \
     JOBSHAPER_INSTRUCTIONS="$work/root/Library/Printers/Quorvan/filter/.resource" \
     "$filter" "$1" 7 user title 1 QVBookletFold=Booklet "$work/$1.ps" > "$1.out" 2> "$1.err" ||

@@ -1,10 +1,10 @@
-# two_byte_font_test.sh GS PAGE: a page with texts for a two-byte font, on a printer with such a font
-# and on printers without a usable one.
+# two_byte_font_test.sh GS PAGE: renders a page with texts for a two-byte font, with such a font and
+# without a usable one.
 gs=$1 page=$2
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/common.sh"
 
-# ---- With the font: every character of the texts is drawn with it, and nothing else is.
+# ---- With the font: exactly the characters of the texts are drawn with it.
 { begin_job '595 842'; cat "$here/fake_font.ps"; report before; cat "$page"; end_job; } > font.ps
 run_between_reports font
 sed -n 's/^glyph //p' font.out | sort -u > drawn
@@ -13,7 +13,7 @@ sed -n '/^\/title </,/^} {/p' "$page" | tr -d '\n' | grep -o '<[0-9a-f]*>' | tr 
 test "$(wc -l < expected)" -gt 80 || fail "no two-byte texts in $page"
 diff expected drawn || fail "other characters"
 
-# ---- Without it: the English page, also when a font is there but cannot be composed.
+# ---- Without it, or if the font cannot be composed: the English page.
 { begin_job '595 842'; report before; cat "$page"; end_job; } > none.ps
 run_between_reports none
 ! cmp -s font-1.png none-1.png || fail "the font makes no difference"

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Prints one file through a queue of a private scheduler, for script/demo.
 
-usage: print_one.py BUILD-FOLDER WORK-FOLDER FILE [OPTION=VALUE ...]
+usage: print_one.py BUILD-DIRECTORY WORK-DIRECTORY FILE [OPTION=VALUE ...]
 
-Leaves in the work folder: job.ps, what the filter read; output.prn, what the printer got;
+Leaves in the work directory: job.ps, what the filter read; output.prn, what the printer got;
 options, what CUPS passed as the job's options; added, what the entry program put after them.
 """
 
