@@ -431,12 +431,12 @@ TEST(WriteError, ReaderThatLeavesAfterTheHeaderDoesNotEndTheRun) {
 TEST(ReadError, EndsTheJobLikeTheEndOfInput) {
   Job job;
   const TemporaryFolder directory;
-  const int directory = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int input = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const int out = open(directory.file("out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  ASSERT_GE(directory, 0);
+  ASSERT_GE(input, 0);
   ASSERT_GE(out, 0);
-  const Ending ending = runOn(job, directory, out);
-  close(directory);
+  const Ending ending = runOn(job, input, out);
+  close(input);
   close(out);
   EXPECT_EQ(ending.exitStatus, 0);
   EXPECT_EQ(ending.err, tmpLines(job));
