@@ -44,12 +44,11 @@ constexpr TriggerSet kPlainJob = triggerSet(triggers::kExitString) | triggerSet(
                                  triggerSet(triggers::kInputSlot) | triggerSet(triggers::kSfcl);
 
 // The state in the body of a job, where the rules that fire once have fired.
-template <std::size_t (*find)(std::string_view, TriggerSet)>
-void search(benchmark::State& state, const std::string& job) {
+void search(benchmark::State& state, const TriggerSearch& search, const std::string& job) {
   const auto regions = regionsOf(job);
   for (auto _ : state) {
     for (std::string_view region : regions) {
-      for (std::size_t at; (at = find(region, kPlainJob)) != region.npos;) {
+      for (std::size_t at; (at = search.find(region, kPlainJob)) != region.npos;) {
         region.remove_prefix(at + 1);
       }
       benchmark::DoNotOptimize(region.data());
@@ -113,14 +112,18 @@ int main(int argc, char* argv[]) {
     std::string name = argv[i];
     name = name.substr(name.rfind('/') + 1);
     name = name.substr(0, name.rfind('.'));
-    const auto add = [&](const char* what, auto function) {
-      benchmark::RegisterBenchmark((what + ("/" + name)).c_str(), [&job, function](
-                                                                      benchmark::State& state) {
+    const auto add = [&](const std::string& what, auto function) {
+      benchmark::RegisterBenchmark((what + "/" + name).c_str(), [&job, function](
+                                                                    benchmark::State& state) {
         function(state, job);
       })->Unit(benchmark::kMillisecond);
     };
-    add("search", jobshaper::search<jobshaper::findTrigger>);
-    add("plainSearch", jobshaper::search<jobshaper::findTriggerPlain>);
+    for (const jobshaper::TriggerSearch& search : jobshaper::triggerSearches()) {
+      add(std::string(search.name) + " search",
+          [&search](benchmark::State& state, const std::string& bytes) {
+            jobshaper::search(state, search, bytes);
+          });
+    }
     add("rules", jobshaper::rules);
     add("pieces", jobshaper::pieces);
   }

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "pjl/pjl_creation.h"
@@ -77,13 +78,14 @@ consteval TriggerSet triggerSet(const Trigger& trigger) {
 // Where in `bytes` the first of the wanted triggers begins that is there whole; npos when none is.
 std::size_t findTrigger(std::string_view bytes, TriggerSet wanted);
 
-// The ways to search, all with the same answers; findTrigger() takes the fastest that the
-// machine knows.
-std::size_t findTriggerPlain(std::string_view bytes, TriggerSet wanted);
-#if defined(__x86_64__)
-// For machines with AVX2 only.
-std::size_t findTriggerAvx2(std::string_view bytes, TriggerSet wanted);
-bool hasAvx2();
-#endif
+// A way to search. All give the same answers.
+struct TriggerSearch {
+  const char* name;
+  std::size_t (*find)(std::string_view bytes, TriggerSet wanted);
+};
+
+// Those that this processor can run, the fastest first. The last one is the plain one, which is
+// the reference for the others.
+std::span<const TriggerSearch> triggerSearches();
 
 }  // namespace jobshaper

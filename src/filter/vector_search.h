@@ -1,0 +1,20 @@
+// The ways to search for triggers, for trigger_search.cpp to choose from.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "filter/trigger_search.h"
+
+namespace jobshaper {
+
+std::size_t findTriggerPlain(std::string_view bytes, TriggerSet wanted);
+
+#if defined(__x86_64__)
+// For processors with AVX2 only.
+std::size_t findTriggerAvx2(std::string_view bytes, TriggerSet wanted);
+#elif defined(__aarch64__)
+std::size_t findTriggerNeon(std::string_view bytes, TriggerSet wanted);
+#endif
+
+}  // namespace jobshaper
