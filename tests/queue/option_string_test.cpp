@@ -10,6 +10,7 @@
 #include <regex>
 #include <set>
 
+#include "diag/debug_log.h"
 #include "platform/text_encoding.h"
 #include "queue/header_text.h"
 #include "settings/argument_store.h"
@@ -19,6 +20,10 @@
 
 namespace jobshaper::testing {
 namespace {
+
+// The log says once a process where its directory is. The messages of a test are without that,
+// whether it runs alone or after others.
+[[maybe_unused]] const bool kLogIsSilent = logDoneSetup = true;
 
 constexpr char kNoPpd[] = "";
 const std::string kOneCopy = "com.apple.print.PrintSettings.PMCopies..n.=1";
