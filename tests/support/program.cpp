@@ -14,8 +14,8 @@
 #include <iterator>
 #include <sstream>
 
-// The build sets all of these: the paths of the two programs under test, and the directory of the
-// libraries that tests preload.
+// The build sets all of these: the paths of the two programs under test, the directory of the
+// libraries that tests preload, and what runs programs for another machine.
 #ifndef JOBSHAPER_PROGRAM
 #error "JOBSHAPER_PROGRAM is not set"
 #endif
@@ -24,6 +24,9 @@
 #endif
 #ifndef PRELOAD_DIRECTORY
 #error "PRELOAD_DIRECTORY is not set"
+#endif
+#ifndef JOBSHAPER_TEST_EMULATOR
+#error "JOBSHAPER_TEST_EMULATOR is not set"
 #endif
 
 namespace jobshaper::testing {
@@ -60,12 +63,13 @@ std::vector<char*> pointers(const std::vector<std::string>& strings) {
   return result;
 }
 
-// A command that runs the program under test: JOBSHAPER_TEST_WRAPPER, words between blanks.
-std::vector<std::string> wrapper() {
+// A command that runs the program under test: JOBSHAPER_TEST_WRAPPER, words between vertical bars.
+// "{name}" among them becomes the name by which the program is to be started.
+std::vector<std::string> wrapper(const std::string& name) {
   std::vector<std::string> words;
-  if (const char* const command = getenv("JOBSHAPER_TEST_WRAPPER")) {
-    std::istringstream stream(command);
-    for (std::string word; stream >> word;) words.push_back(word);
+  std::istringstream command(fromEnvironment("JOBSHAPER_TEST_WRAPPER", JOBSHAPER_TEST_EMULATOR));
+  for (std::string word; std::getline(command, word, '|');) {
+    words.push_back(word == "{name}" ? name : word);
   }
   return words;
 }
@@ -114,7 +118,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& arg
   std::vector<std::string> variables;
   variables.reserve(environment.size());
   for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
-  std::vector<std::string> words = wrapper();
+  std::vector<std::string> words = wrapper(argv.front());
   const bool wrapped = !words.empty();
   if (wrapped) words.push_back(program);
   words.insert(words.end(), argv.begin() + (wrapped ? 1 : 0), argv.end());
