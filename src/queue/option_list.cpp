@@ -2,6 +2,7 @@
 
 #include <cups/cups.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -37,7 +38,12 @@ void OptionList::put(const char* name, const std::string& value) {
   count_ = cupsAddOption(name, value.c_str(), count_, &options_);
 }
 
-void OptionList::remove(const char* name) { count_ = cupsRemoveOption(name, count_, &options_); }
+void OptionList::remove(const char* name) {
+  count_ = cupsRemoveOption(name, count_, &options_);
+  if (count_ > 0) return;
+  std::free(options_);  // libcups frees no empty list, and begins a new one in its place
+  options_ = nullptr;
+}
 
 bool OptionList::operator==(const OptionList& other) const {
   if (count_ != other.count_) return false;
