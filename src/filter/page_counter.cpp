@@ -1,0 +1,53 @@
+#include "filter/page_counter.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "filter/trigger_search.h"
+#include "settings/strings.h"
+
+namespace jobshaper {
+
+void PageCounter::see(std::string_view line) {
+  if (line.starts_with(triggers::kBeginDocument.text)) {
+    ++documents_;
+  } else if (line.starts_with(triggers::kEndDocument.text)) {
+    documents_ = std::max(documents_ - 1, 0);
+  } else if (documents_ > 0) {
+    return;
+  } else if (line.starts_with(triggers::kPage.text)) {
+    countPage();
+  } else if (line.starts_with(triggers::kRetainedCopies.text) && pages_ == 0) {
+    line.remove_prefix(triggers::kRetainedCopies.text.size());
+    copies_ = std::max(integerValue(line), 1);
+  }
+}
+
+// The blank pages of a manual booklet look like pages of the job, so its pages are told at the end.
+void PageCounter::countPage() {
+  ++pages_;
+  if (!job_.manualBooklet) tell(pages_);
+}
+
+void PageCounter::tell(int page) {
+  char message[40];
+  const int length = std::snprintf(message, sizeof message, "PAGE: %d %d\n", page, copies_);
+  messages_.append(message, static_cast<std::size_t>(length));
+}
+
+void PageCounter::report() {
+  std::fwrite(messages_.data(), 1, messages_.size(), stderr);
+  messages_.clear();
+}
+
+void PageCounter::finish() {
+  if (job_.manualBooklet) {
+    const int blank = job_.onlyInside ? 2 : 1;
+    for (int page = 1; page <= pages_ - blank; ++page) tell(page);
+  } else if (job_.additions.wholeSheets && copies_ > 1 && pages_ > 1 && pages_ % 2 == 1) {
+    tell(pages_ + 1);
+  }
+  report();
+}
+
+}  // namespace jobshaper
