@@ -36,18 +36,16 @@ inline constexpr Trigger
     kRetainedCopies{"%RBINumCopies: ", "BIN"},
     kCollate{"/Collate", "/Co"},
     kPage{"%%Page:", "%Pa"},
-    kFold{kFoldOption, "QVB"},
-    kBeginDocument{"%%BeginDocument", "nDo"},
-    kEndDocument{"%%EndDocument", "dDo"};
+    kFold{kFoldOption, "QVB"};
 // clang-format on
 }  // namespace triggers
 
 inline constexpr std::array kTriggers = {
-    triggers::kExitString,     triggers::kPjl,           triggers::kInputSlot,
-    triggers::kSfcl,           triggers::kPageRegion,    triggers::kCustomPageSize,
-    triggers::kPageSize,       triggers::kJobPatch,      triggers::kProlog,
-    triggers::kRetainedCopies, triggers::kCollate,       triggers::kPage,
-    triggers::kFold,           triggers::kBeginDocument, triggers::kEndDocument,
+    triggers::kExitString,     triggers::kPjl,        triggers::kInputSlot,
+    triggers::kSfcl,           triggers::kPageRegion, triggers::kCustomPageSize,
+    triggers::kPageSize,       triggers::kJobPatch,   triggers::kProlog,
+    triggers::kRetainedCopies, triggers::kCollate,    triggers::kPage,
+    triggers::kFold,
 };
 
 // Whether the second text can begin inside the first, or where it begins.
