@@ -80,6 +80,18 @@ def cases(ppd):
                f"PrintTo={mode} QVBookletFold=false", "Letter")
 
 
+def distinct(work):
+    """Of choices with the same code in several PPD files, those of the first."""
+    seen = set()
+    for ppd, case in work:
+        pairs = [pair.partition("=")[::2] for pair in case[0].split()]
+        code = tuple(ppd.options[name].choices[choice].code for name, choice in pairs
+                     if name in ppd.options and choice in ppd.options[name].choices)
+        if (case, code) not in seen:
+            seen.add((case, code))
+            yield ppd, case
+
+
 def filtered(case):
     ppd, (job_options, filter_options, paper) = case
     job = pstops(JOB, job_options, ppd.path)
@@ -100,8 +112,8 @@ def rendered(body):
 def main():
     bodies = {}
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        work = [(ppd, case) for ppd in ppds for case in cases(ppd)
-                if not ("small" in ppd.name and "QVBookletFold=Booklet" in case[1])]
+        work = list(distinct((ppd, case) for ppd in ppds for case in cases(ppd)
+                             if not ("small" in ppd.name and "QVBookletFold=Booklet" in case[1])))
         for ppd, job_options, filter_options, paper, job, output in pool.map(filtered, work):
             title = f"{ppd.name}: {job_options} | {filter_options}"
             ends = output.startswith(UEL + b"@PJL JOB\n") and output.endswith(
@@ -136,8 +148,8 @@ def main():
                      for line in log.splitlines() if line.startswith("SIZE ")}
             checks.check(sizes == {size}, f"{title}: paper {sizes} and not {size}")
     print(f"{len(work)} jobs, {len(bodies)} of them rendered")
-    checks.check(len(bodies) > 100, "hardly a job was rendered")
-    checks.exit(at_least=3000)
+    checks.check(len(bodies) > 50, "hardly a job was rendered")
+    checks.exit(at_least=1000)
 
 
 main()

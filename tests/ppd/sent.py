@@ -83,12 +83,28 @@ def fits(ppd, choice):
     return not drawers or not re.fullmatch("Tray[234]", choice)
 
 
+def distinct():
+    """Of options that are the same in several PPD files, with all that rules them out, those of the
+    first."""
+    seen = set()
+    for ppd in ppds:
+        for name, option in ppd.options.items():
+            ruled_out = [value for key, _, _, value in ppd.entries
+                         if key == "UIConstraints" and f"*{name} " in f"{value} "]
+            same = repr((name, option, ruled_out))
+            if same not in seen:
+                seen.add(same)
+                yield ppd.name, name
+
+
 def read_all(folder):
     work = []
+    tried = set(distinct())
     for ppd in ppds:
         trays, drawers = with_equipment(ppd, folder)
         work += [case for variant in (trays, drawers) for case in cases(variant)
-                 if fits(variant, case[2]) and (variant is trays or case[2].startswith("EnvDrawr"))]
+                 if (ppd.name, case[1]) in tried and fits(variant, case[2])
+                 and (variant is trays or case[2].startswith("EnvDrawr"))]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         outputs = list(pool.map(arrives, work))
     table = {}

@@ -46,6 +46,9 @@ for size in '595 842' '612 792'; do
   test "$(wc -l < expected)" -gt 100 || fail "no texts in $words"
   diff expected words || fail "other words than in $words"
 
+  # The paper does not matter for the rest.
+  test "$size" = '612 792' || continue
+
   # ---- Inside a job with an odd state, alone and wrapped as on old systems.
   { begin_job "$size"; cat "$here/odd_state.ps"; report before
     cat "$page"; end_job; } > odd.ps

@@ -236,7 +236,7 @@ std::string throughPipes(const JobState& state, std::string_view job, Random& ra
 
 TEST(FastPath, WritesWhatThePlainLoopWrites) {
   const char* const wanted = std::getenv("JOBSHAPER_RANDOM_JOBS");
-  const unsigned count = wanted ? static_cast<unsigned>(std::atoi(wanted)) : 5000;
+  const unsigned count = wanted ? static_cast<unsigned>(std::atoi(wanted)) : 2000;
   const std::int32_t versionBefore = version;
   MemoryFile out, in, copy, source;
   for (unsigned seed = 0; seed < count; ++seed) {
