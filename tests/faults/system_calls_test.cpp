@@ -119,10 +119,10 @@ constexpr std::uint32_t high(std::uint64_t value) {
 }
 
 // A program for the kernel that allows or denies each call.
-class Judge {
+class CallFilter {
  public:
   // Only the file of this name may be executed: the program under test.
-  explicit Judge(const char* program) {
+  explicit CallFilter(const char* program) {
     const auto address = reinterpret_cast<std::uint64_t>(program);
     const int call = offsetof(seccomp_data, nr);
     load(call);
@@ -133,7 +133,7 @@ class Judge {
     ifNot(high(address), 1);
     answer(SECCOMP_RET_ALLOW);
     load(call);
-    if (!kSanitized && !COUNTS_LINES) judgeOpening();
+    if (!kSanitized && !COUNTS_LINES) checkOpening();
     if (kSanitized || COUNTS_LINES) {
       for (const long number : kForbidden) answerTo(number, SECCOMP_RET_KILL_PROCESS);
       answerTo(SYS_execve, SECCOMP_RET_KILL_PROCESS);
@@ -145,7 +145,7 @@ class Judge {
   }
 
   // Applies the program to this process and to what it executes.
-  void sit() const {
+  void install() const {
     const sock_fprog all{static_cast<unsigned short>(code_.size()),
                          const_cast<sock_filter*>(code_.data())};
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
@@ -162,7 +162,7 @@ class Judge {
 
   // Every file and pipe must be closed on exec, and a file may only be created with O_NOFOLLOW or
   // O_EXCL.
-  void judgeOpening() {
+  void checkOpening() {
     ifNot(SYS_pipe2, 4);
     load(argument(1) + (kBigEndian ? 4 : 0));
     ifNoneOf(O_CLOEXEC, 1);
@@ -195,15 +195,15 @@ class Judge {
   std::vector<sock_filter> code_;
 };
 
-Outcome judged(Job job, std::string input) {
+Outcome runConfined(Job job, std::string input) {
   job.asanOption("detect_leaks=0");  // leak detection starts a process
-  const Judge judge(job.program().c_str());
-  return job.input(std::move(input)).run([&] { judge.sit(); });
+  const CallFilter filter(job.program().c_str());
+  return job.input(std::move(input)).run([&] { filter.install(); });
 }
 
 void expectSame(const Job& job, const std::string& input) {
   const Outcome plain = Job(job).input(input).run();
-  const Outcome outcome = judged(job, input);
+  const Outcome outcome = runConfined(job, input);
   expectOutcome(outcome, plain.out, plain.err, 0);
 }
 
@@ -251,19 +251,19 @@ TEST_F(SystemCalls, OfALongFeatureAreFewAndHarmless) {
 }
 
 TEST_F(SystemCalls, OfARunThatCannotStartAreFewAndHarmless) {
-  const Outcome outcome = judged(Job().file("/nonexistent"), "");
+  const Outcome outcome = runConfined(Job().file("/nonexistent"), "");
   EXPECT_EQ(outcome.exitStatus, 1);
-  EXPECT_EQ(judged(Job().arguments({}), "").exitStatus, 1);
+  EXPECT_EQ(runConfined(Job().arguments({}), "").exitStatus, 1);
 }
 
 // The filter program kills a process that makes a forbidden call.
 TEST_F(SystemCalls, ThatAreForbiddenEndTheProcess) {
   const auto endedBy = [](void (*call)()) {
     const Job job;
-    const Judge judge(job.program().c_str());
+    const CallFilter filter(job.program().c_str());
     return job
         .run([&] {
-          judge.sit();
+          filter.install();
           call();
           syscall(SYS_exit_group, 0);
         })

@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 
-// The content of every file that the reordering leaves behind.
+// The content of every file that the reordering leaves.
 struct ReorderedJob {
   std::string oddSide;                // pageReOrdered
   std::string evenSide;               // pageEven
@@ -34,4 +34,4 @@ ReorderedJob reorder(const std::string& input, const std::optional<std::string>&
 // The UTF-8 form of one byte of Mac OS Roman text.
 std::string utf8(unsigned char byte);
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 
 // Everything that decides what is printed.
-struct JudgedJob {
+struct JobParameters {
   std::string input;
   std::map<std::string, std::string> options;  // decoded, and without the page-count file
   std::optional<std::string> pageCountFile;    // what QVBookletPageCountFilename's file holds
@@ -20,21 +20,21 @@ struct JudgedJob {
   std::optional<std::string> language;  // LANG
   bool manualPpd = false;               // the PPD file has "*QvnManualBooklet"
   bool capture = false;
-  // The instruction pages that are installed, by language folder.
+  // The instruction pages that are installed, by language directory.
   std::map<std::string, std::string> instructionPages;
 };
 
-// The header lines come from the PJL builder and are not judged here; whether they are
-// printed is.
-struct Judgement {
+// The header lines come from the PJL builder and are not repeated here, only
+// whether they are printed.
+struct ReferenceOutput {
   bool pjl = true;                     // header and trailer are printed
   std::optional<std::int32_t> copies;  // that the header gets a line for
-  std::string printed;                 // behind the header, to the end
+  std::string printed;                 // after the header, to the end
   std::string captureIn;               // empty without a capture
-  std::string captureOut;              // behind the header; empty without a capture
+  std::string captureOut;              // after the header; empty without a capture
   std::string messages;                // on standard error, without "tmp at" lines
 };
 
-Judgement judge(const JudgedJob& job);
+ReferenceOutput runReference(const JobParameters& job);
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

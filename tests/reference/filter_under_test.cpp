@@ -1,4 +1,4 @@
-#include "tests/judge/product.h"
+#include "tests/reference/filter_under_test.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -24,7 +24,7 @@
 // Under the sanitizers: where their reports go, as standard error is not at its place.
 extern "C" __attribute__((weak)) void __sanitizer_set_report_fd(void* descriptor);
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 namespace {
 
 constexpr char kJobId[] = "42";
@@ -32,14 +32,14 @@ constexpr const char* kManualFiles[] = {"/qvn_manualPS", "/pageReOrdered", "/pag
                                         "/newEvenOrder", "/headerPS",      "/newOddOrder"};
 
 [[noreturn]] void giveUp(const char* what) {
-  std::fprintf(stderr, "the judge cannot go on: %s: %s\n", what, std::strerror(errno));
+  std::fprintf(stderr, "the comparison cannot go on: %s: %s\n", what, std::strerror(errno));
   std::abort();
 }
 
 // A file without a name, used again and again.
 class MemoryFile {
  public:
-  MemoryFile() : descriptor_(memfd_create("judge", MFD_CLOEXEC)) {
+  MemoryFile() : descriptor_(memfd_create("output", MFD_CLOEXEC)) {
     if (descriptor_ < 0) giveUp("memfd_create");
   }
   MemoryFile(const MemoryFile&) = delete;
@@ -140,9 +140,9 @@ class Feeder {
     Descriptor reading(ends[0]);
     const Descriptor writing(ends[1]);
     if (fcntl(writing.get(), F_SETPIPE_SZ, 256 * kLargestPacket) <= 0) return;
-    Dice dice(seed);
+    RandomGenerator generator(seed);
     for (std::size_t at = 0; at < bytes.size();) {
-      const std::size_t size = std::min(dice.between(1, largest), bytes.size() - at);
+      const std::size_t size = std::min(generator.between(1, largest), bytes.size() - at);
       if (::write(writing.get(), bytes.data() + at, size) < 0) return;  // full
       at += size;
     }
@@ -153,7 +153,7 @@ class Feeder {
   std::size_t block_ = 0;
 };
 
-void fillOptions(const JudgedJob& job, argumentStore& options) {
+void fillOptions(const JobParameters& job, argumentStore& options) {
   for (const auto& [name, value] : job.options) options.addOption(name, value);
   if (job.pageCountFile) {
     options.addOption("QVBookletPageCountFilename", pageCountPath(*job.pageCountFile));
@@ -171,33 +171,33 @@ bool replaceFile(const std::string& path, const std::string& content) {
   return static_cast<bool>(file.flush());
 }
 
-std::string manualFile(const char* name) { return workFolder() + name + kJobId; }
+std::string manualFile(const char* name) { return workDirectory() + name + kJobId; }
 
 }  // namespace
 
-const std::string& workFolder() {
-  struct Folder {
-    Folder() {
-      std::string pattern = "/dev/shm/jobshaper-judge-XXXXXX";
+const std::string& workDirectory() {
+  struct Directory {
+    Directory() {
+      std::string pattern = "/dev/shm/jobshaper-reference-XXXXXX";
       if (!mkdtemp(pattern.data())) {
-        pattern = std::filesystem::temp_directory_path() / "jobshaper-judge-XXXXXX";
+        pattern = std::filesystem::temp_directory_path() / "jobshaper-reference-XXXXXX";
         if (!mkdtemp(pattern.data())) giveUp("mkdtemp");
       }
       path = pattern;
     }
-    ~Folder() {
+    ~Directory() {
       std::error_code ignored;
       std::filesystem::remove_all(path, ignored);
     }
     std::string path;
   };
-  static const Folder folder;
-  return folder.path;
+  static const Directory directory;
+  return directory.path;
 }
 
 std::string pageCountPath(const std::string& content) {
   static std::optional<std::string> written;
-  std::string path = workFolder() + "/count";
+  std::string path = workDirectory() + "/count";
   if (written != content) {
     if (!replaceFile(path, content)) giveUp("page-count file");
     written = content;
@@ -205,22 +205,22 @@ std::string pageCountPath(const std::string& content) {
   return path;
 }
 
-std::string instructionFolder(const JudgedJob& job) {
+std::string instructionDirectory(const JobParameters& job) {
   static std::map<std::string, std::string> written;
-  std::string folder = workFolder() + "/instructions";
+  std::string directory = workDirectory() + "/instructions";
   if (written != job.instructionPages) {
-    std::filesystem::remove_all(folder);
+    std::filesystem::remove_all(directory);
     for (const auto& [language, page] : job.instructionPages) {
-      const std::string name = folder + "/" + language + ".lproj";
+      const std::string name = directory + "/" + language + ".lproj";
       std::filesystem::create_directories(name);
       if (!replaceFile(name + "/instruction(null)", page)) giveUp("instruction page");
     }
     written = job.instructionPages;
   }
-  return folder;
+  return directory;
 }
 
-std::string withoutFolderLines(const std::string& messages) {
+std::string withoutDirectoryLines(const std::string& messages) {
   std::string result;
   std::size_t begin = 0;
   while (begin < messages.size()) {
@@ -233,7 +233,7 @@ std::string withoutFolderLines(const std::string& messages) {
   return result;
 }
 
-std::string headerLines(const JudgedJob& job, std::optional<std::int32_t> copies) {
+std::string headerLines(const JobParameters& job, std::optional<std::int32_t> copies) {
   JobState state;
   fillOptions(job, state.jobOptions);
   createHeader(state, "ada");
@@ -243,7 +243,7 @@ std::string headerLines(const JudgedJob& job, std::optional<std::int32_t> copies
   return lines;
 }
 
-Produced produce(const RandomJob& random) {
+FilterOutput runFilter(const RandomJob& random) {
   static MemoryFile printed;
   static MemoryFile captureIn;
   static MemoryFile captureOut;
@@ -252,60 +252,60 @@ Produced produce(const RandomJob& random) {
   captureIn.clear();
   captureOut.clear();
 
-  const JudgedJob& judged = random.job;
+  const JobParameters& parameters = random.job;
   System system;
-  system.version = judged.version;
-  system.instructionDirectory = instructionFolder(judged);
-  setenv("TMPDIR", workFolder().c_str(), 1);
-  if (judged.language) {
-    setenv("LANG", judged.language->c_str(), 1);
+  system.version = parameters.version;
+  system.instructionDirectory = instructionDirectory(parameters);
+  setenv("TMPDIR", workDirectory().c_str(), 1);
+  if (parameters.language) {
+    setenv("LANG", parameters.language->c_str(), 1);
   } else {
     unsetenv("LANG");
   }
 
-  Produced produced;
+  FilterOutput actual;
   StandardErrorAside aside(messages);
   {
     JobState job;
-    version = judged.version.value_or(0);
-    job.usbPjlAllowed = judged.version && version > 0x102f;
+    version = parameters.version.value_or(0);
+    job.usbPjlAllowed = parameters.version && version > 0x102f;
     job.uelString = kUniversalExitLanguage;
     job.jobIdString = kJobId;
-    job.copiesArgument = judged.copiesArgument;
-    job.deviceUri = judged.deviceUri.value_or("(null)");
+    job.copiesArgument = parameters.copiesArgument;
+    job.deviceUri = parameters.deviceUri.value_or("(null)");
     job.tempDirectory = temporaryDirectory();
     job.instructionDirectory = system.instructionDirectory;
-    fillOptions(judged, job.jobOptions);
-    if (judged.manualPpd) job.ppdValues.values["*QvnManualBooklet"] = "True";
-    if (judged.capture) {
+    fillOptions(parameters, job.jobOptions);
+    if (parameters.manualPpd) job.ppdValues.values["*QvnManualBooklet"] = "True";
+    if (parameters.capture) {
       job.captureEnabled = true;
       job.captureIn = captureIn.copy();
       job.captureOut = captureOut.copy();
     }
-    Feeder feeder(judged.input, random.delivery);
+    Feeder feeder(parameters.input, random.delivery);
     job.inputFile = feeder.takeReadingEnd();
     job.inputStream = job.inputFile.get();
     const JobEnd end = runJob(job, system, "ada", printed.get(), feeder.block());
-    produced.status = end == JobEnd::printed ? 0 : 1;
+    actual.status = end == JobEnd::printed ? 0 : 1;
   }
-  produced.messages = withoutFolderLines(aside.restore());
-  produced.printed = printed.content();
-  produced.captureIn = captureIn.content();
-  produced.captureOut = captureOut.content();
-  if (judged.manualPpd) {
+  actual.messages = withoutDirectoryLines(aside.restore());
+  actual.printed = printed.content();
+  actual.captureIn = captureIn.content();
+  actual.captureOut = captureOut.content();
+  if (parameters.manualPpd) {
     for (const char* name : kManualFiles) {
       if (access(manualFile(name).c_str(), F_OK) == 0) {
-        produced.leftovers.append(name + 1).append(" ");
+        actual.leftovers.append(name + 1).append(" ");
         unlink(manualFile(name).c_str());
       }
     }
   }
-  return produced;
+  return actual;
 }
 
-std::optional<ReorderedJob> produceReordered(const ReorderingJob& random) {
+std::optional<ReorderedJob> reorderByFilter(const ReorderingJob& random) {
   static MemoryFile messages;
-  setenv("TMPDIR", workFolder().c_str(), 1);
+  setenv("TMPDIR", workDirectory().c_str(), 1);
   version = random.version;
   Feeder feeder(random.input, random.delivery);
   const Descriptor input = feeder.takeReadingEnd();
@@ -334,10 +334,10 @@ std::optional<ReorderedJob> produceReordered(const ReorderingJob& random) {
   return reordered;
 }
 
-std::optional<PageFiles> produceRearranged(std::int32_t pageNumber, const PageFiles& files,
+std::optional<PageFiles> rearrangeByFilter(std::int32_t pageNumber, const PageFiles& files,
                                            bool withReversedStream, const std::string& later) {
-  const std::string sidePath = workFolder() + "/side";
-  const std::string reversedPath = workFolder() + "/reversed";
+  const std::string sidePath = workDirectory() + "/side";
+  const std::string reversedPath = workDirectory() + "/reversed";
   PageFile side;
   PageFile reversed;
   if (!side.open(sidePath) || !reversed.open(reversedPath)) giveUp("page files");
@@ -354,4 +354,4 @@ std::optional<PageFiles> produceRearranged(std::int32_t pageNumber, const PageFi
   return PageFiles{contentOf(sidePath), contentOf(reversedPath)};
 }
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

@@ -9,14 +9,14 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/judge/stream_judge.h"
+#include "tests/reference/reference_filter.h"
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 
 // The same numbers everywhere for the same seed.
-class Dice {
+class RandomGenerator {
  public:
-  explicit Dice(std::uint64_t seed) : state_(seed) {}
+  explicit RandomGenerator(std::uint64_t seed) : state_(seed) {}
   std::uint64_t next();
   std::size_t below(std::size_t limit) { return static_cast<std::size_t>(next() % limit); }
   std::size_t between(std::size_t least, std::size_t most) {
@@ -42,7 +42,7 @@ struct Delivery {
 
 struct RandomJob {
   std::uint64_t seed = 0;  // that made the job; 0 for one from bytes
-  JudgedJob job;
+  JobParameters job;
   Delivery delivery;
 };
 
@@ -61,7 +61,7 @@ struct ReorderingJob {
 ReorderingJob randomReorderingJob(std::uint64_t seed);
 
 // The same from a fuzzer's bytes: the first kChoiceBytes, as far as there are so many, choose
-// options and delivery, each byte a fixed one of them; the rest is the job as it stands.
+// options and delivery, each byte a fixed one of them; the rest is the job as it is.
 inline constexpr std::size_t kChoiceBytes = 16;
 RandomJob jobFromBytes(std::string_view bytes);
 ReorderingJob reorderingJobFromBytes(std::string_view bytes);
@@ -71,4 +71,4 @@ std::string describe(const RandomJob& random);
 std::string describe(const ReorderingJob& random);
 std::string literal(std::string_view bytes);
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

@@ -1,9 +1,9 @@
-#include "tests/judge/comparison.h"
+#include "tests/reference/comparison.h"
 
 #include <algorithm>
 #include <chrono>
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 namespace {
 
 // Both in full when they are short, and in any case around the first difference.
@@ -78,30 +78,30 @@ void shrinkDelivery(Shrinker<Job>& shrinker) {
 
 }  // namespace
 
-bool sameAsJudge(const RandomJob& random, const Produced& produced, std::string& report) {
-  const Judgement judgement = judge(random.job);
-  const std::string header = judgement.pjl ? headerLines(random.job, judgement.copies) : "";
+bool matchesReference(const RandomJob& random, const FilterOutput& actual, std::string& report) {
+  const ReferenceOutput expected = runReference(random.job);
+  const std::string header = expected.pjl ? headerLines(random.job, expected.copies) : "";
   std::string differences;
-  compare("standard output", header + judgement.printed, produced.printed, differences);
-  compare("the capture of the job", judgement.captureIn, produced.captureIn, differences);
-  compare("the capture of the output", random.job.capture ? header + judgement.captureOut : "",
-          produced.captureOut, differences);
-  compare("standard error", judgement.messages, produced.messages, differences);
-  compare("what is left in the temporary folder", "", produced.leftovers, differences);
-  compare("the exit status", "0", std::to_string(produced.status), differences);
+  compare("standard output", header + expected.printed, actual.printed, differences);
+  compare("the capture of the job", expected.captureIn, actual.captureIn, differences);
+  compare("the capture of the output", random.job.capture ? header + expected.captureOut : "",
+          actual.captureOut, differences);
+  compare("standard error", expected.messages, actual.messages, differences);
+  compare("what is left in the temporary directory", "", actual.leftovers, differences);
+  compare("the exit status", "0", std::to_string(actual.status), differences);
   if (differences.empty()) return true;
   report = describe(random) + differences;
   return false;
 }
 
-bool sameAsJudge(const RandomJob& random, std::string& report) {
-  return sameAsJudge(random, produce(random), report);
+bool matchesReference(const RandomJob& random, std::string& report) {
+  return matchesReference(random, runFilter(random), report);
 }
 
-bool sameAsJudge(const ReorderingJob& random, std::string& report) {
+bool matchesReference(const ReorderingJob& random, std::string& report) {
   const ReorderedJob expected =
       reorder(random.input, random.orientation, random.onlyInside, random.version);
-  const std::optional<ReorderedJob> actual = produceReordered(random);
+  const std::optional<ReorderedJob> actual = reorderByFilter(random);
   std::string differences;
   if (!actual) {
     differences = "the reordering failed\n";
@@ -119,19 +119,19 @@ bool sameAsJudge(const ReorderingJob& random, std::string& report) {
   return false;
 }
 
-bool rearrangesAsJudge(std::uint64_t seed, std::string& report) {
-  Dice dice(seed);
-  const auto pageNumber = static_cast<std::int32_t>(dice.below(12)) - 1;
+bool rearrangesLikeReference(std::uint64_t seed, std::string& report) {
+  RandomGenerator generator(seed);
+  const auto pageNumber = static_cast<std::int32_t>(generator.below(12)) - 1;
   PageFiles files;
   for (std::string* bytes : {&files.side, &files.reversed}) {
-    for (std::size_t i = dice.below(dice.oneIn(8) ? 70000 : 40); i > 0; --i) {
-      *bytes += static_cast<char>(dice.below(256));
+    for (std::size_t i = generator.below(generator.oneIn(8) ? 70000 : 40); i > 0; --i) {
+      *bytes += static_cast<char>(generator.below(256));
     }
   }
-  const std::string later = dice.oneIn(2) ? "the next page" : "";
-  const bool withReversedStream = !dice.oneIn(4);
+  const std::string later = generator.oneIn(2) ? "the next page" : "";
+  const bool withReversedStream = !generator.oneIn(4);
   const std::optional<PageFiles> actual =
-      produceRearranged(pageNumber, files, withReversedStream, later);
+      rearrangeByFilter(pageNumber, files, withReversedStream, later);
   const PageFiles before = files;
   rearrange(pageNumber, files);
   files.side += later;
@@ -178,4 +178,4 @@ ReorderingJob smallest(ReorderingJob random, const Comparison<ReorderingJob>& sa
   return shrinker.take();
 }
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

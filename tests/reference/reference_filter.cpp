@@ -1,8 +1,8 @@
-#include "tests/judge/stream_judge.h"
+#include "tests/reference/reference_filter.h"
 
-#include "tests/judge/reordering_judge.h"
+#include "tests/reference/reference_reordering.h"
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 namespace {
 
 using Value = std::optional<std::string>;
@@ -58,13 +58,13 @@ std::int32_t leadingInteger(const std::string& text) {
   return static_cast<std::int32_t>(number);
 }
 
-Value valueOf(const JudgedJob& job, const std::string& option) {
+Value valueOf(const JobParameters& job, const std::string& option) {
   const auto found = job.options.find(option);
   if (found == job.options.end()) return std::nullopt;
   return found->second;
 }
 
-bool isOnlyPrintInside(const JudgedJob& job) {
+bool isOnlyPrintInside(const JobParameters& job) {
   const Value coverPage = valueOf(job, "QVBookletCoverPage");
   if (!coverPage) return false;
   if (!equalsInAnyCase(coverPage, "true")) return false;
@@ -132,10 +132,10 @@ Value coverMedia(const std::string& type) {
 // The job on its way through the filter, with everything that is remembered from line to line.
 class Run {
  public:
-  explicit Run(const JudgedJob& job)
+  explicit Run(const JobParameters& job)
       : job_(job), version_(job.version.value_or(0)), uri_(job.deviceUri.value_or("(null)")) {}
 
-  Judgement result() {
+  ReferenceOutput result() {
     setUpBooklet();
     const bool usbPjlAllowed = job_.version.has_value() && version_ > 0x102f;
     result_.pjl = !(beginsWith(uri_, "usb:") && !usbPjlAllowed);
@@ -362,10 +362,10 @@ class Run {
     coverMediaType_ = media;
   }
 
-  const JudgedJob& job_;
+  const JobParameters& job_;
   const std::int32_t version_;
   const std::string uri_;
-  Judgement result_;
+  ReferenceOutput result_;
 
   std::string input_;
   Value printTo_;
@@ -397,6 +397,6 @@ class Run {
 
 }  // namespace
 
-Judgement judge(const JudgedJob& job) { return Run(job).result(); }
+ReferenceOutput runReference(const JobParameters& job) { return Run(job).result(); }
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

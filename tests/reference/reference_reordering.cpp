@@ -1,6 +1,6 @@
-#include "tests/judge/reordering_judge.h"
+#include "tests/reference/reference_reordering.h"
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 namespace {
 
 const char kFirstPass[] =
@@ -156,4 +156,4 @@ ReorderedJob reorder(const std::string& input, const std::optional<std::string>&
   return {odd.side, even.side, even.reversed, odd.reversed, header, output};
 }
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

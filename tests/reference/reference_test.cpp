@@ -1,17 +1,17 @@
-// The filter against the judge on random jobs. JOBSHAPER_JUDGE_JOBS says on how many, and
-// JOBSHAPER_JUDGE_SEED where the seeds begin: job i has that number plus i, so that one that
-// differs can be had again alone.
+// The filter against the reference implementation on random jobs. JOBSHAPER_REFERENCE_JOBS says on
+// how many, and JOBSHAPER_REFERENCE_SEED where the seeds begin: job i has that number plus i, so
+// that one that differs can be had again alone.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
 
-#include "tests/judge/comparison.h"
-#include "tests/judge/program_run.h"
-#include "tests/judge/reordering_judge.h"
-#include "tests/judge/stream_judge.h"
+#include "tests/reference/comparison.h"
+#include "tests/reference/program_under_test.h"
+#include "tests/reference/reference_filter.h"
+#include "tests/reference/reference_reordering.h"
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 namespace {
 
 std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
@@ -19,8 +19,8 @@ std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
   return text && *text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-std::uint64_t jobs() { return numberFrom("JOBSHAPER_JUDGE_JOBS", 5000); }
-std::uint64_t firstSeed() { return numberFrom("JOBSHAPER_JUDGE_SEED", 1); }
+std::uint64_t jobs() { return numberFrom("JOBSHAPER_REFERENCE_JOBS", 5000); }
+std::uint64_t firstSeed() { return numberFrom("JOBSHAPER_REFERENCE_SEED", 1); }
 
 // At least one job, whatever the share.
 std::uint64_t shareOfJobs(std::uint64_t share) { return (jobs() + share - 1) / share; }
@@ -37,83 +37,83 @@ void expectSame(std::uint64_t count, const Make& make, const Comparison<Job>& sa
   }
 }
 
-TEST(Judge, AgreesOnTheReordering) {
+TEST(ReferenceComparison, AgreesOnTheReordering) {
   const Comparison<ReorderingJob> same = [](const ReorderingJob& job, std::string& report) {
-    return sameAsJudge(job, report);
+    return matchesReference(job, report);
   };
   expectSame<ReorderingJob>(shareOfJobs(10), randomReorderingJob, same);
 }
 
-TEST(Judge, AgreesOnMovingAPage) {
+TEST(ReferenceComparison, AgreesOnMovingAPage) {
   for (std::uint64_t i = 0; i < shareOfJobs(10); ++i) {
     std::string report;
-    ASSERT_TRUE(rearrangesAsJudge(firstSeed() + i, report)) << report;
+    ASSERT_TRUE(rearrangesLikeReference(firstSeed() + i, report)) << report;
   }
 }
 
-TEST(Judge, AgreesOnTheRewriting) {
+TEST(ReferenceComparison, AgreesOnTheRewriting) {
   const Comparison<RandomJob> same = [](const RandomJob& job, std::string& report) {
-    return sameAsJudge(job, report);
+    return matchesReference(job, report);
   };
   expectSame<RandomJob>(jobs(), randomJob, same);
 }
 
-TEST(Judge, AgreesOnTheWholeProgram) {
+TEST(ReferenceComparison, AgreesOnTheWholeProgram) {
   const Comparison<RandomJob> same = [](const RandomJob& job, std::string& report) {
-    return sameAsJudge(job, produceByProgram(job), report);
+    return matchesReference(job, runProgram(job), report);
   };
   expectSame<RandomJob>(shareOfJobs(50), randomJob, same);
 }
 
-TEST(Judge, AgreesOnJobsFromBytes) {
+TEST(ReferenceComparison, AgreesOnJobsFromBytes) {
   for (std::uint64_t i = 0; i < shareOfJobs(20); ++i) {
-    Dice dice(firstSeed() + i);
+    RandomGenerator generator(firstSeed() + i);
     std::string bytes;
-    for (std::size_t n = dice.below(kChoiceBytes + 4); n > 0; --n) {
-      bytes += static_cast<char>(dice.below(256));
+    for (std::size_t n = generator.below(kChoiceBytes + 4); n > 0; --n) {
+      bytes += static_cast<char>(generator.below(256));
     }
     bytes += randomJob(firstSeed() + i).job.input;
     std::string report;
-    ASSERT_TRUE(sameAsJudge(jobFromBytes(bytes), report)) << report;
-    ASSERT_TRUE(sameAsJudge(reorderingJobFromBytes(bytes), report)) << report;
+    ASSERT_TRUE(matchesReference(jobFromBytes(bytes), report)) << report;
+    ASSERT_TRUE(matchesReference(reorderingJobFromBytes(bytes), report)) << report;
   }
 }
 
 // The comparison itself: whatever is not as it should be is told.
-TEST(Judge, TellsEveryDifference) {
+TEST(ReferenceComparison, TellsEveryDifference) {
   RandomJob random;
   random.job.input = "%!PS\n@PJL JOB\n%%Page: 1 1\n";
   random.job.capture = true;
   std::string report;
-  const Produced good = produce(random);
-  ASSERT_TRUE(sameAsJudge(random, good, report)) << report;
-  const auto expectTold = [&](const Produced& bad, const char* what) {
+  const FilterOutput good = runFilter(random);
+  ASSERT_TRUE(matchesReference(random, good, report)) << report;
+  const auto expectReported = [&](const FilterOutput& bad, const char* what) {
     std::string told;
-    EXPECT_FALSE(sameAsJudge(random, bad, told)) << what;
+    EXPECT_FALSE(matchesReference(random, bad, told)) << what;
     EXPECT_NE(told.find(what), told.npos) << told;
     EXPECT_NE(told.find("%%Page: 1 1"), told.npos) << told;
   };
-  Produced bad = good;
+  FilterOutput bad = good;
   bad.printed.pop_back();
-  expectTold(bad, "standard output");
+  expectReported(bad, "standard output");
   bad = good;
   bad.captureIn += ' ';
-  expectTold(bad, "the capture of the job");
+  expectReported(bad, "the capture of the job");
   bad = good;
   bad.captureOut[0] = ' ';
-  expectTold(bad, "the capture of the output");
+  expectReported(bad, "the capture of the output");
   bad = good;
   bad.messages = "ERROR: something\n";
-  expectTold(bad, "standard error");
+  expectReported(bad, "standard error");
   bad = good;
   bad.leftovers = "pageEven ";
-  expectTold(bad, "temporary folder");
+  expectReported(bad, "temporary directory");
   bad = good;
   bad.status = 1;
-  expectTold(bad, "exit status");
+  expectReported(bad, "exit status");
 }
 
-TEST(Judge, MakesTheJobSmaller) {
+TEST(ReferenceComparison, MakesTheJobSmaller) {
   RandomJob random = randomJob(7);
   random.job.input = "one\ntwo @PJL three\nfour\n";
   const Comparison<RandomJob> same = [](const RandomJob& job, std::string&) {
@@ -125,15 +125,16 @@ TEST(Judge, MakesTheJobSmaller) {
   EXPECT_FALSE(small.delivery.pipe);
 }
 
-TEST(Judge, JobsAreTheSameForTheSameSeed) {
+TEST(ReferenceComparison, JobsAreTheSameForTheSameSeed) {
   EXPECT_EQ(describe(randomJob(5)), describe(randomJob(5)));
   EXPECT_NE(describe(randomJob(5)), describe(randomJob(6)));
   EXPECT_EQ(describe(randomReorderingJob(5)), describe(randomReorderingJob(5)));
   EXPECT_NE(describe(randomReorderingJob(5)), describe(randomReorderingJob(6)));
 }
 
-// Results typed by hand, so that judge and filter cannot be wrong together.
-TEST(Judge, ReordersPagesOfAShortJob) {
+// Results typed by hand, so that the reference implementation and the filter cannot be wrong
+// together.
+TEST(ReferenceComparison, ReordersPagesOfAShortJob) {
   const std::string first =
       "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
   const std::string second =
@@ -152,19 +153,19 @@ TEST(Judge, ReordersPagesOfAShortJob) {
                            blankUp + "%%Page: 2\n");
 }
 
-TEST(Judge, RepeatsThePageSizeAfterThePaperSource) {
-  JudgedJob job;
+TEST(ReferenceComparison, RepeatsThePageSizeAfterThePaperSource) {
+  JobParameters job;
   job.deviceUri = "usb:x";
   job.version = 0x102f;
   job.input =
       "@PJL JOB\n*PageSize A\nEndFeature\nInputSlot 1\nx cleartomark\nJobPatchFile\n1\n2\n"
       "InputSlot 2\r\ncleartomark y\n%%BeginProlog\nend";
   const std::string block = "x cleartomark\n[{\n*PageSize A\nEndFeature\n} stopped cleartomark\n";
-  EXPECT_EQ(judge(job).printed, "*PageSize A\nEndFeature\nInputSlot 1\n" + block +
-                                    "InputSlot 2\r\n" + block +
-                                    "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n"
-                                    "%%Quorvan Macintosh PPD File 1\n%%EndFeature\nend");
+  EXPECT_EQ(runReference(job).printed, "*PageSize A\nEndFeature\nInputSlot 1\n" + block +
+                                           "InputSlot 2\r\n" + block +
+                                           "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n"
+                                           "%%Quorvan Macintosh PPD File 1\n%%EndFeature\nend");
 }
 
 }  // namespace
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

@@ -1,9 +1,9 @@
-#include "tests/judge/job_maker.h"
+#include "tests/reference/job_maker.h"
 
 #include <array>
 #include <cstdio>
 
-namespace jobshaper::judge {
+namespace jobshaper::reference {
 namespace {
 
 constexpr std::string_view kTexts[] = {
@@ -34,7 +34,7 @@ constexpr std::string_view kTexts[] = {
 };
 constexpr std::size_t kTextCount = std::size(kTexts);
 
-// What stands around the texts: nothing that a rule looks for.
+// What is around the texts: nothing that a rule looks for.
 constexpr std::string_view kFillers[] = {
     "",
     " ",
@@ -86,31 +86,32 @@ enum Fragment : std::size_t {
 
 class Writer {
  public:
-  explicit Writer(Dice& dice) : dice_(dice) {}
+  explicit Writer(RandomGenerator& generator) : random_(generator) {}
 
   // A job in which only some kinds of fragments and texts occur, so that jobs differ in which
   // rules meet.
   std::string job(bool booklet) {
-    ending_ = dice_.below(std::size(kEndings) + 2);
-    for (std::size_t& weight : weights_) weight = dice_.below(3) * dice_.between(1, 4);
+    ending_ = random_.below(std::size(kEndings) + 2);
+    for (std::size_t& weight : weights_) weight = random_.below(3) * random_.between(1, 4);
     if (booklet) {
-      weights_[kPage] += dice_.below(30);
-      weights_[kFoldFeature] += dice_.below(4);
+      weights_[kPage] += random_.below(30);
+      weights_[kFoldFeature] += random_.below(4);
     }
-    if (!dice_.oneIn(16)) weights_[kRepeated] = 0;
-    if (!dice_.oneIn(8)) weights_[kLongRun] = 0;
+    if (!random_.oneIn(16)) weights_[kRepeated] = 0;
+    if (!random_.oneIn(8)) weights_[kLongRun] = 0;
     texts_.clear();
-    const std::size_t kinds = dice_.between(1, kTextCount);
-    for (std::size_t i = 0; i < kinds; ++i) texts_.push_back(dice_.from(kTexts));
-    zeros_ = dice_.oneIn(6);
+    const std::size_t kinds = random_.between(1, kTextCount);
+    for (std::size_t i = 0; i < kinds; ++i) texts_.push_back(random_.from(kTexts));
+    zeros_ = random_.oneIn(6);
 
-    if (dice_.oneIn(50)) largeBlock();
-    const std::size_t fragments = dice_.oneIn(5) ? dice_.below(120) : dice_.below(25);
+    if (random_.oneIn(50)) largeBlock();
+    const std::size_t fragments = random_.oneIn(5) ? random_.below(120) : random_.below(25);
     for (std::size_t i = 0; i < fragments; ++i) fragment(pick(), 0);
-    if (dice_.oneIn(300)) farApart();
-    if (dice_.oneIn(4)) damage();
+    if (random_.oneIn(300)) farApart();
+    if (random_.oneIn(4)) damage();
     // The last line, without its end.
-    if (dice_.oneIn(5)) add(dice_.oneIn(4) ? nearly(std::string(text())) : dice_.from(kTexts));
+    if (random_.oneIn(5))
+      add(random_.oneIn(4) ? nearly(std::string(text())) : random_.from(kTexts));
     return std::move(job_);
   }
 
@@ -119,7 +120,7 @@ class Writer {
     std::size_t sum = 0;
     for (const std::size_t weight : weights_) sum += weight;
     if (sum == 0) return kTextLine;
-    std::size_t rest = dice_.below(sum);
+    std::size_t rest = random_.below(sum);
     for (std::size_t kind = 0; kind < kFragments; ++kind) {
       if (rest < weights_[kind]) return kind;
       rest -= weights_[kind];
@@ -130,26 +131,26 @@ class Writer {
   void fragment(std::size_t kind, int depth) {
     switch (kind) {
       case kTextLine:
-        if (!dice_.oneIn(2)) filler();
+        if (!random_.oneIn(2)) filler();
         add(text());
-        if (!dice_.oneIn(3)) filler();
+        if (!random_.oneIn(3)) filler();
         end();
         break;
       case kNearTextLine:
-        if (dice_.oneIn(3)) filler();
+        if (random_.oneIn(3)) filler();
         add(nearly(std::string(text())));
         filler();
         end();
         break;
       case kTwoTexts:
-        for (std::size_t i = dice_.between(2, 4); i > 0; --i) {
-          if (dice_.oneIn(3)) filler();
-          add(dice_.oneIn(4) ? dice_.from(kTexts) : text());
+        for (std::size_t i = random_.between(2, 4); i > 0; --i) {
+          if (random_.oneIn(3)) filler();
+          add(random_.oneIn(4) ? random_.from(kTexts) : text());
         }
         end();
         break;
       case kPlainLine:
-        for (std::size_t i = dice_.below(5); i > 0; --i) filler();
+        for (std::size_t i = random_.below(5); i > 0; --i) filler();
         end();
         break;
       case kTextAtCut:
@@ -159,8 +160,8 @@ class Writer {
         longRun();
         break;
       case kBinary:
-        for (std::size_t i = dice_.below(dice_.oneIn(4) ? 3000 : 60); i > 0; --i) {
-          add(static_cast<char>(dice_.below(256)));
+        for (std::size_t i = random_.below(random_.oneIn(4) ? 3000 : 60); i > 0; --i) {
+          add(static_cast<char>(random_.below(256)));
         }
         end();
         break;
@@ -175,22 +176,22 @@ class Writer {
         break;
       case kFoldFeature:
         feature("QVBookletFold", "SaddleStitch",
-                dice_.oneIn(6) ? "statusdict /duplexer get" : "statusdict /duplexer get exec");
+                random_.oneIn(6) ? "statusdict /duplexer get" : "statusdict /duplexer get exec");
         break;
       case kPage:
         page();
         break;
       case kProlog:
         line("%%BeginProlog");
-        if (dice_.oneIn(2)) line("/cg_md 10 dict def");
+        if (random_.oneIn(2)) line("/cg_md 10 dict def");
         line("%%EndProlog");
-        line(dice_.oneIn(2) ? "%%BeginSetup" : "%%EndSetup");
+        line(random_.oneIn(2) ? "%%BeginSetup" : "%%EndSetup");
         break;
       case kRetainedCopies:
-        line("%RBINumCopies: " + std::to_string(dice_.below(12)));
+        line("%RBINumCopies: " + std::to_string(random_.below(12)));
         break;
       case kJobPjl:
-        line(dice_.oneIn(2) ? "\x1b%-12345X@PJL JOB" : "@PJL SET COPIES = 2");
+        line(random_.oneIn(2) ? "\x1b%-12345X@PJL JOB" : "@PJL SET COPIES = 2");
         break;
       case kRepeated:
         if (depth == 0) {
@@ -198,7 +199,7 @@ class Writer {
           fragment(pick(), 1);
           const std::string once = job_.substr(begin);
           const std::size_t most = once.size() > 300 ? 60 : 700;
-          for (std::size_t i = dice_.below(most); i > 0; --i) add(once);
+          for (std::size_t i = random_.below(most); i > 0; --i) add(once);
         }
         break;
     }
@@ -206,17 +207,17 @@ class Writer {
 
   void add(std::string_view bytes) {
     job_.append(bytes);
-    if (zeros_ && dice_.oneIn(25)) job_ += '\0';
+    if (zeros_ && random_.oneIn(25)) job_ += '\0';
   }
   void add(char c) { job_ += c; }
 
-  void filler() { add(dice_.from(kFillers)); }
-  std::string_view text() { return dice_.from(texts_); }
+  void filler() { add(random_.from(kFillers)); }
+  std::string_view text() { return random_.from(texts_); }
 
   // The line ending of the job, or any.
   void end() {
     const std::size_t kind =
-        ending_ < std::size(kEndings) && !dice_.oneIn(20) ? ending_ : dice_.below(17);
+        ending_ < std::size(kEndings) && !random_.oneIn(20) ? ending_ : random_.below(17);
     add(kind < std::size(kEndings) ? kEndings[kind] : "\n");
   }
 
@@ -227,9 +228,9 @@ class Writer {
 
   // One step away from the text, and now and then two.
   std::string nearly(std::string text) {
-    for (std::size_t steps = dice_.oneIn(5) ? 2 : 1; steps > 0 && !text.empty(); --steps) {
-      const std::size_t at = dice_.below(text.size());
-      switch (dice_.below(11)) {
+    for (std::size_t steps = random_.oneIn(5) ? 2 : 1; steps > 0 && !text.empty(); --steps) {
+      const std::size_t at = random_.below(text.size());
+      switch (random_.below(11)) {
         case 0:
           text.pop_back();
           break;
@@ -249,7 +250,7 @@ class Writer {
           text.insert(at, 1, '\0');
           break;
         case 6:
-          text.insert(at, dice_.from(kEndings));
+          text.insert(at, random_.from(kEndings));
           break;
         case 7:
           text.insert(0, 1, text[0]);
@@ -269,41 +270,41 @@ class Writer {
   }
 
   void run(std::size_t length) {
-    const char c = "x \x80%@"[dice_.below(5)];
+    const char c = "x \x80%@"[random_.below(5)];
     job_.append(length, c);
   }
 
-  // Text at, before, behind and across the place where an overlong line is cut.
+  // Text at, before, after and across the place where an overlong line is cut.
   void textAtCut() {
     std::string_view first = text();
-    const std::size_t cut = 1024 * (dice_.oneIn(4) ? dice_.between(1, 4) : 1);
+    const std::size_t cut = 1024 * (random_.oneIn(4) ? random_.between(1, 4) : 1);
     // The line begins where the last one ended, or the run is only nearly a line.
-    std::size_t length = cut - first.size() - 3 + dice_.below(first.size() + 7);
-    if (dice_.oneIn(4)) {
+    std::size_t length = cut - first.size() - 3 + random_.below(first.size() + 7);
+    if (random_.oneIn(4)) {
       add(text());
       length -= std::min(length, first.size());
     }
     run(length);
     add(first);
-    if (dice_.oneIn(2)) filler();
-    if (dice_.oneIn(4)) add(text());
+    if (random_.oneIn(2)) filler();
+    if (random_.oneIn(4)) add(text());
     end();
   }
 
   void longRun() {
-    switch (dice_.below(4)) {
+    switch (random_.below(4)) {
       case 0:
-        run(dice_.between(1019, 1028));
+        run(random_.between(1019, 1028));
         break;
       case 1:
-        run(dice_.between(2040, 2056));
+        run(random_.between(2040, 2056));
         break;
       case 2:
-        run(dice_.below(5000));
+        run(random_.below(5000));
         break;
       case 3:
-        for (std::size_t i = dice_.below(200); i > 0; --i) {
-          run(dice_.below(80));
+        for (std::size_t i = random_.below(200); i > 0; --i) {
+          run(random_.below(80));
           end();
         }
         break;
@@ -314,24 +315,24 @@ class Writer {
   // Much that no rule touches between two texts: they meet the ends of large reads.
   void farApart() {
     static constexpr std::size_t kSizes[] = {16384, 65536, 131072, 262144, 1048576};
-    const std::size_t size = dice_.from(kSizes);
+    const std::size_t size = random_.from(kSizes);
     const std::size_t target = size - std::min(size, job_.size() % size);
-    const std::size_t width = dice_.oneIn(3) ? 5000 : dice_.between(1, 300);
-    const std::size_t goal = job_.size() + target + dice_.below(41) - 20;
+    const std::size_t width = random_.oneIn(3) ? 5000 : random_.between(1, 300);
+    const std::size_t goal = job_.size() + target + random_.below(41) - 20;
     while (job_.size() + width + 2 < goal) {
       run(width);
       job_ += '\n';
     }
     if (job_.size() < goal) run(goal - job_.size());
-    if (dice_.oneIn(2)) job_ += '\n';
-    for (std::size_t i = dice_.below(4); i > 0; --i) fragment(pick(), 1);
+    if (random_.oneIn(2)) job_ += '\n';
+    for (std::size_t i = random_.below(4); i > 0; --i) fragment(pick(), 1);
   }
 
   // A byte, a line or a part of the job in the wrong place.
   void damage() {
-    for (std::size_t i = dice_.between(1, 4); i > 0 && !job_.empty(); --i) {
-      const std::size_t at = dice_.below(job_.size());
-      switch (dice_.below(6)) {
+    for (std::size_t i = random_.between(1, 4); i > 0 && !job_.empty(); --i) {
+      const std::size_t at = random_.below(job_.size());
+      switch (random_.below(6)) {
         case 0:
           job_.insert(at, 1, '\0');
           break;
@@ -342,29 +343,29 @@ class Writer {
           job_.resize(at);
           break;
         case 3:
-          job_[at] = static_cast<char>(dice_.below(256));
+          job_[at] = static_cast<char>(random_.below(256));
           break;
         case 4:
-          job_.insert(at, job_.substr(dice_.below(job_.size()), dice_.below(200)));
+          job_.insert(at, job_.substr(random_.below(job_.size()), random_.below(200)));
           break;
         case 5:
-          job_.insert(at, dice_.from(kEndings));
+          job_.insert(at, random_.from(kEndings));
           break;
       }
     }
   }
 
   void opening() {
-    if (dice_.oneIn(8)) return;
-    line(dice_.oneIn(3) ? "sfcl{" : "[{");
+    if (random_.oneIn(8)) return;
+    line(random_.oneIn(3) ? "sfcl{" : "[{");
   }
 
   void closing() {
     // The closing line stays in front of a repeated block, which then begins as it does.
     static constexpr std::string_view kStarts[] = {
         "%%BeginProlog", "%%Page: ", "%RBINumCopies: ", "@PJL ", "\x1b%-12345X"};
-    if (dice_.oneIn(10)) add(dice_.from(kStarts));
-    switch (dice_.below(8)) {
+    if (random_.oneIn(10)) add(random_.from(kStarts));
+    switch (random_.below(8)) {
       case 0:
         break;
       case 1:
@@ -385,24 +386,24 @@ class Writer {
     add(name);
     add(" ");
     line(choice);
-    for (std::size_t i = dice_.below(3); i > 0; --i) {
+    for (std::size_t i = random_.below(3); i > 0; --i) {
       line("<< /Setting 1 >> setpagedevice");
     }
-    if (dice_.oneIn(6)) fragment(kTextLine, 1);
+    if (random_.oneIn(6)) fragment(kTextLine, 1);
     if (!code.empty()) line(code);
-    if (!dice_.oneIn(10)) line("%%EndFeature");
+    if (!random_.oneIn(10)) line("%%EndFeature");
     closing();
   }
 
   void pageSizeFeature() {
     static constexpr std::string_view kNames[] = {"PageSize", "PageRegion", "CustomPageSize"};
-    feature(dice_.from(kNames), "Letter",
-            dice_.oneIn(2) ? "" : "<< /PageSize [612 792] /ImagingBBox null >> setpagedevice");
+    feature(random_.from(kNames), "Letter",
+            random_.oneIn(2) ? "" : "<< /PageSize [612 792] /ImagingBBox null >> setpagedevice");
   }
 
   void inputSlotFeature() {
-    feature("InputSlot", "Tray" + std::to_string(dice_.below(6)),
-            dice_.oneIn(3) ? "" : "<< /MediaPosition 1 >> setpagedevice");
+    feature("InputSlot", "Tray" + std::to_string(random_.below(6)),
+            random_.oneIn(3) ? "" : "<< /MediaPosition 1 >> setpagedevice");
   }
 
   // A page-size block about as large as what the output, or the rules, keep in memory, or larger,
@@ -410,21 +411,21 @@ class Writer {
   void largeBlock() {
     static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
     const std::size_t begin = job_.size();
-    const bool huge = dice_.oneIn(8);
-    std::size_t goal = begin + (huge ? 262144 : dice_.from(kSizes)) - 20 - dice_.below(90);
-    if (huge && dice_.oneIn(3)) goal += dice_.between(60000, 200000);
+    const bool huge = random_.oneIn(8);
+    std::size_t goal = begin + (huge ? 262144 : random_.from(kSizes)) - 20 - random_.below(90);
+    if (huge && random_.oneIn(3)) goal += random_.between(60000, 200000);
     line("%%BeginFeature: *PageSize Letter");
-    if (dice_.oneIn(3)) {
+    if (random_.oneIn(3)) {
       line("%%QVBookletFold");
       line("statusdict /duplexer get exec");
     }
-    const bool cutText = dice_.oneIn(2);
-    const std::size_t end = goal - (cutText ? 1024 + dice_.below(900) : 0);
+    const bool cutText = random_.oneIn(2);
+    const std::size_t end = goal - (cutText ? 1024 + random_.below(900) : 0);
     while (job_.size() + 100 < end) {
-      if (dice_.oneIn(huge ? 1500 : 20)) {
+      if (random_.oneIn(huge ? 1500 : 20)) {
         line(text());
       } else {
-        run(dice_.between(50, 98));
+        run(random_.between(50, 98));
         job_ += '\n';
       }
     }
@@ -432,15 +433,15 @@ class Writer {
     job_ += '\n';
     if (cutText) {
       // A text of the block that no line of it has.
-      const std::string_view whole = dice_.oneIn(2) ? "QVBookletFold" : text();
-      run(1024 - dice_.below(whole.size() + 1));
+      const std::string_view whole = random_.oneIn(2) ? "QVBookletFold" : text();
+      run(1024 - random_.below(whole.size() + 1));
       add(whole);
-      run(dice_.below(900));
+      run(random_.below(900));
       job_ += '\n';
     }
-    for (std::size_t i = dice_.below(4); i > 0; --i) fragment(kTextLine, 1);
-    if (!dice_.oneIn(8)) line("%%EndFeature");
-    for (std::size_t i = dice_.below(6); i > 0; --i) {
+    for (std::size_t i = random_.below(4); i > 0; --i) fragment(kTextLine, 1);
+    if (!random_.oneIn(8)) line("%%EndFeature");
+    for (std::size_t i = random_.below(6); i > 0; --i) {
       inputSlotFeature();
       fragment(kTextLine, 1);
     }
@@ -449,17 +450,17 @@ class Writer {
   void page() {
     ++page_;
     line("%%Page: " + std::to_string(page_) + " " + std::to_string(page_));
-    if (dice_.oneIn(2)) line("%%PageBoundingBox: 0 0 612 792");
-    for (std::size_t i = dice_.below(6); i > 0; --i) {
-      if (dice_.oneIn(10)) add(text());
+    if (random_.oneIn(2)) line("%%PageBoundingBox: 0 0 612 792");
+    for (std::size_t i = random_.below(6); i > 0; --i) {
+      if (random_.oneIn(10)) add(text());
       filler();
       add(std::to_string(i));
       end();
     }
-    if (dice_.oneIn(2)) line("showpage");
+    if (random_.oneIn(2)) line("showpage");
   }
 
-  Dice& dice_;
+  RandomGenerator& random_;
   std::string job_;
   std::size_t ending_ = 0;
   std::array<std::size_t, kFragments> weights_{};
@@ -521,7 +522,7 @@ constexpr std::string_view kLanguages[] = {
     "en",     "en_US", "en_US.UTF-8", "de_DE",    "fr_FR.UTF-8", "de", "en_GB.UTF-8",
     ".UTF-8", "",      "C",           "de_DE.x.y"};
 
-// By folder: what the page of that language holds. de is there and empty.
+// By directory: what the page of that language holds. de is there and empty.
 const std::map<std::string, std::string>& installedPages() {
   static const std::map<std::string, std::string> pages{
       {"en", "%!PS\n(turn the stack) show\nshowpage\n"},
@@ -542,67 +543,67 @@ constexpr char kCollateName[] = "com.apple.print.PrintSettings.PMCopyCollate..b.
 
 class OptionMaker {
  public:
-  OptionMaker(Dice& dice, JudgedJob& job) : dice_(dice), job_(job) {}
+  OptionMaker(RandomGenerator& generator, JobParameters& job) : random_(generator), job_(job) {}
 
   void choose() {
-    if (!dice_.oneIn(20))
-      job_.version = dice_.from(kVersions);
+    if (!random_.oneIn(20))
+      job_.version = random_.from(kVersions);
     else
       job_.version.reset();
     job_.deviceUri = "socket://printer";
-    if (dice_.oneIn(6)) {
-      job_.deviceUri = std::string(dice_.from(kDevices));
-      if (dice_.oneIn(12)) job_.deviceUri.reset();
+    if (random_.oneIn(6)) {
+      job_.deviceUri = std::string(random_.from(kDevices));
+      if (random_.oneIn(12)) job_.deviceUri.reset();
     }
-    job_.capture = dice_.oneIn(3);
-    if (dice_.oneIn(2)) set("PrintTo", kRetention);
-    if (dice_.oneIn(2)) set(kCopiesName, kCopyCounts);
-    if (dice_.oneIn(3)) {
+    job_.capture = random_.oneIn(3);
+    if (random_.oneIn(2)) set("PrintTo", kRetention);
+    if (random_.oneIn(2)) set(kCopiesName, kCopyCounts);
+    if (random_.oneIn(3)) {
       // A poster needs three things at once.
       set("QVPosterEnablePS", kSwitches);
-      if (!dice_.oneIn(8)) set(kCollateName, kSwitches);
-      if (dice_.oneIn(8)) job_.options.erase("QVPosterEnablePS");
+      if (!random_.oneIn(8)) set(kCollateName, kSwitches);
+      if (random_.oneIn(8)) job_.options.erase("QVPosterEnablePS");
     }
-    if (dice_.oneIn(2)) {
+    if (random_.oneIn(2)) {
       booklet();
     }
-    if (dice_.oneIn(16)) set("QVUnknown", kSwitches);
+    if (random_.oneIn(16)) set("QVUnknown", kSwitches);
   }
 
  private:
   template <typename Values>
   void set(const char* name, const Values& values) {
-    job_.options[name] = std::string(dice_.from(values));
+    job_.options[name] = std::string(random_.from(values));
   }
 
   void booklet() {
     set("QVBookletFold", kFolds);
-    job_.manualPpd = dice_.oneIn(3);
-    job_.copiesArgument = std::string(dice_.from(kCopyArguments));
-    if (dice_.oneIn(2)) job_.options.erase("PrintTo");
-    if (!dice_.oneIn(4)) set("QVBookletCoverPage", kSwitches);
+    job_.manualPpd = random_.oneIn(3);
+    job_.copiesArgument = std::string(random_.from(kCopyArguments));
+    if (random_.oneIn(2)) job_.options.erase("PrintTo");
+    if (!random_.oneIn(4)) set("QVBookletCoverPage", kSwitches);
     for (const char* name :
          {"QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideBackCover", "QVInsideFrontCover"}) {
-      if (dice_.oneIn(2)) set(name, kCoverSwitches);
+      if (random_.oneIn(2)) set(name, kCoverSwitches);
     }
-    if (!dice_.oneIn(4)) set("QVBookletCoverSource", kCoverSources);
-    if (!dice_.oneIn(3)) set("QVBookletCoverType", kCoverTypes);
-    if (!dice_.oneIn(8)) job_.pageCountFile = std::string(dice_.from(kPageCounts));
-    if (!dice_.oneIn(8)) job_.language = std::string(dice_.from(kLanguages));
+    if (!random_.oneIn(4)) set("QVBookletCoverSource", kCoverSources);
+    if (!random_.oneIn(3)) set("QVBookletCoverType", kCoverTypes);
+    if (!random_.oneIn(8)) job_.pageCountFile = std::string(random_.from(kPageCounts));
+    if (!random_.oneIn(8)) job_.language = std::string(random_.from(kLanguages));
     job_.instructionPages = installedPages();
   }
 
-  Dice& dice_;
-  JudgedJob& job_;
+  RandomGenerator& random_;
+  JobParameters& job_;
 };
 
-Delivery randomDelivery(Dice& dice) {
+Delivery randomDelivery(RandomGenerator& generator) {
   static constexpr std::size_t kLargestReads[] = {0, 1, 3, 64, 1023, 1024, 1500, 4096, 40000};
   Delivery delivery;
-  delivery.pipe = dice.oneIn(2);
-  delivery.largestRead = dice.from(kLargestReads);
-  delivery.seed = dice.next();
-  delivery.byPiece = dice.oneIn(4);
+  delivery.pipe = generator.oneIn(2);
+  delivery.largestRead = generator.from(kLargestReads);
+  delivery.seed = generator.next();
+  delivery.byPiece = generator.oneIn(4);
   return delivery;
 }
 
@@ -640,13 +641,13 @@ class Choices {
   std::size_t at_ = 0;
 };
 
-std::string_view behindChoices(std::string_view bytes) {
+std::string_view afterChoices(std::string_view bytes) {
   return bytes.size() > kChoiceBytes ? bytes.substr(kChoiceBytes) : std::string_view();
 }
 
 }  // namespace
 
-std::uint64_t Dice::next() {
+std::uint64_t RandomGenerator::next() {
   state_ += 0x9E3779B97F4A7C15;
   std::uint64_t z = state_;
   z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
@@ -655,32 +656,32 @@ std::uint64_t Dice::next() {
 }
 
 RandomJob randomJob(std::uint64_t seed) {
-  Dice dice(seed);
+  RandomGenerator generator(seed);
   RandomJob random;
   random.seed = seed;
-  OptionMaker(dice, random.job).choose();
-  random.job.input = Writer(dice).job(random.job.options.count("QVBookletFold") != 0);
-  random.delivery = randomDelivery(dice);
+  OptionMaker(generator, random.job).choose();
+  random.job.input = Writer(generator).job(random.job.options.count("QVBookletFold") != 0);
+  random.delivery = randomDelivery(generator);
   return random;
 }
 
 ReorderingJob randomReorderingJob(std::uint64_t seed) {
-  Dice dice(seed);
+  RandomGenerator generator(seed);
   ReorderingJob random;
   random.seed = seed;
   static constexpr std::string_view kOrientations[] = {"Up", "Down", "up", ""};
-  if (!dice.oneIn(3)) random.orientation = std::string(dice.from(kOrientations));
-  random.onlyInside = dice.oneIn(2);
-  random.version = dice.from(kVersions);
-  random.input = Writer(dice).job(true);
-  random.delivery = randomDelivery(dice);
+  if (!generator.oneIn(3)) random.orientation = std::string(generator.from(kOrientations));
+  random.onlyInside = generator.oneIn(2);
+  random.version = generator.from(kVersions);
+  random.input = Writer(generator).job(true);
+  random.delivery = randomDelivery(generator);
   return random;
 }
 
 RandomJob jobFromBytes(std::string_view bytes) {
   Choices choices(bytes);
   RandomJob random;
-  JudgedJob& job = random.job;
+  JobParameters& job = random.job;
   const auto option = [&job](const char* name, const std::optional<std::string>& value) {
     if (value) job.options[name] = *value;
   };
@@ -712,7 +713,7 @@ RandomJob jobFromBytes(std::string_view bytes) {
   job.copiesArgument = choices.from(kCopyArguments).value_or("1");
   random.delivery.largestRead = choices.next() * 16;
   job.instructionPages = installedPages();
-  job.input = std::string(behindChoices(bytes));
+  job.input = std::string(afterChoices(bytes));
   return random;
 }
 
@@ -726,7 +727,7 @@ ReorderingJob reorderingJobFromBytes(std::string_view bytes) {
   random.delivery.seed = flags >> 4;
   random.version = kVersions[choices.next() % std::size(kVersions)];
   random.delivery.largestRead = choices.next() * 16;
-  random.input = std::string(behindChoices(bytes));
+  random.input = std::string(afterChoices(bytes));
   return random;
 }
 
@@ -768,7 +769,7 @@ std::string literal(std::string_view bytes) {
 }
 
 std::string describe(const RandomJob& random) {
-  const JudgedJob& job = random.job;
+  const JobParameters& job = random.job;
   std::string result = "seed " + std::to_string(random.seed) + "\n";
   appendSetting(result, "version", job.version ? hexadecimal(*job.version) : "failed");
   appendSetting(result, "DEVICE_URI", job.deviceUri ? literal(*job.deviceUri) : "unset");
@@ -793,4 +794,4 @@ std::string describe(const ReorderingJob& random) {
          literal(random.input) + "\n";
 }
 
-}  // namespace jobshaper::judge
+}  // namespace jobshaper::reference

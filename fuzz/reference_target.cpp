@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "fuzz/support.h"
-#include "tests/judge/comparison.h"
+#include "tests/reference/comparison.h"
 
 using namespace jobshaper;
 using namespace jobshaper::fuzz;
@@ -16,9 +16,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   const bool reordering = input.setting() & 1;
   std::string report;
-  const bool same = reordering
-                        ? judge::sameAsJudge(judge::reorderingJobFromBytes(input.rest()), report)
-                        : judge::sameAsJudge(judge::jobFromBytes(input.rest()), report);
+  const bool same =
+      reordering
+          ? reference::matchesReference(reference::reorderingJobFromBytes(input.rest()), report)
+          : reference::matchesReference(reference::jobFromBytes(input.rest()), report);
   if (!same) std::fputs(report.c_str(), stderr);
   FUZZ_CHECK(same);
   return 0;
