@@ -6,8 +6,8 @@
 
 #include "fuzz/support.h"
 #include "pjl/pjl_creation.h"
-#include "platform/text_encoding.h"
 #include "settings/argument_store.h"
+#include "settings/strings.h"
 
 using namespace jobshaper;
 using namespace jobshaper::fuzz;

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "diag/log.h"
-#include "platform/text_encoding.h"
+#include "settings/strings.h"
 
 namespace jobshaper {
 

@@ -10,8 +10,8 @@
 #include "diag/log.h"
 #include "platform/cancellation.h"
 #include "platform/files.h"
+#include "settings/numbers.h"
 #include "settings/option_names.h"
-#include "settings/strings.h"
 
 namespace jobshaper {
 

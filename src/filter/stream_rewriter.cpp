@@ -7,8 +7,8 @@
 #include "platform/cancellation.h"
 #include "platform/piece_reader.h"
 #include "platform/system.h"
-#include "platform/text_encoding.h"
 #include "settings/option_names.h"
+#include "settings/strings.h"
 
 namespace jobshaper {
 

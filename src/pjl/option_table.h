@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/text_encoding.h"
+#include "settings/strings.h"
 
 namespace jobshaper {
 

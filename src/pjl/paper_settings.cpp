@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "settings/strings.h"
+#include "settings/numbers.h"
 
 namespace jobshaper {
 

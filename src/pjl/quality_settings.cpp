@@ -1,8 +1,8 @@
 // Print settings: copies, collation and orientation, toner, color, image quality and resolution.
 #include "pjl/pjl_creation.h"
 
+#include "settings/numbers.h"
 #include "settings/option_names.h"
-#include "settings/strings.h"
 
 namespace jobshaper {
 

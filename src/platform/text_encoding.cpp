@@ -1,7 +1,5 @@
 #include "platform/text_encoding.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -124,11 +122,6 @@ bool isValidUtf8(std::string_view bytes) {
     if (character < smallest || surrogate || character > 0x10FFFF) return false;
   }
   return true;
-}
-
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  // The process never leaves the C locale, so strncasecmp knows ASCII letters only.
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 }  // namespace jobshaper

@@ -21,7 +21,4 @@ std::optional<std::string> macRomanFromUtf8(std::string_view text);
 // U+10FFFF.
 bool isValidUtf8(std::string_view bytes);
 
-// Ignores the case of ASCII letters only; other bytes must be equal, in every locale.
-bool equalsIgnoringCase(std::string_view a, std::string_view b);
-
 }  // namespace jobshaper

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "diag/log.h"
-#include "platform/text_encoding.h"
+#include "settings/strings.h"
 
 namespace jobshaper {
 

@@ -1,4 +1,5 @@
 #include "settings/strings.h"
+#include "settings/numbers.h"
 
 #include <gtest/gtest.h>
 
@@ -170,6 +171,15 @@ TEST(ReplaceString, ReplacesEveryOccurrenceFromTheLeft) {
   EXPECT_EQ(replaceString("none", "-", "+"), "none");
   EXPECT_EQ(replaceString("", "-", "+"), "");
   EXPECT_EQ(replaceString("text", "", "+"), "text");
+}
+
+TEST(LetterCase, IsIgnoredForAsciiLettersOnly) {
+  EXPECT_TRUE(equalsIgnoringCase("TrUe", "true"));
+  EXPECT_TRUE(equalsIgnoringCase("", ""));
+  EXPECT_FALSE(equalsIgnoringCase("true ", "true"));
+  EXPECT_FALSE(equalsIgnoringCase("tru", "true"));
+  EXPECT_FALSE(equalsIgnoringCase("[", "{"));        // 32 apart, like the two cases of a letter
+  EXPECT_FALSE(equalsIgnoringCase("\x80", "\x8a"));  // A and a with dieresis
 }
 
 }  // namespace

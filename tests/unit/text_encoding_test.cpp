@@ -45,14 +45,5 @@ TEST(Utf8, IsCheckedByteForByte) {
   }
 }
 
-TEST(LetterCase, IsIgnoredForAsciiLettersOnly) {
-  EXPECT_TRUE(equalsIgnoringCase("TrUe", "true"));
-  EXPECT_TRUE(equalsIgnoringCase("", ""));
-  EXPECT_FALSE(equalsIgnoringCase("true ", "true"));
-  EXPECT_FALSE(equalsIgnoringCase("tru", "true"));
-  EXPECT_FALSE(equalsIgnoringCase("[", "{"));        // 32 apart, like the two cases of a letter
-  EXPECT_FALSE(equalsIgnoringCase("\x80", "\x8a"));  // A and a with dieresis
-}
-
 }  // namespace
 }  // namespace jobshaper
