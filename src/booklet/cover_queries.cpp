@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "diag/log.h"
+#include "settings/option_names.h"
 #include "settings/strings.h"
 
 namespace jobshaper {
@@ -41,13 +42,13 @@ bool isFalse(Value face) { return equalsIgnoringCase(face.value_or("False"), "fa
 // dialog writes, means that a face is printed.
 bool isOnlyPrintInside(const argumentStore& jobOptions) {
   const TraceScope trace("isOnlyPrintInside");
-  if (!equalsIgnoringCase(jobOptions.getValue("QVBookletCoverPage").value_or(""), "true")) {
+  if (!equalsIgnoringCase(jobOptions.getValue("QVBookletCoverPage"_option).value_or(""), "true")) {
     return false;
   }
-  const Value outsideFront = jobOptions.getValue("QVOutsideFrontCover");
-  const Value outsideBack = jobOptions.getValue("QVOutsideBackCover");
-  const Value insideBack = jobOptions.getValue("QVInsideBackCover");
-  const Value insideFront = jobOptions.getValue("QVInsideFrontCover");
+  const Value outsideFront = jobOptions.getValue("QVOutsideFrontCover"_option);
+  const Value outsideBack = jobOptions.getValue("QVOutsideBackCover"_option);
+  const Value insideBack = jobOptions.getValue("QVInsideBackCover"_option);
+  const Value insideFront = jobOptions.getValue("QVInsideFrontCover"_option);
   if (isFalse(outsideFront) && isFalse(outsideBack) && isFalse(insideBack) &&
       isFalse(insideFront)) {
     return false;

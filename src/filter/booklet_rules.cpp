@@ -97,7 +97,7 @@ bool openReorderedJob(JobState& job) {
 }
 
 std::int32_t halfOfPageCount(const JobState& job) {
-  const auto path = job.jobOptions.getValue("QVBookletPageCountFilename");
+  const auto path = job.jobOptions.getValue("QVBookletPageCountFilename"_option);
   if (!path) return 0;
   const Descriptor file = openRegularFile(std::string(*path));
   if (!file.valid()) return 0;
@@ -178,12 +178,13 @@ void BookletRules::writeInstructionPage() {
 }
 
 void BookletRules::noteCoverSheet() {
-  if (const auto source = job_.jobOptions.getValue("QVBookletCoverSource")) {
+  if (const auto source = job_.jobOptions.getValue("QVBookletCoverSource"_option)) {
     setBookletSource(*source, coverSource_);
   } else {
     coverSource_ = kCoverPrintersChoice;
   }
-  coverMediaType_ = mediaName(job_.jobOptions.getValue("QVBookletCoverType"), coverMediaType_);
+  coverMediaType_ =
+      mediaName(job_.jobOptions.getValue("QVBookletCoverType"_option), coverMediaType_);
 }
 
 // Tray and media of the cover must be requested at the page for which the printer feeds that sheet.

@@ -16,13 +16,14 @@
 #include "platform/cancellation.h"
 #include "platform/descriptor.h"
 #include "platform/piece_reader.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
 namespace {
 
 void takeRetentionMode(JobState& job) {
-  if (const auto mode = job.jobOptions.getValue("PrintTo")) job.printTo = *mode;
+  if (const auto mode = job.jobOptions.getValue("PrintTo"_option)) job.printTo = *mode;
 }
 
 void rewriteStream(const JobState& job, JobOutput& output, std::size_t inputBlock) {

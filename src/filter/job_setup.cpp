@@ -8,6 +8,7 @@
 
 #include "diag/log.h"
 #include "platform/files.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
@@ -67,7 +68,7 @@ void logArguments(int argc, char* const argv[]) {
 void addGenericDriverOption(JobState& job) {
   bool isColor = false;
   if (initPPDValues(job.ppdValues) && isQvnGenericDriver(isColor, job.ppdValues)) {
-    job.jobOptions.addOption("QVGeneric", isColor ? "Color" : "Mono");
+    job.jobOptions.addOption("QVGeneric"_option, isColor ? "Color" : "Mono");
   }
 }
 

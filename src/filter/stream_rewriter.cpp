@@ -35,7 +35,7 @@ bool isTrue(std::optional<std::string_view> value) {
 StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
     : job_(job), output_(output), pageSizeBlock_(job.tempDirectory), booklet_(job, output) {
   posterCollate_ = version <= kLastVersionWithoutPosterCollate &&
-                   isTrue(job.jobOptions.getValue("QVPosterEnablePS")) &&
+                   isTrue(job.jobOptions.getValue("QVPosterEnablePS"_option)) &&
                    isTrue(job.jobOptions.getValue(kCollateOption));
   retained_ = job.printTo && std::find(std::begin(kRetentionModes), std::end(kRetentionModes),
                                        *job.printTo) != std::end(kRetentionModes);

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "settings/numbers.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
@@ -141,18 +142,19 @@ std::string inches(std::string_view points) {
 // of its own, the source of the other pages is used, and only if it is different. Otherwise the
 // order of precedence is AP_D_InputSlot, InputSlot, and the print dialog's primary feed.
 std::optional<std::string_view> chosenSlot(const argumentStore& options) {
-  const auto slot = options.getValue("InputSlot");
-  if (const auto firstPage = options.getValue("AP_FIRSTPAGE_InputSlot")) {
+  const auto slot = options.getValue("InputSlot"_option);
+  if (const auto firstPage = options.getValue("AP_FIRSTPAGE_InputSlot"_option)) {
     return slot == firstPage ? std::nullopt : slot;
   }
-  if (const auto preset = options.getValue("AP_D_InputSlot")) return preset;
-  return slot ? slot : options.getValue("com.apple.print.PrintSettings.PMPrimaryPaperFeed..a.1");
+  if (const auto preset = options.getValue("AP_D_InputSlot"_option)) return preset;
+  return slot ? slot
+              : options.getValue("com.apple.print.PrintSettings.PMPrimaryPaperFeed..a.1"_option);
 }
 
 }  // namespace
 
 void pjlCreation::setPaperSize() {
-  const Value media = requested("media");
+  const Value media = requested("media"_option);
   if (media && !appendRow(kPaperSizeRows, *media)) setCustomPaper(customSize(*media));
 }
 
@@ -169,7 +171,7 @@ void pjlCreation::setCustomPaper(std::optional<std::string_view> size) {
 }
 
 void pjlCreation::setMediaType() {
-  const Value type = requested("MediaType");
+  const Value type = requested("MediaType"_option);
   if (type && !appendRow(kMediaTypeRows, *type)) {
     appendJoined({"@PJL SET MEDIATYPE = \"", *type, "\"\n"});
   }
@@ -183,14 +185,14 @@ void pjlCreation::setPaperSource() {
   }
 }
 
-void pjlCreation::setOutputBin() { appendFromTable("OutputBin", kOutputBinRows); }
+void pjlCreation::setOutputBin() { appendFromTable("OutputBin"_option, kOutputBinRows); }
 
-void pjlCreation::setSeparatorPage() { appendFromTable("SepPages", kSeparatorPageRows); }
+void pjlCreation::setSeparatorPage() { appendFromTable("SepPages"_option, kSeparatorPageRows); }
 
 void pjlCreation::setSeparatorSource() {
-  appendFromTable("SepSource", "@PJL SET QSEPARATORSOURCE = ", kTrayRows);
+  appendFromTable("SepSource"_option, "@PJL SET QSEPARATORSOURCE = ", kTrayRows);
 }
 
-void pjlCreation::setOffsetPage() { appendFromTable("Offset", kOffsetRows); }
+void pjlCreation::setOffsetPage() { appendFromTable("Offset"_option, kOffsetRows); }
 
 }  // namespace jobshaper

@@ -41,9 +41,9 @@ struct AccountingRow {
 };
 
 constexpr AccountingRow kAccountingRows[] = {
-    {"JAUSERID",  "@PJL SET QJOBCREDUSERNAME = \""},
-    {"JAACCTNUM", "@PJL SET QJOBCREDACCOUNTID = \""},
-    {"JADEPTNUM", "@PJL SET QJOBCREDDEPTID = \""},
+    {"JAUSERID"_option,  "@PJL SET QJOBCREDUSERNAME = \""},
+    {"JAACCTNUM"_option, "@PJL SET QJOBCREDACCOUNTID = \""},
+    {"JADEPTNUM"_option, "@PJL SET QJOBCREDDEPTID = \""},
 };
 // clang-format on
 
@@ -69,14 +69,14 @@ void pjlCreation::initFromArgsStore(const argumentStore& argsStore, std::string_
   appendSmallFontEnhancer();
   appendSingleCopy();
   appendJobRetention();
-  if (argsStore.getValue("JAUSERID")) addJobAcctgLines(argsStore);
+  if (argsStore.getValue("JAUSERID"_option)) addJobAcctgLines(argsStore);
   addQvnGenericDrvCommands(argsStore, jobName);
   for (const Setter setter : settings) (this->*setter)();
   append("@PJL ENTER LANGUAGE = POSTSCRIPT\n");
 }
 
 void pjlCreation::appendJobIdentity(std::string_view userID, std::string_view jobName) {
-  const std::string_view userName = ticketData_->getValue("JRUSERNAME").value_or(userID);
+  const std::string_view userName = ticketData_->getValue("JRUSERNAME"_option).value_or(userID);
   appendJoined({kUniversalExitLanguage, "@PJL JOB\n"});
   append("@PJL COMMENT Quorvan Macintosh driver\n");
   append("@PJL SET STRINGCODESET = UTF8\n");
@@ -85,13 +85,13 @@ void pjlCreation::appendJobIdentity(std::string_view userID, std::string_view jo
   appendJoined({"@PJL SET USERNAME = \"", userName, "\"\n"});
 }
 
-void pjlCreation::appendBlankPages() { appendFromTable("QvnBlankPage", kBlankPageRows); }
+void pjlCreation::appendBlankPages() { appendFromTable("QvnBlankPage"_option, kBlankPageRows); }
 
 // Two generations of drivers have different names for the setting. If both options are given, the
 // first wins, even with an unknown value. "PrinterS" is not in the table, so it sends nothing.
 void pjlCreation::appendSmallFontEnhancer() {
-  Value value = ticketData_->getValue("QvnDoubleStomp");
-  if (!value) value = ticketData_->getValue("QvnPixelBoost");
+  Value value = ticketData_->getValue("QvnDoubleStomp"_option);
+  if (!value) value = ticketData_->getValue("QvnPixelBoost"_option);
   if (value) appendRow(kSmallFontRows, *value);
 }
 
@@ -103,11 +103,11 @@ void pjlCreation::appendSingleCopy() {
 }
 
 void pjlCreation::appendJobRetention() {
-  const Value mode = ticketData_->getValue("PrintTo");
+  const Value mode = ticketData_->getValue("PrintTo"_option);
   if (!mode || *mode == "JRPrinter") return;  // print now
   appendRow(kHoldRows, *mode);
   if (*mode == "JRConf") {
-    const std::string_view key = ticketData_->getValue("JRHOLDKEY").value_or("(null)");
+    const std::string_view key = ticketData_->getValue("JRHOLDKEY"_option).value_or("(null)");
     appendJoined({"@PJL SET HOLDKEY = \"", key, "\"\n"});
   }
   setDuplicateHeldJobs();  // for an unknown mode too
@@ -123,7 +123,7 @@ void pjlCreation::addJobAcctgLines(const argumentStore& argsStore) {
 
 void pjlCreation::addQvnGenericDrvCommands(const argumentStore& argsStore,
                                            std::string_view /*jobName*/) {
-  const Value model = argsStore.getValue("QVGeneric");
+  const Value model = argsStore.getValue("QVGeneric"_option);
   if (!model) return;
   const bool color = *model == "Color";
   // The two blanks before "=" are intentional: this is what the printers have always received.

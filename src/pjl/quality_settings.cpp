@@ -107,7 +107,8 @@ constexpr OptionRow kResolutionRows[] = {
 static_assert(findRow(kResolutionRows, "4800CQ")->sent == findRow(kResolutionRows, "1200IQ")->sent);
 // clang-format on
 
-constexpr std::string_view kOrientationOption = "com.apple.print.PrintSettings.PMOrientation..n.";
+constexpr std::string_view kOrientationOption =
+    "com.apple.print.PrintSettings.PMOrientation..n."_option;
 
 }  // namespace
 
@@ -120,64 +121,73 @@ void pjlCreation::setCopies() {
 void pjlCreation::setRotatePaper() { appendFromTable(kOrientationOption, kRotatePaperRows); }
 
 void pjlCreation::setTonerDarkness() {
-  const Value darkness = requested("TonerDarkness");
+  const Value darkness = requested("TonerDarkness"_option);
   if (darkness && !appendRow(kTonerDarknessRows, *darkness)) {
     appendJoined({"@PJL SET DENSITY = ", *darkness, "\n"});
   }
 }
 
-void pjlCreation::setPictureGrade() { appendFromTable("PictureGrade", kPictureGradeRows); }
+void pjlCreation::setPictureGrade() { appendFromTable("PictureGrade"_option, kPictureGradeRows); }
 
-void pjlCreation::setCyan() { appendPassedOn("CyanBalance", "@PJL SET QCOLORBALANCECYAN = "); }
+void pjlCreation::setCyan() {
+  appendPassedOn("CyanBalance"_option, "@PJL SET QCOLORBALANCECYAN = ");
+}
 
 void pjlCreation::setMagenta() {
-  appendPassedOn("MagentaBalance", "@PJL SET QCOLORBALANCEMAGENTA = ");
+  appendPassedOn("MagentaBalance"_option, "@PJL SET QCOLORBALANCEMAGENTA = ");
 }
 
 void pjlCreation::setYellow() {
-  appendPassedOn("YellowBalance", "@PJL SET QCOLORBALANCEYELLOW = ");
+  appendPassedOn("YellowBalance"_option, "@PJL SET QCOLORBALANCEYELLOW = ");
 }
 
-void pjlCreation::setBlack() { appendPassedOn("BlackBalance", "@PJL SET QCOLORBALANCEBLACK = "); }
+void pjlCreation::setBlack() {
+  appendPassedOn("BlackBalance"_option, "@PJL SET QCOLORBALANCEBLACK = ");
+}
 
 void pjlCreation::setColorCorrection() {
-  appendFromTable("MediaColor", kManualCorrectionRows);
-  appendFromTable("MediaColor", kCorrectionRows);
+  appendFromTable("MediaColor"_option, kManualCorrectionRows);
+  appendFromTable("MediaColor"_option, kCorrectionRows);
 }
 
-void pjlCreation::setGrayCorrection() { appendFromTable("GrayCorrection", kCorrectionRows); }
+void pjlCreation::setGrayCorrection() { appendFromTable("GrayCorrection"_option, kCorrectionRows); }
 
 void pjlCreation::setManualRGBImage() {
-  appendFromTable("ManualRGBImage", "@PJL SET QMANUALCOLORRGBIMAGE = ", kManualRGBRows);
+  appendFromTable("ManualRGBImage"_option, "@PJL SET QMANUALCOLORRGBIMAGE = ", kManualRGBRows);
 }
 
 void pjlCreation::setManualRGBText() {
-  appendFromTable("ManualRGBText", "@PJL SET QMANUALCOLORRGBTEXT = ", kManualRGBRows);
+  appendFromTable("ManualRGBText"_option, "@PJL SET QMANUALCOLORRGBTEXT = ", kManualRGBRows);
 }
 
 void pjlCreation::setManualRGBGraphics() {
-  appendFromTable("ManualRGBGraphics", "@PJL SET QMANUALCOLORRGBGRAPHICS = ", kManualRGBRows);
+  appendFromTable("ManualRGBGraphics"_option,
+                  "@PJL SET QMANUALCOLORRGBGRAPHICS = ", kManualRGBRows);
 }
 
-void pjlCreation::setManualCMYK() { appendFromTable("ManualCMYK", kManualCMYKRows); }
+void pjlCreation::setManualCMYK() { appendFromTable("ManualCMYK"_option, kManualCMYKRows); }
 
-void pjlCreation::setColorSaver() { appendFromTable("ColorSaver", kColorSaverRows); }
+void pjlCreation::setColorSaver() { appendFromTable("ColorSaver"_option, kColorSaverRows); }
 
-void pjlCreation::setBlackAndWhite() { appendFromTable("BLW", kBlackAndWhiteRows); }
+void pjlCreation::setBlackAndWhite() { appendFromTable("BLW"_option, kBlackAndWhiteRows); }
 
 void pjlCreation::setBrightness() {
-  appendPassedOn("QvnBrightness", "@PJL SET QIMAGEBRIGHTNESS = ");
+  appendPassedOn("QvnBrightness"_option, "@PJL SET QIMAGEBRIGHTNESS = ");
 }
 
-void pjlCreation::setContrast() { appendPassedOn("QvnContrast", "@PJL SET QIMAGECONTRAST = "); }
+void pjlCreation::setContrast() {
+  appendPassedOn("QvnContrast"_option, "@PJL SET QIMAGECONTRAST = ");
+}
 
 void pjlCreation::setSaturation() {
-  appendPassedOn("QvnSaturation", "@PJL SET QIMAGESATURATION = ");
+  appendPassedOn("QvnSaturation"_option, "@PJL SET QIMAGESATURATION = ");
 }
 
-void pjlCreation::setImageSmoothing() { appendFromTable("ImageSmoothing", kImageSmoothingRows); }
+void pjlCreation::setImageSmoothing() {
+  appendFromTable("ImageSmoothing"_option, kImageSmoothingRows);
+}
 
-void pjlCreation::setLineDetail() { appendFromTable("QvnLineDetail", kLineDetailRows); }
+void pjlCreation::setLineDetail() { appendFromTable("QvnLineDetail"_option, kLineDetailRows); }
 
 void pjlCreation::setCollation() {
   if (const Value collate = ticketData_->getValue(kCollateOption)) {
@@ -185,6 +195,6 @@ void pjlCreation::setCollation() {
   }
 }
 
-void pjlCreation::setResolution() { appendFromTable("Resolution", kResolutionRows); }
+void pjlCreation::setResolution() { appendFromTable("Resolution"_option, kResolutionRows); }
 
 }  // namespace jobshaper
