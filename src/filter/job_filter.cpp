@@ -32,8 +32,10 @@ void rewriteStream(const JobState& job, JobOutput& output, std::size_t inputBloc
   while (const auto block = input.next()) {
     const bool goesOn = rewriter.handleAll(block->pieces);
     output.flush(*block);  // the next read may block, and overwrites this block
-    if (!goesOn) break;
+    rewriter.reportPages();
+    if (!goesOn) return;
   }
+  rewriter.finish();
 }
 
 // A separate function so that the output is destroyed, and the captures written, before runJob()

@@ -20,7 +20,9 @@ inline constexpr char kFilterVersion[] = "3.9";
 // What is added to a run by those who start the filter for a queue. Nothing for `jobshaper`.
 struct JobAdditions {
   std::vector<pjlCreation::Setter> settings;  // their lines end the header, in this order
-  std::string jobName;  // for the JOBNAME line
+  std::string jobName;                        // for the JOBNAME line
+  bool countPages = false;                    // tell CUPS of each page on standard error
+  bool wholeSheets = false;  // a copy ends with its last sheet, whose blank back counts
 };
 
 struct JobState {

@@ -39,6 +39,7 @@ StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
                    isTrue(job.jobOptions.getValue(kCollateOption));
   retained_ = job.printTo && std::find(std::begin(kRetentionModes), std::end(kRetentionModes),
                                        *job.printTo) != std::end(kRetentionModes);
+  if (job.additions.countPages) pages_.emplace(job);
   LogInfoBody("main", __LINE__, "Initialized begin and end markers.");
 }
 
@@ -61,6 +62,10 @@ std::optional<TriggerSet> StreamRewriter::wantedTriggers() const {
   if (retained_) wanted |= triggerSet(triggers::kRetainedCopies);
   if (posterCollate_) wanted |= triggerSet(triggers::kCollate);
   if (job_.bookletMode) wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kFold);
+  if (pages_) {
+    wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kRetainedCopies) |
+              triggerSet(triggers::kBeginDocument) | triggerSet(triggers::kEndDocument);
+  }
   return wanted;
 }
 
@@ -98,6 +103,7 @@ void StreamRewriter::handle(std::string_view piece) {
     output_.pass(piece);  // binary data, to which no rule applies
     return;
   }
+  if (pages_) pages_->see(piece);
   Line line{.text = piece};
   if (rewrite(line) == Fate::drop) return;
   output_.put(line.before);
@@ -108,6 +114,14 @@ void StreamRewriter::handle(std::string_view piece) {
   }
   if (line.feature) line.feature->putRest(output_);
   output_.put(line.after);
+}
+
+void StreamRewriter::reportPages() {
+  if (pages_) pages_->report();
+}
+
+void StreamRewriter::finish() {
+  if (pages_) pages_->finish();
 }
 
 StreamRewriter::Fate StreamRewriter::rewrite(Line& line) {

@@ -8,6 +8,7 @@
 #include "filter/job_output.h"
 #include "filter/job_state.h"
 #include "filter/line.h"
+#include "filter/page_counter.h"
 #include "filter/page_size_feature.h"
 #include "filter/trigger_search.h"
 
@@ -43,6 +44,11 @@ class StreamRewriter {
   // the output is flushed.
   void handle(std::string_view piece);
 
+  // Tells CUPS of the pages so far, in a job that counts them. To be called before a read.
+  void reportPages();
+  // The same after the last piece of a job that was not canceled.
+  void finish();
+
   const RewriteState& state() const { return state_; }
 
   // The triggers that can make a rule act in the current state; no value if any line can.
@@ -73,6 +79,7 @@ class StreamRewriter {
   RewriteState state_;
   PageSizeFeature pageSizeBlock_;
   BookletRules booklet_;
+  std::optional<PageCounter> pages_;  // for the jobs of a queue
   bool posterCollate_;  // a poster job, on a system that does not collate posters itself
   bool retained_;       // the option "PrintTo" has one of its five known values
 };

@@ -36,16 +36,18 @@ inline constexpr Trigger
     kRetainedCopies{"%RBINumCopies: ", "BIN"},
     kCollate{"/Collate", "/Co"},
     kPage{"%%Page:", "%Pa"},
-    kFold{kFoldOption, "QVB"};
+    kFold{kFoldOption, "QVB"},
+    kBeginDocument{"%%BeginDocument", "nDo"},
+    kEndDocument{"%%EndDocument", "dDo"};
 // clang-format on
 }  // namespace triggers
 
 inline constexpr std::array kTriggers = {
-    triggers::kExitString,     triggers::kPjl,        triggers::kInputSlot,
-    triggers::kSfcl,           triggers::kPageRegion, triggers::kCustomPageSize,
-    triggers::kPageSize,       triggers::kJobPatch,   triggers::kProlog,
-    triggers::kRetainedCopies, triggers::kCollate,    triggers::kPage,
-    triggers::kFold,
+    triggers::kExitString,     triggers::kPjl,           triggers::kInputSlot,
+    triggers::kSfcl,           triggers::kPageRegion,    triggers::kCustomPageSize,
+    triggers::kPageSize,       triggers::kJobPatch,      triggers::kProlog,
+    triggers::kRetainedCopies, triggers::kCollate,       triggers::kPage,
+    triggers::kFold,           triggers::kBeginDocument, triggers::kEndDocument,
 };
 
 // Whether the second text can begin inside the first, or where it begins.

@@ -218,16 +218,24 @@ void cleanTexts(OptionList& wanted) {
   }
 }
 
-void completeOptions(OptionList& wanted, std::vector<pjlCreation::Setter>& settings,
-                     const OptionList& jobOptions, const QueueJob& job) {
+// CUPS itself adds a blank page to such copies, if they have an odd number of pages.
+bool hasWholeSheets(const QueuePpd& ppd, const char* collate) {
+  const char* const duplex = ppd.choice("Duplex");
+  return duplex && strcasecmp(duplex, "None") != 0 && collate && std::strcmp(collate, "true") == 0;
+}
+
+void completeOptions(OptionList& wanted, JobAdditions& additions, const OptionList& jobOptions,
+                     const QueueJob& job) {
   const QueuePpd ppd(job.ppdPath, jobOptions);
   const auto putMissing = [&](const char* name, const char* value) {
     if (value && !jobOptions.find(name)) wanted.put(name, value);
   };
-  putMissing(kCollateOption.data(), collation(jobOptions, ppd));
+  const char* const collate = collation(jobOptions, ppd);
+  putMissing(kCollateOption.data(), collate);
+  additions.wholeSheets = hasWholeSheets(ppd, collate);
   for (const char* const name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
   for (const char* const name : kTextOptions) putMissing(name, ppd.choice(name));
-  settleSettings(wanted, settings, jobOptions, ppd);
+  settleSettings(wanted, additions.settings, jobOptions, ppd);
 }
 
 void encodeAccounting(OptionList& wanted) {
@@ -246,7 +254,7 @@ CompletedJob completedJob(const QueueJob& job) {
   CompletedJob completed;
   const bool whole = isWholeOptionString(job.options);
   if (whole) {
-    completeOptions(wanted, completed.additions.settings, jobOptions, job);
+    completeOptions(wanted, completed.additions, jobOptions, job);
   } else {
     std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
   }
@@ -254,6 +262,7 @@ CompletedJob completedJob(const QueueJob& job) {
   if (whole || wanted.find(kCopiesOption.data())) settleCopies(wanted, job.copies);
   if (whole) encodeAccounting(wanted);
 
+  completed.additions.countPages = true;
   completed.user = headerText(job.user);
   completed.options = wanted == jobOptions ? job.options : optionString(job.options, wanted);
   // Jobs that the printer keeps are told apart by it.

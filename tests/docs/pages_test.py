@@ -36,7 +36,10 @@ FILTER_CODE = code("src/programs/jobshaper.cpp", "src/filter/*.[ch]*", "src/book
                    "src/diag/*.[ch]*", "src/platform/*.[ch]*", "src/pjl/pjl_creation.cpp")
 SETTER_CODE = code("src/pjl/paper_settings.cpp", "src/pjl/quality_settings.cpp")
 TOOL_CODE = code("src/programs/pjl_lines.cpp")
-QUEUE_CODE = code("src/queue/*.[ch]*", "src/programs/jobshaper_queue.cpp")
+QUEUE_CODE = code("src/queue/*.[ch]*", "src/programs/jobshaper_queue.cpp",
+                  "src/filter/page_counter.cpp")
+# Only queues have it count pages.
+del FILTER_CODE["src/filter/page_counter.cpp"]
 ALL_CODE = {**FILTER_CODE, **SETTER_CODE, **TOOL_CODE, **QUEUE_CODE}
 
 
@@ -83,6 +86,9 @@ def messages(files):
         formats += [string_constant(constant) for constant
                     in re.findall(r"std::fputs\((k\w+),\s*stderr\)", text)]
         formats += re.findall(rf"std::fprintf\(\s*stderr,\s*{STRING}", text)
+        # Messages that are collected and written together.
+        if re.search(r"std::fwrite\([^;]*, stderr\)", text):
+            formats += [text + "%d %d" for text in re.findall(rf"messages_ \+= {STRING}", text)]
         formats += [text + ": %s" for text in re.findall(rf"std::perror\({STRING}\)", text)]
         assert uses == len(formats), f"{name}: {uses} uses of standard error, found {formats}"
         found += [unescaped(message) for message in formats]

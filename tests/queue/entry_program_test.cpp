@@ -123,6 +123,42 @@ TEST(EntryProgram, LeavesTheHeaderWhole) {
   expectSame(queue.run(argv), queue.filter(withOptions(clean, kOptions)));
 }
 
+TEST(EntryProgram, TellsCupsOfThePages) {
+  Queue queue;
+  std::string job = "%!PS\n%RBINumCopies: 2\n";
+  const std::string filler(300000, 'x');  // several reads
+  for (const char* page : {"1 1", "2 2", "3 3"}) {
+    job += std::string("%%Page: ") + page + "\n" + filler + "\n";
+  }
+  const Strings argv = {"Office", "42", "ada", "", "2", ""};
+  Outcome expected =
+      queue.filter(withOptions(argv, "com.apple.print.PrintSettings.PMCopies..n.=2"), job);
+  EXPECT_EQ(expected.err.find("PAGE:"), std::string::npos);
+  expected.err += "PAGE: 1 2\nPAGE: 2 2\nPAGE: 3 2\n";
+  expectSame(queue.run(argv, job), expected);
+}
+
+TEST(EntryProgram, TellsCupsOfAPageBeforeItWaitsForTheNext) {
+  Queue queue;
+  Process process(QUEUE_PROGRAM, {"Office", "42", "ada", "", "1", ""}, queue.environment);
+  process.write("%!PS\n");
+  ASSERT_TRUE(process.waitForOutputText("%!PS\n"));
+  const std::string before = process.err();
+  process.write("%%Page: 1 1\n");
+  EXPECT_TRUE(process.waitForError(before.size() + 10));
+  process.kill(SIGTERM);
+  EXPECT_EQ(process.finish().err, before + "PAGE: 1 1\n");
+}
+
+TEST(EntryProgram, TellsCupsOfThePagesOfAManualBooklet) {
+  Queue queue;
+  queue.ppd(ppdWith(ppdOption("QVBookletFold", "false Booklet", "Booklet") +
+                    "*QvnManualBooklet: True\n"));
+  const std::string job = "%!PS\n%%Page: 1 1\na\nb\nc\nd\n%%Page: 2 2\ne\n%%Page: 3 3\nf\n";
+  EXPECT_TRUE(queue.run({"Office", "42", "ada", "", "1", ""}, job)
+                  .err.ends_with("PAGE: 1 1\nPAGE: 2 1\nPAGE: 3 1\n"));
+}
+
 TEST(EntryProgram, TakesEmptyArguments) {
   Queue queue;
   const Strings argv = {"", "", "", "", "", ""};

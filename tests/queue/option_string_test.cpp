@@ -517,6 +517,28 @@ TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
             std::string::npos);
 }
 
+// ---- pages
+
+TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {
+  const std::string ppd = ppdWith(ppdOption("Duplex", "None DuplexTumble DuplexNoTumble", "None") +
+                                  ppdOption("Collate", "True False", "False"));
+  TemporaryFolder folder;
+  const std::string path = folder.file("printer.ppd");
+  writeFile(path, ppd);
+  const auto additions = [&](const char* options, bool hasPpd = true) {
+    QueueJob job;
+    job.options = options;
+    if (hasPpd) job.ppdPath = path.c_str();
+    return completedJob(job).additions;
+  };
+  EXPECT_TRUE(additions("Duplex=DuplexTumble Collate=True").wholeSheets);
+  EXPECT_TRUE(additions("sides=two-sided-long-edge collate=true").wholeSheets);
+  EXPECT_FALSE(additions("Duplex=DuplexTumble").wholeSheets);
+  EXPECT_FALSE(additions("Collate=True").wholeSheets);
+  EXPECT_FALSE(additions("Duplex=DuplexTumble Collate=True", false).wholeSheets);
+  for (const char* options : {"", "a=\"b"}) EXPECT_TRUE(additions(options).countPages) << options;
+}
+
 // ---- the name at the printer's panel
 
 TEST(JobName, IsTheTitleOfAJobThatThePrinterKeeps) {

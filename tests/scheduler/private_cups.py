@@ -207,6 +207,11 @@ ErrorPolicy abort-job
         self.command("lpadmin", "-p", name, "-E", "-v", uri, "-P", ppd,
                      "-o", "printer-error-policy=abort-job", *options)
 
+    def pages_of(self, job):
+        """What the page log tells of a job that has ended."""
+        text = (self.folder / "log" / "page_log").read_text()
+        return int(re.search(rf"^\S+ \S+ {job} \[[^]]*\] total (\d+) ", text, re.M).group(1))
+
     def lp(self, queue, file, options=None, user="ada", title=None):
         """Prints a file; gives the number of the job."""
         command = ["lp", "-d", queue, "-U", user]

@@ -163,6 +163,59 @@ class SchedulerTest(unittest.TestCase):
                     self.assertIn(b"%RBINumCopies: 3\n", job.body)
                     self.assert_pages(job, self.documents.pages)
 
+    # ---- pages
+
+    def count(self, queue, printer, file, options):
+        """What the page log tells of a job on this queue."""
+        count = len(printer.jobs) + 1
+        number = self.cups.lp(queue, file, options)
+        self.cups.wait_for(number)
+        private_cups.wait_until(lambda: len(printer.jobs) >= count, 10, "the printer's last byte")
+        return self.cups.pages_of(number)
+
+    def test_pages_are_counted_as_by_cups_itself(self):
+        self.cups.command("lpadmin", "-p", "Generic-PostScript", "-E", "-v",
+                          self.second_printer.uri, "-m", "drv:///sample.drv/generic.ppd")
+        application = {"document-format": APPLICATION_POSTSCRIPT}
+        for file, options, pages in (
+                (self.documents.pdf, {}, 5),
+                (self.documents.pdf, {"copies": "3", "collate": "false"}, 15),
+                (self.documents.pdf, {"copies": "3", "collate": "true"}, 15),
+                (self.documents.pdf, {"number-up": "2"}, 3),
+                (self.documents.pdf, {"number-up": "2", "copies": "2", "collate": "true"}, 6),
+                (self.documents.pdf, {"booklet": "true"}, 4),
+                (self.documents.pdf, {"sides": "two-sided-long-edge", "copies": "2",
+                                      "collate": "true"}, 12),
+                (self.documents.pdf, {"page-ranges": "1-2", "copies": "2"}, 4),
+                (self.documents.pdf, {"job-sheets": "standard,none"}, 6),
+                (self.documents.postscript, {"copies": "2", "collate": "true"}, 10),
+                (self.documents.postscript, {**application, "copies": "2"}, 10),
+                (self.documents.postscript, {**application, "number-up": "4"}, 2),
+                (self.documents.postscript, {**application, "page-set": "odd"}, 3)):
+            with self.subTest(file=file.name, options=options):
+                counts = {queue: self.count(queue, printer, file, options) for queue, printer in (
+                    ("Generic-PostScript", self.second_printer), ("Office", self.printer))}
+                self.assertEqual(counts, {"Generic-PostScript": pages, "Office": pages})
+
+    def test_pages_of_booklets(self):
+        for queue, fold in (("Office", "SaddleStitch"), ("Small", "Booklet")):
+            job = self.print(self.documents.pdf, {"QVBookletFold": fold, "copies": "2"}, queue=queue)
+            self.assertEqual(self.cups.pages_of(job.number), 10)
+
+    def test_limit_of_pages(self):
+        self.add_queue("Limited", "mono-duplex", "-o", "job-quota-period=86400",
+                       "-o", "job-page-limit=6")
+        for _ in range(2):
+            job = self.print(self.documents.pdf, queue="Limited")
+            self.assertEqual(self.cups.pages_of(job.number), 5)
+        with self.assertRaisesRegex(private_cups.Failure, "(?i)quota"):
+            self.cups.lp("Limited", self.documents.pdf)
+        # The refusal is the last error in the log, and the only one.
+        log = self.cups.log_text()
+        self.assertEqual(re.findall("^E .* Returning (IPP [a-z-]+)", log[self.log_start:], re.M),
+                         ["IPP client-error-not-possible"])
+        self.log_start = len(log)
+
     def test_file_name_with_blanks(self):
         path = self.work / "The \"first\" draft's 2nd {copy}.pdf"
         shutil.copyfile(self.documents.pdf, path)

@@ -64,6 +64,12 @@ TEST_F(WantedTriggers, AreThoseOfTheRulesOfEveryJob) {
   EXPECT_EQ(after({"%!PS\n", "%%EndSetup\n", "%%Page: 1 1\n"}), kOfEveryJob);
 }
 
+TEST_F(WantedTriggers, AreThoseOfThePagesInJobsOfAQueue) {
+  job_.additions.countPages = true;
+  EXPECT_EQ(after({}),
+            with(kOfEveryJob, {"%RBINumCopies: ", "%%Page:", "%%BeginDocument", "%%EndDocument"}));
+}
+
 TEST_F(WantedTriggers, LoseThoseOfRulesThatActOnce) {
   EXPECT_EQ(after({"sfcl{\n"}), without(kOfEveryJob, {"sfcl{"}));
   EXPECT_EQ(after({"%%BeginProlog\n"}), without(kOfEveryJob, {"%%BeginProlog"}));
