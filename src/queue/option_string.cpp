@@ -2,8 +2,10 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -87,10 +89,27 @@ constexpr Setting kSettings[] = {
 // the image-quality modes.
 constexpr char kImageQuality[] = "QvnImageQuality";
 
+// Print dialogs and CUPS itself know this option and its choice for black and white. The filter's
+// name for it is BLW.
+constexpr char kColorModel[] = "ColorModel";
+constexpr char kGray[] = "Gray";
+constexpr char kBlackAndWhite[] = "BLW";
+
 constexpr char kPrintersChoice[] = "PrinterS";
+
+// What it is called in the options of whose choices CUPS makes names of IPP.
+constexpr char kIppPrintersChoice[] = "Auto";
+constexpr const char* kIppOptions[] = {"InputSlot", "MediaType", "OutputBin"};
 
 constexpr char kFold[] = "QVBookletFold";
 constexpr char kPlainBooklet[] = "Booklet";
+
+bool leavesItToThePrinter(const char* option, const char* choice) {
+  if (std::strcmp(choice, kPrintersChoice) == 0) return true;
+  const auto isOption = [&](const char* name) { return std::strcmp(option, name) == 0; };
+  return std::strcmp(choice, kIppPrintersChoice) == 0 &&
+         std::any_of(std::begin(kIppOptions), std::end(kIppOptions), isOption);
+}
 
 // CUPS writes the two values of a switch in small letters, whatever the PPD file calls its
 // choices, and the filter compares with those.
@@ -182,15 +201,29 @@ bool settleSetting(OptionList& wanted, const OptionList& jobOptions, const Queue
   const char* choice = markedChoice(jobOptions, ppd, option);
   if (!choice || ppd.hasCode(option, choice)) return false;
   choice = possibleChoice(ppd, option, choice);
-  if (!choice || std::strcmp(choice, kPrintersChoice) == 0) return false;
+  if (!choice || leavesItToThePrinter(option, choice)) return false;
   wanted.put(settingOption, choice);
+  return true;
+}
+
+// The job's own BLW stands.
+bool settleColor(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd) {
+  if (!ppd.hasOption(kColorModel)) return false;
+  const char* const model = markedChoice(jobOptions, ppd, kColorModel);
+  if (!model || ppd.hasCode(kColorModel, model)) return false;
+  if (!jobOptions.find(kBlackAndWhite)) {
+    wanted.put(kBlackAndWhite, strcasecmp(model, kGray) == 0 ? "TrueM" : "FalseM");
+  }
   return true;
 }
 
 void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settings,
                     const OptionList& jobOptions, const QueuePpd& ppd) {
   for (const auto& [option, setter] : kSettings) {
-    if (settleSetting(wanted, jobOptions, ppd, option, option)) settings.push_back(setter);
+    const bool byColorModel = std::strcmp(option, kBlackAndWhite) == 0 && !ppd.hasOption(option);
+    const bool isSet = byColorModel ? settleColor(wanted, jobOptions, ppd)
+                                    : settleSetting(wanted, jobOptions, ppd, option, option);
+    if (isSet) settings.push_back(setter);
   }
   if (settleSetting(wanted, jobOptions, ppd, kImageQuality, "Resolution")) {
     settings.push_back(&pjlCreation::setResolution);

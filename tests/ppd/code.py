@@ -45,7 +45,10 @@ media = {name: f"/MediaType ({text})" for name, text in re.findall(
     r'\{"(\w+)",\s*"([^"]+)"\}', read("src/filter/booklet_rules.cpp"))}
 folds = {option: device_entries(command.strip('"'))
          for option, _, command in table("src/filter/booklet_rules.cpp", "kFoldRows")}
-checks.check(len(positions) == 9 and len(media) == 20 and len(folds) == 4, "tables of the sources")
+# Choices of which CUPS makes names of IPP.
+media |= {"StationeryBond": media["Bond"], "StationeryColored": media["Colored"],
+          "StationeryLightweight": media["Light"], "StationeryHeavyweight": media["Heavy"]}
+checks.check(len(positions) == 9 and len(media) == 24 and len(folds) == 4, "tables of the sources")
 # Media types that are not offered for covers.
 media |= {"Transparency": "/MediaType (Transparency)", "Envelope": "/MediaType (Envelope)",
           "RoughEnvelope": "/MediaType (Rough Envelope)"}
@@ -55,6 +58,7 @@ sheets = {"None": 0, "Jobs": 2, "Copies": 3, "Pages": 4}
 def expected(ppd, option, choice):
     if option in ("PageSize", "PageRegion"):
         size = next(v for k, c, _, v in ppd.entries if k == "PaperDimension" and c == choice)
+        size = " ".join(str(round(float(points))) for points in size.split())
         return {f"/PageSize [{size}]", "/ImagingBBox null"}
     if option == "InputSlot":
         if choice in positions:
@@ -62,9 +66,9 @@ def expected(ppd, option, choice):
         return {"ManualPaper": {"/ManualFeed true"},
                 "ManualEnv": {"/ManualFeed true", "/MediaType (Envelope)"},
                 "EnvFeeder": {"/ManualFeed false", "/MediaType (Envelope)"},
-                "PrinterS": set()}[choice]
+                "Auto": set()}[choice]
     if option == "MediaType":
-        return {media[choice]} if choice != "PrinterS" else set()
+        return {media[choice]} if choice != "Auto" else set()
     if option == "Duplex":
         return {"None": {"/Duplex false"}, "DuplexTumble": {"/Duplex true", "/Tumble true"},
                 "DuplexNoTumble": {"/Duplex true", "/Tumble false"}}[choice]
@@ -76,9 +80,6 @@ def expected(ppd, option, choice):
     if option == "QVBookletFold":
         both_sides = {"/Duplex true", "/Tumble true"} if "Duplex" in ppd.options else set()
         return folds[choice] | both_sides if choice in folds else set()
-    if option == "BLW":
-        return {"TrueM": {"/ProcessColorModel /DeviceGray"}, "PrinterS": set(),
-                "FalseM": {"/ProcessColorModel /DeviceCMYK"}}[choice]
     if option == "SepPages":
         return {f"/SlipSheet {sheets[choice]}"} if choice in sheets else set()
     if option == "Offset":

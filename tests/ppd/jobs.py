@@ -139,7 +139,7 @@ def main():
             if isinstance(paper, str):
                 dimension = next(v for k, c, _, v in ppd.entries
                                  if k == "PaperDimension" and c == paper)
-                size = tuple(int(n) for n in dimension.split())
+                size = tuple(round(float(n)) for n in dimension.split())
             if not checks.check(log is not None, f"{title}: Ghostscript"):
                 continue
             wanted = [f"mark-{n}" for n in range(1, PAGES + 1)]

@@ -54,6 +54,12 @@ NOT_OF_OPTIONS = {
     ("src/pjl/pjl_creation.cpp", "kAccountingRows"),       # these are options, read below
 }
 
+# Choices of a PPD file that are called otherwise in the sources, since CUPS makes names of IPP of them.
+RENAMED = {("MediaType", "Bond"): "StationeryBond", ("MediaType", "Colored"): "StationeryColored",
+           ("MediaType", "Light"): "StationeryLightweight",
+           ("MediaType", "Heavy"): "StationeryHeavyweight",
+           ("InputSlot", "PrinterS"): "Auto", ("MediaType", "PrinterS"): "Auto",
+           ("OutputBin", "PrinterS"): "Auto"}
 SCALE = {str(n) for n in range(-5, 6)}
 SWITCH = {"true", "false"}
 # Choices that are not in any table.
@@ -80,7 +86,7 @@ NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "Resolution", "QVBookletCoverPage",
                       "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
                       "QVInsideBackCover"}
 # Options that are not in the sources, because only CUPS and the printer use them.
-OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "OptionDuplexer", "OptionFinisher",
+OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "ColorModel", "OptionDuplexer", "OptionFinisher",
               "OptionMailbox", "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3",
               "OptionDrawer4", "OptionTray5"}
 
@@ -126,6 +132,10 @@ in_ppds = {}
 for ppd in ppds:
     for name, option in ppd.options.items():
         in_ppds.setdefault(name, set()).update(option.choices)
+for (name, choice), other in RENAMED.items():
+    checks.check((other in in_ppds[name]) and ((name, choice) in left_out_choices)
+                 and choice not in in_ppds[name], f"{name} {choice} is called {other}")
+    in_ppds[name].discard(other)
 
 wanted = {}
 for name in option_names - left_out_options:
@@ -179,6 +189,8 @@ for ppd in ppds:
     say(ppd.value("QVGeneric") == (("Color" if color else "Mono") if generic else None), "*QVGeneric")
     say(ppd.value("ColorDevice") == ("True" if color else "False"), "*ColorDevice")
     say(has("MediaColor") == color and has("GrayCorrection") != color, "color options")
+    say(has("ColorModel", "CMYK", "Gray") == color, "print dialogs know these names")
+    say(not color or ppd.options["ColorModel"].default == "CMYK", "color by default")
     say(has("Duplex") != small, "Duplex where there is a duplexer")
     say(has("QVBookletFold", "SaddleStitch", "BiFold") == finisher, "folds where there is a finisher")
     say(has("QVBookletFold", "Booklet", "false"), "booklets everywhere")
@@ -187,7 +199,8 @@ for ppd in ppds:
     say(ppd.options["PrintTo"].default == "JRPrinter", "jobs are not retained by default")
     say(ppd.options["Resolution"].default == "600dpi", "default resolution")
     for name, option in ppd.options.items():
-        printers = {"PrinterS", "Printers"} & set(option.choices)
+        printers = {"PrinterS", "Printers"} & set(option.choices) or (
+            {"Auto"} if (name, "PrinterS") in RENAMED else set())
         say(not printers or option.default in printers or name == "QVBookletFold",
             f"{name}: the default is the printer's own setting")
     say(ppd.value("cupsFilter") == "application/vnd.cups-postscript 0 jobshaper-queue", "*cupsFilter")
@@ -213,7 +226,8 @@ for ppd in ppds:
     say("13" in finishings, "finishing booklet-maker")
     # CUPS puts it into every job, and it would undo the job's own choice of a fold.
     say("3" not in finishings, "no finishing none")
-    say(({"4", "8", "10"} <= set(finishings)) == finisher, "finishings staple and fold")
+    say(({"8", "10"} <= set(finishings)) == finisher, "finishings saddle-stitch and fold")
+    say("4" not in finishings, "no finishing staple, which is one in a corner")
     for value in finishings.values():
         option, choice = value.lstrip("*").split(" ")
         say(has(option, choice), f"finishings: {value}")

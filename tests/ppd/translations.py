@@ -67,6 +67,9 @@ for language in sorted(languages):
             checks.check(held.get((f"{language}.{key}", option)) == wanted,
                          f"{ppd.name}: *{language}.{key} {option} is not \"{wanted}\"")
 
+        general = held.get((f"{language}.Translation", "General"))
+        checks.check(general and (language == "es" or general != "General"),
+                     f"{ppd.name}: {language}: the group of the paper size")
         for name, text in ppd.groups.items():
             expect("Translation", name, text)
         for name, option in ppd.options.items():

@@ -371,6 +371,27 @@ TEST(Setting, IsSentForAChoiceOfTheJobOrTheDefault) {
   EXPECT_EQ(settingLines("OutputBin=PrinterS", ppd), "");
 }
 
+TEST(Setting, OfThePrinterItselfIsCalledAutoWhereIppDoes) {
+  const std::string ppd =
+      ppdWith(ppdOption("OutputBin", "Auto Bin1", "Auto") + ppdOption("InputSlot", "Auto", "Auto") +
+              ppdOption("MediaType", "Auto", "Auto") + ppdOption("MediaColor", "Auto", "Auto"));
+  EXPECT_EQ(settingLines("", ppd), "@PJL SET QCOLORCORRECTION = AUTO\n");
+}
+
+TEST(Setting, OfColorFollowsTheColorModel) {
+  const std::string ppd = ppdWith(ppdOption("ColorModel", "CMYK Gray", "CMYK"));
+  const std::string color = "@PJL SET QCOLORMODEL = CMYK\n";
+  const std::string gray = "@PJL SET QCOLORMODEL = BLACK\n";
+  EXPECT_EQ(settingLines("", ppd), color);
+  EXPECT_EQ(settingLines("ColorModel=gray", ppd), gray);
+  EXPECT_EQ(settingLines("", ppdWith(ppdOption("ColorModel", "CMYK Gray", "Gray"))), gray);
+  EXPECT_EQ(settingLines("BLW=TrueM", ppd), gray);
+  EXPECT_EQ(settingLines("ColorModel=Gray BLW=PrinterS", ppd), "");
+  EXPECT_EQ(settingLines("BLW=TrueM", kFoldPpd), "");
+  EXPECT_EQ(said([&] { EXPECT_EQ(settingLines("ColorModel=RGB", ppd), color); }),
+            "WARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead.\n");
+}
+
 TEST(Setting, OfAnOptionThatThePpdLacksIsNotSent) {
   EXPECT_EQ(settingLines("CyanBalance=-5 TonerDarkness=7 Resolution=1200IQ", kFoldPpd), "");
 }

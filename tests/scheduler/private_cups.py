@@ -8,6 +8,7 @@ ends even with a process that is killed.
 import atexit
 import ctypes
 import grp
+import http.client
 import os
 import pathlib
 import pwd
@@ -15,6 +16,7 @@ import re
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import time
@@ -211,6 +213,24 @@ ErrorPolicy abort-job
         """What the page log tells of a job that has ended."""
         text = (self.folder / "log" / "page_log").read_text()
         return int(re.search(rf"^\S+ \S+ {job} \[[^]]*\] total (\d+) ", text, re.M).group(1))
+
+    def ipp_answer(self, queue):
+        """What IPP clients are told of a queue: the bytes of a Get-Printer-Attributes response."""
+        def attribute(tag, name, value):
+            return struct.pack(">BH", tag, len(name)) + name + struct.pack(">H", len(value)) + value
+        request = (b"\x02\x00\x00\x0b\x00\x00\x00\x01\x01" +
+                   attribute(0x47, b"attributes-charset", b"utf-8") +
+                   attribute(0x48, b"attributes-natural-language", b"en") +
+                   attribute(0x45, b"printer-uri", f"ipp://localhost/printers/{queue}".encode()) +
+                   b"\x03")
+        connection = http.client.HTTPConnection("localhost")
+        connection.sock = socket.socket(socket.AF_UNIX)
+        connection.sock.connect(str(self.socket))
+        connection.request("POST", f"/printers/{queue}", request, {"Content-Type": "application/ipp"})
+        try:
+            return connection.getresponse().read()
+        finally:
+            connection.close()
 
     def lp(self, queue, file, options=None, user="ada", title=None):
         """Prints a file; gives the number of the job."""

@@ -105,8 +105,8 @@ class PrintedJob:
             output = output.replace(b'JOBNAME = ""', b'JOBNAME = "%s"' % header_text(self.argv[3]),
                                     1)
         # A test of its own tells which lines these are.
-        header = output[:output.index(SWITCH)]
-        settings = [line for line in self.header.splitlines(True) if line not in header]
+        header = output[:output.index(SWITCH)].splitlines(True)
+        settings = self.header.splitlines(True)[len(header):]
         return output.replace(SWITCH, b"".join(settings) + SWITCH, 1)
 
     @property

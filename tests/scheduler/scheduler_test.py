@@ -153,12 +153,14 @@ class SchedulerTest(unittest.TestCase):
 
     def test_three_copies(self):
         for file in (self.documents.pdf, self.documents.postscript):
-            for collate in ("false", "true"):
-                with self.subTest(file=file.name, collate=collate):
-                    job = self.print(file, {"copies": "3", "collate": collate})
+            for options in ({"collate": "false"}, {"collate": "true"}):
+                with self.subTest(file=file.name, options=options):
+                    job = self.print(file, {"copies": "3", **options})
+                    collate = options["collate"]
                     self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
                     self.assertIn("com.apple.print.PrintSettings.PMCopyCollate..b.=" + collate,
                                   job.added)
+                    self.assertIn(b"<</Collate " + collate.encode() + b">>setpagedevice", job.body)
                     self.assertNotIn(b"@PJL SET COPIES", job.received)
                     self.assertIn(b"%RBINumCopies: 3\n", job.body)
                     self.assert_pages(job, self.documents.pages)
@@ -278,7 +280,7 @@ class SchedulerTest(unittest.TestCase):
             self.assertIn(b"statusdict /duplexer get exec", after[2])
 
     def test_settings_without_code(self):
-        self.add_queue("Toner", "color-finisher", "-o", "TonerDarkness=4", "-o", "BLW=TrueM")
+        self.add_queue("Toner", "color-finisher", "-o", "TonerDarkness=4", "-o", "ColorModel=Gray")
         job = self.print(self.documents.pdf, {
             "OutputBin": "finisherbin2", "MediaColor": "Manual", "ManualCMYK": "USCMYK",
             "CyanBalance": "-3", "QvnImageQuality": "2400IQ", "SepPages": "Jobs",
@@ -287,16 +289,35 @@ class SchedulerTest(unittest.TestCase):
             b"COPIES = 1", b"OUTBIN = OPTIONALOUTBIN2", b"DENSITY = 4",
             b"QSEPARATORSOURCE = TRAY5", b"QCOLORBALANCECYAN = -3", b"QCOLORCORRECTION = MANUAL",
             b"QMANUALCOLORCMYKIMAGE = SWOP", b"QMANUALCOLORCMYKTEXT = SWOP",
-            b"QMANUALCOLORCMYKGRAPHICS = SWOP", b"RESOLUTION = 600", b"QIMAGEENHANCE = ON",
+            b"QMANUALCOLORCMYKGRAPHICS = SWOP", b"QCOLORMODEL = BLACK", b"RESOLUTION = 600", b"QIMAGEENHANCE = ON",
             b"QIMAGEENHANCETYPE = 4", b"QSCREENING = IET"]
         self.assertTrue(job.header.endswith(b"".join(b"@PJL SET " + line + b"\n" for line in lines)),
                         job.header)
         # What has code comes as PostScript alone.
         self.assertIn(b"<</SlipSheet 2>>setpagedevice", job.body)
-        self.assertIn(b"<</ProcessColorModel/DeviceGray>>setpagedevice", job.body)
         self.assert_warnings(job, "QvnSaturation=7 is not a choice of this printer; PrinterS is "
                              "used instead.")
         self.assert_pages(job, self.documents.pages)
+
+    def test_color(self):
+        for options, model in (({}, b"CMYK"), ({"ColorModel": "Gray"}, b"BLACK"),
+                               ({"print-color-mode": "monochrome"}, b"BLACK"),
+                               ({"print-color-mode": "color"}, b"CMYK"), ({"BLW": "TrueM"}, b"BLACK")):
+            with self.subTest(options):
+                job = self.print(self.documents.pdf, options)
+                self.assertEqual(re.findall(rb"@PJL SET QCOLORMODEL = (.*)\n", job.received), [model])
+        self.assertNotIn(b"QCOLORMODEL", self.print(self.documents.pdf, queue="Small").received)
+
+    def test_names_for_ipp_clients(self):
+        names = set(re.findall(rb"\0[\1-\xff]([a-z0-9][a-z0-9._-]+)", self.cups.ipp_answer("Office")))
+        for name in (b"auto", b"tray-1", b"by-pass-tray", b"stationery", b"stationery-bond",
+                     b"stationery-colored", b"stationery-lightweight", b"stationery-heavyweight",
+                     b"monochrome", b"color"):
+            self.assertIn(name, names)
+        # As ipp-2.0.test has it: no fraction of a millimeter.
+        sizes = {name for name in names if re.search(rb"\dmm$", name)}
+        self.assertIn(b"custom_218x360mm_218x360mm", sizes)
+        self.assertEqual([name for name in sizes if b"." in name], [])
 
     def test_defaults_of_the_administrator(self):
         self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
@@ -340,7 +361,8 @@ class SchedulerTest(unittest.TestCase):
 
     def test_generic_driver(self):
         for model, header in (
-                ("generic-color", b"@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n"),
+                ("generic-color", b"@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n"
+                 b"@PJL SET QCOLORMODEL = CMYK\n"),
                 ("generic-mono",
                  b"@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n")):
             self.add_queue("Generic", model)
@@ -366,7 +388,7 @@ class SchedulerTest(unittest.TestCase):
         self.assert_warnings(
             job, "QVBookletFold=No such {fold} is not a choice of this printer; false is used "
             "instead.", "QvnBlankPage=maybe is not a choice of this printer; PrinterS is used "
-            "instead.", "InputSlot=Tray99 is not a choice of this printer; PrinterS is used "
+            "instead.", "InputSlot=Tray99 is not a choice of this printer; Auto is used "
             "instead.")
         # Nothing but the header that a harmless job would have.
         self.assertEqual([line.split(b" = ")[0] for line in job.header.splitlines()], [
@@ -374,7 +396,7 @@ class SchedulerTest(unittest.TestCase):
             b"@PJL QJOBINFO USERID", b"@PJL SET JOBNAME", b"@PJL SET USERNAME", b"@PJL SET COPIES",
             b"@PJL SET HOLD", b"@PJL SET HOLDTYPE", b"@PJL SET HOLDKEY",
             b"@PJL SET QDUPLICATEHELDJOBS", b"@PJL SET QJOBCREDUSERNAME",
-            b"@PJL SET QJOBCREDACCOUNTID", b"@PJL SET QJOBCREDDEPTID"])
+            b"@PJL SET QJOBCREDACCOUNTID", b"@PJL SET QJOBCREDDEPTID", b"@PJL SET QCOLORMODEL"])
         for line in (
                 "JOBNAME = \"<20> %s {'\"",
                 "USERNAME = \"Zo\u00eb O'Hara 'x' \\y {z}   =, @PJL SET COPIES = 99\"",
