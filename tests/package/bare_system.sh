@@ -89,14 +89,27 @@ ls -l "$tmp"
 ! grep -E 'insecure|crashed|stopped with status|Unable to' /var/log/cups/error_log |
   grep -v '\[CGI\] ippfind' || fail 'the log'
 
-# ---- Remove everything.
+# ---- An upgrade: the queues get the PPD files of the new package and keep their defaults.
+say 'An upgrade'
+lpadmin -p office -o QvnBlankPage=false -o TonerDarkness=4
+sed -i '/cupsIPPFinishings/d' /etc/cups/ppd/office.ppd # as an older package had it
+apt-get -q -q -o Dpkg::Use-Pty=0 install --yes --reinstall "$deb" < /dev/null > /tmp/apt.log 2>&1 ||
+  { cat /tmp/apt.log >&2; fail 'apt'; }
+grep 'PPD for printer' /tmp/apt.log || { cat /tmp/apt.log >&2; fail 'no queue is updated'; }
+grep -q '^\*cupsIPPFinishings' /etc/cups/ppd/office.ppd || fail 'the queue has the old PPD file'
+lpoptions -p office -l | grep -E '^(QvnBlankPage|TonerDarkness)/'
+(($(lpoptions -p office -l | grep -cE '^(QvnBlankPage/.* \*false|TonerDarkness/.* \*4)') == 2)) ||
+  fail 'the defaults of the queue are lost'
+
+# ---- Remove everything. The package tells of the queue that is left.
 say 'lpadmin -x, apt purge'
 lpadmin -x office
-lpadmin -x small
-stop_scheduler
 rm -rf "$tmp/Debug" "$tmp/jobshaper.log"
 dpkg-query -L jobshaper | sort > /tmp/owned
 apt-get -q -q -o Dpkg::Use-Pty=0 purge --yes jobshaper < /dev/null > /tmp/apt.log 2>&1 || { cat /tmp/apt.log >&2; fail 'apt'; }
+grep -A 1 'these queues cannot print: small' /tmp/apt.log || { cat /tmp/apt.log >&2; fail 'no word about the queue'; }
+lpadmin -x small
+stop_scheduler
 while read -r path; do
   if [[ -e $path || -L $path ]] && ! dpkg-query -S "$path" > /dev/null 2>&1 && [[ $path != /. ]]; then
     fail "purging leaves $path"

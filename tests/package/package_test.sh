@@ -29,13 +29,14 @@ dpkg-deb --fsys-tarfile "$deb" | tar --list --verbose --numeric-owner --quoting-
   > "$work/list"
 (($(wc -l < "$work/list") > 600)) || fail 'a short list'
 awk '$2 != "0/0" { print; bad = 1 } END { exit bad }' "$work/list" || fail 'not owned by root'
-awk '{ print $1, $6 }' "$work/list" | grep -v -e '^l' -e '/$' |
+awk '{ print $1, $6 }' "$work/list" | grep -v -e '^l' -e '/$' | grep -v '^-rw-r--r-- ./usr/share/doc/jobshaper/docs/' |
   grep -v '/[a-z][a-z]\.lproj/instruction(null)$' | sort -k 2 > "$work/files"
 cat > "$work/expected" <<'END'
 -rwxr-xr-x ./usr/bin/pjlLines
 -rwxr-xr-x ./usr/lib/cups/filter/jobshaper
 -rwxr-xr-x ./usr/lib/cups/filter/jobshaper-queue
 -rw-r--r-- ./usr/share/cups/drv/quorvan.drv
+-rw-r--r-- ./usr/share/cups/ppd-updaters/jobshaper.ppd-updater
 -rw-r--r-- ./usr/share/cups/ppdc/quorvan-de.po
 -rw-r--r-- ./usr/share/cups/ppdc/quorvan-es.po
 -rw-r--r-- ./usr/share/cups/ppdc/quorvan-fr.po
@@ -43,10 +44,11 @@ cat > "$work/expected" <<'END'
 -rw-r--r-- ./usr/share/cups/ppdc/quorvan-ja.po
 -rw-r--r-- ./usr/share/cups/ppdc/quorvan-nl.po
 -rw-r--r-- ./usr/share/cups/ppdc/quorvan-pt.po
+-rw-r--r-- ./usr/share/doc/jobshaper/CONTRIBUTING.md
+-rw-r--r-- ./usr/share/doc/jobshaper/README.md
+-rw-r--r-- ./usr/share/doc/jobshaper/SECURITY.md
 -rw-r--r-- ./usr/share/doc/jobshaper/changelog.gz
 -rw-r--r-- ./usr/share/doc/jobshaper/copyright
--rw-r--r-- ./usr/share/doc/jobshaper/ppd.md
--rw-r--r-- ./usr/share/doc/jobshaper/troubleshooting.md
 -rw-r--r-- ./usr/share/lintian/overrides/jobshaper
 -rw-r--r-- ./usr/share/man/man1/pjlLines.1.gz
 -rw-r--r-- ./usr/share/man/man8/jobshaper-queue.8.gz
@@ -83,7 +85,16 @@ diff "$work/expected" "$work/depends" || fail 'depends on other packages'
 dpkg-checkbuilddeps -d "$depends" "$source/packaging/control" || fail 'cannot be installed here'
 version=$(dpkg-deb --field "$deb" Version)
 grep -Fqx "Version $version" "$source/ppd/quorvan.drv" || fail "is $version, the PPD files are not"
-[[ -z $(dpkg-deb --info "$deb" | grep -E ' (pre|post)(inst|rm) ' || true) ]] || fail 'scripts that run as root'
+[[ $(dpkg-deb --field "$deb" Provides) == printer-driver-quorvan ]] || fail 'no name for those who look for drivers'
+[[ $(dpkg-deb --ctrl-tarfile "$deb" | tar --list | grep -E '(pre|post)(inst|rm)') == ./prerm ]] ||
+  fail 'other scripts that run as root'
+# The file that the script of the cups package reads.
+(
+  # shellcheck source=packaging/jobshaper.ppd-updater
+  . "$work/content/usr/share/cups/ppd-updaters/jobshaper.ppd-updater"
+  [[ -z $GENNICKNAME_REGEXP ]] && grep -qE "$DRIVER_REGEXP" <<< 'drv:///quorvan.drv/quorvan-small-mono.ppd Quorvan' &&
+    ! grep -qE "$DRIVER_REGEXP" <<< 'drv:///sample.drv/generic.ppd Generic'
+) || fail 'the drivers to update'
 
 # ---- Installed, complete and working.
 mkdir -p "$work/system/var/lib/dpkg/updates"
@@ -91,7 +102,7 @@ touch "$work/system/var/lib/dpkg/status"
 as_root() {
   # fakeroot does not accept blanks in paths.
   (cd "$work" && TMPDIR=/tmp PATH=$PATH:/usr/sbin:/sbin fakeroot -s owners -i owners \
-    dpkg --root="$work/system" --log=/dev/null --force-depends "$@" > log 2>&1) ||
+    dpkg --root="$work/system" --log=/dev/null --force-depends --force-script-chrootless "$@" > log 2>&1) ||
     fail "$(cat "$work/log")"
 }
 everything() { (cd "$work/system" && find . ! -path './var/lib/dpkg*' | sort); }
@@ -102,6 +113,15 @@ as_root --install "$deb"
 for page in jobshaper.8 jobshaper-queue.8 pjlLines.1; do
   zcat "$work/system/usr/share/man/man${page##*.}/$page.gz" | cmp - "$source/docs/$page" || fail "$page"
 done
+# The pages and pictures that installed pages name.
+documents=$work/system/usr/share/doc/jobshaper
+while read -r page; do
+  sed -n 's/.*](\([^):#]*\)).*/\1/p' "$page" | sed "s|^|$(dirname "$page")/|"
+  # shellcheck disable=SC2016 # Markdown
+  grep -o '`[A-Za-z/-]*\.md`' "$page" | tr -d '`' | grep -v CHANGELOG | sed "s|^|$documents/|" || true
+done < <(find "$documents" -name '*.md') | sort -u > "$work/links"
+(($(wc -l < "$work/links") > 5)) || fail 'hardly a link'
+while read -r file; do [[ -s $file ]] || fail "no $file"; done < "$work/links"
 [[ -r "$work/system/Library/Printers/Quorvan/filter/.resource/en_GB.lproj/instruction(null)" ]] ||
   fail 'no instruction page'
 head=$(printf '%%!PS\nshowpage\n' |
@@ -112,7 +132,16 @@ head=$(printf '%%!PS\nshowpage\n' |
 "$work/system/usr/bin/pjlLines" 'PrintTo=JRVerify' 2> "$work/errors" | grep -q 'HOLD = PROOF' ||
   fail "pjlLines: $(cat "$work/errors")"
 
-# ---- And gone.
+# ---- And gone. Queues that would be left without their filter are named.
+as_root --remove jobshaper
+! grep -q 'cannot print' "$work/log" || fail "queues where there are none: $(cat "$work/log")"
+as_root --install "$deb"
+mkdir -p "$work/system/etc/cups/ppd"
+cp "$build/ppd/quorvan-small-mono.ppd" "$work/system/etc/cups/ppd/office.ppd"
+sed 's/jobshaper-queue/otherfilter/' "$build/ppd/quorvan-small-mono.ppd" > "$work/system/etc/cups/ppd/other.ppd"
 as_root --purge jobshaper
+[[ $(< "$work/log") == *'these queues cannot print: office '$'\n'*'lpadmin -x QUEUE'* ]] ||
+  fail "no word about the queue: $(cat "$work/log")"
+rm -r "$work/system/etc"
 everything > "$work/after"
 diff "$work/before" "$work/after" || fail 'purging leaves something'
