@@ -334,7 +334,7 @@ TEST(BadPpd, ThatIsTooLarge) {
 TEST(BadPpd, ThatUnfoldsToMuch) {
   Queue queue;
   queue.ppd(ppdWith(repeated(20, "*a", ": \"" + std::string(1 << 20, ' ') + "\"\n")));
-  ASSERT_EQ(std::system(("gzip -n " + queue.file("printer.ppd")).c_str()), 0);
+  ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
   expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
                 queue.filter(withOptions(kJob, kOptions)));
@@ -343,7 +343,7 @@ TEST(BadPpd, ThatUnfoldsToMuch) {
 TEST(GoodPpd, MayBeCompressed) {
   Queue queue;
   queue.ppd(kFoldPpd);
-  ASSERT_EQ(std::system(("gzip -n " + queue.file("printer.ppd")).c_str()), 0);
+  ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
   expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
 }
