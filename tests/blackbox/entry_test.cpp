@@ -2,17 +2,15 @@
 // arguments, its environment and the temporary directory, and what it says about it.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/permissions.h"
+#include "tests/support/process_state.h"
 #include "tests/support/program.h"
 
 namespace jobshaper::testing {
@@ -23,146 +21,72 @@ namespace fs = std::filesystem;
 constexpr std::string_view kUsage =
     "ERROR: Version = 3.9 \n\tjobshaper job-id user title copies options [file]\n"
     "ERROR: Printer filter did not launch.\n";
-constexpr std::string_view kCannotRead = "ERROR: Cannot read the print job.\n";
 constexpr std::string_view kNoCaptureIn =
     "ERROR: Cannot write incoming print data to a log file.\n";
 constexpr std::string_view kNoCaptureOut =
     "ERROR: Cannot write outgoing print data to a log file.\n";
-constexpr std::string_view kNoPpd = "ERROR: Unable to open PPD file\n";
-constexpr std::string_view kNoDebugFile = "ERROR: Unable to open log file\n";
-constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk connection\n";
 
-constexpr std::string_view kJobText = "%!PS-Adobe-3.0\nshowpage\n";
+const std::string kJobText = "%!PS-Adobe-3.0\nshowpage\n";
 
-// Standard output of a job without options.
 std::string plainJob(std::string_view body = kJobText) { return plainHeader() + body + trailer(); }
 
-// The "tmp at" line as the diagnostic log and the job set-up write it, one each.
-std::string tmpLine(std::string_view folder) { return std::string("tmp at ") + folder + " \n"; }
-
-// True once the process has ended by itself, its input still open.
-bool endsWithInputOpen(const Process& process) {
-  for (int i = 0; i < 2000; ++i) {
-    siginfo_t info{};
-    if (waitid(P_PID, static_cast<id_t>(process.pid()), &info, WEXITED | WNOHANG | WNOWAIT) != 0) {
-      return false;
-    }
-    if (info.si_pid != 0) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
+void expectNotCaptured(const Job& job) {
+  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
+  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps2")));
 }
 
 // ---- argument check
 
-class ArgumentCount : public ::testing::TestWithParam<std::vector<std::string>> {};
-
-TEST_P(ArgumentCount, OtherThanSixOrSevenPrintsUsageAndEndsWithStatusOne) {
-  Job job;
-  job.arguments(GetParam()).input(std::string(kJobText));
-  expectOutcome(job.run(), "", kUsage, 1);
+TEST(Arguments, OtherCountsThanSixAndSevenPrintTheUsageAndOpenNoFiles) {
+  for (const std::size_t count : {0U, 1U, 2U, 3U, 4U, 7U, 8U}) {
+    // The usage also comes before the check of the device URI.
+    for (const std::string& uri : {std::string("socket://printer"), std::string(200, 'u')}) {
+      Job job;
+      job.arguments(std::vector<std::string>(count, "42")).env("DEVICE_URI", uri);
+      expectOutcome(job.capture().log(1).input(kJobText).run(), "", kUsage, 1);
+      expectNotCaptured(job);
+      EXPECT_FALSE(fs::exists(job.tmpFile("debug.log")));
+    }
+  }
 }
 
-TEST_P(ArgumentCount, OtherThanSixOrSevenLeavesNoFiles) {
-  Job job;
-  job.arguments(GetParam()).capture().log(1);
-  expectOutcome(job.run(), "", kUsage, 1);
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps2")));
-  EXPECT_FALSE(fs::exists(job.tmpFile("debug.log")));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Counts, ArgumentCount,
-    ::testing::Values(std::vector<std::string>{}, std::vector<std::string>{"42"},
-                      std::vector<std::string>{"42", "ada"},
-                      std::vector<std::string>{"42", "ada", "Title"},
-                      std::vector<std::string>{"42", "ada", "Title", "1"},
-                      std::vector<std::string>{"42", "ada", "Title", "1", "", "job.ps", ""},
-                      std::vector<std::string>{"", "", "", "", "", "", "", ""}));
-
-TEST(Arguments, UsageComesBeforeTheDeviceUriIsLookedAt) {
-  Job job;
-  job.arguments({"42"}).env("DEVICE_URI", std::string(200, 'u'));
-  expectOutcome(job.run(), "", kUsage, 1);
-}
-
-TEST(Arguments, SixWithEmptyValuesAreEnough) {
-  Job job;
-  job.arguments({"", "", "", "", ""}).input(std::string(kJobText));
-  expectOutcome(job.run(), plainHeader("") + kJobText + trailer(), tmpLines(job), 0);
-}
-
-TEST(Arguments, JobTitleIsNotUsed) {
-  Job job;
-  job.title("Quarterly \"report\" %s").input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
-}
-
-TEST(Arguments, JobIdAndCopiesChangeNothingInAnOrdinaryJob) {
-  Job job;
-  job.jobId("../7 %n").copies("25").input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
+TEST(Arguments, JobIdTitleAndCopiesAreNotUsedAndMayBeEmpty) {
+  expectRun(Job().arguments({"", "", "", "", ""}).input(kJobText),
+            plainHeader("") + kJobText + trailer());
+  expectBody(Job().jobId("../7 %n").title("Quarterly \"report\" %s").copies("25").input(kJobText),
+             kJobText);
 }
 
 // ---- device URI
 
-TEST(DeviceUri, AbsentOneIsNeitherUsbNorAppleTalk) {
-  Job job;
-  job.unsetEnv("DEVICE_URI").version("failed").input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
+TEST(DeviceUri, AbsentOrEmptyUriIsNeitherUsbNorAppleTalk) {
+  expectBody(Job().unsetEnv("DEVICE_URI").version("failed").input(kJobText), kJobText);
+  expectBody(Job().env("DEVICE_URI", "").version("failed").input(kJobText), kJobText);
 }
 
-TEST(DeviceUri, EmptyOneIsNeitherUsbNorAppleTalk) {
+TEST(DeviceUri, NinetyNineBytesAreUsedAndLoggedWhole) {
+  const std::string uri = "pap://" + std::string(92, 'a') + "z";
   Job job;
-  job.env("DEVICE_URI", "").version("failed").input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
-}
-
-// "pap://" and 93 more bytes.
-constexpr std::string_view kUriOf99 =
-    "pap://"
-    "aaaaaaaaabbbbbbbbbbccccccccccddddddddddeeeeeeeeeeffffffffffgggggggggghhhhhhhhhhiiiiiiiiiijjjj";
-static_assert(kUriOf99.size() == 99);
-
-TEST(DeviceUri, NinetyNineBytesAreTaken) {
-  Job job;
-  job.env("DEVICE_URI", std::string(kUriOf99)).input(std::string(kJobText)).log(1);
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kAppleTalk, 0);
-  EXPECT_NE(readFile(job.tmpFile("debug.log"))
-                .find("\t     URI for printer = " + std::string(kUriOf99) + "\n"),
+  expectRun(job.env("DEVICE_URI", uri).input(kJobText).log(1), plainJob(), kAppleTalk);
+  EXPECT_NE(readFile(job.tmpFile("debug.log")).find("\t     URI for printer = " + uri + "\n"),
             std::string::npos);
 }
 
-class LongDeviceUri : public ::testing::TestWithParam<std::size_t> {};
-
-TEST_P(LongDeviceUri, AbortsWithOneErrorLineAndNoOutput) {
-  Job job;
-  job.env("DEVICE_URI", "socket://" + std::string(GetParam() - 9, 'x'));
-  job.input(std::string(kJobText));
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.out, "");
-  EXPECT_EQ(outcome.signal, SIGABRT);
-  const std::string before = tmpLine(job.tmp());
-  ASSERT_EQ(outcome.err.substr(0, before.size()), before);
-  const std::string line = outcome.err.substr(before.size());
-  EXPECT_EQ(line.substr(0, 7), "ERROR: ");
-  EXPECT_GT(line.size(), 8U);
-  EXPECT_EQ(line.find('\n'), line.size() - 1);
+TEST(DeviceUri, HundredBytesAbortTheRunBeforeAnyFileIsOpened) {
+  for (const std::size_t size : {100U, 101U, 4000U}) {
+    Job job;
+    job.env("DEVICE_URI", "socket://" + std::string(size - 9, 'x')).capture();
+    const Outcome outcome = job.file(job.tmpFile("no such job")).run();
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.signal, SIGABRT);
+    const std::string start = "tmp at " + job.tmp() + " \nERROR: ";
+    EXPECT_TRUE(outcome.err.starts_with(start)) << outcome.err;
+    EXPECT_GT(outcome.err.size(), start.size() + 1);
+    EXPECT_EQ(outcome.err.find('\n', start.size()), outcome.err.size() - 1) << outcome.err;
+    EXPECT_EQ(outcome.err.find("Cannot read"), std::string::npos) << outcome.err;
+    expectNotCaptured(job);
+  }
 }
-
-TEST_P(LongDeviceUri, EndsTheRunBeforeTheJobAndTheCaptureFilesAreOpened) {
-  Job job;
-  job.env("DEVICE_URI", std::string(GetParam(), 'u')).file(job.tmpFile("no such job")).capture();
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.signal, SIGABRT);
-  EXPECT_EQ(outcome.err.find(kCannotRead), std::string::npos);
-  EXPECT_EQ(outcome.err.find(kCaptureOn), std::string::npos);
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps2")));
-}
-
-INSTANTIATE_TEST_SUITE_P(Bytes, LongDeviceUri, ::testing::Values(100U, 101U, 4000U));
 
 // ---- input source
 
@@ -170,337 +94,150 @@ TEST(InputSource, SixArgumentsReadStandardInputThoughFilesOfTheArgumentsNamesExi
   Job job;
   const std::string path = job.tmpFile("Title");
   writeFile(path, "from the file\n");
-  job.arguments({path, path, path, path, path}).input("from standard input\n");
-  expectOutcome(job.run(), plainHeader(path) + "from standard input\n" + trailer(), tmpLines(job),
-                0);
+  expectRun(job.arguments({path, path, path, path, path}).input("from standard input\n"),
+            plainHeader(path) + "from standard input\n" + trailer());
 }
 
-TEST(InputSource, SevenArgumentsReadTheFileAlone) {
+TEST(InputSource, SevenArgumentsReadTheFileAloneWithoutWaiting) {
   Job job;
-  job.fileWith("from the file\n").input("from standard input\n");
-  expectOutcome(job.run(), plainJob("from the file\n"), tmpLines(job), 0);
-}
-
-TEST(InputSource, SevenArgumentsDoNotWaitForStandardInput) {
-  Job job;
-  job.fileWith(kJobText);
-  Process process(job.program(), job.argv(), job.environment());
-  EXPECT_TRUE(endsWithInputOpen(process));
-  expectOutcome(process.finish(), plainJob(), tmpLines(job), 0);
-}
-
-TEST(InputSource, FileBytesPassAsTheyAre) {
-  Job job;
+  expectBody(job.fileWith("from the file\n").input("from standard input\n"), "from the file\n");
+  expectBody(job.fileWith(""), "");
   const std::string text = bytes("a\r\nb\x1a\xff\x80 \0\nlast");
-  job.fileWith(text);
-  expectOutcome(job.run(), plainJob(text), tmpLines(job), 0);
+  expectBody(job.fileWith(text), text);
+  Process process(job);
+  EXPECT_TRUE(endsByItself(process));
+  expectOutcome(process.finish(), plainJob(text), tmpLines(job));
 }
 
-TEST(InputSource, FileNameMayHoldBlanksAndPercentSigns) {
+TEST(InputSource, FileMayHaveAnyNameAndBeALink) {
   Job job;
-  const std::string path = job.tmpFile("my job %s%n.ps");
-  writeFile(path, kJobText);
-  expectOutcome(job.file(path).run(), plainJob(), tmpLines(job), 0);
+  writeFile(job.tmpFile("my job %s%n.ps"), kJobText);
+  fs::create_symlink("my job %s%n.ps", job.tmpFile("link"));
+  expectBody(job.file(job.tmpFile("my job %s%n.ps")), kJobText);
+  expectBody(job.file(job.tmpFile("link")), kJobText);
 }
 
-TEST(InputSource, LinkToAFileIsRead) {
-  Job job;
-  writeFile(job.tmpFile("real"), kJobText);
-  fs::create_symlink(job.tmpFile("real"), job.tmpFile("link"));
-  expectOutcome(job.file(job.tmpFile("link")).run(), plainJob(), tmpLines(job), 0);
-}
-
-TEST(InputSource, EmptyStandardInputGivesHeaderAndTrailer) {
-  Job job;
-  expectOutcome(job.run(), plainJob(""), tmpLines(job), 0);
-}
-
-TEST(InputSource, EmptyFileGivesHeaderAndTrailer) {
-  Job job;
-  job.fileWith("").input("from standard input\n");
-  expectOutcome(job.run(), plainJob(""), tmpLines(job), 0);
-}
-
-// An unreadable job ends the run before the capture is switched on.
-void expectCannotRead(Job& job) {
-  job.capture().input(std::string(kJobText));
-  expectOutcome(job.run(obeyPermissions), "", tmpLine(job.tmp()) + kCannotRead, 1);
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps2")));
-}
-
-TEST(UnreadableJob, MissingFile) {
-  Job job;
-  expectCannotRead(job.file(job.tmpFile("no such job")));
-}
-
-TEST(UnreadableJob, EmptyName) {
-  Job job;
-  expectCannotRead(job.file(""));
-}
-
-TEST(UnreadableJob, Directory) {
-  Job job;
-  fs::create_directory(job.tmpFile("folder"));
-  expectCannotRead(job.file(job.tmpFile("folder")));
-}
-
-TEST(UnreadableJob, LinkToADirectory) {
-  Job job;
-  fs::create_directory(job.tmpFile("folder"));
-  fs::create_symlink("folder", job.tmpFile("link"));
-  expectCannotRead(job.file(job.tmpFile("link")));
-}
-
-TEST(UnreadableJob, DanglingLink) {
-  Job job;
-  fs::create_symlink("nowhere", job.tmpFile("link"));
-  expectCannotRead(job.file(job.tmpFile("link")));
-}
-
-TEST(UnreadableJob, PathThroughAFile) {
-  Job job;
-  writeFile(job.tmpFile("job.ps"), kJobText);
-  expectCannotRead(job.file(job.tmpFile("job.ps/page")));
-}
-
-TEST(UnreadableJob, FileWithoutReadPermission) {
-  Job job;
-  writeFile(job.tmpFile("job.ps"), kJobText);
-  fs::permissions(job.tmpFile("job.ps"), fs::perms::none);
-  expectCannotRead(job.file(job.tmpFile("job.ps")));
-}
-
-TEST(UnreadableJob, Socket) {
-  Job job;
-  ASSERT_EQ(mknod(job.tmpFile("socket").c_str(), S_IFSOCK | 0600, 0), 0);
-  expectCannotRead(job.file(job.tmpFile("socket")));
+// It ends the run before the capture is switched on.
+TEST(InputSource, UnreadableFileIsReported) {
+  const Job files;
+  fs::create_directory(files.tmpFile("directory"));
+  fs::create_symlink("directory", files.tmpFile("link to a directory"));
+  fs::create_symlink("nowhere", files.tmpFile("dangling link"));
+  writeFile(files.tmpFile("unreadable"), kJobText);
+  fs::permissions(files.tmpFile("unreadable"), fs::perms::none);
+  ASSERT_EQ(mknod(files.tmpFile("socket").c_str(), S_IFSOCK | 0600, 0), 0);
+  for (const std::string& path :
+       {files.tmpFile("no such job"), std::string(), files.tmpFile("directory"),
+        files.tmpFile("link to a directory"), files.tmpFile("dangling link"),
+        files.tmpFile("unreadable/page"), files.tmpFile("unreadable"), files.tmpFile("socket")}) {
+    Job job;
+    job.capture().input(kJobText).file(path);
+    expectOutcome(job.run(obeyPermissions), "",
+                  "tmp at " + job.tmp() + " \nERROR: Cannot read the print job.\n", 1, path);
+    expectNotCaptured(job);
+  }
 }
 
 // ---- temporary directory
 
-TEST(TemporaryDirectory, UnsetMeansTmp) {
+TEST(TemporaryDirectory, IsTmpIfTheVariableIsUnsetOrEmpty) {
   Job job;
-  job.unsetEnv("TMPDIR").input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), "tmp at /tmp \ntmp at /tmp \n", 0);
+  job.input(kJobText).env("TMPDIR", "");
+  expectOutcome(job.run(), plainJob(), "tmp at /tmp \ntmp at /tmp \n");
+  expectOutcome(job.unsetEnv("TMPDIR").run(), plainJob(), "tmp at /tmp \ntmp at /tmp \n");
 }
 
-TEST(TemporaryDirectory, EmptyMeansTmp) {
+TEST(TemporaryDirectory, NameIsUsedAsItIs) {
   Job job;
-  job.env("TMPDIR", "").input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), "tmp at /tmp \ntmp at /tmp \n", 0);
+  job.input(kJobText);
+  for (const std::string& path : {job.tmp() + "/", job.tmpFile("100%s %n")}) {
+    writeFile(path + "/qvn_log", "");
+    expectRun(job.env("TMPDIR", path), plainJob(), kCaptureOn);
+    EXPECT_EQ(readFile(path + "/qvn_ps"), kJobText);
+  }
 }
 
-TEST(TemporaryDirectory, TrailingSlashIsKept) {
+TEST(TemporaryDirectory, MissingDirectoryIsNotMade) {
   Job job;
-  job.env("TMPDIR", job.tmp() + "/").capture().input(std::string(kJobText));
-  const std::string line = "tmp at " + job.tmp() + "/ \n";
-  expectOutcome(job.run(), plainJob(), line + line + kCaptureOn, 0);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kJobText);
-}
-
-TEST(TemporaryDirectory, MissingOneIsNamedAndSwitchesNothingOn) {
-  Job job;
-  job.env("TMPDIR", job.tmpFile("no such folder")).input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
-  EXPECT_FALSE(fs::exists(job.tmpFile("no such folder")));
-}
-
-TEST(TemporaryDirectory, PercentSignsInItsNameAreText) {
-  Job job;
-  fs::create_directory(job.tmpFile("100%s %n"));
-  job.env("TMPDIR", job.tmpFile("100%s %n")).input(std::string(kJobText));
-  writeFile(job.tmpFile("100%s %n/qvn_log"), "");
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  EXPECT_EQ(readFile(job.tmpFile("100%s %n/qvn_ps2")), plainJob());
+  expectBody(job.env("TMPDIR", job.tmpFile("missing")).input(kJobText), kJobText);
+  EXPECT_FALSE(fs::exists(job.tmpFile("missing")));
 }
 
 // ---- capture
 
-constexpr std::string_view kOwnPjl = "@PJL SET COPIES = 9\n";
+// Jobs with the filter's own PJL, which is only in the captured input.
+const std::string kOwnPjl = "@PJL SET COPIES = 9\n";
 
-void expectCaptured(const Job& job) {
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), std::string(kOwnPjl) + kJobText);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), plainJob());
+void expectCaptured(const Job& job, const BeforeExec& beforeExec = nullptr,
+                    Where where = Where::here()) {
+  expectOutcome(job.run(beforeExec), plainJob(), tmpLines(job) + kCaptureOn, 0, "", where);
+  expectSame(readFile(job.tmpFile("qvn_ps")), kOwnPjl + kJobText, "qvn_ps", "the job", where);
+  expectSame(readFile(job.tmpFile("qvn_ps2")), plainJob(), "qvn_ps2", "the job", where);
 }
 
-void expectNotCaptured(const Job& job) {
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
-  EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps2")));
+Job jobWithOwnPjl() { return Job().input(kOwnPjl + kJobText); }
+
+TEST(Capture, AnyKindOfMarkerSwitchesItOn) {
+  const std::vector<std::function<void(const std::string& path)>> makers{
+      [](const std::string& path) { writeFile(path, "off\nfalse\n"); },
+      [](const std::string& path) { fs::create_directory(path); },
+      [](const std::string& path) { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); },
+      [](const std::string& path) { writeFile(path, ""), fs::permissions(path, fs::perms::none); },
+      [](const std::string& path) { fs::create_symlink(".", path); }};
+  for (const auto& make : makers) {
+    const Job job = jobWithOwnPjl();
+    make(job.tmpFile("qvn_log"));
+    expectCaptured(job, obeyPermissions);
+  }
 }
 
-Job jobWithOwnPjl() {
-  Job job;
-  job.input(std::string(kOwnPjl) + kJobText);
-  return job;
-}
-
-TEST(Capture, IsOffWithoutTheMarker) {
+TEST(Capture, MarkerIsLeftAsItIs) {
   const Job job = jobWithOwnPjl();
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
-  expectNotCaptured(job);
-}
-
-TEST(Capture, EmptyMarkerSwitchesItOn) {
-  Job job = jobWithOwnPjl();
-  job.capture();
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
+  writeFile(job.tmpFile("qvn_log"), "off\n");
   expectCaptured(job);
+  EXPECT_EQ(readFile(job.tmpFile("qvn_log")), "off\n");
 }
 
-TEST(Capture, FileJobIsCapturedToo) {
-  Job job;
-  job.capture().fileWith(std::string(kOwnPjl) + kJobText).input("from standard input\n");
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-}
-
-TEST(Capture, MarkerIsNeitherReadNorChanged) {
-  Job job = jobWithOwnPjl();
-  writeFile(job.tmpFile("qvn_log"), "off\nfalse\n");
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_log")), "off\nfalse\n");
-}
-
-TEST(Capture, MarkerMayBeADirectory) {
-  const Job job = jobWithOwnPjl();
-  fs::create_directory(job.tmpFile("qvn_log"));
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-}
-
-TEST(Capture, MarkerMayBeAPipeNobodyWrites) {
-  const Job job = jobWithOwnPjl();
-  ASSERT_EQ(mkfifo(job.tmpFile("qvn_log").c_str(), 0600), 0);
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-}
-
-TEST(Capture, MarkerMayBeUnreadable) {
-  Job job = jobWithOwnPjl();
-  job.capture();
-  fs::permissions(job.tmpFile("qvn_log"), fs::perms::none);
-  expectOutcome(job.run(obeyPermissions), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-}
-
-TEST(Capture, MarkerMayBeALinkToAFile) {
-  const Job job = jobWithOwnPjl();
-  writeFile(job.tmpFile("elsewhere"), "");
-  fs::create_symlink("elsewhere", job.tmpFile("qvn_log"));
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-}
-
-TEST(Capture, DanglingLinkIsNoMarker) {
-  const Job job = jobWithOwnPjl();
-  fs::create_symlink("nowhere", job.tmpFile("qvn_log"));
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
-  expectNotCaptured(job);
-}
-
-TEST(Capture, MarkersNameIsExact) {
+TEST(Capture, IsOffWithoutAMarkerOfTheExactName) {
   const Job job = jobWithOwnPjl();
   writeFile(job.tmpFile("QVN_LOG"), "");
   writeFile(job.tmpFile("qvn_log.txt"), "");
-  expectOutcome(job.run(), plainJob(), tmpLines(job), 0);
+  fs::create_symlink("nowhere", job.tmpFile("qvn_log"));
+  expectBody(job, kJobText);
   expectNotCaptured(job);
 }
 
 TEST(Capture, FilesOfTheJobBeforeAreReplaced) {
   Job job = jobWithOwnPjl();
-  job.capture();
-  writeFile(job.tmpFile("qvn_ps"), std::string(5000, 'o'));
-  writeFile(job.tmpFile("qvn_ps2"), std::string(5000, 'o'));
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn, 0);
-  expectCaptured(job);
-}
-
-TEST(Capture, EmptyJobLeavesAnEmptyIncomingFile) {
-  Job job;
-  job.capture();
-  expectOutcome(job.run(), plainJob(""), tmpLines(job) + kCaptureOn, 0);
+  for (const char* name : {"qvn_ps", "qvn_ps2"}) {
+    writeFile(job.tmpFile(name), std::string(5000, 'o'));
+  }
+  expectCaptured(job.capture());
+  // The job may come from a file, and may be empty.
+  expectCaptured(job.fileWith(kOwnPjl + kJobText).input("from standard input\n"));
+  expectRun(job.fileWith(""), plainJob(""), kCaptureOn);
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), "");
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), plainJob(""));
 }
 
-TEST(Capture, UnwritableIncomingFileLeavesTheOutgoingOne) {
-  Job job = jobWithOwnPjl();
-  job.capture();
-  fs::create_directory(job.tmpFile("qvn_ps"));
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn + kNoCaptureIn, 0);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), plainJob());
+TEST(Capture, UnwritableFileLeavesTheOtherOne) {
+  Job in = jobWithOwnPjl().capture();
+  fs::create_directory(in.tmpFile("qvn_ps"));
+  expectRun(in, plainJob(), std::string(kCaptureOn) + kNoCaptureIn);
+  EXPECT_EQ(readFile(in.tmpFile("qvn_ps2")), plainJob());
+  Job out = jobWithOwnPjl().capture();
+  fs::create_directory(out.tmpFile("qvn_ps2"));
+  expectRun(out, plainJob(), std::string(kCaptureOn) + kNoCaptureOut);
+  EXPECT_EQ(readFile(out.tmpFile("qvn_ps")), kOwnPjl + kJobText);
 }
 
-TEST(Capture, UnwritableOutgoingFileLeavesTheIncomingOne) {
-  Job job = jobWithOwnPjl();
-  job.capture();
-  fs::create_directory(job.tmpFile("qvn_ps2"));
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kCaptureOn + kNoCaptureOut, 0);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), std::string(kOwnPjl) + kJobText);
-}
-
-TEST(Capture, UnwritableFolderIsReportedTwiceAndTheJobStillPrinted) {
+TEST(Capture, UnwritableDirectoryIsReportedTwiceAndTheJobStillPrinted) {
   Job job;
-  const std::string text = bytes("@PJL SET COPIES = 9\nzero\0byte\nlast");
-  job.capture().input(text);
+  job.capture().input(bytes("@PJL SET COPIES = 9\nzero\0byte\nlast"));
   fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
   expectOutcome(job.run(obeyPermissions), plainJob(bytes("zero\0byte\nlast")),
-                tmpLines(job) + kCaptureOn + kNoCaptureIn + kNoCaptureOut, 0);
+                tmpLines(job) + kCaptureOn + kNoCaptureIn + kNoCaptureOut);
   expectNotCaptured(job);
-}
-
-// ---- the generic driver's PPD keyword
-
-std::string colorJob() {
-  return headerWith("@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n") + kJobText +
-         trailer();
-}
-
-std::string monoJob() {
-  return headerWith("@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n") + kJobText +
-         trailer();
-}
-
-void expectWithPpd(std::string_view ppd, std::string_view options, const std::string& out) {
-  Job job;
-  job.ppd(ppd).options(std::string(options)).input(std::string(kJobText));
-  expectOutcome(job.run(), out, tmpLines(job), 0);
-}
-
-TEST(GenericDriver, ColorInThePpdSelectsTheColorLines) {
-  expectWithPpd("*PPD-Adobe: \"4.3\"\n*QVGeneric: \"Color\"\n", "", colorJob());
-}
-
-TEST(GenericDriver, MonoInThePpdSelectsTheGrayLines) {
-  expectWithPpd("*PPD-Adobe: \"4.3\"\n*QVGeneric: \"Mono\"\n", "", monoJob());
-}
-
-TEST(GenericDriver, AnyOtherValueCountsAsMono) {
-  expectWithPpd("*QVGeneric: color\n", "", monoJob());
-}
-
-TEST(GenericDriver, PpdReplacesTheValueOfTheJob) {
-  expectWithPpd("*QVGeneric: Mono\n", "QVGeneric=Color", monoJob());
-}
-
-TEST(GenericDriver, ValueOfTheJobStandsWhenThePpdHasNone) {
-  expectWithPpd("*QvnManualBooklet: True\n", "QVGeneric=Color", colorJob());
-}
-
-TEST(GenericDriver, PpdWithoutTheKeywordAddsNothing) {
-  expectWithPpd("*PPD-Adobe: \"4.3\"\n*ColorDevice: True\n", "", plainJob());
-}
-
-TEST(GenericDriver, ManualBookletKeywordAloneAddsNothing) {
-  expectWithPpd("*QvnManualBooklet: True\n", "", plainJob());
-}
-
-TEST(GenericDriver, UnreadablePpdAddsNothing) {
-  Job job;
-  job.env("PPD", job.tmpFile("no such printer.ppd")).input(std::string(kJobText));
-  expectOutcome(job.run(), plainJob(), tmpLines(job) + kNoPpd, 0);
 }
 
 // ---- order of standard error
@@ -508,14 +245,14 @@ TEST(GenericDriver, UnreadablePpdAddsNothing) {
 TEST(StandardError, MessagesComeInTheOrderOfTheRun) {
   Job job = jobWithOwnPjl();
   job.capture().log(1).env("DEVICE_URI", "pap://*/Office/LaserWriter");
-  job.env("PPD", job.tmpFile("no such printer.ppd"));
+  job.env("PPD", job.tmpFile("missing.ppd"));
   for (const char* name : {"qvn_ps", "qvn_ps2", "debug.log"}) {
     fs::create_directory(job.tmpFile(name));
   }
+  const std::string line = "tmp at " + job.tmp() + " \n";
   expectOutcome(job.run(), plainJob(),
-                tmpLine(job.tmp()) + kNoDebugFile + tmpLine(job.tmp()) + kCaptureOn + kNoCaptureIn +
-                    kNoCaptureOut + kNoPpd + kAppleTalk,
-                0);
+                line + "ERROR: Unable to open log file\n" + line + kCaptureOn + kNoCaptureIn +
+                    kNoCaptureOut + "ERROR: Unable to open PPD file\n" + kAppleTalk);
 }
 
 }  // namespace

@@ -1,16 +1,16 @@
-// The page in front of a manual booklet that tells the user how to turn the printed stack: which
-// file it is read from, where it stands, and what is sent without it.
+// The page before a manual booklet that tells the user how to turn the printed stack: which
+// file it is read from, where it is in the output, and what is sent without it.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <optional>
-#include <ostream>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/permissions.h"
@@ -22,264 +22,166 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kText = "%%Page: 0 0 turn the stack\nshowpage\n";
 
-// A job of two pages on a system with a folder for instruction pages.
+// A job of two pages on a system with a directory of instruction pages.
 class InstructionPage : public ::testing::Test {
  protected:
   InstructionPage() : job_(manualJob(join(kTop, kPage1, kPage2))) {
-    job_.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", folder_.path()).env("LANG", "de_DE");
-    before_ = threeTmpLines(job_);
-  }
-
-  void captureJob() {
-    const std::string line = "tmp at " + job_.tmp() + " \n";
-    before_ = join(line, line, kCaptureOn, line);
-    job_.capture();
+    job_.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", directory_.path()).env("LANG", "de_DE");
   }
 
   // The file is named after the missing object that its name is formed with.
   std::string file(std::string_view code) const {
-    return folder_.file(join(code, ".lproj/instruction(null)"));
+    return directory_.file(join(code, ".lproj/instruction(null)"));
   }
 
-  void expectCurrent(std::string_view text, std::string_view message) const {
-    expectOutcome(job_.run(),
-                  join(plainHeader(), kTop, kFirstPass, "%%Page: 0 0\n", text, kPage1, kSecondPass,
-                       kBlank, kPage2, trailer()),
-                  join(before_, message));
-    expectNoManualFiles(job_);
+  // The page is printed on this version of the system, without and with a capture.
+  void expectPage(std::string_view text, const char* version = "0x1050",
+                  Where where = Where::here()) {
+    const std::string_view name = version;
+    const bool old = name < "0x1050" || name == "failed";
+    const std::string page =
+        old ? join("%%Page: 0 0\nuserdict/ESPsave save put\n", text, "\n", kRestore)
+            : join("%%Page: 0 0\n", text);
+    const std::string rest =
+        join(kPage1, kSecondPass, kBlank, old ? kRestore : std::string_view(), kPage2);
+    expectBooklet(Job(job_).version(version), join(kTop, kFirstPass, page, rest),
+                  text.empty() ? kNoInstruction : "", where);
+    // It is not in the captured input.
+    expectSame(readFile(job_.tmpFile("qvn_ps")), join(kTop, kFirstPass, rest), "qvn_ps", "the job",
+               where);
   }
 
-  void expectBefore1050(std::string_view text, std::string_view message) const {
-    expectOutcome(job_.run(),
-                  join(plainHeader(), kTop, kFirstPass, "%%Page: 0 0\nuserdict/ESPsave save put\n",
-                       text, "\nuserdict /ESPsave get restore\n", kPage1, kSecondPass, kBlank,
-                       "userdict /ESPsave get restore\n", kPage2, trailer()),
-                  join(before_, message));
-    expectNoManualFiles(job_);
-  }
-
-  TemporaryFolder folder_;
+  TemporaryFolder directory_;
   Job job_;
-  std::string before_;  // what standard error holds ahead of the line loop
 };
 
-// ---- text around the page
-
-TEST_F(InstructionPage, StandsBetweenFirstPassRequestAndFirstPage) {
+TEST_F(InstructionPage, IsBetweenFirstPassRequestAndFirstPageAndSavedBefore1050) {
   writeFile(file("de_DE"), kText);
-  expectCurrent(kText, "");
-}
-
-TEST_F(InstructionPage, IsSavedAndRestoredBefore1050) {
-  writeFile(file("de_DE"), kText);
-  for (const char* version : {"0x1049", "0x104f", "0x102f", "failed"}) {
-    job_.version(version);
-    expectBefore1050(kText, "");
-  }
-}
-
-TEST_F(InstructionPage, IsNotSavedFrom1050On) {
-  writeFile(file("de_DE"), kText);
-  for (const char* version : {"0x1050", "0x1051", "0x1450"}) {
-    job_.version(version);
-    expectCurrent(kText, "");
+  for (const char* version :
+       {"0x1049", "0x104f", "0x102f", "failed", "0x1050", "0x1051", "0x1450"}) {
+    expectPage(kText, version);
   }
 }
 
 TEST_F(InstructionPage, PassesByteByByteAndNoRuleAppliesToIt) {
-  const std::string text = bytes(
-      "@PJL SET COPIES = 9\n\x1b%-12345X\r\n%%BeginProlog\n*JobPatchFile\n*QVBookletFold\n"
-      "%%Page: 7 7\n%%Trailer\nzero\0byte \x80\xff\rno line end");
-  writeFile(file("de_DE"), text);
-  expectCurrent(text, "");
-  job_.version("0x1049");
-  expectBefore1050(text, "");
-}
-
-TEST_F(InstructionPage, MayBeLong) {
-  std::string text;
-  while (text.size() < 5000000) text += std::to_string(text.size()) + " 0 moveto\n";
-  writeFile(file("de_DE"), text);
-  expectCurrent(text, "");
-}
-
-TEST_F(InstructionPage, MayBeASingleByte) {
-  writeFile(file("de_DE"), bytes("\0"));
-  expectCurrent(bytes("\0"), "");
-}
-
-TEST_F(InstructionPage, GoesToTheOutgoingCaptureAndNotToTheIncomingOne) {
-  writeFile(file("de_DE"), kText);
-  captureJob();
-  expectCurrent(kText, "");
-  EXPECT_EQ(readFile(job_.tmpFile("qvn_ps")),
-            join(kTop, kFirstPass, kPage1, kSecondPass, kBlank, kPage2));
-  EXPECT_EQ(readFile(job_.tmpFile("qvn_ps2")),
-            join(plainHeader(), kTop, kFirstPass, "%%Page: 0 0\n", kText, kPage1, kSecondPass,
-                 kBlank, kPage2, trailer()));
-}
-
-TEST_F(InstructionPage, GoesToTheOutgoingCaptureWithSaveAndRestoreBefore1050) {
-  captureJob();
-  job_.version("0x1049");
-  expectBefore1050("", kNoInstruction);
-  EXPECT_EQ(readFile(job_.tmpFile("qvn_ps")),
-            join(kTop, kFirstPass, kPage1, kSecondPass, kBlank, kRestore, kPage2));
-  EXPECT_EQ(readFile(job_.tmpFile("qvn_ps2")),
-            join(plainHeader(), kTop, kFirstPass,
-                 "%%Page: 0 0\nuserdict/ESPsave save put\n\nuserdict /ESPsave get restore\n",
-                 kPage1, kSecondPass, kBlank, kRestore, kPage2, trailer()));
+  std::string longText;
+  while (longText.size() < 5000000) longText += std::to_string(longText.size()) + " 0 moveto\n";
+  for (const std::string& text :
+       {bytes("@PJL SET COPIES = 9\n\x1b%-12345X\r\n%%BeginProlog\n*JobPatchFile\n*QVBookletFold\n"
+              "%%Page: 7 7\n%%Trailer\nzero\0byte \x80\xff\rno line end"),
+        bytes("\0"), longText}) {
+    writeFile(file("de_DE"), text);
+    expectPage(text);
+    expectPage(text, "0x1049");
+  }
 }
 
 TEST_F(InstructionPage, IsLeftOutOfAJobWithoutPages) {
   writeFile(file("de_DE"), kText);
-  job_.input(std::string(kTop));
-  expectPrintedWithoutPages(job_, join(kTop, kSecondPass, kProcedures));
+  expectPrintedWithoutPages(job_.input(std::string(kTop)), join(kTop, kSecondPass, kProcedures));
 }
 
 // ---- language
 
-struct Language {
-  const char* version;
-  std::optional<const char*> lang;
-  std::string_view code;
-};
-
-void PrintTo(const Language& language, std::ostream* out) {
-  *out << language.version << " LANG=" << language.lang.value_or("(unset)");
-}
-
-class InstructionLanguage : public InstructionPage,
-                            public ::testing::WithParamInterface<Language> {};
-
-TEST_P(InstructionLanguage, NamesTheFolder) {
-  const auto& [version, lang, code] = GetParam();
-  job_.version(version);
-  job_.unsetEnv("LANG");
-  if (lang) job_.env("LANG", *lang);
-  writeFile(file(code), kText);
-  // The names that would be read if the file's name had another end.
-  writeFile(folder_.file(join(code, ".lproj/instruction")), "not this one");
-  writeFile(folder_.file(join(code, ".lproj/instruction.ps")), "nor this one");
-  if (std::string_view(version) == "0x1049" || std::string_view(version) == "failed") {
-    expectBefore1050(kText, "");
-  } else {
-    expectCurrent(kText, "");
+TEST_F(InstructionPage, LanguageNamesTheDirectory) {
+  struct {
+    const char *version, *lang;  // nullptr if it is unset
+    std::string code;
+  } const rows[] = {{"0x1050", "fr_FR.UTF-8", "fr_FR"},
+                    {"0x1050", "fr_FR", "fr_FR"},
+                    {"0x1050", "en_US", "en"},
+                    {"0x1050", "en_US.UTF-8", "en"},
+                    {"0x1050", "en", "en"},
+                    {"0x1050", "en.UTF-8", "en"},
+                    {"0x1050", nullptr, "en"},
+                    {"0x1050", "C", "C"},
+                    {"0x1050", "C.UTF-8", "C"},
+                    {"0x1050", "", ""},
+                    {"0x1050", ".UTF-8", ""},
+                    {"0x1050", "en_GB.UTF-8", "en_GB"},
+                    {"0x1050", "EN_US", "EN_US"},
+                    {"0x1050", "en_us", "en_us"},
+                    {"0x1050", "en_US@euro", "en_US@euro"},
+                    {"0x1050", "zh_TW.Big5.x", "zh_TW"},
+                    {"0x1050", "de_DE.a/b", "de_DE"},
+                    {"0x1050", "%s%@", "%s%@"},
+                    {"0x1450", "en_US.UTF-8", "en"},
+                    {"0x1049", "fr_FR.UTF-8", "fr_FR.UTF-8"},
+                    {"0x1049", "fr_FR", "fr_FR"},
+                    {"0x1049", "en_US", "en"},
+                    {"0x1049", "en_US.UTF-8", "en_US.UTF-8"},
+                    {"0x1049", "en", "en"},
+                    {"0x1049", "en.UTF-8", "en.UTF-8"},
+                    {"0x1049", nullptr, "en"},
+                    {"0x1049", "C", "C"},
+                    {"0x1049", "", ""},
+                    {"0x1049", ".UTF-8", ".UTF-8"},
+                    {"failed", "en_US.UTF-8", "en_US.UTF-8"},
+                    {"failed", "en_US", "en"}};
+  for (const auto& [version, lang, code] : rows) {
+    job_.unsetEnv("LANG");
+    if (lang) job_.env("LANG", lang);
+    // Others would be read if the file's name had another end.
+    const std::string path = directory_.file(code + ".lproj");
+    writeFile(path + "/instruction(null)", kText);
+    writeFile(path + "/instruction", "not this one");
+    writeFile(path + "/instruction.ps", "nor this one");
+    expectPage(kText, version);
+    fs::remove_all(path);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Current, InstructionLanguage,
-    ::testing::Values(Language{"0x1050", "fr_FR.UTF-8", "fr_FR"},
-                      Language{"0x1050", "fr_FR", "fr_FR"}, Language{"0x1050", "en_US", "en"},
-                      Language{"0x1050", "en_US.UTF-8", "en"}, Language{"0x1050", "en", "en"},
-                      Language{"0x1050", "en.UTF-8", "en"}, Language{"0x1050", std::nullopt, "en"},
-                      Language{"0x1050", "C", "C"}, Language{"0x1050", "C.UTF-8", "C"},
-                      Language{"0x1050", "", ""}, Language{"0x1050", ".UTF-8", ""},
-                      Language{"0x1050", "en_GB.UTF-8", "en_GB"},
-                      Language{"0x1050", "EN_US", "EN_US"}, Language{"0x1050", "en_us", "en_us"},
-                      Language{"0x1050", "en_US@euro", "en_US@euro"},
-                      Language{"0x1050", "zh_TW.Big5.x", "zh_TW"},
-                      Language{"0x1050", "de_DE.a/b", "de_DE"}, Language{"0x1050", "%s%@", "%s%@"},
-                      Language{"0x1450", "en_US.UTF-8", "en"}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Before1050, InstructionLanguage,
-    ::testing::Values(Language{"0x1049", "fr_FR.UTF-8", "fr_FR.UTF-8"},
-                      Language{"0x1049", "fr_FR", "fr_FR"}, Language{"0x1049", "en_US", "en"},
-                      Language{"0x1049", "en_US.UTF-8", "en_US.UTF-8"},
-                      Language{"0x1049", "en", "en"}, Language{"0x1049", "en.UTF-8", "en.UTF-8"},
-                      Language{"0x1049", std::nullopt, "en"}, Language{"0x1049", "C", "C"},
-                      Language{"0x1049", "", ""}, Language{"0x1049", ".UTF-8", ".UTF-8"},
-                      Language{"failed", "en_US.UTF-8", "en_US.UTF-8"},
-                      Language{"failed", "en_US", "en"}));
-
-TEST_F(InstructionPage, OfAnotherLanguageIsNoReplacement) {
+TEST_F(InstructionPage, IsNotReadFromAnotherDirectory) {
   writeFile(file("en"), kText);
   writeFile(file("de"), kText);
-  expectCurrent("", kNoInstruction);
-}
-
-TEST_F(InstructionPage, FolderIsNotLeftByTheLanguage) {
-  writeFile(folder_.file("in/en.lproj/instruction(null)"), kText);
-  writeFile(folder_.file("en.lproj/instruction(null)"), kText);
-  fs::create_directory(folder_.file("in/en"));
-  job_.env("JOBSHAPER_INSTRUCTIONS", folder_.file("in"));
+  writeFile(directory_.file("in/en.lproj/instruction(null)"), kText);
+  writeFile(directory_.file("in/fr/FR.lproj/instruction(null)"), kText);
+  fs::create_directory(directory_.file("in/en"));
+  job_.env("JOBSHAPER_INSTRUCTIONS", directory_.file("in"));
   for (const std::string& lang :
-       {std::string("../en"), folder_.file("en"), std::string("/en"), std::string("en/../en")}) {
-    job_.env("LANG", lang).version("0x1049");
-    expectBefore1050("", kNoInstruction);
+       {std::string("de_DE"), std::string("../en"), directory_.file("en"), std::string("/en"),
+        std::string("en/../en"), std::string("fr/FR")}) {
+    job_.env("LANG", lang);
+    expectPage("", "0x1049");
+    expectPage("");
   }
-}
-
-TEST_F(InstructionPage, FolderOfALanguageHasNoFolderBelowIt) {
-  writeFile(folder_.file("fr/FR.lproj/instruction(null)"), kText);
-  job_.env("LANG", "fr/FR.UTF-8");
-  expectCurrent("", kNoInstruction);
 }
 
 // ---- without a file
 
-TEST_F(InstructionPage, WithoutFolderIsReportedAndTheJobGoesOn) {
-  job_.env("JOBSHAPER_INSTRUCTIONS", folder_.file("no such folder"));
-  expectCurrent("", kNoInstruction);
+TEST_F(InstructionPage, IsReportedOnceIfItCannotBeReadAndTheJobGoesOn) {
+  const std::vector<std::function<void(const std::string& path)>> makers{
+      [](const std::string&) {},
+      [](const std::string& path) { writeFile(path, ""); },
+      [](const std::string& path) { fs::create_directory(path); },
+      [](const std::string& path) { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); },
+      [](const std::string& path) { fs::create_symlink("nowhere", path); },
+      [](const std::string& path) {
+        writeFile(path, kText), fs::permissions(path, fs::perms::none);
+      }};
+  for (const auto& make : makers) {
+    fs::remove_all(directory_.file("de_DE.lproj"));
+    fs::create_directory(directory_.file("de_DE.lproj"));
+    make(file("de_DE"));
+    std::thread([this] {
+      obeyPermissions();
+      expectPage("");
+      expectPage("", "0x1049");
+    }).join();
+  }
+  job_.env("JOBSHAPER_INSTRUCTIONS", directory_.file("no such directory"));
+  expectPage("");
+  // The blank page begins like the first page, but has no instruction page.
+  expectPrinted(job_.input(std::string(kPage1)),
+                join(kFirstPass, kInstruction, kPage1, kSecondPass, kBlank));
 }
 
-TEST_F(InstructionPage, WithoutFileIsReportedAndTheJobGoesOn) {
-  fs::create_directory(folder_.file("de_DE.lproj"));
-  expectCurrent("", kNoInstruction);
-  job_.version("0x1049");
-  expectBefore1050("", kNoInstruction);
-}
-
-TEST_F(InstructionPage, OfAnEmptyFileIsReported) {
-  writeFile(file("de_DE"), "");
-  expectCurrent("", kNoInstruction);
-}
-
-TEST_F(InstructionPage, OfADirectoryIsReported) {
-  fs::create_directories(file("de_DE"));
-  expectCurrent("", kNoInstruction);
-}
-
-TEST_F(InstructionPage, OfAPipeNobodyWritesIsReportedWithoutWaiting) {
-  fs::create_directory(folder_.file("de_DE.lproj"));
-  ASSERT_EQ(mkfifo(file("de_DE").c_str(), 0600), 0);
-  expectCurrent("", kNoInstruction);
-}
-
-TEST_F(InstructionPage, OfADanglingLinkIsReported) {
-  fs::create_directory(folder_.file("de_DE.lproj"));
-  fs::create_symlink("nowhere", file("de_DE"));
-  expectCurrent("", kNoInstruction);
-}
-
-TEST_F(InstructionPage, OfAFileWithoutReadPermissionIsReported) {
+TEST_F(InstructionPage, IsNotInOtherJobs) {
   writeFile(file("de_DE"), kText);
-  fs::permissions(file("de_DE"), fs::perms::none);
-  std::thread([this] {
-    obeyPermissions();
-    expectCurrent("", kNoInstruction);
-  }).join();
-}
-
-TEST_F(InstructionPage, IsReportedOnceThoughTheBlankPageBeginsLikeTheFirst) {
-  job_.input(join(kPage1)).version("0x1050");
-  expectPrinted(job_, join(kFirstPass, kInstruction, kPage1, kSecondPass, kBlank));
-}
-
-// ---- only manual booklets have one
-
-TEST(InstructionPageOf, PrinterMadeBookletOrPlainJobDoesNotExist) {
-  TemporaryFolder folder;
-  writeFile(folder.file("en.lproj/instruction(null)"), kText);
   for (const auto& [ppd, options] :
        {std::pair{"*ColorDevice: True\n", "QVBookletFold=Booklet"},
         std::pair{"*QvnManualBooklet: True\n", "QVBookletFold=PrinterS"}}) {
-    Job job;
-    job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", folder.path()).env("LANG", "en_US.UTF-8");
-    job.ppd(ppd).options(options).input(join(kTop, kPage1));
-    expectOutcome(job.run(), join(plainHeader(), kTop, kPage1, trailer()), tmpLines(job));
+    expectBody(job_.ppd(ppd).options(options), join(kTop, kPage1, kPage2));
   }
 }
 

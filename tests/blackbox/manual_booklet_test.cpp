@@ -2,10 +2,10 @@
 // between them, and the rules that the reordered job then goes through.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
 
@@ -14,337 +14,217 @@ namespace {
 
 constexpr std::string_view kOnlyInside = " QVBookletCoverPage=true QVInsideFrontCover=true";
 
-void expectNotReordered(Job& job, std::string_view input) {
-  writeFile(job.tmpFile("pageEven42"), "of another program");
-  job.input(std::string(input));
-  expectOutcome(job.run(), join(plainHeader(), input, trailer()), tmpLines(job));
-  EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
+// A job whose first page is `odd` and whose second pass, after the blank page, is `even`.
+std::string printed(std::string_view top, std::string_view odd, std::string_view blank,
+                    std::string_view even) {
+  return join(top, kFirstPass, kInstruction, odd, kSecondPass, blank, even);
+}
+
+// Jobs that begin with kTop and whose blank page is that of kPage1.
+struct PagesRow {
+  std::string pages, odd, even;
+};
+void expectPages(const std::vector<PagesRow>& rows, Where where = Where::here()) {
+  for (const auto& [in, odd, even] : rows) {
+    expectPrinted(manualJob(join(kTop, in)), printed(kTop, odd, kBlank, even), where);
+  }
 }
 
 // ---- which jobs are reordered
 
-class ManualBookletKeyword : public ::testing::TestWithParam<std::string_view> {};
-
-TEST_P(ManualBookletKeyword, OfAnyValueReordersTheJob) {
-  Job job = manualJob(join(kTop, kPage1, kPage2));
-  expectPrinted(job.ppd(GetParam()),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2));
-}
-
-INSTANTIATE_TEST_SUITE_P(Lines, ManualBookletKeyword,
-                         ::testing::Values("*QvnManualBooklet: True\n",
-                                           "*QvnManualBooklet: False\n",
-                                           "*QvnManualBooklet: \"True\"\n", "*qvnmanualbooklet:x",
-                                           "*QvnManualBooklet: True\n*QvnManualBooklet: \n"));
-
-class ManualBookletFold : public ::testing::TestWithParam<std::string_view> {};
-
-TEST_P(ManualBookletFold, OfAnyKindReordersTheJob) {
-  Job job = manualJob(join(kTop, kPage1, kPage2));
-  expectPrinted(job.options(join("QVBookletFold=", GetParam())),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2));
-}
-
-INSTANTIATE_TEST_SUITE_P(Values, ManualBookletFold,
-                         ::testing::Values("Booklet", "SaddleStitch", "BiFold",
-                                           "DoNotFoldAndStaple", "TriFold", "False", "true"));
-
-TEST(ManualBooklet, NeedsAFoldOption) {
-  for (const char* options : {"", "QVBookletFold=false", "QVBookletFold=PrinterS"}) {
-    Job job;
-    expectNotReordered(job.ppd(kManualPpd).options(options), join(kTop, kPage1, kPage2, kTrailer));
+TEST(ManualBooklet, KeywordOrFoldOfAnyValueReordersTheJob) {
+  const std::string body = printed(kTop, kPage1, kBlank, kPage2);
+  for (const char* ppd :
+       {"*QvnManualBooklet: True\n", "*QvnManualBooklet: False\n", "*QvnManualBooklet: \"True\"\n",
+        "*qvnmanualbooklet:x", "*QvnManualBooklet: True\n*QvnManualBooklet: \n"}) {
+    expectPrinted(manualJob(join(kTop, kPage1, kPage2)).ppd(ppd), body);
+  }
+  for (const char* fold :
+       {"Booklet", "SaddleStitch", "BiFold", "DoNotFoldAndStaple", "TriFold", "False", "true"}) {
+    expectPrinted(manualJob(join(kTop, kPage1, kPage2)).options(join("QVBookletFold=", fold)),
+                  body);
   }
 }
 
-TEST(ManualBooklet, NeedsTheKeywordWithAValue) {
-  for (const char* ppd : {"*QVManualBooklet: True\n", "*QvnManualBooklet: \n"}) {
+TEST(ManualBooklet, NeedsAFoldOptionAndTheKeywordWithAValue) {
+  const std::pair<std::string_view, const char*> rows[] = {
+      {kManualPpd, ""},
+      {kManualPpd, "QVBookletFold=false"},
+      {kManualPpd, "QVBookletFold=PrinterS"},
+      {"*QVManualBooklet: True\n", "QVBookletFold=Booklet"},
+      {"*QvnManualBooklet: \n", "QVBookletFold=Booklet"}};
+  for (const auto& [ppd, options] : rows) {
+    const std::string input = join(kTop, kPage1, kPage2, kTrailer);
     Job job;
-    expectNotReordered(job.ppd(ppd).options("QVBookletFold=Booklet"),
-                       join(kTop, kPage1, kPage2, kTrailer));
+    writeFile(job.tmpFile("pageEven42"), "of another program");
+    expectBody(job.ppd(ppd).options(options).input(input), input);
+    EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
   }
 }
 
 TEST(ManualBooklet, IsMadeFromAFileTooAndTheFileStays) {
   Job job = manualJob("from standard input\n");
-  job.fileWith(join(kTop, kPage1, kPage2));
-  expectPrinted(job, join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2));
+  expectPrinted(job.fileWith(join(kTop, kPage1, kPage2)), printed(kTop, kPage1, kBlank, kPage2));
   EXPECT_EQ(readFile(job.argv().at(6)), join(kTop, kPage1, kPage2));
 }
 
 // ---- page order
 
-struct Order {
-  std::string_view in, odd, even;
-};
-
-void PrintTo(const Order& order, std::ostream* out) { *out << order.in; }
-
-class ManualBookletOrder : public ::testing::TestWithParam<Order> {};
-
-TEST_P(ManualBookletOrder, IsOddPagesThenABlankOneThenEvenPagesBackwards) {
-  expectPrinted(manualJob(join(kTop, pages(GetParam().in), kTrailer)),
-                join(kTop, kFirstPass, kInstruction, pages(GetParam().odd), kSecondPass, kBlank,
-                     pages(GetParam().even)));
+TEST(ManualBookletOrder, IsOddPagesThenABlankOneThenEvenPagesBackwards) {
+  const PagesRow rows[] = {{"1", "1", ""},
+                           {"12", "1", "2"},
+                           {"123", "13", "2"},
+                           {"1234", "13", "42"},
+                           {"12345", "135", "42"},
+                           {"123456", "135", "642"},
+                           {"1234567", "1357", "642"},
+                           {"12345678", "1357", "8642"},
+                           // The labels of the pages do not matter.
+                           {"14283", "123", "84"}};
+  for (const auto& [in, odd, even] : rows) {
+    const std::string input = join(kTop, pages(in), kTrailer);
+    expectPrinted(manualJob(input), printed(kTop, pages(odd), kBlank, pages(even)));
+    // With print on the cover's inside only, there is a second blank page.
+    expectPrinted(manualJob(input, kOnlyInside),
+                  printed(kTop, pages(odd), join(kBlank, kBlank), pages(even)));
+  }
+  expectPrinted(manualJob(join(kTop, kPage1), join(kOnlyInside, " QVOutsideFrontCover=true")),
+                printed(kTop, kPage1, kBlank, ""));
+  expectPrinted(manualJob(join(kPage1, kPage2)), printed("", kPage1, kBlank, kPage2));
 }
 
-TEST_P(ManualBookletOrder, HasASecondBlankPageWhenOnlyTheCoversInsideIsPrinted) {
-  expectPrinted(manualJob(join(kTop, pages(GetParam().in), kTrailer), kOnlyInside),
-                join(kTop, kFirstPass, kInstruction, pages(GetParam().odd), kSecondPass, kBlank,
-                     kBlank, pages(GetParam().even)));
-}
-
-INSTANTIATE_TEST_SUITE_P(Pages, ManualBookletOrder,
-                         ::testing::Values(Order{"1", "1", ""}, Order{"12", "1", "2"},
-                                           Order{"123", "13", "2"}, Order{"1234", "13", "42"},
-                                           Order{"12345", "135", "42"},
-                                           Order{"123456", "135", "642"},
-                                           Order{"1234567", "1357", "642"},
-                                           Order{"12345678", "1357", "8642"}));
-
-TEST(ManualBookletOrderOf, JobWithoutPagesIsTheJobAndABlankPageWithoutPrefix) {
+TEST(ManualBookletOrder, JobWithoutPagesIsFollowedByABlankPageWithoutItsStart) {
   expectPrintedWithoutPages(manualJob(join(kTop, kTrailer)), join(kTop, kSecondPass, kProcedures));
-}
-
-TEST(ManualBookletOrderOf, JobWithoutPagesCanHaveTwoBlankPages) {
   expectPrintedWithoutPages(manualJob(std::string(kTop), kOnlyInside),
                             join(kTop, kSecondPass, kProcedures, kProcedures));
+  for (const char* input : {"", "%%Page: 1 1"}) {
+    expectPrintedWithoutPages(manualJob(input), join(kSecondPass, kProcedures));
+  }
 }
 
-TEST(ManualBookletOrderOf, EmptyJobIsABlankPage) {
-  expectPrintedWithoutPages(manualJob(""), join(kSecondPass, kProcedures));
-}
-
-TEST(ManualBookletOrderOf, JobThatBeginsWithAPageHasNoHeader) {
-  expectPrinted(manualJob(join(kPage1, kPage2)),
-                join(kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2));
-}
-
-TEST(ManualBookletOrderOf, PagesIsTheirPlaceInTheJobNotTheirLabel) {
+TEST(ManualBookletOrder, LinesThatOnlyLookLikePagesStayWhereTheyAre) {
+  const std::string others = "%%Pages: 2\n%%PageOrder: Ascend\n %%Page: 9 9\n%%page: 9 9\n";
   expectPrinted(
-      manualJob(join(kTop, kPage1, pages("4283"))),
-      join(kTop, kFirstPass, kInstruction, kPage1, pages("23"), kSecondPass, kBlank, pages("84")));
-}
-
-TEST(ManualBookletOrderOf, LinesThatOnlyLookLikePagesStayWhereTheyAre) {
-  const std::string_view others = "%%Pages: 2\n%%PageOrder: Ascend\n %%Page: 9 9\n%%page: 9 9\n";
-  expectPrinted(manualJob(join(kTop, others, kPage1, others, "%%Page:2\nx\n", others)),
-                join(kTop, others, kFirstPass, kInstruction, kPage1, others, kSecondPass, kBlank,
-                     "%%Page:2\nx\n", others));
-}
-
-TEST(ManualBookletOrderOf, CoverPrintedOutsideHasOneBlankPage) {
-  expectPrinted(manualJob(join(kTop, kPage1),
-                          " QVBookletCoverPage=true QVInsideFrontCover=true "
-                          "QVOutsideFrontCover=true"),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank));
+      manualJob(join(kTop, others, kPage1, others, "%%Page:2\nx\n", others)),
+      printed(join(kTop, others), join(kPage1, others), kBlank, join("%%Page:2\nx\n", others)));
 }
 
 // ---- blank page
 
-class ManualBookletVersion
-    : public ::testing::TestWithParam<std::pair<const char*, std::string_view>> {};
-
-TEST_P(ManualBookletVersion, DecidesWhetherTheBlankPageRestores) {
-  const auto& [version, restore] = GetParam();
-  Job job = manualJob(std::string(kTop));
-  job.version(version);
-  expectPrintedWithoutPages(job, join(kTop, kSecondPass, kProcedures, restore));
+TEST(ManualBookletBlankPage, RestoresBefore1050) {
+  for (const char* version :
+       {"failed", "0x102f", "0x1049", "0x104f", "0x1050", "0x1051", "0x1450"}) {
+    const bool restores = std::string_view(version) < "0x1050" || version[0] == 'f';
+    const std::string blank = join(kProcedures, restores ? kRestore : "");
+    expectPrintedWithoutPages(manualJob(std::string(kTop)).version(version),
+                              join(kTop, kSecondPass, blank));
+    expectPrintedWithoutPages(manualJob(std::string(kTop), kOnlyInside).version(version),
+                              join(kTop, kSecondPass, blank, blank));
+  }
 }
 
-TEST_P(ManualBookletVersion, DecidesWhetherBothBlankPagesRestore) {
-  const auto& [version, restore] = GetParam();
-  Job job = manualJob(std::string(kTop), kOnlyInside);
-  job.version(version);
-  expectPrintedWithoutPages(job,
-                            join(kTop, kSecondPass, kProcedures, restore, kProcedures, restore));
-}
-
-INSTANTIATE_TEST_SUITE_P(Systems, ManualBookletVersion,
-                         ::testing::Values(std::pair{"failed", kRestore},
-                                           std::pair{"0x102f", kRestore},
-                                           std::pair{"0x1049", kRestore},
-                                           std::pair{"0x104f", kRestore},
-                                           std::pair{"0x1050", std::string_view()},
-                                           std::pair{"0x1051", std::string_view()},
-                                           std::pair{"0x1450", std::string_view()}));
-
-TEST(ManualBookletBlankPage, TakesLinesOfTheNextPageUntilThereAreFour) {
-  expectPrinted(manualJob("%!PS\n%%Page: 1 1\na\n%%Page: 2 2\nb\nc\n"),
-                join("%!PS\n", kFirstPass, kInstruction, "%%Page: 1 1\na\n", kSecondPass,
-                     "%%Page: 1 1\na\n%%Page: 2 2\nb\n", kProcedures, "%%Page: 2 2\nb\nc\n"));
-}
-
-TEST(ManualBookletBlankPage, TakesFourPagesOfOneLine) {
-  expectPrinted(
-      manualJob("%!PS\n%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n%%Page: 5\n"),
-      join("%!PS\n", kFirstPass, kInstruction, "%%Page: 1\n%%Page: 3\n%%Page: 5\n", kSecondPass,
-           "%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n", kProcedures, "%%Page: 4\n%%Page: 2\n"));
-}
-
-TEST(ManualBookletBlankPage, EndsWithTheJob) {
-  expectPrinted(manualJob("%!PS\n%%Page: 1 1\na\nb\n"),
-                join("%!PS\n", kFirstPass, kInstruction, "%%Page: 1 1\na\nb\n", kSecondPass,
-                     "%%Page: 1 1\na\nb\n", kProcedures));
-}
-
-TEST(ManualBookletBlankPage, TakesNoLineOfTheTrailer) {
-  expectPrinted(manualJob("%!PS\n%%Page: 1 1\na\n%%Trailer\nb\nc\n"),
-                join("%!PS\n", kFirstPass, kInstruction, "%%Page: 1 1\na\n", kSecondPass,
-                     "%%Page: 1 1\na\n", kProcedures));
+TEST(ManualBookletBlankPage, BeginsWithTheFirstFourLinesFromTheFirstPageOn) {
+  const auto expectStart = [](const std::string& job, const std::string& odd,
+                              const std::string& start, const std::string& even,
+                              Where where = Where::here()) {
+    expectPrinted(manualJob("%!PS\n" + job), printed("%!PS\n", odd, join(start, kProcedures), even),
+                  where);
+  };
+  const std::string page1 = "%%Page: 1 1\na\n";
+  const std::string page2 = "%%Page: 2 2\nb\nc\n";
+  expectStart(page1 + page2, page1, page1 + "%%Page: 2 2\nb\n", page2);
+  expectStart("%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n%%Page: 5\n",
+              "%%Page: 1\n%%Page: 3\n%%Page: 5\n", "%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n",
+              "%%Page: 4\n%%Page: 2\n");
+  // It may end with the job, and contains nothing of the trailer.
+  expectStart(page1 + "b\n", page1 + "b\n", page1 + "b\n", "");
+  expectStart(page1 + "%%Trailer\nb\nc\n", page1, page1, "");
 }
 
 // ---- trailer and last line
 
 TEST(ManualBookletTrailer, IsLeftOutWithThePagesInIt) {
-  expectPrinted(
-      manualJob(join(kTop, kPage1, kPage2, "%%Trailer\n%%Page: 3 3\nx\n%%Trailer\n%%EOF\n")),
-      join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2));
-}
-
-TEST(ManualBookletTrailer, MayComeBeforeAnyPage) {
+  const std::string others = "%%trailer\n %%Trailer\nx %%Trailer\n%Trailer\n";
+  expectPages({{join(kPage1, kPage2, "%%Trailer\n%%Page: 3 3\nx\n%%Trailer\n%%EOF\n"),
+                std::string(kPage1), std::string(kPage2)},
+               {join(kPage1, others, "%%TrailerComments: x\nx\n"), join(kPage1, others), ""}});
   expectPrintedWithoutPages(manualJob(join(kTop, "%%Trailer\n", kPage1, kPage2)),
                             join(kTop, kSecondPass, kProcedures));
 }
 
-TEST(ManualBookletTrailer, IsKnownByTheBeginningOfItsLine) {
-  const std::string_view others = "%%trailer\n %%Trailer\nx %%Trailer\n%Trailer\n";
-  expectPrinted(manualJob(join(kTop, kPage1, others, "%%TrailerComments: x\nx\n")),
-                join(kTop, kFirstPass, kInstruction, kPage1, others, kSecondPass, kBlank));
-}
-
-TEST(ManualBookletLastLine, WithoutALineEndIsLeftOut) {
-  expectPrinted(manualJob(join(kTop, kPage1, "showpage")),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank));
-}
-
-TEST(ManualBookletLastLine, WithoutALineEndIsNoPage) {
-  expectPrinted(manualJob(join(kTop, kPage1, "%%Page: 2 2")),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank));
-  expectPrintedWithoutPages(manualJob("%%Page: 1 1"), join(kSecondPass, kProcedures));
+TEST(ManualBookletLastLine, WithoutALineEndIsLeftOutUpToItsFullPieces) {
+  const std::string page(kPage1);
+  expectPages({{page + "showpage", page, ""}, {page + "%%Page: 2 2", page, ""}});
+  const std::size_t rows[][2] = {{1023, 0}, {1024, 1024}, {1025, 1024}, {2048, 2048}, {3000, 2048}};
+  for (const auto& [length, kept] : rows) {
+    expectPages({{page + std::string(length, 'x'), page + std::string(kept, 'x'), ""}});
+  }
 }
 
 // ---- line ends and overlong lines
 
-TEST(ManualBookletLine, MayEndWithACarriageReturn) {
+TEST(ManualBookletLine, MayEndWithACarriageReturnAndOneWithNewlineIsTwoLines) {
   expectPrinted(manualJob("%!PS\r%%Page: 1 1\ra\rb\rc\rd\r%%Page: 2 2\re\r%%Trailer\r%%EOF\r"),
-                join("%!PS\r", kFirstPass, kInstruction, "%%Page: 1 1\ra\rb\rc\rd\r", kSecondPass,
-                     "%%Page: 1 1\ra\rb\rc\r", kProcedures, "%%Page: 2 2\re\r"));
-}
-
-TEST(ManualBookletLine, WithCarriageReturnAndLineFeedCountsTwiceForTheBlankPage) {
+                printed("%!PS\r", "%%Page: 1 1\ra\rb\rc\rd\r",
+                        join("%%Page: 1 1\ra\rb\rc\r", kProcedures), "%%Page: 2 2\re\r"));
   expectPrinted(
       manualJob("%!PS\r\n%%Page: 1 1\r\na\r\nb\r\n%%Page: 2 2\r\nc\r\n%%Trailer\r\n%%EOF\r\n"),
-      join("%!PS\r\n", kFirstPass, kInstruction, "%%Page: 1 1\r\na\r\nb\r\n", kSecondPass,
-           "%%Page: 1 1\r\na\r\n", kProcedures, "%%Page: 2 2\r\nc\r\n"));
+      printed("%!PS\r\n", "%%Page: 1 1\r\na\r\nb\r\n", join("%%Page: 1 1\r\na\r\n", kProcedures),
+              "%%Page: 2 2\r\nc\r\n"));
 }
 
-class ManualBookletLongLine : public ::testing::TestWithParam<std::size_t> {};
-
-TEST_P(ManualBookletLongLine, PassesWholeInHeaderAndPages) {
-  const std::string line = std::string(GetParam(), 'x') + "\n";
-  expectPrinted(
-      manualJob(join(kTop, line, kPage1, line, kPage2, line)),
-      join(kTop, line, kFirstPass, kInstruction, kPage1, line, kSecondPass, kBlank, kPage2, line));
+TEST(ManualBookletLongLine, PassesWholeInHeaderAndPages) {
+  for (const std::size_t length : {1022U, 1023U, 1024U, 1025U, 2047U, 2048U, 3000U, 70000U}) {
+    const std::string line = std::string(length, 'x') + "\n";
+    expectPrinted(manualJob(join(kTop, line, kPage1, line, kPage2, line)),
+                  printed(join(kTop, line), join(kPage1, line), kBlank, join(kPage2, line)));
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Lengths, ManualBookletLongLine,
-                         ::testing::Values(1022, 1023, 1024, 1025, 2047, 2048, 3000, 70000));
-
-struct LongPrefix {
-  std::size_t length;
-  std::string_view rest;  // of the blank page's prefix, after the long line
-};
-
-void PrintTo(const LongPrefix& prefix, std::ostream* out) { *out << prefix.length; }
-
-class ManualBookletLongPrefix : public ::testing::TestWithParam<LongPrefix> {};
-
-TEST_P(ManualBookletLongPrefix, CountsEveryPieceOfALineAsOne) {
-  const std::string start = "%%Page: 1 1\n" + std::string(GetParam().length, 'x') + "\n";
-  expectPrinted(manualJob(join(kTop, start, "a\nb\nc\n")),
-                join(kTop, kFirstPass, kInstruction, start, "a\nb\nc\n", kSecondPass, start,
-                     GetParam().rest, kProcedures));
-}
-
-INSTANTIATE_TEST_SUITE_P(Lengths, ManualBookletLongPrefix,
-                         ::testing::Values(LongPrefix{1022, "a\nb\n"}, LongPrefix{1023, "a\nb\n"},
-                                           LongPrefix{1024, "a\n"}, LongPrefix{1025, "a\n"},
-                                           LongPrefix{2047, "a\n"}, LongPrefix{2048, ""},
-                                           LongPrefix{3000, ""}));
-
-TEST(ManualBookletLine, IsCutInTheBlankPageAfterThreeFurtherPieces) {
+TEST(ManualBookletLine, EveryPieceOfALineCountsForTheBlankPage) {
+  const std::pair<std::size_t, std::string> rows[] = {
+      {1022, "a\nb\n"}, {1023, "a\nb\n"}, {1024, "a\n"}, {1025, "a\n"},
+      {2047, "a\n"},    {2048, ""},       {3000, ""}};
+  for (const auto& [length, rest] : rows) {
+    const std::string start = "%%Page: 1 1\n" + std::string(length, 'x') + "\n";
+    expectPrinted(manualJob(join(kTop, start, "a\nb\nc\n")),
+                  printed(kTop, start + "a\nb\nc\n", join(start, rest, kProcedures), ""));
+  }
   const std::string line(4000, 'x');
   expectPrinted(manualJob(join(kTop, "%%Page: 1 1\n", line, "\n")),
-                join(kTop, kFirstPass, kInstruction, "%%Page: 1 1\n", line, "\n", kSecondPass,
-                     "%%Page: 1 1\n", std::string(3072, 'x'), kProcedures));
+                printed(kTop, "%%Page: 1 1\n" + line + "\n",
+                        join("%%Page: 1 1\n", std::string(3072, 'x'), kProcedures), ""));
 }
 
-TEST(ManualBookletLine, OfAPageMayBeginWhereAnOverlongLineIsCut) {
-  const std::string line(1024, 'x');
-  expectPrinted(manualJob(join(kTop, kPage1, line, kPage2)),
-                join(kTop, kFirstPass, kInstruction, kPage1, line, kSecondPass, kBlank, kPage2));
+TEST(ManualBookletLine, PageMayBeginWhereAnOverlongLineIsSplit) {
+  const std::string split = join(kPage1, std::string(1024, 'x'));
+  const std::string within = join(kPage1, std::string(1023, 'x'), kPage2);
+  expectPages({{join(split, kPage2), split, std::string(kPage2)}, {within, within, ""}});
 }
-
-TEST(ManualBookletLine, OfAPageIsNotSeenWithinAPiece) {
-  const std::string line(1023, 'x');
-  expectPrinted(manualJob(join(kTop, kPage1, line, kPage2)),
-                join(kTop, kFirstPass, kInstruction, kPage1, line, kPage2, kSecondPass, kBlank));
-}
-
-struct LongLast {
-  std::size_t length, kept;
-};
-
-void PrintTo(const LongLast& last, std::ostream* out) { *out << last.length; }
-
-class ManualBookletLongLastLine : public ::testing::TestWithParam<LongLast> {};
-
-TEST_P(ManualBookletLongLastLine, WithoutALineEndKeepsItsFullPieces) {
-  expectPrinted(manualJob(join(kTop, kPage1, std::string(GetParam().length, 'x'))),
-                join(kTop, kFirstPass, kInstruction, kPage1, std::string(GetParam().kept, 'x'),
-                     kSecondPass, kBlank));
-}
-
-INSTANTIATE_TEST_SUITE_P(Lengths, ManualBookletLongLastLine,
-                         ::testing::Values(LongLast{1023, 0}, LongLast{1024, 1024},
-                                           LongLast{1025, 1024}, LongLast{2048, 2048},
-                                           LongLast{3000, 2048}));
 
 // ---- zero bytes
 
-TEST(ManualBookletZeroByte, EndsTheTextOfItsLineInHeaderAndPages) {
-  expectPrinted(manualJob(join(bytes("%!PS\0x\n%%EndSetup\n%%Page: 1 1\na\nb\nc\nd\0hidden\ne\n"),
-                               bytes("%%Page: 2 2\n\0f\ng\0\0\nh\n"))),
-                join("%!PS%%EndSetup\n", kFirstPass, kInstruction, "%%Page: 1 1\na\nb\nc\nde\n",
-                     kSecondPass, "%%Page: 1 1\na\nb\nc\n", kProcedures, "%%Page: 2 2\ngh\n"));
-}
-
-TEST(ManualBookletZeroByte, IsKeptInTheBlankPage) {
+TEST(ManualBookletZeroByte, EndsTheTextOfItsLineExceptInTheBlankPage) {
+  expectPrinted(manualJob(bytes("%!PS\0x\n%%EndSetup\n%%Page: 1 1\na\nb\nc\nd\0hidden\ne\n"
+                                "%%Page: 2 2\n\0f\ng\0\0\nh\n")),
+                printed("%!PS%%EndSetup\n", "%%Page: 1 1\na\nb\nc\nde\n",
+                        join("%%Page: 1 1\na\nb\nc\n", kProcedures), "%%Page: 2 2\ngh\n"));
   expectPrinted(manualJob(bytes("%!PS\n%%Page: 1 1\na\0b\n\0\nd\ne\n")),
-                join("%!PS\n", kFirstPass, kInstruction, "%%Page: 1 1\nad\ne\n", kSecondPass,
-                     bytes("%%Page: 1 1\na\0b\n\0\nd\n"), kProcedures));
-}
-
-TEST(ManualBookletZeroByte, HidesNoPageOrTrailerBehindIt) {
-  expectPrinted(manualJob(join(kTop, kPage1, bytes("\0%%Page: 9 9\n\0%%Trailer\n"), kPage2)),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kPage2));
-}
-
-TEST(ManualBookletZeroByte, MayFollowPageAndTrailer) {
-  expectPrinted(manualJob(join(kTop, kPage1, bytes("%%Page:\0 2 2\nb\n%%Trailer\0\nx\n"))),
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, "%%Page:b\n"));
-}
-
-TEST(ManualBookletZeroByte, TakesTheLineEndBeforeThePassRequests) {
-  expectPrinted(manualJob(bytes("%!PS\0\n%%Page: 1 1\na\nb\nc\nd\0\n")),
-                join("%!PS", kFirstPass, kInstruction, "%%Page: 1 1\na\nb\nc\nd", kSecondPass,
-                     "%%Page: 1 1\na\nb\nc\n", kProcedures));
+                printed("%!PS\n", "%%Page: 1 1\nad\ne\n",
+                        join(bytes("%%Page: 1 1\na\0b\n\0\nd\n"), kProcedures), ""));
+  expectPages({{join(kPage1, bytes("\0%%Page: 9 9\n\0%%Trailer\n"), kPage2), std::string(kPage1),
+                std::string(kPage2)},
+               {join(kPage1, bytes("%%Page:\0 2 2\nb\n%%Trailer\0\nx\n")), std::string(kPage1),
+                "%%Page:b\n"}});
+  // The line end before the requests of the passes is lost too.
+  expectPrinted(
+      manualJob(bytes("%!PS\0\n%%Page: 1 1\na\nb\nc\nd\0\n")),
+      printed("%!PS", "%%Page: 1 1\na\nb\nc\nd", join("%%Page: 1 1\na\nb\nc\n", kProcedures), ""));
 }
 
 // ---- eight-bit text
 
-// The upper half of the job's character set, a row of sixteen codes a line, and what it is in
-// the pages.
+// The upper half of the job's character set, and what it is in the pages.
 constexpr std::string_view kHighBytes =
     "\x80\x81\x82\x83\x84\x85\x86\x87\x88\x89\x8a\x8b\x8c\x8d\x8e\x8f"
     "\x90\x91\x92\x93\x94\x95\x96\x97\x98\x99\x9a\x9b\x9c\x9d\x9e\x9f"
@@ -355,155 +235,87 @@ constexpr std::string_view kHighBytes =
     "\xe0\xe1\xe2\xe3\xe4\xe5\xe6\xe7\xe8\xe9\xea\xeb\xec\xed\xee\xef"
     "\xf0\xf1\xf2\xf3\xf4\xf5\xf6\xf7\xf8\xf9\xfa\xfb\xfc\xfd\xfe\xff\n";
 constexpr std::string_view kHighText =
-    "\u00c4\u00c5\u00c7\u00c9\u00d1\u00d6\u00dc\u00e1\u00e0\u00e2\u00e4\u00e3\u00e5\u00e7\u00e9"
-    "\u00e8"
-    "\u00ea\u00eb\u00ed\u00ec\u00ee\u00ef\u00f1\u00f3\u00f2\u00f4\u00f6\u00f5\u00fa\u00f9\u00fb"
-    "\u00fc"
-    "\u2020\u00b0\u00a2\u00a3\u00a7\u2022\u00b6\u00df\u00ae\u00a9\u2122\u00b4\u00a8\u2260\u00c6"
-    "\u00d8"
-    "\u221e\u00b1\u2264\u2265\u00a5\u00b5\u2202\u2211\u220f\u03c0\u222b\u00aa\u00ba\u03a9\u00e6"
-    "\u00f8"
-    "\u00bf\u00a1\u00ac\u221a\u0192\u2248\u2206\u00ab\u00bb\u2026\u00a0\u00c0\u00c3\u00d5\u0152"
-    "\u0153"
-    "\u2013\u2014\u201c\u201d\u2018\u2019\u00f7\u25ca\u00ff\u0178\u2044\u20ac\u2039\u203a\ufb01"
-    "\ufb02"
-    "\u2021\u00b7\u201a\u201e\u2030\u00c2\u00ca\u00c1\u00cb\u00c8\u00cd\u00ce\u00cf\u00cc\u00d3"
-    "\u00d4"
-    "\uf8ff\u00d2\u00da\u00db\u00d9\u0131\u02c6\u02dc\u00af\u02d8\u02d9\u02da\u00b8\u02dd\u02db"
-    "\u02c7\n";
+    "ÄÅÇÉÑÖÜáàâäãåçéèêëíìîïñóòôöõúùûü†°¢£§•¶ß®©™´¨≠ÆØ∞±≤≥¥\u00b5∂\u2211\u220fπ∫ªº\u03a9æø"
+    "¿¡¬√ƒ≈\u2206«»…\u00a0ÀÃÕŒœ\u2013\u2014“”‘’÷◊ÿŸ\u2044€‹›ﬁﬂ‡·‚„‰ÂÊÁËÈÍÎÏÌÓÔ\uf8ffÒÚÛÙıˆ˜¯˘˙˚¸˝˛ˇ"
+    "\n";
 
-TEST(ManualBookletText, IsUtf8InHeaderAndPagesAndAsItCameInTheBlankPage) {
+TEST(ManualBookletText, IsUtf8InHeaderAndPagesAndUnchangedInTheBlankPage) {
   expectPrinted(manualJob(join(kTop, kHighBytes, "%%Page: 1 1\n", kHighBytes, "a\nb\n",
                                "%%Page: 2 2\n", kHighBytes)),
-                join(kTop, kHighText, kFirstPass, kInstruction, "%%Page: 1 1\n", kHighText,
-                     "a\nb\n", kSecondPass, "%%Page: 1 1\n", kHighBytes, "a\nb\n", kProcedures,
-                     "%%Page: 2 2\n", kHighText));
-}
-
-TEST(ManualBookletText, ThatIsUtf8AlreadyIsTakenByteByByte) {
+                printed(join(kTop, kHighText), join("%%Page: 1 1\n", kHighText, "a\nb\n"),
+                        join("%%Page: 1 1\n", kHighBytes, "a\nb\n", kProcedures),
+                        join("%%Page: 2 2\n", kHighText)));
+  // Text in UTF-8 is converted byte by byte.
   expectPrinted(manualJob(join(kTop, "% \u00e4\u20ac\n", kPage1)),
-                join(kTop, "% \u221a\u00a7\u201a\u00c7\u00a8\n", kFirstPass, kInstruction, kPage1,
-                     kSecondPass, kBlank));
-}
-
-TEST(ManualBookletText, OfAnOverlongLineGrowsInItsPieces) {
+                printed(join(kTop, "% √§‚Ç¨\n"), kPage1, kBlank, ""));
+  // An overlong line becomes longer.
   std::string in, out;
   for (int i = 0; i < 1100; ++i) {
     in += "\xdb";
     out += "\xe2\x82\xac";
   }
-  expectPrinted(manualJob(join(kTop, kPage1, in, "\n")),
-                join(kTop, kFirstPass, kInstruction, kPage1, out, "\n", kSecondPass, kBlank));
+  expectPages({{join(kPage1, in, "\n"), join(kPage1, out, "\n"), ""}});
 }
 
 // ---- rules of the line loop
 
+// The first paper source of the reordered job is that of page 3; its closing line stays with the
+// page size.
 TEST(ManualBookletRules, ApplyToTheReorderedJob) {
-  const std::string input =
-      "\x1b%-12345X@PJL JOB\n"
-      "@PJL SET RESOLUTION = 600\n"
-      "%!PS-Adobe-3.0\n"
-      "%%BeginProlog\n"
-      "%%EndProlog\n"
-      "%%BeginSetup\n"
-      "[{\n"
-      "%%BeginFeature: *JobPatchFile 1\n"
-      "first line of the patch\n"
-      "second line of the patch\n"
-      "} stopped cleartomark\n"
-      "[{\n"
-      "%%BeginFeature: *PageSize Letter\n"
-      "<< /PageSize [612 792] >> setpagedevice\n"
-      "%%EndFeature\n"
-      "} stopped cleartomark\n"
-      "[{\n"
-      "%%BeginFeature: *QVBookletFold SaddleStitch\n"
-      "<< /Fold 9 >> setpagedevice\n"
-      "1 statusdict /duplexer get exec\n"
-      "%%EndFeature\n"
-      "} stopped cleartomark\n"
-      "%%EndSetup\n"
-      "%%Page: 1 1\n"
-      "@PJL COMMENT in page 1\n"
-      "1a\n"
-      "1b\n"
-      "1c\n"
-      "%%Page: 2 2\n"
-      "%%BeginFeature: *InputSlot Tray2\n"
-      "} stopped cleartomark % 2\n"
-      "%%Page: 3 3\n"
-      "%%BeginFeature: *InputSlot Tray3\n"
-      "} stopped cleartomark % 3\n"
-      "%%Trailer\n"
-      "%%EOF\n";
-  // The first paper source of the reordered job is that of page 3; its closing line stays with
-  // the page size.
   const std::string size =
-      "} stopped cleartomark % 3\n"
-      "[{\n"
-      "%%BeginFeature: *PageSize Letter\n"
-      "<< /PageSize [612 792] >> setpagedevice\n"
-      "%%EndFeature\n"
-      "} stopped cleartomark\n";
-  Job job = manualJob(input);
+      "[{\n%%BeginFeature: *PageSize Letter\n<< /PageSize [612 792] >> setpagedevice\n"
+      "%%EndFeature\n} stopped cleartomark\n";
+  const std::string setup =
+      "1 statusdict /duplexer get exec\n%%EndFeature\n} stopped cleartomark\n%%EndSetup\n";
+  const std::string fold = "[{\n%%BeginFeature: *QVBookletFold SaddleStitch\n";
+  const std::string slot2 = "%%Page: 2 2\n%%BeginFeature: *InputSlot Tray2\n";
+  const std::string slot3 = "%%Page: 3 3\n%%BeginFeature: *InputSlot Tray3\n";
+  Job job = manualJob(
+      "\x1b%-12345X@PJL JOB\n@PJL SET RESOLUTION = 600\n%!PS-Adobe-3.0\n%%BeginProlog\n"
+      "%%EndProlog\n%%BeginSetup\n[{\n%%BeginFeature: *JobPatchFile 1\nfirst line of the patch\n"
+      "second line of the patch\n} stopped cleartomark\n" +
+      size + fold + "<< /Fold 9 >> setpagedevice\n" + setup +
+      "%%Page: 1 1\n@PJL COMMENT in page 1\n1a\n1b\n1c\n" + slot2 + "} stopped cleartomark % 2\n" +
+      slot3 + "} stopped cleartomark % 3\n%%Trailer\n%%EOF\n");
   expectPrinted(
       job.options("QVBookletFold=SaddleStitch"),
-      join("%!PS-Adobe-3.0\n"
-           "%%BeginProlog\n"
-           "%%BeginFeature: *JobPatchFile 1\n"
-           "%%Quorvan Macintosh PPD File 1\n"
-           "%%EndFeature\n"
-           "%%EndProlog\n"
-           "%%BeginSetup\n"
-           "[{\n"
-           "} stopped cleartomark\n"
-           "[{\n"
-           "%%BeginFeature: *PageSize Letter\n"
-           "<< /PageSize [612 792] >> setpagedevice\n"
-           "%%EndFeature\n"
-           "} stopped cleartomark\n"
-           "[{\n"
-           "%%BeginFeature: *QVBookletFold SaddleStitch\n"
-           "\n"
-           "<< /Fold 2 /Staple 4>> setpagedevice\n"
-           "1 statusdict /duplexer get exec\n"
-           "%%EndFeature\n"
-           "} stopped cleartomark\n"
-           "%%EndSetup\n",
-           kFirstPass, kInstruction, "%%Page: 1 1\n1a\n1b\n1c\n%%Page: 3 3\n",
-           "%%BeginFeature: *InputSlot Tray3\n", size, kSecondPass, "%%Page: 1 1\n1a\n1b\n",
-           kProcedures, "%%Page: 2 2\n%%BeginFeature: *InputSlot Tray2\n", size));
+      printed("%!PS-Adobe-3.0\n%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n"
+              "%%Quorvan Macintosh PPD File 1\n%%EndFeature\n%%EndProlog\n%%BeginSetup\n[{\n"
+              "} stopped cleartomark\n" +
+                  size + fold + "\n<< /Fold 2 /Staple 4>> setpagedevice\n" + setup,
+              "%%Page: 1 1\n1a\n1b\n1c\n" + slot3 + "} stopped cleartomark % 3\n" + size,
+              join("%%Page: 1 1\n1a\n1b\n", kProcedures),
+              slot2 + "} stopped cleartomark % 3\n" + size));
 }
 
-TEST(ManualBookletRules, RemoveTheLinesThatFollowAPatchAfterTheReordering) {
+TEST(ManualBookletRules, RemoveTheTwoLinesAfterAPatchAfterTheReordering) {
   expectPrinted(
       manualJob("%!PS\n%%Page: 1 1\na\nb\nc\n*JobPatchFile\n%%Page: 2 2\nd\n%%Page: 3 3\ne\nf\n"),
-      join("%!PS\n", kFirstPass, kInstruction, "%%Page: 1 1\na\nb\nc\nf\n", kSecondPass,
-           "%%Page: 1 1\na\nb\nc\n", kProcedures, "%%Page: 2 2\nd\n"));
+      printed("%!PS\n", "%%Page: 1 1\na\nb\nc\nf\n", join("%%Page: 1 1\na\nb\nc\n", kProcedures),
+              "%%Page: 2 2\nd\n"));
 }
 
-TEST(ManualBookletRules, FoldInTheBlankPageToo) {
-  const std::string_view folded =
+TEST(ManualBookletRules, FoldCommandIsInTheBlankPageToo) {
+  const std::string folded =
       "%%Page: 1 1\n*QVBookletFold\n\n<< /Fold 1 >> setpagedevice\nstatusdict /duplexer get exec\n";
   Job job = manualJob("%%Page: 1 1\n*QVBookletFold\nold\nstatusdict /duplexer get exec\nrest\n");
-  // The fourth line of the blank page's prefix ends the fold feature.
+  // The fourth line of the blank page ends the fold feature.
   expectPrinted(job.options("QVBookletFold=BiFold"),
-                join(kFirstPass, kInstruction, folded, "rest\n", kSecondPass, folded, kProcedures));
+                printed("", folded + "rest\n", join(folded, kProcedures), ""));
 }
 
-TEST(ManualBookletRules, DropTheFirstPagesLineInAFoldFeatureAndTheInstructionPageWaits) {
-  Job job = manualJob("*QVBookletFold\n%%Page: 1\na\nb\nc\nd\nstatusdict /duplexer get exec\n");
-  expectPrinted(job, join("*QVBookletFold\n\n\nstatusdict /duplexer get exec\n", kSecondPass,
-                          kInstruction, "%%Page: 1\na\nb\nc\n", kProcedures));
+TEST(ManualBookletRules, InstructionPageWaitsIfTheFoldFeatureDropsTheFirstPageLine) {
+  expectPrinted(manualJob("*QVBookletFold\n%%Page: 1\na\nb\nc\nd\nstatusdict /duplexer get exec\n"),
+                join("*QVBookletFold\n\n\nstatusdict /duplexer get exec\n", kSecondPass,
+                     kInstruction, "%%Page: 1\na\nb\nc\n", kProcedures));
 }
 
-TEST(ManualBookletRules, NeverAskForACoverSheet) {
+TEST(ManualBookletRules, CoverSheetIsNeverRequested) {
   Job job = manualJob(join(kTop, kPage1, kPage2));
   writeFile(job.tmpFile("pages"), "2");
   job.options(join("QVBookletFold=Booklet QVBookletCoverSource=Tray1 QVBookletCoverType=Card",
                    kOnlyInside, " QVBookletPageCountFilename='", job.tmpFile("pages"), "'"));
-  expectPrinted(job,
-                join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank, kBlank, kPage2));
+  expectPrinted(job, printed(kTop, kPage1, join(kBlank, kBlank), kPage2));
 }
 
 }  // namespace

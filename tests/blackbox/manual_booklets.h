@@ -80,48 +80,48 @@ inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42")
 
 // The same for systems before 10.5, where every page has its own save.
 inline std::string onOldSystem(std::string body) {
-  const auto insertBehind = [&body](std::string_view text, std::string_view addition) {
+  const auto insertAfter = [&body](std::string_view text, std::string_view addition) {
     for (std::size_t at = 0; (at = body.find(text, at)) != body.npos; at += text.size()) {
       body.insert(at + text.size(), addition);
     }
   };
-  insertBehind(kProcedures, kRestore);
-  insertBehind(kInstruction, "userdict/ESPsave save put\n\nuserdict /ESPsave get restore\n");
+  insertAfter(kProcedures, kRestore);
+  insertAfter(kInstruction, "userdict/ESPsave save put\n\nuserdict /ESPsave get restore\n");
   return body;
 }
 
 // Runs a manual booklet without and with the capture, which must contain what was printed.
-inline void expectBooklet(const Job& job, std::string_view body, std::string_view messages) {
+inline void expectBooklet(const Job& job, std::string_view body, std::string_view messages,
+                          Where where = Where::here()) {
   const std::string out = join(plainHeader(), body, trailer());
-  expectOutcome(job.run(), out, join(threeTmpLines(job), messages));
+  const std::string line = tmpLines(job).substr(0, tmpLines(job).size() / 2);
+  expectRun(job, out, join(line, messages), 0, where);
   expectNoManualFiles(job);
   Job captured = job;
-  captured.capture();
-  const std::string tmpLine = tmpLines(job).substr(0, tmpLines(job).size() / 2);
-  expectOutcome(captured.run(), out, join(tmpLines(job), kCaptureOn, tmpLine, messages));
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
+  expectRun(captured.capture(), out, join(kCaptureOn, line, messages), 0, where);
+  expectSame(readFile(job.tmpFile("qvn_ps2")), out, "qvn_ps2", "the job", where);
   expectNoManualFiles(job);
   std::filesystem::remove(job.tmpFile("qvn_log"));
 }
 
 // On this system, and, unless the job sets a version, on 10.5 and 10.4.9.
 inline void expectBookletEverywhere(const Job& job, std::string_view body,
-                                    std::string_view messages) {
-  expectBooklet(job, body, messages);
+                                    std::string_view messages, Where where = Where::here()) {
+  expectBooklet(job, body, messages, where);
   if (job.program() != Job().program()) return;
-  SCOPED_TRACE("on another system");
-  expectBooklet(Job(job).version("0x1050"), body, messages);
-  expectBooklet(Job(job).version("0x1049"), onOldSystem(std::string(body)), messages);
+  expectBooklet(Job(job).version("0x1050"), body, messages, where);
+  expectBooklet(Job(job).version("0x1049"), onOldSystem(std::string(body)), messages, where);
 }
 
 // A job with an instruction page, for which there is no file.
-inline void expectPrinted(const Job& job, std::string_view body) {
-  expectBookletEverywhere(job, body, kNoInstruction);
+inline void expectPrinted(const Job& job, std::string_view body, Where where = Where::here()) {
+  expectBookletEverywhere(job, body, kNoInstruction, where);
 }
 
 // A job without any page, and thus without an instruction page.
-inline void expectPrintedWithoutPages(const Job& job, std::string_view body) {
-  expectBookletEverywhere(job, body, "");
+inline void expectPrintedWithoutPages(const Job& job, std::string_view body,
+                                      Where where = Where::here()) {
+  expectBookletEverywhere(job, body, "", where);
 }
 
 }  // namespace jobshaper::testing

@@ -9,394 +9,254 @@
 
 #include "tests/support/program.h"
 
+namespace jobshaper::testing {
 namespace {
-
-using namespace jobshaper::testing;
-
-constexpr std::string_view kPage = "showpage\n";
-
-void expectFiltered(const Job& job, const std::string& header) {
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.out, header + std::string(kPage) + trailer());
-  EXPECT_EQ(outcome.err, tmpLines(job));
-  EXPECT_EQ(outcome.exitStatus, 0);
-}
-
-struct UserNameRow {
-  std::string options;
-  std::string userName;
-};
-
-// The whole output of each job, with the user name from its options.
-void expectUserNames(const std::vector<UserNameRow>& rows) {
-  for (const UserNameRow& row : rows) {
-    SCOPED_TRACE("options: " + row.options);
-    expectFiltered(Job().options(row.options).input(std::string(kPage)),
-                   headerOf("ada", row.userName, ""));
-  }
-}
-
-std::string logOf(Job job) {
-  job.log(1).input(std::string(kPage));
-  const Outcome outcome = job.run();
-  EXPECT_EQ(outcome.err, tmpLines(job));
-  EXPECT_EQ(outcome.exitStatus, 0);
-  return readFile(job.tmpFile("debug.log"));
-}
-
-// The part of `log` that begins at the first `start` and is as long as `expected`.
-std::string section(const std::string& log, std::string_view start, const std::string& expected) {
-  const std::size_t begin = log.find(start);
-  return begin == std::string::npos ? "" : log.substr(begin, expected.size());
-}
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-// The job summary lists exactly these options: there is nothing else between the version and the
-// separator.
-void expectDump(const std::string& options, const Pairs& pairs) {
-  SCOPED_TRACE("options: " + options);
-  std::string expected = "Filter version = 3.9\n\n";
-  for (const auto& [name, value] : pairs) {
-    expected += "AI######\t[time]\tmain\tL#\t" + name + "\t" + value + "\n";
-  }
-  expected +=
-      "AI######\t[time]\tmain\tL#\t\n"
-      "========================================"
-      "================================================\n"
-      "AI######\t[time]\tmain\tL#\t     URI for printer = socket://printer\n";
-  EXPECT_EQ(section(maskLog(logOf(Job().options(options))), "Filter version", expected), expected);
-}
-
-TEST(OptionString, WithoutOptionsTheHeaderIsPlain) {
-  for (const char* options : {"", " ", "   ", " \t \n "}) {
-    SCOPED_TRACE(options);
-    expectFiltered(Job().options(options).input(std::string(kPage)), plainHeader());
-    expectDump(options, {});
+// The user name in the header of a job with the option JRUSERNAME of this value, or with these
+// options if they contain the name of the option.
+void expectUserNames(const Pairs& rows, Where where = Where::here()) {
+  for (const auto& [text, userName] : rows) {
+    const bool whole = text.find("JRUSERNAME") != std::string::npos;
+    expectRun(Job().options(whole ? text : "JRUSERNAME=" + text).input("showpage\n"),
+              headerOf("ada", userName, "") + "showpage\n" + trailer(), "", 0, where);
   }
 }
 
-TEST(OptionString, WithoutANameItHoldsNoOptions) {
-  expectFiltered(Job().options("=bob").input(std::string(kPage)), plainHeader());
-  expectDump("=bob", {});
+// The header lines that these options add.
+void expectLines(const std::string& options, std::string_view lines, Where where = Where::here()) {
+  expectRun(Job().options(options), headerWith(lines) + trailer(), "", 0, where);
 }
 
-TEST(OptionString, PairIsNameAndValue) {
-  expectUserNames({{"JRUSERNAME=bob", "bob"},
+// The job summary lists exactly these options.
+void expectListed(const std::string& options, const Pairs& pairs, Where where = Where::here()) {
+  const std::string begin = "\n\nFilter version = 3.9\n\n";
+  const std::string end = logRecord("main", "\n" + std::string(88, '='));
+  std::string expected, log = maskedLogOf(Job().options(options));
+  for (const auto& [name, value] : pairs) expected += logRecord("main", name + "\t" + value);
+  log.erase(0, log.find(begin));
+  expectSame(log.substr(0, log.find(end)), begin + expected, "log", options, where);
+}
+
+TEST(OptionString, HoldsNoOptionsWithoutANameAndIsNotPrinted) {
+  for (const char* options : {"", " ", "   ", " \t \n ", "=bob"}) {
+    expectLines(options, "");
+    expectListed(options, {});
+  }
+}
+
+TEST(OptionString, PairsAreSeparatedByWhiteSpace) {
+  expectUserNames({{"bob", "bob"},
                    {"  JRUSERNAME=bob  ", "bob"},
-                   {"a=1 JRUSERNAME=bob c=2", "bob"},
-                   {"JRUSERNAME=bob,carol;dave", "bob,carol;dave"}});
-}
-
-TEST(OptionString, BlanksTabsAndLineEndsSeparatePairs) {
-  expectUserNames({{"a=1 JRUSERNAME=bob b=2", "bob"},
+                   {"a=1 JRUSERNAME=bob b=2", "bob"},
                    {"a=1    JRUSERNAME=bob    b=2", "bob"},
                    {"a=1\tJRUSERNAME=bob\tb=2", "bob"},
                    {"a=1\nJRUSERNAME=bob\nb=2", "bob"},
-                   {"a=1\rJRUSERNAME=bob\rb=2", "bob"}});
-}
-
-TEST(OptionString, ValueMayHoldEqualSigns) {
-  expectUserNames({{"JRUSERNAME=a=b", "a=b"}, {"JRUSERNAME==b", "=b"}, {"JRUSERNAME=a==", "a=="}});
+                   {"a=1\rJRUSERNAME=bob\rb=2", "bob"},
+                   {"bob,carol;dave", "bob,carol;dave"},
+                   {"a=b", "a=b"},
+                   {"=b", "=b"},
+                   {"a==", "a=="}});
 }
 
 TEST(OptionString, EmptyValueIsAValue) {
-  expectUserNames({{"JRUSERNAME=", ""},
-                   {"JRUSERNAME=\"\"", ""},
-                   {"JRUSERNAME=''", ""},
-                   {"JRUSERNAME= a=1", ""}});
-  expectDump("b= a=1", {{"a", "1"}, {"b", ""}});
+  expectUserNames({{"", ""}, {"\"\"", ""}, {"''", ""}, {" a=1", ""}});
+  expectListed("b= a=1", {{"a", "1"}, {"b", ""}});
 }
 
-TEST(OptionString, QuotesKeepBlanks) {
-  expectUserNames({{"JRUSERNAME='Ada Byron'", "Ada Byron"},
-                   {"JRUSERNAME=\"Ada Byron\"", "Ada Byron"},
-                   {"JRUSERNAME=\"  Ada  \"", "  Ada  "},
-                   {"JRUSERNAME='Ada\tByron'", "Ada\tByron"},
-                   {"JRUSERNAME='Ada\nByron'", "Ada\nByron"},
-                   {"JRUSERNAME='Ada Byron' a=1", "Ada Byron"}});
-}
-
-TEST(OptionString, OneKindOfQuotesKeepsTheOther) {
-  expectUserNames({{"JRUSERNAME=\"Ada's name\"", "Ada's name"},
-                   {"JRUSERNAME='the \"Ada\" name'", "the \"Ada\" name"}});
-}
-
-TEST(OptionString, QuotesInsideAnUnquotedValueAreOrdinaryCharacters) {
-  expectUserNames(
-      {{"JRUSERNAME=O'Neil", "O'Neil"}, {"JRUSERNAME=a'b'c", "a'b'c"}, {"JRUSERNAME=5\"", "5\""}});
-}
-
-TEST(OptionString, TextAfterTheClosingQuoteBelongsToTheValue) {
-  expectUserNames({{"JRUSERNAME='Ada'Byron", "AdaByron"}, {"JRUSERNAME=\"A B\"C", "A BC"}});
-}
-
-TEST(OptionString, UnterminatedQuoteRunsToTheEnd) {
-  expectUserNames({{"JRUSERNAME='Ada Byron a=1", "Ada Byron a=1"},
-                   {"JRUSERNAME=\"Ada Byron a=1", "Ada Byron a=1"}});
+TEST(OptionString, QuotesAroundAValueKeepBlanksAndOtherQuotes) {
+  expectUserNames({{"'Ada Byron'", "Ada Byron"},
+                   {"\"Ada Byron\"", "Ada Byron"},
+                   {"\"  Ada  \"", "  Ada  "},
+                   {"'Ada\tByron'", "Ada\tByron"},
+                   {"'Ada\nByron'", "Ada\nByron"},
+                   {"'Ada Byron' a=1", "Ada Byron"},
+                   {"\"Ada's name\"", "Ada's name"},
+                   {"'the \"Ada\" name'", "the \"Ada\" name"},
+                   {"'Ada'Byron", "AdaByron"},
+                   {"\"A B\"C", "A BC"},
+                   // Inside an unquoted value they are ordinary characters.
+                   {"O'Neil", "O'Neil"},
+                   {"a'b'c", "a'b'c"},
+                   {"5\"", "5\""},
+                   // Without an end they run to the end of the string.
+                   {"'Ada Byron a=1", "Ada Byron a=1"},
+                   {"\"Ada Byron a=1", "Ada Byron a=1"}});
 }
 
 TEST(OptionString, BackslashTakesTheNextCharacterAsItIs) {
-  expectUserNames({{"JRUSERNAME=Ada\\ Byron", "Ada Byron"},
-                   {"JRUSERNAME=a\\\\b", "a\\b"},
-                   {"JRUSERNAME=a\\\"b", "a\"b"},
-                   {"JRUSERNAME=it\\'s", "it's"},
-                   {"JRUSERNAME='it\\'s mine'", "it's mine"},
-                   {"JRUSERNAME=\"say \\\"hi\\\"\"", "say \"hi\""},
-                   {"JRUSERNAME=\"a\\\\b\"", "a\\b"},
-                   {"JRUSERNAME=a\\nb", "anb"}});
+  expectUserNames({{"Ada\\ Byron", "Ada Byron"},
+                   {"a\\\\b", "a\\b"},
+                   {"a\\\"b", "a\"b"},
+                   {"it\\'s", "it's"},
+                   {"'it\\'s mine'", "it's mine"},
+                   {"\"say \\\"hi\\\"\"", "say \"hi\""},
+                   {"\"a\\\\b\"", "a\\b"},
+                   {"a\\nb", "anb"}});
 }
 
-TEST(OptionString, BracesKeepAWholeCollection) {
-  expectUserNames({{"JRUSERNAME={a b=c d} e=1", "{a b=c d}"},
-                   {"JRUSERNAME={a {b c} d} e=1", "{a {b c} d}"},
-                   {"JRUSERNAME={}", "{}"}});
+TEST(OptionString, BracesKeepACollectionButNotTheWholeString) {
+  expectUserNames({{"{a b=c d} e=1", "{a b=c d}"},
+                   {"{a {b c} d} e=1", "{a {b c} d}"},
+                   {"{}", "{}"},
+                   {"{JRUSERNAME=bob a=1}", "bob"}});
+  expectListed("{b=2 a=1}", {{"a", "1"}, {"b", "2"}});
 }
 
-TEST(OptionString, BracesAroundTheWholeStringDoNotCount) {
-  expectUserNames({{"{JRUSERNAME=bob a=1}", "bob"}});
-  expectDump("{b=2 a=1}", {{"a", "1"}, {"b", "2"}});
-}
-
-TEST(OptionString, LastOfSeveralValuesCounts) {
+TEST(OptionString, LastOfSeveralValuesWins) {
   expectUserNames({{"JRUSERNAME=bob JRUSERNAME=carol", "carol"},
                    {"JRUSERNAME=bob a=1 JRUSERNAME=carol b=2 JRUSERNAME=dave", "dave"},
                    {"JRUSERNAME=bob JRUSERNAME=", ""},
                    {"JRUSERNAME=bob JRUSERNAME", "true"},
                    {"JRUSERNAME=bob noJRUSERNAME", "false"}});
-  expectDump("a=1 a=2", {{"a", "2"}});
+  expectListed("a=1 a=2", {{"a", "2"}});
 }
 
-TEST(OptionString, NameAloneIsTrue) {
+TEST(OptionString, NameWithoutAValueIsTrueOrFalseAfterNo) {
   expectUserNames({{"JRUSERNAME", "true"}, {"a JRUSERNAME b", "true"}});
-  expectFiltered(Job().options("QvnBlankPage").input(std::string(kPage)),
-                 headerWith("@PJL SET QBLANKPAGES = PRINT\n"));
-  expectDump("duplex", {{"duplex", "true"}});
-}
-
-TEST(OptionString, NameAloneAfterNoIsFalse) {
+  expectLines("QvnBlankPage", "@PJL SET QBLANKPAGES = PRINT\n");
   for (const char* options : {"noQvnBlankPage", "NoQvnBlankPage", "NOQvnBlankPage"}) {
-    SCOPED_TRACE(options);
-    expectFiltered(Job().options(options).input(std::string(kPage)),
-                   headerWith("@PJL SET QBLANKPAGES = DONOTPRINT\n"));
+    expectLines(options, "@PJL SET QBLANKPAGES = DONOTPRINT\n");
   }
-  expectDump("nocollate", {{"collate", "false"}});
-  expectDump("notebook", {{"tebook", "false"}});
+  expectLines("noQvnBlankPage=true", "");
+  expectListed("duplex nocollate notebook",
+               {{"collate", "false"}, {"duplex", "true"}, {"tebook", "false"}});
+  expectListed("nocollate=x collate=y", {{"collate", "y"}, {"nocollate", "x"}});
 }
 
-TEST(OptionString, NoBelongsToANameThatHasAValue) {
-  expectFiltered(Job().options("noQvnBlankPage=true").input(std::string(kPage)), plainHeader());
-  expectDump("nocollate=x collate=y", {{"collate", "y"}, {"nocollate", "x"}});
+TEST(OptionString, NamesAreCaseSensitive) {
+  for (const char* options :
+       {"jrusername=bob", "JRUserName=bob", "JRUSERNAME2=bob", "JRUSERNAM=bob"}) {
+    expectLines(options, "");
+  }
 }
 
-TEST(OptionString, NamesAreFoundInTheirExactLettersOnly) {
-  expectFiltered(Job().options("jrusername=bob").input(std::string(kPage)), plainHeader());
-  expectFiltered(Job().options("JRUserName=bob").input(std::string(kPage)), plainHeader());
-  expectFiltered(Job().options("JRUSERNAME2=bob").input(std::string(kPage)), plainHeader());
-  expectFiltered(Job().options("JRUSERNAM=bob").input(std::string(kPage)), plainHeader());
-}
-
-TEST(OptionString, EightBitBytesOfAValuePassUnchanged) {
-  expectUserNames({{"JRUSERNAME=\xc3\xa4", "\xc3\xa4"},          // UTF-8
-                   {"JRUSERNAME=\x8a\xff\xca", "\x8a\xff\xca"},  // Mac OS Roman
-                   {"JRUSERNAME='\xa0 \x85'", "\xa0 \x85"},
-                   {"JRUSERNAME=\xc3<20>\xff", "\xc3 \xff"},
-                   {"JRUSERNAME=\xf0\x9f\x96\xa8", "\xf0\x9f\x96\xa8"}});
-}
-
-TEST(OptionString, EveryHighByteOfAValuePassesUnchanged) {
-  std::string all;
-  for (int byte = 0x80; byte <= 0xff; ++byte) all += static_cast<char>(byte);
-  expectUserNames({{"JRUSERNAME=" + all, all}});
-}
-
-TEST(OptionString, ControlCharactersInQuotesPassUnchanged) {
-  expectUserNames({{"JRUSERNAME='\x01\x02\x07\x1b\x7f'", "\x01\x02\x07\x1b\x7f"},
-                   {"JRUSERNAME='a\r\nb\fc\vd'", "a\r\nb\fc\vd"}});
-}
-
-TEST(OptionString, LongValueIsKeptWhole) {
-  const std::string name(100000, 'n');
-  expectUserNames({{"JRUSERNAME=" + name, name}});
+TEST(OptionString, EveryByteOfAValuePassesUnchanged) {
+  std::string high;
+  for (int byte = 0x80; byte <= 0xff; ++byte) high += static_cast<char>(byte);
+  const std::string longName(100000, 'n');
+  expectUserNames({{high, high},
+                   {longName, longName},
+                   {"\xc3\xa4\xf0\x9f\x96\xa8", "\xc3\xa4\xf0\x9f\x96\xa8"},
+                   {"'\xa0 \x85'", "\xa0 \x85"},
+                   {"\xc3<20>\xff", "\xc3 \xff"},
+                   {"'\x01\x02\x07\x1b\x7f'", "\x01\x02\x07\x1b\x7f"},
+                   {"'a\r\nb\fc\vd'", "a\r\nb\fc\vd"}});
 }
 
 TEST(OptionString, ManyOptionsAreAllKept) {
   std::string options;
   Pairs pairs;
   for (int i = 1000; i < 2000; ++i) {
-    options += "o" + std::to_string(i) + "=v" + std::to_string(i) + " ";
     pairs.emplace_back("o" + std::to_string(i), "v" + std::to_string(i));
+    options += pairs.back().first + "=" + pairs.back().second + " ";
   }
-  expectDump(options, pairs);
+  expectListed(options, pairs);
 }
 
-TEST(ValueEscape, EachPlaceholderBecomesItsCharacter) {
-  expectUserNames({{"JRUSERNAME=<27>", "'"},
-                   {"JRUSERNAME=<3D>", "="},
-                   {"JRUSERNAME=<20>", " "},
-                   {"JRUSERNAME=<2C>", ","},
-                   {"JRUSERNAME=<3C>", "<"},
-                   {"JRUSERNAME=<3E>", ">"}});
+TEST(ValueEscape, EveryPlaceholderInEitherCaseBecomesItsCharacter) {
+  expectUserNames({{"<27>", "'"},
+                   {"<3D>", "="},
+                   {"<3d>", "="},
+                   {"<20>", " "},
+                   {"<2C>", ","},
+                   {"<2c>", ","},
+                   {"<3C>", "<"},
+                   {"<3c>", "<"},
+                   {"<3E>", ">"},
+                   {"<3e>", ">"},
+                   {"a<20>b<2c>C<3D>d<3d>E", "a b,C=d=E"},
+                   {"'<20>'", " "},
+                   {"<20><20><20>", "   "},
+                   {"<27>Ada<27>", "'Ada'"},
+                   {"<27><3D><20><2C><3C><3E>", "'= ,<>"},
+                   {"<3E><3C><2C><20><3D><27>", "><, ='"},
+                   {"x<3C>y<3E>z<27>", "x<y>z'"}});
 }
 
-TEST(ValueEscape, HexadecimalDigitsMayBeLowerCase) {
-  expectUserNames({{"JRUSERNAME=<3d>", "="},
-                   {"JRUSERNAME=<2c>", ","},
-                   {"JRUSERNAME=<3c>", "<"},
-                   {"JRUSERNAME=<3e>", ">"},
-                   {"JRUSERNAME=a<20>b<2c>C<3D>d<3d>E", "a b,C=d=E"}});
-}
-
-TEST(ValueEscape, EveryOccurrenceIsDecoded) {
-  expectUserNames({{"JRUSERNAME=a<20>b<2C>c", "a b,c"},
-                   {"JRUSERNAME=<20><20><20>", "   "},
-                   {"JRUSERNAME=<27>Ada<27>", "'Ada'"},
-                   {"JRUSERNAME=<27><3D><20><2C><3C><3E>", "'= ,<>"},
-                   {"JRUSERNAME=<3E><3C><2C><20><3D><27>", "><, ='"},
-                   {"JRUSERNAME=x<3C>y<3E>z<27>", "x<y>z'"}});
-}
-
-TEST(ValueEscape, DecodedBracketDoesNotOpenAnEarlierPlaceholder) {
-  expectUserNames({{"JRUSERNAME=<3C>27>", "<27>"},
-                   {"JRUSERNAME=<3C>3D>", "<3D>"},
-                   {"JRUSERNAME=<3C>20>", "<20>"},
-                   {"JRUSERNAME=<3C>2C>", "<2C>"},
-                   {"JRUSERNAME=<3c>2c>", "<2c>"}});
-}
-
-TEST(ValueEscape, DecodedBracketDoesNotOpenItsOwnPlaceholder) {
-  expectUserNames({{"JRUSERNAME=<3C>3C>", "<3C>"},
-                   {"JRUSERNAME=<3C>3C>3C>", "<3C>3C>"},
-                   {"JRUSERNAME=<<3C>3C>", "<<3C>"}});
-}
-
-TEST(ValueEscape, DecodedOpeningBracketOpensTheLaterPlaceholder) {
-  expectUserNames({{"JRUSERNAME=<3C>3E>", ">"},
-                   {"JRUSERNAME=<3c>3e>", ">"},
-                   {"JRUSERNAME=a<3C>3E>b<3C>3E>", "a>b>"}});
-}
-
-TEST(ValueEscape, DecodedClosingBracketClosesNothing) {
-  expectUserNames({{"JRUSERNAME=<27<3E>", "<27>"},
-                   {"JRUSERNAME=<3C<3E>", "<3C>"},
-                   {"JRUSERNAME=<3E<3E>", "<3E>"},
-                   {"JRUSERNAME=<20<3E>x", "<20>x"}});
-}
-
-TEST(ValueEscape, PlaceholderInsideBracketsIsDecoded) {
-  expectUserNames({{"JRUSERNAME=<<27>>", "<'>"},
-                   {"JRUSERNAME=<2<20>7>", "<2 7>"},
-                   {"JRUSERNAME=<3<3E>E>", "<3>E>"}});
+// The placeholders are decoded one after the other; only that of ">" comes after that of "<".
+TEST(ValueEscape, DecodedBracketIsPartOfALaterPlaceholderOnly) {
+  expectUserNames({{"<3C>27>", "<27>"},
+                   {"<3C>3D>", "<3D>"},
+                   {"<3C>20>", "<20>"},
+                   {"<3C>2C>", "<2C>"},
+                   {"<3c>2c>", "<2c>"},
+                   {"<3C>3C>", "<3C>"},
+                   {"<3C>3C>3C>", "<3C>3C>"},
+                   {"<<3C>3C>", "<<3C>"},
+                   {"<3C>3E>", ">"},
+                   {"<3c>3e>", ">"},
+                   {"a<3C>3E>b<3C>3E>", "a>b>"},
+                   {"<27<3E>", "<27>"},
+                   {"<3C<3E>", "<3C>"},
+                   {"<3E<3E>", "<3E>"},
+                   {"<20<3E>x", "<20>x"},
+                   {"<<27>>", "<'>"},
+                   {"<2<20>7>", "<2 7>"},
+                   {"<3<3E>E>", "<3>E>"}});
 }
 
 TEST(ValueEscape, OtherTextInBracketsStays) {
-  expectUserNames({{"JRUSERNAME=<22>", "<22>"},
-                   {"JRUSERNAME=<0A>", "<0A>"},
-                   {"JRUSERNAME=<28><3B><3F>", "<28><3B><3F>"},
-                   {"JRUSERNAME=<2A><2B><21>", "<2A><2B><21>"},
-                   {"JRUSERNAME='< 27>'", "< 27>"},
-                   {"JRUSERNAME=<027>", "<027>"},
-                   {"JRUSERNAME=<27", "<27"},
-                   {"JRUSERNAME=abc<27", "abc<27"},
-                   {"JRUSERNAME=27>x", "27>x"},
-                   {"JRUSERNAME=%20%27", "%20%27"},
-                   {"JRUSERNAME=<>", "<>"}});
+  for (const std::string text : {"<22>", "<0A>", "<28><3B><3F>", "<2A><2B><21>", "<027>", "<27",
+                                 "abc<27", "27>x", "%20%27", "<>", "<3>", "20>", "<", "abc"}) {
+    expectUserNames({{text, text}});
+  }
+  expectUserNames({{"'< 27>'", "< 27>"}});
 }
 
-TEST(ValueEscape, ShortValuesStay) {
-  expectUserNames({{"JRUSERNAME=<3>", "<3>"},
-                   {"JRUSERNAME=<27", "<27"},
-                   {"JRUSERNAME=20>", "20>"},
-                   {"JRUSERNAME=<", "<"},
-                   {"JRUSERNAME=abc", "abc"}});
-}
-
-TEST(ValueEscape, PlaceholderOfFourCharactersIsLongEnough) {
-  expectUserNames({{"JRUSERNAME=<20>", " "}, {"JRUSERNAME='<20>'", " "}});
-}
-
-TEST(ValueEscape, PlaceholdersAreDecodedInEveryOption) {
-  expectFiltered(Job()
-                     .options("PrintTo=JRConf JRHOLDKEY=1<2C>2 JAUSERID=a<20>b JAACCTNUM=<27>x<27> "
-                              "JADEPTNUM=<3C>d<3E>")
-                     .input(std::string(kPage)),
-                 headerWith("@PJL SET HOLD = ON\n"
-                            "@PJL SET HOLDTYPE = PRIVATE\n"
-                            "@PJL SET HOLDKEY = \"1,2\"\n"
-                            "@PJL SET QDUPLICATEHELDJOBS = SAVE\n"
-                            "@PJL SET QJOBCREDUSERNAME = \"a b\"\n"
-                            "@PJL SET QJOBCREDACCOUNTID = \"'x'\"\n"
-                            "@PJL SET QJOBCREDDEPTID = \"<d>\"\n"));
-}
-
-TEST(ValueEscape, ValueIsTestedAfterDecoding) {
-  // A blank is not part of "1", and there are no placeholders for letters.
-  expectFiltered(
-      Job().options("com.apple.print.PrintSettings.PMCopies..n.=<20>1").input(std::string(kPage)),
-      plainHeader());
-  expectFiltered(Job().options("QvnBlankPage=<74>rue").input(std::string(kPage)), plainHeader());
+TEST(ValueEscape, ValuesOfAllOptionsAreDecodedBeforeTheyAreUsed) {
+  expectLines(
+      "PrintTo=JRConf JRHOLDKEY=1<2C>2 JAUSERID=a<20>b JAACCTNUM=<27>x<27> JADEPTNUM=<3C>d<3E>",
+      "@PJL SET HOLD = ON\n@PJL SET HOLDTYPE = PRIVATE\n@PJL SET HOLDKEY = \"1,2\"\n"
+      "@PJL SET QDUPLICATEHELDJOBS = SAVE\n@PJL SET QJOBCREDUSERNAME = \"a b\"\n"
+      "@PJL SET QJOBCREDACCOUNTID = \"'x'\"\n@PJL SET QJOBCREDDEPTID = \"<d>\"\n");
+  expectLines("com.apple.print.PrintSettings.PMCopies..n.=<20>1", "");
+  expectLines("QvnBlankPage=<74>rue", "");
 }
 
 TEST(ValueEscape, NamesAreNotDecoded) {
-  expectDump("a<20>b=1 a<2C>c=2 <3C>=3", {{"<3C>", "3"}, {"a<20>b", "1"}, {"a<2C>c", "2"}});
+  expectListed("a<20>b=1 a<2C>c=2 <3C>=3", {{"<3C>", "3"}, {"a<20>b", "1"}, {"a<2C>c", "2"}});
 }
 
-TEST(OptionDump, ListsNamesInByteOrder) {
-  expectDump("b=1 C=2 a=3 _x=4 \xc3\xa9=5 10=6 9=7", {{"10", "6"},
-                                                      {"9", "7"},
-                                                      {"C", "2"},
-                                                      {"_x", "4"},
-                                                      {"a", "3"},
-                                                      {"b", "1"},
-                                                      {"\xc3\xa9", "5"}});
-}
-
-TEST(OptionDump, ShowsDecodedValues) {
-  expectDump("c='x y' b=a<20>b<2C>c a=<3C>27> d=<3>",
-             {{"a", "<27>"}, {"b", "a b,c"}, {"c", "x y"}, {"d", "<3>"}});
-}
-
-TEST(OptionDump, ShowsValuesAsTheyAre) {
-  expectDump("a='x\ty' b=%s%d%n c=\x8a\xff d='l\nm'",
-             {{"a", "x\ty"}, {"b", "%s%d%n"}, {"c", "\x8a\xff"}, {"d", "l\nm"}});
-}
-
-TEST(OptionDump, KeepsTheLettersOfNames) {
-  expectDump("QVPosterEnablePS=true collate=x JRHOLDKEY=1",
-             {{"JRHOLDKEY", "1"}, {"QVPosterEnablePS", "true"}, {"collate", "x"}});
-}
-
-TEST(OptionDump, NeverReachesTheOutputs) {
-  Job job;
-  job.log(1).options("secret=value").input(std::string(kPage));
-  expectFiltered(job, plainHeader());
+TEST(OptionDump, ListsNamesInByteOrderWithTheirDecodedValues) {
+  expectListed("b=1 C=2 a=3 _x=4 \xc3\xa9=5 10=6 9=7 QVPosterEnablePS=true",
+               {{"10", "6"},
+                {"9", "7"},
+                {"C", "2"},
+                {"QVPosterEnablePS", "true"},
+                {"_x", "4"},
+                {"a", "3"},
+                {"b", "1"},
+                {"\xc3\xa9", "5"}});
+  expectListed("c='x y' b=a<20>b<2C>c a=<3C>27> d=<3>",
+               {{"a", "<27>"}, {"b", "a b,c"}, {"c", "x y"}, {"d", "<3>"}});
+  expectListed("a='x\ty' b=%s%d%n c=\x8a\xff d='l\nm'",
+               {{"a", "x\ty"}, {"b", "%s%d%n"}, {"c", "\x8a\xff"}, {"d", "l\nm"}});
 }
 
 TEST(OptionStoreTrace, IsBetweenTheArgumentsAndTheHeader) {
-  const std::string expected =
-      "AI######\t[time]\tmain\tL#\tARGV[5] = a=1\n\n"
-      "AI######\t[time]\tmain\tL#\tARGV[6] = (null)\n\n"
-      "AI######\t[time]\t-[argumentStore initWithOptionString:]\tL#\t{\n"
-      "AI######\t[time]\t-[argumentStore initWithOptionString:]\tL#\t}\n"
-      "AI######\t[time]\t-[pjlCreation initFromArgsStore:userID:jobName:]\tL#\t{\n";
-  const std::string log = maskLog(logOf(Job().options("a=1")));
-  EXPECT_EQ(section(log, "AI######\t[time]\tmain\tL#\tARGV[5]", expected), expected);
+  const std::string log = maskedLogOf(Job().options("a=1"));
+  const std::string expected = logRecord("main", "ARGV[5] = a=1\n") +
+                               logRecord("main", "ARGV[6] = (null)\n") +
+                               logBraces("-[argumentStore initWithOptionString:]") +
+                               logRecord("-[pjlCreation initFromArgsStore:userID:jobName:]", "{");
+  EXPECT_NE(log.find(expected), std::string::npos) << log;
 }
 
-TEST(OptionStoreTrace, CarriesItsFixedLineNumbers) {
-  const std::string log = logOf(Job());
-  EXPECT_NE(log.find("\t-[argumentStore initWithOptionString:]\tL38\t{\n"), std::string::npos);
-  EXPECT_NE(log.find("\t-[argumentStore initWithOptionString:]\tL101\t}\n"), std::string::npos);
-}
-
-TEST(OptionStoreTrace, IsSilentWithoutTheInfoLevel) {
-  for (int level : {2, 4, 6}) {
-    SCOPED_TRACE(level);
+TEST(OptionStoreTrace, HasItsFixedLineNumbersAndNeedsTheInfoLevel) {
+  for (const int level : {1, 2, 4, 6}) {
     Job job;
-    job.log(level).options("a=1").input(std::string(kPage));
-    expectFiltered(job, plainHeader());
-    EXPECT_EQ(readFile(job.tmpFile("debug.log")).find("argumentStore"), std::string::npos);
+    expectRun(job.log(level).options("a=1"), plainHeader() + trailer());
+    const std::string log = readFile(job.tmpFile("debug.log"));
+    for (const char* record : {"\tL38\t{\n", "\tL101\t}\n"}) {
+      EXPECT_EQ(log.find(std::string("\t-[argumentStore initWithOptionString:]") + record) !=
+                    std::string::npos,
+                level == 1)
+          << log;
+    }
   }
 }
 
 }  // namespace
+}  // namespace jobshaper::testing

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -104,6 +105,9 @@ void writeFile(const std::filesystem::path& path, std::string_view bytes) {
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!out.flush()) ADD_FAILURE() << "cannot write " << path;
 }
+
+Process::Process(const Job& job, const BeforeExec& beforeExec)
+    : Process(job.program(), job.argv(), job.environment(), beforeExec) {}
 
 Process::Process(const std::string& program, const std::vector<std::string>& argv,
                  const std::map<std::string, std::string>& environment,
@@ -348,7 +352,7 @@ const std::string& Job::program() const {
 }
 
 Outcome Job::run(const BeforeExec& beforeExec) const {
-  Process process(program(), argv(), environment_, beforeExec);
+  Process process(*this, beforeExec);
   process.write(input_);
   return process.finish();
 }
@@ -409,11 +413,86 @@ std::string maskLog(std::string_view log) {
   return result;
 }
 
-void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err, int status) {
-  EXPECT_EQ(outcome.out, out);
-  EXPECT_EQ(outcome.err, err);
-  EXPECT_EQ(outcome.exitStatus, status);
-  EXPECT_EQ(outcome.signal, 0);
+std::string logRecord(std::string_view function, std::string_view message) {
+  return std::string("AI######\t[time]\t") + function + "\tL#\t" + message + "\n";
+}
+
+std::string logBraces(std::string_view function) {
+  return logRecord(function, "{") + logRecord(function, "}");
+}
+
+std::string maskedLogOf(Job job) {
+  std::filesystem::remove(job.tmpFile("debug.log"));
+  job.log(1).run();
+  return maskLog(readFile(job.tmpFile("debug.log")));
+}
+
+std::string logAfterHeader(const Job& job) {
+  const std::string log = maskedLogOf(job);
+  const std::string last = logRecord("main", "@PJL ENTER LANGUAGE = POSTSCRIPT\n");
+  const std::size_t at = log.find(last);
+  return at == std::string::npos ? "no header in the log:\n" + log : log.substr(at + last.size());
+}
+
+namespace {
+
+// The start of a text, without control characters.
+std::string excerpt(std::string_view text, std::size_t length) {
+  const std::string shown = ::testing::PrintToString(std::string(text.substr(0, length)));
+  return text.size() > length ? shown + "... (" + std::to_string(text.size()) + " bytes)" : shown;
+}
+
+std::string described(const Job& job) {
+  std::string text;
+  for (const std::string& argument : job.argv()) text += excerpt(argument, 200) + " ";
+  for (const auto& [name, value] : job.environment()) {
+    if (name != "TMPDIR") text += name + "=" + value + " ";
+  }
+  return text + "\ninput " + excerpt(job.input(), 300);
+}
+
+}  // namespace
+
+void expectSame(std::string_view actual, std::string_view expected, std::string_view what,
+                std::string_view of, Where where) {
+  if (actual == expected) return;
+  const auto [end, expectedEnd] =
+      std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
+  const auto at = static_cast<std::size_t>(end - actual.begin());
+  ADD_FAILURE_AT(where.file, where.line)
+      << what << " of " << of << "\n  is        " << excerpt(actual, 1500) << "\n  should be "
+      << excerpt(expected, 1500) << "\nFrom byte " << at << ":\n  is        "
+      << excerpt(actual.substr(at), 200) << "\n  should be " << excerpt(expected.substr(at), 200);
+}
+
+void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err, int status,
+                   std::string_view of, Where where) {
+  expectSame(outcome.out, out, "standard output", of, where);
+  expectSame(outcome.err, err, "standard error", of, where);
+  if (outcome.exitStatus != status || outcome.signal != 0) {
+    ADD_FAILURE_AT(where.file, where.line)
+        << "exit status " << outcome.exitStatus << " of " << of << " should be " << status
+        << "; signal " << outcome.signal;
+  }
+}
+
+void expectRun(const Job& job, std::string_view out, std::string_view messages, int status,
+               Where where) {
+  expectOutcome(job.run(), out, tmpLines(job) + messages, status, described(job), where);
+}
+
+void expectBody(const Job& job, std::string_view body, Where where) {
+  expectRun(job, plainHeader() + body + trailer(), "", 0, where);
+}
+
+void expectBody(std::string input, std::string_view body, Where where) {
+  expectBody(Job().input(std::move(input)), body, where);
+}
+
+void expectUnchanged(const std::string& input, Where where) { expectBody(input, input, where); }
+
+void expectBodies(const std::vector<JobRow>& rows, Job job, Where where) {
+  for (const JobRow& row : rows) expectBody(job.input(row.input), row.body, where);
 }
 
 }  // namespace jobshaper::testing

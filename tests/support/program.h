@@ -45,9 +45,12 @@ void writeFile(const std::filesystem::path& path, std::string_view bytes);
 // What a started process does to itself before it becomes the program: limits, other descriptors.
 using BeforeExec = std::function<void()>;
 
+class Job;
+
 // A started process whose input is fed step by step.
 class Process {
  public:
+  explicit Process(const Job& job, const BeforeExec& beforeExec = nullptr);
   Process(const std::string& program, const std::vector<std::string>& argv,
           const std::map<std::string, std::string>& environment,
           const BeforeExec& beforeExec = nullptr);
@@ -83,7 +86,7 @@ class Process {
 
 // One print job. Defaults: job id "42", user "ada", title "Title", copies "1", no
 // options, job on standard input, DEVICE_URI "socket://printer", PPD unset, TMPDIR a
-// fresh folder; the environment holds nothing else.
+// new directory; the environment holds nothing else.
 class Job {
  public:
   Job();
@@ -114,6 +117,7 @@ class Job {
   const std::string& tmp() const { return tmp_->path(); }
   std::string tmpFile(std::string_view name) const { return tmp_->file(name); }
   const std::map<std::string, std::string>& environment() const { return environment_; }
+  const std::string& input() const { return input_; }
   std::vector<std::string> argv() const;
   const std::string& program() const;
 
@@ -134,16 +138,16 @@ std::string bytes(const char (&literal)[n]) {
   return std::string(literal, n - 1);
 }
 
-// A view behind a string, as C++20 leaves it out.
+// Appends a view to a string, which C++20 lacks.
 inline std::string operator+(std::string left, std::string_view right) {
   return left.append(right);
 }
 
 // The host name that the header's QJOBINFO line carries on this machine.
 std::string hostName();
-// The header of user's job with this name in its USERNAME line and these lines behind it.
+// The header of user's job with this name in its USERNAME line and these lines after it.
 std::string headerOf(std::string_view user, std::string_view userName, std::string_view lines);
-// The header of ada's job with these lines ahead of the switch into PostScript.
+// The header of ada's job with these lines before the switch to PostScript.
 std::string headerWith(std::string_view lines);
 // The seven header lines of a job without options.
 std::string plainHeader(std::string_view user = "ada");
@@ -151,15 +155,54 @@ std::string plainHeader(std::string_view user = "ada");
 inline constexpr std::string_view kUel = "\x1b%-12345X";
 // The trailer of every job with PJL wrapping.
 std::string trailer();
-// Standard error of a run with the capture marker, behind the "tmp at" lines.
+// Standard error of a run with the capture marker, after the "tmp at" lines.
 inline constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
+// Standard error of a run for an AppleTalk printer.
+inline constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk connection\n";
 // The two lines with which every run that gets past its argument check opens standard error.
 std::string tmpLines(const Job& job);
 // A debug file with process ids, times and source lines masked: "AI######\t[time]\tmain\tL#\t{".
 std::string maskLog(std::string_view log);
+// A record of a masked debug file.
+std::string logRecord(std::string_view function, std::string_view message);
+// The records "{" and "}" of a function that does not write others.
+std::string logBraces(std::string_view function);
+// Runs the job with the diagnostic log and returns its masked debug file.
+std::string maskedLogOf(Job job);
+// The part of maskedLogOf(job) after the last line of the header.
+std::string logAfterHeader(const Job& job);
 
-// Everything that a run which no signal ended left behind.
+// The line of a test that called a check. Failures point at it.
+struct Where {
+  static Where here(const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    return {file, line};
+  }
+  const char* file;
+  int line;
+};
+
+// Fails unless both are the same. A failure shows `what` differs and `of` which input, and where
+// the first difference is.
+void expectSame(std::string_view actual, std::string_view expected, std::string_view what,
+                std::string_view of, Where where = Where::here());
+
+// Checks everything that a run which no signal ended left behind.
 void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err,
-                   int status = 0);
+                   int status = 0, std::string_view of = "", Where where = Where::here());
+
+// Runs the job and checks everything that it leaves behind: standard output, and standard error
+// after the "tmp at" lines.
+void expectRun(const Job& job, std::string_view out, std::string_view messages = "", int status = 0,
+               Where where = Where::here());
+// The same for a job with the plain header.
+void expectBody(const Job& job, std::string_view body, Where where = Where::here());
+void expectBody(std::string input, std::string_view body, Where where = Where::here());
+void expectUnchanged(const std::string& input, Where where = Where::here());
+
+// The input of a job, and the output between header and trailer.
+struct JobRow {
+  std::string input, body;
+};
+void expectBodies(const std::vector<JobRow>& rows, Job job = {}, Where where = Where::here());
 
 }  // namespace jobshaper::testing
