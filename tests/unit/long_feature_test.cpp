@@ -15,22 +15,29 @@
 namespace jobshaper {
 namespace {
 
-using testing::operator+;  // NOLINT(misc-unused-using-decls)
+using testing::Where;
+using Texts = std::vector<std::string>;
 
-constexpr std::string_view kFold = "\n<< /Fold 1 >> setpagedevice\n";
+const std::string kBegin = "*PageSize A4\n";
+const std::string kSource = "*InputSlot\n";
+const std::string kClose = "cleartomark\n";
+const std::string kDuplexer = "statusdict /duplexer get exec\n";
+const std::string kFoldName = "QVBookletFold\n";
+const std::string kFold = "\n<< /Fold 1 >> setpagedevice\n";
 
 class LongFeature : public ::testing::Test {
  protected:
   LongFeature() {
     job_.uelString = kUniversalExitLanguage;
-    job_.tempDirectory = folder_.path();
+    job_.tempDirectory = directory_.path();
     job_.foldCommand = "<< /Fold 1 >> setpagedevice";
     version = 0x1050;
-    for (std::size_t size = 0; size < 700000; size += kLine.size()) filler_.emplace_back(kLine);
+    const std::string line = "0 0 moveto (filler of the feature) show\n";
+    filler_.assign(700000 / line.size(), line);
   }
 
-  // The output for these pieces. Each is a line; "*" stands for all lines of the filler.
-  std::string rewritten(const std::vector<std::string>& pieces) {
+  // Checks the output for these pieces. In both, "*" stands for all lines of the filler.
+  void expectRewritten(const Texts& pieces, const Texts& expected, Where where = Where::here()) {
     const testing::TemporaryFolder outside;
     const std::string path = outside.file("out");
     const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -38,57 +45,46 @@ class LongFeature : public ::testing::Test {
       JobOutput output(descriptor, -1, -1);
       StreamRewriter rewriter(job_, output);
       for (const std::string& piece : pieces) {
-        if (piece != "*") {
-          rewriter.handle(piece);
-          continue;
+        if (piece != "*") rewriter.handle(piece);  // must stay valid until the output is written
+        for (std::size_t i = 0; piece == "*" && i < filler_.size(); ++i) {
+          rewriter.handle(filler_[i]);
         }
-        for (const std::string& line : filler_) rewriter.handle(line);
       }
     }
     close(descriptor);
-    return testing::readFile(path);
-  }
-
-  std::string filler() const {
     std::string text;
-    for (const std::string& line : filler_) text += line;
-    return text;
+    for (const std::string& part : expected) {
+      for (const std::string& line : part == "*" ? filler_ : Texts{part}) text += line;
+    }
+    testing::expectSame(testing::readFile(path), text, "output", ::testing::PrintToString(pieces),
+                        where);
   }
 
-  static constexpr std::string_view kLine = "0 0 moveto (filler of the feature) show\n";
-  testing::TemporaryFolder folder_;
+  testing::TemporaryFolder directory_;
   JobState job_;
-  std::vector<std::string> filler_;
+  Texts filler_;
 };
 
-const std::string kBegin = "*PageSize A4\n";
-const std::string kSource = "*InputSlot\n";
-const std::string kClose = "cleartomark\n";
-const std::string kDuplexer = "statusdict /duplexer get exec\n";
-
 TEST_F(LongFeature, ThatEndsIsRepeatedBetweenItsMarkers) {
-  const std::string block = "[{\n" + kBegin + filler() + "%%EndFeature\n} stopped cleartomark\n";
-  EXPECT_TRUE(rewritten({kBegin, "*", "%%EndFeature\n", kSource, kClose, "x\n", kSource,
-                         "} cleartomark\n"}) == kBegin + filler() + "%%EndFeature\n" + kSource +
-                                                    kClose + block + "x\n" + kSource + kClose +
-                                                    block);
+  const std::string end = "%%EndFeature\n", marker = "} stopped cleartomark\n";
+  expectRewritten({kBegin, "*", end, kSource, kClose, "x\n", kSource, "} cleartomark\n"},
+                  {kBegin, "*", end, kSource, kClose, "[{\n", kBegin, "*", end, marker, "x\n",
+                   kSource, kClose, "[{\n", kBegin, "*", end, marker});
 }
 
-TEST_F(LongFeature, LeavesNoFile) {
-  rewritten({kBegin, "*", kSource, kClose});
-  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
-}
-
-TEST_F(LongFeature, IsCompleteWithoutADirectory) {
-  job_.tempDirectory = folder_.file("missing");
-  EXPECT_TRUE(rewritten({kBegin, "*", kSource, kClose}) ==
-              kBegin + filler() + kSource + kClose + "[{\n" + kBegin + filler() + kSource + kClose);
+TEST_F(LongFeature, IsCompleteWithoutADirectoryAndLeavesNoFile) {
+  for (const char* name : {"", "missing"}) {
+    job_.tempDirectory = directory_.file(name);
+    expectRewritten({kBegin, "*", kSource, kClose},
+                    {kBegin, "*", kSource, kClose, "[{\n", kBegin, "*", kSource, kClose});
+    EXPECT_TRUE(std::filesystem::is_empty(directory_.path()));
+  }
 }
 
 TEST_F(LongFeature, IsCompleteOnAFullDisk) {
   for (const rlim_t room : {0UL, 65536UL, 100000UL}) {
     const testing::FileSizeLimit limit(room);
-    SpillFile file(folder_.path());
+    SpillFile file(directory_.path());
     std::string whole, read;
     for (const std::string& line : filler_) {
       EXPECT_TRUE(file.append(line));
@@ -103,114 +99,108 @@ TEST_F(LongFeature, IsCompleteOnAFullDisk) {
 TEST_F(LongFeature, IsDroppedWithoutSpaceInFileAndMemory) {
   const std::string part(65536, 'x');
   for (const std::size_t last : {65535U, 65536U, 65537U}) {
-    SpillFile file(folder_.file("missing"));
+    SpillFile file(directory_.file("missing"));
     for (int i = 0; i < 63; ++i) EXPECT_TRUE(file.append(part));
     EXPECT_EQ(file.append(std::string(last, 'y')), last <= 65536) << last;
   }
-  SpillFile file(folder_.path());
+  SpillFile file(directory_.path());
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(file.append(part));
 }
 
 TEST_F(LongFeature, WithoutSpaceIsNotRepeated) {
-  job_.tempDirectory = folder_.file("missing");
+  job_.tempDirectory = directory_.file("missing");
   job_.bookletMode = true;
   filler_.assign(5000, std::string(1023, 'x') + "\n");
-  const std::string closed = kSource + kClose + "x\n";
-  EXPECT_TRUE(rewritten({kBegin, "*", kSource, kClose, "x\n"}) == kBegin + filler() + closed);
-  EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFold\n", kDuplexer, "%%EndFeature\n", "*PageSize\n",
-                         kSource, kClose, "x\n"}) == kBegin + filler() + "QVBookletFold\n" + kFold +
-                                                         kDuplexer + "%%EndFeature\n*PageSize\n" +
-                                                         closed);
+  expectRewritten({kBegin, "*", kSource, kClose, "x\n"}, {kBegin, "*", kSource, kClose, "x\n"});
+  expectRewritten(
+      {kBegin, "*", kFoldName, kDuplexer, "%%EndFeature\n", "*PageSize\n", kSource, kClose, "x\n"},
+      {kBegin, "*", kFoldName, kFold, kDuplexer, "%%EndFeature\n", "*PageSize\n", kSource, kClose,
+       "x\n"});
   // The next feature that begins while this one is open replaces it.
-  EXPECT_TRUE(rewritten({kBegin, "*", "*PageSize A5\n", kSource, kClose, "x\n"}) ==
-              kBegin + filler() + "*PageSize A5\n" + kSource + kClose + "[{\n*PageSize A5\n" +
-                  closed);
-}
-
-// Two texts are not treated as one if there is something between them.
-TEST_F(LongFeature, IsNotFoldedByTheTwoHalvesOfTheOption) {
-  job_.bookletMode = true;
-  filler_.assign(300, std::string(1000, 'x') + "Q" + std::string(12, 'z'));
-  EXPECT_TRUE(rewritten({kBegin, "*", "VBookletFold", "\n", kSource, kClose, "kept\n"}) ==
-              kBegin + filler() + "VBookletFold\n" + kSource + kClose + "[{\n" + kBegin + filler() +
-                  "VBookletFold\n" + kSource + kClose + "kept\n");
+  expectRewritten({kBegin, "*", "*PageSize A5\n", kSource, kClose, "x\n"},
+                  {kBegin, "*", "*PageSize A5\n", kSource, kClose, "[{\n", "*PageSize A5\n",
+                   kSource, kClose, "x\n"});
 }
 
 TEST_F(LongFeature, IsForgottenWhenAnotherBegins) {
-  EXPECT_TRUE(rewritten({kBegin, "*", "*PageSize A5\n", kSource, kClose}) ==
-              kBegin + filler() + "*PageSize A5\n" + kSource + kClose + "[{\n*PageSize A5\n" +
-                  kSource + kClose);
+  const std::string size = "*PageSize A5\n";
+  expectRewritten({kBegin, "*", size, kSource, kClose},
+                  {kBegin, "*", size, kSource, kClose, "[{\n", size, kSource, kClose});
+  // So is the fold option in it.
   job_.bookletMode = true;
-  // The fold option is in the feature that is replaced.
-  EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFold\n", kDuplexer, "*PageSize A5\n", kSource,
-                         kClose, "y\n"}) == kBegin + filler() + "QVBookletFold\n" + kFold +
-                                                kDuplexer + "*PageSize A5\n" + kSource + kClose +
-                                                "[{\n*PageSize A5\n" + kSource + kClose + "y\n");
+  expectRewritten({kBegin, "*", kFoldName, kDuplexer, size, kSource, kClose, "y\n"},
+                  {kBegin, "*", kFoldName, kFold, kDuplexer, size, kSource, kClose, "[{\n", size,
+                   kSource, kClose, "y\n"});
 }
 
-TEST_F(LongFeature, IsFoldedWhereverItNamesTheOption) {
+TEST_F(LongFeature, IsFoldedWhereverItContainsTheOption) {
   job_.bookletMode = true;
-  // Cut between two pieces, as overlong lines are.
-  for (const std::vector<std::string>& name : {std::vector<std::string>{"QVBookletFold\n"},
-                                               {"QVBook", "letFold\n"},
-                                               {"QVBookletF", "old\n"},
-                                               {"Q", "V", "BookletFol", "d\n"}}) {
-    std::vector<std::string> pieces{kBegin, "*"};
-    std::string named;
-    for (const std::string& part : name) {
-      pieces.push_back(part);
-      named += part;
-    }
-    const bool whole = name.size() == 1;
-    pieces.insert(pieces.end(), {kDuplexer, kSource, kClose, "dropped\n", kDuplexer});
-    EXPECT_TRUE(rewritten(pieces) == kBegin + filler() + named + (whole ? kFold : "") + kDuplexer +
-                                         kSource + kClose + "[{\n" + kBegin + filler() + named +
-                                         kDuplexer + kSource + kClose + kFold + kDuplexer);
+  const auto repeated = [](Texts text, const Texts& after) {
+    const Texts once = text;
+    text.emplace_back("[{\n");
+    text.insert(text.end(), once.begin(), once.end());
+    text.insert(text.end(), after.begin(), after.end());
+    return text;
+  };
+  expectRewritten({kBegin, "*", kFoldName, kDuplexer, kSource, kClose, "dropped\n", kDuplexer},
+                  {kBegin, "*", kFoldName, kFold, kDuplexer, kSource, kClose, "[{\n", kBegin, "*",
+                   kFoldName, kDuplexer, kSource, kClose, kFold, kDuplexer});
+  // Split between two pieces, as overlong lines are.
+  for (const Texts& name :
+       {Texts{"QVBook", "letFold\n"}, {"QVBookletF", "old\n"}, {"Q", "V", "BookletFol", "d\n"}}) {
+    Texts text{kBegin, "*"};
+    text.insert(text.end(), name.begin(), name.end());
+    text.insert(text.end(), {kSource, kClose});
+    Texts pieces = text;
+    pieces.insert(pieces.end(), {"dropped\n", kDuplexer});
+    expectRewritten(pieces, repeated(text, {kFold, kDuplexer}));
   }
-  EXPECT_TRUE(rewritten({kBegin, "*", "QVBookletFol\n", kSource, kClose, "kept\n"}) ==
-              kBegin + filler() + "QVBookletFol\n" + kSource + kClose + "[{\n" + kBegin + filler() +
-                  "QVBookletFol\n" + kSource + kClose + "kept\n");
+  expectRewritten({kBegin, "*", "QVBookletFol\n", kSource, kClose, "kept\n"},
+                  repeated({kBegin, "*", "QVBookletFol\n", kSource, kClose}, {"kept\n"}));
+  // Two texts are not treated as one if there is something between them.
+  filler_.assign(300, std::string(1000, 'x') + "Q" + std::string(12, 'z'));
+  expectRewritten({kBegin, "*", "VBookletFold", "\n", kSource, kClose, "kept\n"},
+                  repeated({kBegin, "*", "VBookletFold", "\n", kSource, kClose}, {"kept\n"}));
+  // The name may also begin in memory and continue in the file, wherever the boundary is.
+  for (std::size_t before = 250; before < 262; ++before) {
+    filler_.assign(before, std::string(1024, 'x'));
+    const Texts text{kBegin,
+                     "*",
+                     std::string(1018, 'x') + "QVBook",
+                     "letFold" + std::string(1016, 'x') + "\n",
+                     kSource,
+                     kClose};
+    Texts pieces = text;
+    pieces.insert(pieces.end(), {"dropped\n", kDuplexer});
+    expectRewritten(pieces, repeated(text, {kFold, kDuplexer}));
+  }
 }
 
-// The name may also begin in memory and continue in the file, wherever the boundary is.
-TEST_F(LongFeature, IsFoldedWhereItsNameLeavesMemory) {
-  job_.bookletMode = true;
-  for (int before = 250; before < 262; ++before) {
-    filler_.assign(static_cast<std::size_t>(before), std::string(1024, 'x'));
-    const std::string named =
-        std::string(1018, 'x') + "QVBook" + "letFold" + std::string(1016, 'x') + "\n";
-    EXPECT_TRUE(rewritten({kBegin, "*", named.substr(0, 1024), named.substr(1024), kSource, kClose,
-                           "dropped\n", kDuplexer}) ==
-                kBegin + filler() + named + kSource + kClose + "[{\n" + kBegin + filler() + named +
-                    kSource + kClose + kFold + kDuplexer)
-        << before;
-  }
-}
+// ---- the closing line that begins the repetition meets the other rules
 
 TEST_F(LongFeature, IsReplacedByThePrologThatItsClosingLineBegins) {
-  const std::string prolog =
-      "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"
-      "%%EndFeature\n";
   const std::string line = "%%BeginProlog cleartomark\n";
-  EXPECT_TRUE(rewritten({kBegin, "*", kSource, line, "x\n", kSource, kClose}) ==
-              kBegin + filler() + kSource + prolog + "x\n" + kSource + line + "[{\n" + kBegin +
-                  filler() + kSource + line);
+  expectRewritten({kBegin, "*", kSource, line, "x\n", kSource, kClose},
+                  {kBegin, "*", kSource,
+                   "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n"
+                   "%%Quorvan Macintosh PPD File 1\n%%EndFeature\n",
+                   "x\n", kSource, line, "[{\n", kBegin, "*", kSource, line});
 }
 
 TEST_F(LongFeature, IsDroppedWithAClosingLineOfPjl) {
-  EXPECT_EQ(rewritten({kBegin, "*", kSource, "@PJL cleartomark\n", "x\n"}),
-            kBegin + filler() + kSource + "x\n");
+  expectRewritten({kBegin, "*", kSource, "@PJL cleartomark\n", "x\n"},
+                  {kBegin, "*", kSource, "x\n"});
 }
 
 TEST_F(LongFeature, ComesAfterTheCopiesThatItsClosingLineSets) {
   job_.printTo = "JRVerify";
   job_.jobOptions.addOption("com.apple.print.PrintSettings.PMCopies..n.", "3");
   const std::string line = "%RBINumCopies: cleartomark\n";
-  EXPECT_TRUE(rewritten({kBegin, "*", kSource, line}) ==
-              kBegin + filler() + kSource +
-                  "%!\n%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n"
-                  "%EndUserSetup\n" +
-                  line + "[{\n" + kBegin + filler() + kSource + line);
+  expectRewritten({kBegin, "*", kSource, line},
+                  {kBegin, "*", kSource,
+                   "%!\n%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n"
+                   "%EndUserSetup\n",
+                   line, "[{\n", kBegin, "*", kSource, line});
 }
 
 TEST_F(LongFeature, ComesBetweenTheRequestsForTheCover) {
@@ -219,12 +209,12 @@ TEST_F(LongFeature, ComesBetweenTheRequestsForTheCover) {
   job_.halfPageCount = 1;
   job_.jobOptions.addOption("QVBookletCoverSource", "Tray2");
   const std::string line = "%%Page: QVBookletFold cleartomark\n";
-  EXPECT_TRUE(rewritten({kBegin, "*", kSource, line}) ==
-              kBegin + filler() + kSource + "1 dict dup /Duplex false put setpagedevice\n" + line +
-                  "[{\n" + kBegin + filler() + kSource + line +
-                  "[{\n<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1  >> "
-                  "setpagedevice\n} stopped cleartomark\n" +
-                  kFold);
+  expectRewritten({kBegin, "*", kSource, line},
+                  {kBegin, "*", kSource, "1 dict dup /Duplex false put setpagedevice\n", line,
+                   "[{\n", kBegin, "*", kSource, line,
+                   "[{\n<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1  >> "
+                   "setpagedevice\n} stopped cleartomark\n",
+                   kFold});
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The reordering of manual booklets in files: every orientation, the temporary files, and the
-// reversed run of pages.
+// The reordering of manual booklets beyond what a job can show: other orientations, the temporary
+// files, and the reversed run of pages.
 #include "booklet/manual_booklet.h"
 
 #include <fcntl.h>
@@ -9,61 +9,40 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "platform/system.h"
+#include "tests/blackbox/manual_booklets.h"
 #include "tests/support/file_size_limit.h"
-#include "tests/support/program.h"
 
 namespace jobshaper {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::join;
+using testing::kBlank;
+using testing::kFirstPass;
+using testing::kNoFile;
+using testing::kNoRearranging;
+using testing::kPages;
+using testing::kProcedures;
+using testing::kRestore;
+using testing::kSecondPass;
+using testing::kTop;
+using testing::pages;
 using testing::readFile;
+using testing::Where;
 using testing::writeFile;
-
-constexpr std::string_view kFirstPass =
-    "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";
-constexpr std::string_view kSecondPass =
-    "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
-constexpr std::string_view kNoFile = "ERROR: Unable to create necessary file.\n";
-constexpr std::string_view kNoRearranging = "ERROR: Critical error in rearranging pages.\n";
-
-constexpr std::string_view kTop = "%!PS\n%%EndSetup\n";
-constexpr std::string_view kPages[] = {"",
-                                       "%%Page: 1 1\n1a\n1b\n1c\n1d\n",
-                                       "%%Page: 2 2\n2a\n2b\n2c\n2d\n",
-                                       "%%Page: 3 3\n3a\n3b\n3c\n3d\n",
-                                       "%%Page: 4 4\n4a\n4b\n4c\n4d\n",
-                                       "%%Page: 5 5\n5a\n5b\n5c\n5d\n",
-                                       "%%Page: 6 6\n6a\n6b\n6c\n6d\n",
-                                       "%%Page: 7 7\n7a\n7b\n7c\n7d\n",
-                                       "%%Page: 8 8\n8a\n8b\n8c\n8d\n"};
-constexpr std::string_view kBlank = "%%Page: 1 1\n1a\n1b\n1c\ncg_md begin\nbp\nsdmtx\nep\nend\n";
-
-template <typename... Parts>
-std::string join(const Parts&... parts) {
-  std::string result;
-  (result.append(std::string_view(parts)), ...);
-  return result;
-}
-
-// "31": page 3, then page 1.
-std::string pages(std::string_view numbers) {
-  std::string result;
-  for (const char number : numbers) result += kPages[number - '0'];
-  return result;
-}
+using Orientation = std::optional<std::string_view>;
 
 // A private temporary directory, and the system version of the test.
 class ManualBookletParts : public ::testing::Test {
  protected:
   ManualBookletParts() {
     if (const char* value = getenv("TMPDIR")) before_ = value;
-    setenv("TMPDIR", folder_.path().c_str(), 1);
+    setenv("TMPDIR", directory_.path().c_str(), 1);
     version = 0x1050;
     // The first record of a process makes the log name the temporary directory.
     ::testing::internal::CaptureStderr();
@@ -77,206 +56,117 @@ class ManualBookletParts : public ::testing::Test {
     if (before_) setenv("TMPDIR", before_->c_str(), 1);
   }
 
-  std::string path(std::string_view name) const { return folder_.file(name); }
+  std::string path(std::string_view name) const { return directory_.file(name); }
   std::string content(std::string_view name) const { return readFile(path(name)); }
-  std::string tmpLine() const { return join("tmp at ", folder_.path(), " \n"); }
 
-  // Reorders the job and stores the messages in errors_.
-  int order(std::string_view job, std::optional<std::string_view> orientation = std::nullopt,
-            bool onlyInside = false, const std::string& jobId = "42") {
+  // Reorders the job and stores the messages after the line that names the directory in errors_.
+  int order(std::string_view job, Orientation orientation = std::nullopt, bool onlyInside = false,
+            const std::string& jobId = "42") {
     writeFile(path("job.ps"), job);
     const int input = open(path("job.ps").c_str(), O_RDONLY | O_CLOEXEC);
     ::testing::internal::CaptureStderr();
     const int result =
         manualBookletOrder(input, path("reordered.ps"), jobId, orientation, onlyInside);
     errors_ = ::testing::internal::GetCapturedStderr();
-    char byte;
-    inputStaysOpen_ = read(input, &byte, 1) >= 0;
-    inputIsReadToItsEnd_ =
-        inputStaysOpen_ && lseek(input, 0, SEEK_CUR) == static_cast<off_t>(job.size());
-    close(input);
+    const std::string line = join("tmp at ", directory_.path(), " \n");
+    EXPECT_TRUE(errors_.starts_with(line)) << errors_;
+    errors_.erase(0, line.size());
+    readToTheEnd_ = lseek(input, 0, SEEK_CUR) == static_cast<off_t>(job.size());
+    EXPECT_EQ(close(input), 0);  // still open
     return result;
   }
 
-  void expectOrdered(std::string_view job, std::optional<std::string_view> orientation,
-                     bool onlyInside, std::string_view output) {
+  // What the files of the job "42" hold. `header` is the header file, if there is one.
+  struct Files {
+    std::string reordered, odd, even, newEven = {}, newOdd = {}, header = {};
+  };
+
+  void expectOrdered(std::string_view job, Orientation orientation, bool onlyInside,
+                     const Files& files, Where where = Where::here()) {
+    const ::testing::ScopedTrace trace(where.file, where.line, orientation.value_or("none"));
     EXPECT_EQ(order(job, orientation, onlyInside), 1);
-    EXPECT_EQ(errors_, tmpLine());
-    EXPECT_EQ(content("reordered.ps"), output);
-    EXPECT_TRUE(inputStaysOpen_);
-    EXPECT_TRUE(inputIsReadToItsEnd_);
+    EXPECT_EQ(errors_, "");
+    EXPECT_TRUE(readToTheEnd_);
+    EXPECT_EQ(content("reordered.ps"), files.reordered);
+    EXPECT_EQ(content("pageReOrdered42"), files.odd);
+    EXPECT_EQ(content("pageEven42"), files.even);
+    EXPECT_EQ(content("newEvenOrder42"), files.newEven);
+    EXPECT_EQ(content("newOddOrder42"), files.newOdd);
+    EXPECT_EQ(fs::exists(path("headerPS42")) ? content("headerPS42") : "", files.header);
+    fs::remove(path("headerPS42"));
   }
 
-  void expectFiles(std::string_view odd, std::string_view even, std::string_view newEven,
-                   std::string_view newOdd) const {
-    EXPECT_EQ(content("pageReOrdered42"), odd);
-    EXPECT_EQ(content("pageEven42"), even);
-    EXPECT_EQ(content("newEvenOrder42"), newEven);
-    EXPECT_EQ(content("newOddOrder42"), newOdd);
-  }
-
-  testing::TemporaryFolder folder_;
+  testing::TemporaryFolder directory_;
   std::string errors_;
-  bool inputStaysOpen_ = false;
-  bool inputIsReadToItsEnd_ = false;
+  bool readToTheEnd_ = false;
 
  private:
   std::optional<std::string> before_;
   std::int32_t versionBefore_ = version;
 };
 
-// ---- pages in input order
-
-struct Forwards {
-  std::string_view in, odd, even, newEven;  // page numbers in the files
-};
-
-void PrintTo(const Forwards& forwards, std::ostream* out) { *out << forwards.in; }
-
-class ManualBookletForwards : public ManualBookletParts,
-                              public ::testing::WithParamInterface<Forwards> {
- protected:
-  void expectBlankFirst(std::optional<std::string_view> orientation, bool onlyInside) {
-    const auto& [in, odd, even, newEven] = GetParam();
-    const std::string front = join(kTop, kFirstPass, pages(odd));
-    expectOrdered(join(kTop, pages(in), "%%Trailer\n%%EOF\n"), orientation, onlyInside,
-                  join(front, kSecondPass, kBlank, onlyInside ? kBlank : "", pages(even)));
-    expectFiles(front, pages(even), pages(newEven), "");
-    EXPECT_FALSE(fs::exists(path("headerPS42")));
-  }
-
-  void expectBlankLast(bool onlyInside) {
-    const auto& [in, odd, even, newEven] = GetParam();
-    const std::string front = join(kTop, kFirstPass, pages(odd));
-    expectOrdered(join(kTop, pages(in), "%%Trailer\n%%EOF\n"), "Down", onlyInside,
-                  join(front, kSecondPass, onlyInside ? kBlank : "", pages(even), kBlank));
-    expectFiles(front, pages(even), pages(newEven), "");
-    EXPECT_FALSE(fs::exists(path("headerPS42")));
-  }
-};
-
-TEST_P(ManualBookletForwards, WithoutOrientationThereIsABlankPageFirst) {
-  expectBlankFirst(std::nullopt, false);
-}
-
-TEST_P(ManualBookletForwards, WithoutOrientationThereAreTwoBlankPagesForTheInside) {
-  expectBlankFirst(std::nullopt, true);
-}
-
-TEST_P(ManualBookletForwards, AnyOtherOrientationIsLikeNone) {
-  for (const char* orientation : {"", "up", "UP", "Upside", "down", "Left", " Down"}) {
-    expectBlankFirst(orientation, false);
-    expectBlankFirst(orientation, true);
+// The numbers of the pages in the job and in the files.
+TEST_F(ManualBookletParts, ArePutTogetherForEveryOrientation) {
+  const struct {
+    std::string_view in, odd, even, newEven, oddUp, newOddUp;
+  } rows[] = {{"1", "1", "", "", "1", ""},
+              {"12", "1", "2", "", "1", ""},
+              {"123", "13", "2", "", "31", "1"},
+              {"1234", "13", "42", "2", "31", "1"},
+              {"12345", "135", "42", "2", "531", "31"},
+              {"123456", "135", "642", "42", "531", "31"},
+              {"1234567", "1357", "642", "42", "7531", "531"},
+              {"12345678", "1357", "8642", "642", "7531", "531"}};
+  for (const auto& [in, odd, even, newEven, oddUp, newOddUp] : rows) {
+    const std::string job = join(kTop, pages(in), "%%Trailer\n%%EOF\n");
+    for (const bool onlyInside : {false, true}) {
+      const std::string front = join(kTop, kFirstPass, pages(odd));
+      const std::string_view second = onlyInside ? kBlank : "";
+      const std::string first = join(front, kSecondPass, kBlank, second, pages(even));
+      for (const Orientation any : {Orientation(), Orientation(""), Orientation("up"),
+                                    Orientation("UP"), Orientation("Upside"), Orientation("down"),
+                                    Orientation("Left"), Orientation(" Down")}) {
+        expectOrdered(job, any, onlyInside, {first, front, pages(even), pages(newEven)});
+      }
+      const std::string last = join(front, kSecondPass, second, pages(even), kBlank);
+      expectOrdered(job, "Down", onlyInside, {last, front, pages(even), pages(newEven)});
+      const std::string frontUp = join(kTop, kFirstPass, pages(oddUp));
+      expectOrdered(job, "Up", onlyInside,
+                    {join(frontUp, kSecondPass, kBlank, second, pages(even)), frontUp, pages(even),
+                     pages(newEven), pages(newOddUp), join(kTop, kFirstPass)});
+    }
   }
 }
-
-TEST_P(ManualBookletForwards, DownHasTheBlankPageLast) { expectBlankLast(false); }
-
-TEST_P(ManualBookletForwards, DownHasABlankPageOnBothEndsForTheInside) { expectBlankLast(true); }
-
-INSTANTIATE_TEST_SUITE_P(Pages, ManualBookletForwards,
-                         ::testing::Values(Forwards{"1", "1", "", ""}, Forwards{"12", "1", "2", ""},
-                                           Forwards{"123", "13", "2", ""},
-                                           Forwards{"1234", "13", "42", "2"},
-                                           Forwards{"12345", "135", "42", "2"},
-                                           Forwards{"123456", "135", "642", "42"},
-                                           Forwards{"1234567", "1357", "642", "42"},
-                                           Forwards{"12345678", "1357", "8642", "642"}));
-
-// ---- odd pages last first
-
-struct Backwards {
-  std::string_view in, odd, newOdd, even, newEven;
-};
-
-void PrintTo(const Backwards& backwards, std::ostream* out) { *out << backwards.in; }
-
-class ManualBookletUp : public ManualBookletParts, public ::testing::WithParamInterface<Backwards> {
- protected:
-  void expectBackwards(bool onlyInside) {
-    const auto& [in, odd, newOdd, even, newEven] = GetParam();
-    const std::string front = join(kTop, kFirstPass, pages(odd));
-    expectOrdered(join(kTop, pages(in), "%%Trailer\n%%EOF\n"), "Up", onlyInside,
-                  join(front, kSecondPass, kBlank, onlyInside ? kBlank : "", pages(even)));
-    expectFiles(front, pages(even), pages(newEven), pages(newOdd));
-    EXPECT_EQ(content("headerPS42"), join(kTop, kFirstPass));
-  }
-};
-
-TEST_P(ManualBookletUp, HasOddAndEvenPagesLastFirst) { expectBackwards(false); }
-
-TEST_P(ManualBookletUp, HasTwoBlankPagesForTheInside) { expectBackwards(true); }
-
-INSTANTIATE_TEST_SUITE_P(Pages, ManualBookletUp,
-                         ::testing::Values(Backwards{"1", "1", "", "", ""},
-                                           Backwards{"12", "1", "", "2", ""},
-                                           Backwards{"123", "31", "1", "2", ""},
-                                           Backwards{"1234", "31", "1", "42", "2"},
-                                           Backwards{"12345", "531", "31", "42", "2"},
-                                           Backwards{"123456", "531", "31", "642", "42"},
-                                           Backwards{"1234567", "7531", "531", "642", "42"},
-                                           Backwards{"12345678", "7531", "531", "8642", "642"}));
-
-// ---- jobs without pages
 
 TEST_F(ManualBookletParts, OfAJobWithoutPagesAreItsHeaderAndProceduresAlone) {
-  const std::string_view blank = "cg_md begin\nbp\nsdmtx\nep\nend\n";
-  for (const std::optional<std::string_view> orientation :
-       {std::optional<std::string_view>(), std::optional<std::string_view>("Down"),
-        std::optional<std::string_view>("Up")}) {
+  const std::string top(kTop);
+  for (const Orientation orientation : {Orientation(), Orientation("Down"), Orientation("Up")}) {
     expectOrdered(join(kTop, "%%Trailer\n", kPages[1]), orientation, false,
-                  join(kTop, kSecondPass, blank));
-    expectFiles(kTop, "", "", "");
-    EXPECT_FALSE(fs::exists(path("headerPS42")));
-    expectOrdered(kTop, orientation, true, join(kTop, kSecondPass, blank, blank));
+                  {join(kTop, kSecondPass, kProcedures), top, ""});
+    expectOrdered(kTop, orientation, true,
+                  {join(kTop, kSecondPass, kProcedures, kProcedures), top, ""});
+    expectOrdered("", orientation, false, {join(kSecondPass, kProcedures), "", ""});
   }
 }
 
-TEST_F(ManualBookletParts, OfAnEmptyJobAreABlankPage) {
-  expectOrdered("", std::nullopt, false, join(kSecondPass, "cg_md begin\nbp\nsdmtx\nep\nend\n"));
-  expectFiles("", "", "", "");
-}
-
-// ---- text
-
-TEST_F(ManualBookletParts, AreUtf8ButForTheBlankPage) {
-  const std::string job =
-      testing::bytes("% \x8a\n%%Page: 1 1\n% \xdb\0x\na\xf0\nb\n%%Page: 2 2\n\xff\0\n");
-  const std::string blank = join(testing::bytes("%%Page: 1 1\n% \xdb\0x\na\xf0\nb\n"),
-                                 "cg_md begin\nbp\nsdmtx\nep\nend\n");
+TEST_F(ManualBookletParts, HaveUtf8AlsoInTheHeaderFileAndNoUnterminatedLastLine) {
+  const std::string start = testing::bytes("%%Page: 1 1\n% \xdb\0x\na\xf0\nb\n");
   const std::string page1 = "%%Page: 1 1\n% \u20aca\uf8ff\nb\n";
   const std::string page2 = "%%Page: 2 2\n\u02c7";
-  const std::string front = join("% \u00e4\n", kFirstPass, page1);
-  expectOrdered(job, std::nullopt, true, join(front, kSecondPass, blank, blank, page2));
-  expectFiles(front, page2, "", "");
-  expectOrdered(job, "Up", false, join(front, kSecondPass, blank, page2));
-  EXPECT_EQ(content("headerPS42"), join("% \u00e4\n", kFirstPass));
+  const std::string header = join("% \u00e4\n", kFirstPass);
+  expectOrdered(join("% \x8a\n", start, testing::bytes("%%Page: 2 2\n\xff\0\n%%Page: 3 3")), "Up",
+                false,
+                {join(header, page1, kSecondPass, start, kProcedures, page2), header + page1, page2,
+                 "", "", header});
 }
 
-TEST_F(ManualBookletParts, HaveNoUnterminatedLastLine) {
-  expectOrdered(join(kTop, kPages[1], kPages[2], "%%Page: 3 3"), "Up", false,
-                join(kTop, kFirstPass, kPages[1], kSecondPass, kBlank, kPages[2]));
-  expectFiles(join(kTop, kFirstPass, kPages[1]), kPages[2], "", "");
-}
-
-// ---- system version
-
-TEST_F(ManualBookletParts, RestoreInTheBlankPageBefore1050) {
-  const std::string blank = join(kBlank, "userdict /ESPsave get restore\n");
-  for (const std::int32_t old : {0, 0x1030, 0x1049, 0x104f}) {
-    version = old;
-    expectOrdered(join(kTop, pages("12")), std::nullopt, true,
-                  join(kTop, kFirstPass, pages("1"), kSecondPass, blank, blank, pages("2")));
+TEST_F(ManualBookletParts, RestoreInBothBlankPagesBefore1050) {
+  const std::string front = join(kTop, kFirstPass, pages("1"));
+  for (const std::int32_t number : {0, 0x1030, 0x1049, 0x104f, 0x1050, 0x1051, 0x1450}) {
+    version = number;
+    const std::string blank = join(kBlank, number < 0x1050 ? kRestore : "");
     expectOrdered(join(kTop, pages("12")), "Down", true,
-                  join(kTop, kFirstPass, pages("1"), kSecondPass, blank, pages("2"), blank));
-  }
-}
-
-TEST_F(ManualBookletParts, DoNotRestoreFrom1050On) {
-  for (const std::int32_t current : {0x1050, 0x1051, 0x1450}) {
-    version = current;
-    expectOrdered(join(kTop, pages("12")), std::nullopt, false,
-                  join(kTop, kFirstPass, pages("1"), kSecondPass, kBlank, pages("2")));
+                  {join(front, kSecondPass, blank, pages("2"), blank), front, pages("2")});
   }
 }
 
@@ -287,61 +177,56 @@ TEST_F(ManualBookletParts, ReplaceThoseOfAnEarlierRun) {
                            "headerPS42", "reordered.ps"}) {
     writeFile(path(name), std::string(5000, 'o'));
   }
+  const std::string front = join(kTop, kFirstPass, pages("531"));
   expectOrdered(join(kTop, pages("12345")), "Up", false,
-                join(kTop, kFirstPass, pages("531"), kSecondPass, kBlank, pages("42")));
-  expectFiles(join(kTop, kFirstPass, pages("531")), pages("42"), pages("2"), pages("31"));
-  EXPECT_EQ(content("headerPS42"), join(kTop, kFirstPass));
+                {join(front, kSecondPass, kBlank, pages("42")), front, pages("42"), pages("2"),
+                 pages("31"), join(kTop, kFirstPass)});
 }
 
-TEST_F(ManualBookletParts, BearTheJobIdAsItIs) {
+TEST_F(ManualBookletParts, HaveTheJobIdInTheirNames) {
   EXPECT_EQ(order(join(kTop, pages("123")), "Up", false, "%s 7"), 1);
   for (const char* name : {"pageReOrdered%s 7", "pageEven%s 7", "newEvenOrder%s 7",
                            "newOddOrder%s 7", "headerPS%s 7"}) {
     EXPECT_TRUE(fs::exists(path(name))) << name;
   }
+  // One with a slash would be in another directory.
+  fs::create_directory(path("pageReOrdered"));
+  EXPECT_EQ(order(join(kTop, pages("12")), std::nullopt, false, "/7"), 0);
+  EXPECT_EQ(errors_, kNoFile);
+  EXPECT_TRUE(fs::is_empty(path("pageReOrdered")));
 }
 
-TEST_F(ManualBookletParts, ThatCannotBeCreatedAreReported) {
-  for (const char* name :
-       {"pageReOrdered42", "pageEven42", "newEvenOrder42", "newOddOrder42", "reordered.ps"}) {
+TEST_F(ManualBookletParts, AreReportedIfTheyCannotBeCreated) {
+  for (const char* name : {"pageReOrdered42", "pageEven42", "newEvenOrder42", "newOddOrder42",
+                           "reordered.ps", "headerPS42"}) {
     fs::remove(path(name));
     fs::create_directory(path(name));
-    EXPECT_EQ(order(join(kTop, pages("12345"))), 0) << name;
-    EXPECT_EQ(errors_, join(tmpLine(), kNoFile)) << name;
+    EXPECT_EQ(order(join(kTop, pages("12345")), "Up"), 0) << name;
+    EXPECT_EQ(errors_, kNoFile) << name;
+    // Only "Up" has a header file.
+    const int result = name == std::string_view("headerPS42") ? 1 : 0;
+    EXPECT_EQ(order(join(kTop, pages("12345"))), result) << name;
+    EXPECT_EQ(order(join(kTop, pages("12345")), "Down"), result) << name;
     fs::remove(path(name));
   }
 }
 
-TEST_F(ManualBookletParts, OfAJobIdWithASlashCannotBeCreated) {
-  fs::create_directory(path("pageReOrdered"));
-  EXPECT_EQ(order(join(kTop, pages("12")), std::nullopt, false, "/7"), 0);
-  EXPECT_EQ(errors_, join(tmpLine(), kNoFile));
-  EXPECT_TRUE(fs::is_empty(path("pageReOrdered")));
-}
-
-TEST_F(ManualBookletParts, IncludeAHeaderFileForUpAlone) {
-  fs::create_directory(path("headerPS42"));
-  EXPECT_EQ(order(join(kTop, pages("12345")), "Up"), 0);
-  EXPECT_EQ(errors_, join(tmpLine(), kNoFile));
-  EXPECT_EQ(order(join(kTop, pages("12345"))), 1);
-  EXPECT_EQ(order(join(kTop, pages("12345")), "Down"), 1);
-}
-
-TEST_F(ManualBookletParts, WithoutSpaceForTheReversedPagesReportItTwice) {
+TEST_F(ManualBookletParts, WithoutSpaceForTheReversedPagesAreReportedTwice) {
   const std::string text(400000, 'x');
   const std::string evens = join("%%Page: 1\n%%Page: 2\n", text, "\n%%Page: 3\n%%Page: 4\n", text,
                                  "\n%%Page: 5\n%%Page: 6\n", text, "\n%%Page: 7\n");
   const std::string odds = join("%%Page: 1\n", text, "\n%%Page: 2\n%%Page: 3\n", text,
                                 "\n%%Page: 4\n%%Page: 5\n", text, "\n");
-  for (const auto& [job, orientation] : {std::pair{evens, std::optional<std::string_view>()},
-                                         std::pair{evens, std::optional<std::string_view>("Down")},
-                                         std::pair{odds, std::optional<std::string_view>("Up")}}) {
+  for (const auto& [job, orientation] :
+       {std::pair{evens, Orientation()}, std::pair{evens, Orientation("Down")},
+        std::pair{odds, Orientation("Up")}}) {
     writeFile(path("job.ps"), job);
     const int input = open(path("job.ps").c_str(), O_RDONLY | O_CLOEXEC);
     const testing::FileSizeLimit limit(500000);
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(manualBookletOrder(input, path("reordered.ps"), "42", orientation, false), 0);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), join(tmpLine(), kNoFile, kNoRearranging));
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              join("tmp at ", directory_.path(), " \n", kNoFile, kNoRearranging));
     close(input);
   }
 }
@@ -357,15 +242,19 @@ class ReArrangedPages : public ManualBookletParts {
     ASSERT_TRUE(side_.flush());
   }
 
-  int rearrange(std::int32_t pageNumber, PageFile* reversed) {
+  int rearrange(std::int32_t pageNumber, PageFile* reversed = nullptr) {
     ::testing::internal::CaptureStderr();
     const int result = reArrangedPages(pageNumber, side_, reversed, path("side"), path("reversed"));
     errors_ = ::testing::internal::GetCapturedStderr();
     return result;
   }
 
-  // The side file is empty, and the caller can continue to write to it.
-  void expectSideGoesOn() {
+  // After page `pageNumber`, the reversed file has this content, and the side file, which is empty,
+  // can be written.
+  void expectReversed(std::int32_t pageNumber, PageFile* reversed, std::string_view expected) {
+    EXPECT_EQ(rearrange(pageNumber, reversed), 1) << pageNumber;
+    EXPECT_EQ(errors_, "");
+    EXPECT_EQ(content("reversed"), expected) << pageNumber;
     EXPECT_EQ(content("side"), "");
     side_.write("next");
     EXPECT_TRUE(side_.flush());
@@ -375,110 +264,59 @@ class ReArrangedPages : public ManualBookletParts {
   PageFile side_;
 };
 
-// If a page did not fit on the disk, the move must fail.
-TEST_F(ReArrangedPages, FailWhenThePageCannotBeWritten) {
-  ASSERT_TRUE(side_.open(path("side")));
-  const testing::FileSizeLimit limit(1000);
-  side_.write(std::string(1001, 'x'));
-  EXPECT_EQ(rearrange(4, nullptr), 0);
-  EXPECT_EQ(errors_, kNoFile);
+TEST_F(ReArrangedPages, FirstPageReplacesTheReversedFileAndLaterPagesComeBeforeItsContent) {
+  const std::string page = testing::bytes("\0\r\n\x80\xff page, ");
+  for (const std::int32_t number : {3, 4, 2, 5, 6, 7, 2147483647}) {
+    const bool first = number == 3 || number == 4;
+    const std::string expected = page + (first ? "" : "older pages");
+    writeFile(path("reversed"), "older pages");
+    fill(page);
+    expectReversed(number, nullptr, expected);
+    PageFile reversed;
+    ASSERT_TRUE(reversed.open(path("reversed")));
+    reversed.write("older pages");
+    ASSERT_TRUE(reversed.flush());
+    fill(page);
+    expectReversed(number, &reversed, expected);
+    if (!first) continue;
+    fs::remove(path("reversed"));
+    fill(page);
+    expectReversed(number, nullptr, expected);
+  }
 }
-
-class ReArrangedFirstPage : public ReArrangedPages,
-                            public ::testing::WithParamInterface<std::int32_t> {};
-
-TEST_P(ReArrangedFirstPage, ReplacesTheReversedFile) {
-  writeFile(path("reversed"), "old content");
-  fill("page");
-  EXPECT_EQ(rearrange(GetParam(), nullptr), 1);
-  EXPECT_EQ(errors_, "");
-  EXPECT_EQ(content("reversed"), "page");
-  expectSideGoesOn();
-}
-
-TEST_P(ReArrangedFirstPage, WorksWithAReversedStream) {
-  PageFile reversed;
-  ASSERT_TRUE(reversed.open(path("reversed")));
-  fill("page");
-  EXPECT_EQ(rearrange(GetParam(), &reversed), 1);
-  EXPECT_EQ(content("reversed"), "page");
-  expectSideGoesOn();
-}
-
-TEST_P(ReArrangedFirstPage, NeedsNoReversedFile) {
-  fill("page");
-  EXPECT_EQ(rearrange(GetParam(), nullptr), 1);
-  EXPECT_EQ(content("reversed"), "page");
-}
-
-INSTANTIATE_TEST_SUITE_P(Numbers, ReArrangedFirstPage, ::testing::Values(3, 4));
-
-class ReArrangedLaterPage : public ReArrangedPages,
-                            public ::testing::WithParamInterface<std::int32_t> {};
-
-TEST_P(ReArrangedLaterPage, IsPutInFrontOfTheReversedPages) {
-  writeFile(path("reversed"), "older pages");
-  fill("page, ");
-  EXPECT_EQ(rearrange(GetParam(), nullptr), 1);
-  EXPECT_EQ(errors_, "");
-  EXPECT_EQ(content("reversed"), "page, older pages");
-  expectSideGoesOn();
-}
-
-TEST_P(ReArrangedLaterPage, WorksWithAReversedStream) {
-  PageFile reversed;
-  ASSERT_TRUE(reversed.open(path("reversed")));
-  reversed.write("older pages");
-  ASSERT_TRUE(reversed.flush());
-  fill("page, ");
-  EXPECT_EQ(rearrange(GetParam(), &reversed), 1);
-  EXPECT_EQ(errors_, "");
-  EXPECT_EQ(content("reversed"), "page, older pages");
-  expectSideGoesOn();
-}
-
-TEST_P(ReArrangedLaterPage, KeepsEveryByte) {
-  const std::string page = testing::bytes("\0\r\n\x80\xff");
-  writeFile(path("reversed"), page);
-  fill(page);
-  EXPECT_EQ(rearrange(GetParam(), nullptr), 1);
-  EXPECT_EQ(content("reversed"), page + page);
-}
-
-INSTANTIATE_TEST_SUITE_P(Numbers, ReArrangedLaterPage, ::testing::Values(2, 5, 6, 7, 2147483647));
 
 TEST_F(ReArrangedPages, BuildTheReversedRunCallByCall) {
   fill("2");
-  EXPECT_EQ(rearrange(4, nullptr), 1);
-  side_.write("4");
-  EXPECT_TRUE(side_.flush());
-  EXPECT_EQ(rearrange(6, nullptr), 1);
-  side_.write("6");
-  EXPECT_TRUE(side_.flush());
-  EXPECT_EQ(rearrange(8, nullptr), 1);
+  EXPECT_EQ(rearrange(4), 1);
+  for (const auto& [number, page] : {std::pair{6, "4"}, std::pair{8, "6"}}) {
+    side_.write(page);
+    EXPECT_TRUE(side_.flush());
+    EXPECT_EQ(rearrange(number), 1);
+  }
   EXPECT_EQ(content("reversed"), "642");
   EXPECT_EQ(content("side"), "");
 }
 
-TEST_F(ReArrangedPages, ReportASideFileThatCannotBeReopened) {
-  for (const std::int32_t pageNumber : {3, 4, 5, 6}) {
-    writeFile(path("reversed"), "older pages");
-    fill("page");
-    fs::remove(path("side"));
-    fs::create_directory(path("side"));
-    EXPECT_EQ(rearrange(pageNumber, nullptr), 0) << pageNumber;
-    EXPECT_EQ(errors_, kNoFile) << pageNumber;
-    fs::remove(path("side"));
+TEST_F(ReArrangedPages, ReportEitherFileThatCannotBeOpened) {
+  for (const char* name : {"side", "reversed"}) {
+    for (const std::int32_t number : {3, 4, 5, 6}) {
+      writeFile(path("reversed"), "older pages");
+      fill("page");
+      fs::remove(path(name));
+      fs::create_directory(path(name));
+      EXPECT_EQ(rearrange(number), 0) << name << number;
+      EXPECT_EQ(errors_, kNoFile) << name << number;
+      fs::remove(path(name));
+    }
   }
 }
 
-TEST_F(ReArrangedPages, ReportAReversedFileThatCannotBeWritten) {
-  fs::create_directory(path("reversed"));
-  for (const std::int32_t pageNumber : {3, 4, 5, 6}) {
-    fill("page");
-    EXPECT_EQ(rearrange(pageNumber, nullptr), 0) << pageNumber;
-    EXPECT_EQ(errors_, kNoFile) << pageNumber;
-  }
+TEST_F(ReArrangedPages, FailIfThePageDoesNotFitOnTheDisk) {
+  ASSERT_TRUE(side_.open(path("side")));
+  const testing::FileSizeLimit limit(1000);
+  side_.write(std::string(1001, 'x'));
+  EXPECT_EQ(rearrange(4), 0);
+  EXPECT_EQ(errors_, kNoFile);
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+// How blocks of pieces are read. What a piece is, is in tests/blackbox/stream_pieces_test.cpp.
 #include "platform/piece_reader.h"
 
 #include <fcntl.h>
@@ -15,7 +16,6 @@
 namespace jobshaper {
 namespace {
 
-using testing::bytes;
 using testing::Pipe;
 using testing::TemporaryFolder;
 using testing::writeFile;
@@ -36,37 +36,6 @@ Pieces piecesOf(int descriptor) {
   return pieces;
 }
 
-Pieces piecesOfFile(std::string_view content) {
-  const TemporaryFolder directory;
-  writeFile(directory.file("job"), content);
-  const int descriptor = open(directory.file("job").c_str(), O_RDONLY);
-  Pieces pieces = piecesOf(descriptor);
-  close(descriptor);
-  return pieces;
-}
-
-TEST(PieceReader, EndsAPieceAtEitherLineEnd) {
-  EXPECT_EQ(piecesOfFile("a\nb\rc\r\n\n"), (Pieces{"a\n", "b\r", "c\r", "\n", "\n"}));
-}
-
-TEST(PieceReader, HandsTheUnterminatedRestOutOnce) {
-  EXPECT_EQ(piecesOfFile(""), Pieces{});
-  EXPECT_EQ(piecesOfFile("a\nrest"), (Pieces{"a\n", "rest"}));
-}
-
-TEST(PieceReader, CutsALineAt1024Bytes) {
-  const std::string x1023(1023, 'x');
-  EXPECT_EQ(piecesOfFile(x1023), (Pieces{x1023}));
-  EXPECT_EQ(piecesOfFile(x1023 + "\n"), (Pieces{x1023 + "\n"}));
-  EXPECT_EQ(piecesOfFile(x1023 + "x"), (Pieces{x1023 + "x"}));
-  EXPECT_EQ(piecesOfFile(x1023 + "x\n"), (Pieces{x1023 + "x", "\n"}));
-  EXPECT_EQ(piecesOfFile(x1023 + "xy\r"), (Pieces{x1023 + "x", "y\r"}));
-}
-
-TEST(PieceReader, KeepsZeroBytes) {
-  EXPECT_EQ(piecesOfFile(bytes("\0\n\0a\0")), (Pieces{bytes("\0\n"), bytes("\0a\0")}));
-}
-
 TEST(PieceReader, JoinsPiecesAcrossItsBlocks) {
   std::string job;
   Pieces expected;
@@ -74,13 +43,16 @@ TEST(PieceReader, JoinsPiecesAcrossItsBlocks) {
     expected.push_back(std::string(i % 1024, 'x') + (i % 2 ? "\n" : "\r"));
     job += expected.back();
   }
-  EXPECT_EQ(piecesOfFile(job), expected);
+  const TemporaryFolder directory;
+  writeFile(directory.file("job"), job);
+  const int descriptor = open(directory.file("job").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(piecesOf(descriptor), expected);
+  close(descriptor);
 }
 
 TEST(PieceReader, HandsOutWhatHasComeBeforeItWaitsForMore) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  PipeTap tap(ends[0], -1);
+  Pipe pipe;
+  PipeTap tap(pipe.reading(), -1);
   PieceReader reader(tap, 100);
   const auto expectNext = [&reader](std::string_view pieces, bool atEnd) {
     const auto block = reader.next();
@@ -88,31 +60,31 @@ TEST(PieceReader, HandsOutWhatHasComeBeforeItWaitsForMore) {
     EXPECT_EQ(block->pieces, pieces);
     EXPECT_EQ(block->atEnd, atEnd);
   };
-  ASSERT_EQ(write(ends[1], "one\ntw", 6), 6);
+  pipe.put("one\ntw");
   expectNext("one\n", false);
-  ASSERT_EQ(write(ends[1], "o", 1), 1);
+  pipe.put("o");
   expectNext("", false);
-  ASSERT_EQ(write(ends[1], "\nend", 4), 4);
+  pipe.put("\nend");
   expectNext("two\n", false);
-  close(ends[1]);
+  pipe.closeWriting();
   expectNext("end", true);
   EXPECT_FALSE(reader.next());
-  close(ends[0]);
 }
 
 TEST(PieceReader, WaitsOnANonBlockingDescriptor) {
-  int ends[2];
-  ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+  Pipe pipe(0, O_NONBLOCK);
   const pid_t writer = fork();
   if (writer == 0) {
     usleep(100000);
-    _exit(write(ends[1], "late\n", 5) == 5 ? 0 : 1);
+    pipe.put("late\n");
+    _exit(0);
   }
-  close(ends[1]);
-  EXPECT_EQ(piecesOf(ends[0]), Pieces{"late\n"});
+  pipe.closeWriting();
+  EXPECT_EQ(piecesOf(pipe.reading()), Pieces{"late\n"});
   waitpid(writer, nullptr, 0);
-  close(ends[0]);
 }
+
+TEST(PieceReader, TreatsAReadErrorAsTheEnd) { EXPECT_EQ(piecesOf(-1), Pieces{}); }
 
 // Reads from one pipe, with another one as the output.
 class ConnectedPieceReader : public ::testing::Test {
@@ -178,8 +150,6 @@ TEST_F(ConnectedPieceReader, TakesWhatIsNotForwardedOutOfThePipe) {
   EXPECT_EQ(read("third\n").pieces, "third\n");
   EXPECT_EQ(in_.waiting(), 0U);
 }
-
-TEST(PieceReader, TakesAReadErrorForTheEnd) { EXPECT_EQ(piecesOf(-1), Pieces{}); }
 
 }  // namespace
 }  // namespace jobshaper

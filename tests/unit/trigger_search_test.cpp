@@ -1,11 +1,7 @@
-// The search before the rules against the plain loop, piece by piece, on random jobs made of the
-// texts that the rules look for. JOBSHAPER_RANDOM_JOBS sets how many.
-
+// The search for triggers in a block, and the pieces around them. Whole jobs are compared with the
+// reference implementation in tests/reference/.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,17 +10,13 @@
 #include <cpuid.h>
 #endif
 
-#include "filter/stream_rewriter.h"
 #include "filter/trigger_search.h"
 #include "platform/piece_reader.h"
-#include "platform/system.h"
 #include "tests/support/pipe.h"
-#include "tests/support/program.h"
 
 namespace jobshaper {
 namespace {
 
-using testing::Pipe;
 using Random = std::mt19937;
 
 std::size_t below(Random& random, std::size_t limit) { return random() % limit; }
@@ -123,33 +115,6 @@ TEST(TriggerSearch, IsTheFastestThatTheProcessorCanRun) {
   EXPECT_EQ(names, expected);
 }
 
-// What a run wrote, and captured.
-struct Written {
-  std::string out, in, copy;
-  bool operator==(const Written&) const = default;
-};
-
-// A file in memory that is emptied for each run.
-class MemoryFile {
- public:
-  MemoryFile() : descriptor_(memfd_create("written", 0)) {}
-  ~MemoryFile() { close(descriptor_); }
-  int descriptor() const { return descriptor_; }
-  void put(std::string_view text) const {
-    EXPECT_EQ(pwrite(descriptor_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-  }
-  std::string take() {
-    std::string text(static_cast<std::size_t>(lseek(descriptor_, 0, SEEK_END)), '\0');
-    EXPECT_EQ(pread(descriptor_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-    EXPECT_EQ(ftruncate(descriptor_, 0), 0);
-    lseek(descriptor_, 0, SEEK_SET);
-    return text;
-  }
-
- private:
-  int descriptor_;
-};
-
 // Every text that a rule knows, what comes close to one, and what lies between.
 std::string randomJob(Random& random) {
   static const std::vector<std::string> parts = [] {
@@ -167,7 +132,7 @@ std::string randomJob(Random& random) {
   static const std::string ends[] = {"\n", "\r", "\r\n"};
   std::string job;
   const std::size_t style = below(random, 4);
-  // Few are longer than the smaller ones of the blocks that are read at once.
+  // A few jobs are longer than a block.
   const std::size_t longest = below(random, 500) == 0 ? 5000 : 60;
   for (std::size_t lines = below(random, longest); lines > 0; --lines) {
     for (std::size_t n = below(random, 4); n > 0; --n) job += parts[below(random, parts.size())];
@@ -180,117 +145,6 @@ std::string randomJob(Random& random) {
   }
   if (below(random, 2)) job += parts[below(random, parts.size())];
   return job;
-}
-
-void randomOptions(Random& random, JobState& job) {
-  static const char* const modes[] = {"JRVerify", "JRPrinter", "jrverify"};
-  job.uelString = kUniversalExitLanguage;
-  version = below(random, 2) ? 0x103F : 0x1050;
-  if (below(random, 2)) job.printTo = modes[below(random, 3)];
-  if (below(random, 2)) {
-    job.jobOptions.addOption("QVPosterEnablePS", "true");
-    job.jobOptions.addOption("com.apple.print.PrintSettings.PMCopyCollate..b.", "true");
-  }
-  if (below(random, 2)) {
-    job.bookletMode = true;
-    job.foldCommand = "<< /Fold 2 >> setpagedevice";
-    job.halfPageCount = 2;
-    job.onlyInside = below(random, 2);
-  }
-}
-
-// How much is read at once: every size up to 1 MiB, small ones as often as large ones.
-std::size_t randomBlock(Random& random) {
-  const std::size_t limit = std::size_t{1} << below(random, 21);
-  return 1 + below(random, limit);
-}
-
-constexpr int kPipes = 1024 * 1024;
-
-// What comes out of a pipe when the job comes through another, in parts of any size.
-std::string throughPipes(const JobState& state, std::string_view job, Random& random) {
-  Pipe in(kPipes);
-  const Pipe out(kPipes);
-  std::string written;
-  {
-    JobOutput output(out.writing(), -1, -1, in.reading());
-    StreamRewriter rewriter(state, output);
-    PieceReader reader(output.tap(), randomBlock(random));
-    const std::size_t limit = std::size_t{1} << below(random, 20);
-    for (;;) {
-      const std::size_t next = std::min(job.size(), 1 + below(random, limit));
-      if (next > 0 && in.waiting() + next < kPipes / 2) {
-        in.put(job.substr(0, next));
-        job.remove_prefix(next);
-      }
-      if (job.empty()) in.closeWriting();
-      const auto block = reader.next();
-      if (!block) break;
-      EXPECT_TRUE(rewriter.handleAll(block->pieces));
-      output.flush(*block);
-      written += out.take();
-    }
-  }
-  return written += out.take();
-}
-
-TEST(FastPath, WritesWhatThePlainLoopWrites) {
-  const char* const wanted = std::getenv("JOBSHAPER_RANDOM_JOBS");
-  const unsigned count = wanted ? static_cast<unsigned>(std::atoi(wanted)) : 2000;
-  const std::int32_t versionBefore = version;
-  MemoryFile out, in, copy, source;
-  for (unsigned seed = 0; seed < count; ++seed) {
-    Random random(seed);
-    JobState state;
-    randomOptions(random, state);
-    const std::string job = randomJob(random);
-    const auto run = [&](const auto& rewrite) {
-      {
-        JobOutput output(out.descriptor(), in.descriptor(), copy.descriptor());
-        StreamRewriter rewriter(state, output);
-        rewrite(rewriter, output);
-      }
-      return Written{out.take(), in.take(), copy.take()};
-    };
-
-    const Written plain = run([&](StreamRewriter& rewriter, JobOutput&) {
-      for (std::string_view rest = job; !rest.empty();) {
-        const std::string_view piece = firstPiece(rest);
-        rewriter.handle(piece);
-        rest.remove_prefix(piece.size());
-      }
-    });
-    const Written fast = run([&](StreamRewriter& rewriter, JobOutput& output) {
-      for (std::string_view rest = job; !rest.empty();) {
-        std::size_t region = 0;  // any number of whole pieces
-        for (std::size_t n = 1 + below(random, 40); n > 0 && region < rest.size(); --n) {
-          region += firstPiece(rest.substr(region)).size();
-        }
-        EXPECT_TRUE(rewriter.handleAll(rest.substr(0, region)));
-        output.flush();
-        rest.remove_prefix(region);
-      }
-    });
-    ASSERT_TRUE(fast == plain) << "seed " << seed << "\n" << job;
-
-    source.put(job);
-    const Written read = run([&](StreamRewriter& rewriter, JobOutput& output) {
-      PipeTap tap(source.descriptor(), -1);
-      PieceReader reader(tap, randomBlock(random));
-      while (const auto block = reader.next()) {
-        EXPECT_TRUE(rewriter.handleAll(block->pieces));
-        output.flush(*block);
-      }
-    });
-    source.take();
-    ASSERT_TRUE(read == plain) << "seed " << seed << "\n" << job;
-
-    // One flush of a longer one might not find room.
-    if (seed % 4 == 0 && plain.out.size() < kPipes / 2) {
-      ASSERT_TRUE(throughPipes(state, job, random) == plain.out) << "seed " << seed << "\n" << job;
-    }
-  }
-  version = versionBefore;
 }
 
 TEST(Pieces, AreFoundAroundEveryByte) {
@@ -313,15 +167,14 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
   Random random(2);
   for (int round = 0; round < 300; ++round) {
     const std::string job = randomJob(random);
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    PipeTap tap(ends[0], -1);
+    testing::Pipe pipe;
+    PipeTap tap(pipe.reading(), -1);
     PieceReader reader(tap, 4096);
     std::string received;
     std::size_t sent = 0, whole = 0;
     while (sent < job.size()) {
       const std::size_t n = std::min(job.size() - sent, 1 + below(random, 2500));
-      ASSERT_EQ(write(ends[1], job.data() + sent, n), static_cast<ssize_t>(n));
+      pipe.put(std::string_view(job).substr(sent, n));
       sent += n;
       const auto block = reader.next();
       ASSERT_TRUE(block);
@@ -334,10 +187,9 @@ TEST(Pieces, ComeAllAtOnceAsTheyComeOneByOne) {
       }
       ASSERT_EQ(received.size(), whole);
     }
-    close(ends[1]);
+    pipe.closeWriting();
     while (const auto block = reader.next()) received += block->pieces;
     EXPECT_EQ(received, job);
-    close(ends[0]);
   }
 }
 
