@@ -30,7 +30,7 @@ driverd() {
 driverd list 0 0 '' > "$work/list" || fail "$(tail "$work/errors")"
 
 names=("$build"/ppd/*.ppd)
-((${#names[@]} == 5)) || fail "${#names[@]} PPD files in the build"
+((${#names[@]} > 1)) || fail "${#names[@]} PPD files in the build"
 for ppd in "${names[@]}"; do
   name=${ppd##*/}
   nickname=$(sed -n 's/^\*NickName: "\(.*\)"\r\{0,1\}$/\1/p' "$ppd")

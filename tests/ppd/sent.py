@@ -119,7 +119,7 @@ def read_all(folder):
                 differs = sorted(lines) != sorted(choices[default])
                 checks.check(differs or choice == default,
                              f"{ppd.name}: {name}={choice} sends what {default} sends")
-                if "small" in ppd.name and (name, choice) == ("QVBookletFold", "Booklet"):
+                if ppd.by_hand and (name, choice) == ("QVBookletFold", "Booklet"):
                     lines = None  # the order of the pages, which no line tells
                 known = table.setdefault(name, {})
                 if lines is not None and choice not in known:

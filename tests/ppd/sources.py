@@ -60,6 +60,15 @@ RENAMED = {("MediaType", "Bond"): "StationeryBond", ("MediaType", "Colored"): "S
            ("MediaType", "Heavy"): "StationeryHeavyweight",
            ("InputSlot", "PrinterS"): "Auto", ("MediaType", "PrinterS"): "Auto",
            ("OutputBin", "PrinterS"): "Auto"}
+# What each printer is or has, or can have.
+MODELS = {
+    "quorvan-color-finisher.ppd": {"color", "duplexer", "finisher"},
+    "quorvan-generic-color.ppd": {"generic", "color", "duplexer", "finisher"},
+    "quorvan-generic-mono.ppd": {"generic", "duplexer", "finisher"},
+    "quorvan-mono-duplex.ppd": {"duplexer"},
+    "quorvan-small-mono.ppd": set(),
+}
+
 SCALE = {str(n) for n in range(-5, 6)}
 SWITCH = {"true", "false"}
 # Choices that are not in any table.
@@ -175,11 +184,13 @@ for name, choices in in_ppds.items():
         checks.check(choice in wanted.get(name, ()), f"{name} {choice} is in a PPD file, but nobody reads it")
 
 # ---- Each file separately.
+checks.check({ppd.name for ppd in ppds} == set(MODELS), "PPD files of other printers than in MODELS")
 for ppd in ppds:
-    small = "small" in ppd.name
-    generic = "generic" in ppd.name
-    color = "color" in ppd.name
-    finisher = color or generic
+    traits = MODELS[ppd.name]
+    small = "duplexer" not in traits
+    generic = "generic" in traits
+    color = "color" in traits
+    finisher = "finisher" in traits
     has = lambda name, *choices: set(choices) <= set(
         ppd.options[name].choices if name in ppd.options else ()) and name in ppd.options
     say = lambda condition, what: checks.check(condition, f"{ppd.name}: {what}")
