@@ -11,6 +11,9 @@ MEASURE = BUILD / "bench" / "measure"
 PARSE_ONLY = BUILD / "bench" / "parse_only"
 INNER = BUILD / "bench" / "inner_bench"
 PPD = ROOT / "tests" / "real_jobs" / "printer.ppd"
+QUEUE_PROGRAM = BUILD / "jobshaper-queue"
+QUEUE_PPD = BUILD / "ppd" / "quorvan-color-finisher.ppd"
+CUPS_FILTERS = pathlib.Path("/usr/lib/cups/filter")
 
 TRACE_SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
@@ -34,10 +37,11 @@ class Command:
     capture: bool = False
     trace: bool = False
     manual: bool = False
+    ppd: pathlib.Path = PPD
 
     def prepare(self, directory: pathlib.Path) -> dict:
         """Fills the empty directory that becomes TMPDIR. Returns the environment."""
-        ppd = PPD
+        ppd = self.ppd
         if self.capture:
             (directory / "qvn_log").touch()
         if self.trace:
@@ -54,6 +58,8 @@ class Command:
             "TMPDIR": str(directory),
             "DEVICE_URI": "socket://printer.local",
             "PPD": str(ppd),
+            "CONTENT_TYPE": "application/pdf",
+            "FINAL_CONTENT_TYPE": "application/vnd.cups-postscript",
         }
 
     def left_traces(self, directory: pathlib.Path) -> bool:
@@ -79,6 +85,14 @@ PSTOPS = _command("pstops", cups_arguments("/usr/lib/cups/filter/pstops"))
 # The cost of copying to two additional files, as the capture does.
 TEE = _command("tee, two files", ["sh", "-c", 'exec tee "$TMPDIR/1" "$TMPDIR/2"'])
 PARSE = _command("parse_only", cups_arguments(PARSE_ONLY))
+
+# What a queue runs, and the filter alone with the PPD file of the queue.
+QUEUE = _command("jobshaper-queue", cups_arguments(QUEUE_PROGRAM), ppd=QUEUE_PPD)
+PLAIN_OF_QUEUE = _command("jobshaper", cups_arguments(FILTER), ppd=QUEUE_PPD)
+# The filters that CUPS starts for a PDF document. pdftops itself runs pstops.
+CHAIN = [_command("pdftopdf", cups_arguments(CUPS_FILTERS / "pdftopdf"), ppd=QUEUE_PPD),
+         _command("pdftops and pstops", cups_arguments(CUPS_FILTERS / "pdftops"), ppd=QUEUE_PPD), QUEUE]
+CHAIN_DOCUMENTS = {"report": "report of 5 pages", "long": "text of 42 pages", "pictures": "5 pages scanned in color"}
 
 STREAM = [CAT, CAT_AGAIN, TEE, PLAIN, CAPTURE, TRACE, BOOKLET, SED, PSTOPS]
 # Commands that write files, and those they are compared with, run in separate rounds. A virtual machine

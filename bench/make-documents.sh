@@ -38,4 +38,10 @@ pdftops -level3 color.pdf - | through_cups ascii85
 gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=ps2write -dASCII85EncodePages=false -sOutputFile=- \
   color.pdf < /dev/null | through_cups binary
 pdftops -level1 -binary gray.pdf - | through_cups long-runs
+# Whole documents, for the filters before this one too.
+mkdir chain
+pdfseparate -l 2 document.pdf page-%d.pdf
+pdfunite document.pdf{,,,,,,,} page-1.pdf page-2.pdf chain/long.pdf
+mv document.pdf chain/report.pdf
+mv color.pdf chain/pictures.pdf
 rm -f job.tmp pstops.log document.ps ./*.pdf

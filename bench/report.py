@@ -3,11 +3,15 @@
 import pathlib
 
 import commands
-from commands import CAPTURE, CAT, CAT_AGAIN, BOOKLET, MANUAL, PARSE, PLAIN, PSTOPS, SED, TEE, TRACE
+from commands import CAPTURE, CAT, CAT_AGAIN, CHAIN_DOCUMENTS, BOOKLET, MANUAL, PARSE, PLAIN, PSTOPS, SED, TEE, TRACE
 from jobs import KINDS
 
 BEGIN = "<!-- bench:begin (script/bench writes the text between these two marks) -->"
 END = "<!-- bench:end -->"
+QUEUE_BEGIN = "<!-- queue:begin (script/bench --queue writes the text between these two marks) -->"
+QUEUE_END = "<!-- queue:end -->"
+MOST_OF_FILTER = 1.35  # times the time of the filter alone, for one page
+MOST_OF_CHAIN = 0.02   # of the CPU time of all filters, for the long document
 
 KIND_NOTES = {
     "short-lines": "text from `pdftops`: one or two numbers per line, 4 bytes on average",
@@ -147,6 +151,36 @@ def tables(results):
                         by_hand_table(results), start_table(results)])
 
 
+def queue_section(results):
+    """What is measured against the limits that we set ourselves."""
+    shares = results["shares"]
+    rows = [[CHAIN_DOCUMENTS[name], percent(share)] for name, share in shares.items()]
+    kept = results["wall"] <= MOST_OF_FILTER and shares["long"] <= MOST_OF_CHAIN
+    return f"""{QUEUE_BEGIN}
+## A job of a queue
+
+A job of one page takes `jobshaper-queue` {results['wall']:.2f} times the time and {results['cpu']:.2f} times the CPU
+time of `jobshaper` with the same PPD file. For a PDF document, CUPS runs `pdftopdf`, `pdftops`, `pstops` and
+`jobshaper-queue`, whose share of the CPU time of all four is:
+
+{table(["Document", "Share"], rows)}
+
+The load average was {results["load"]:.1f} before the first run.
+
+The limits are {MOST_OF_FILTER} times the time of `jobshaper` for one page, and {percent(MOST_OF_CHAIN)} of the CPU time for the
+text of 42 pages; they were {"kept" if kept else "exceeded"}.
+{QUEUE_END}"""
+
+
+def write_queue_section(results, root: pathlib.Path):
+    page = root / "docs" / "benchmarks.md"
+    before, _, rest = page.read_text().partition(QUEUE_BEGIN)
+    _, found, after = rest.partition(QUEUE_END)
+    if not found:
+        raise SystemExit(f"script/bench: {page} lacks the marks {QUEUE_BEGIN} and {QUEUE_END}")
+    page.write_text(before + queue_section(results) + after)
+
+
 def document(results):
     machine = results["machine"]
     kinds = "\n".join(f"| {KINDS[kind]} | {note} |" for kind, note in KIND_NOTES.items())
@@ -203,6 +237,8 @@ same work as above.
 
 {results['one_page']} bytes, from a file to a pipe, medians of {results['starts']} interleaved runs. Ratios are
 computed for each run. Most of the time is spent loading libcups and the libraries that it needs.
+
+{queue_section(results["queue"])}
 
 ## Summary
 

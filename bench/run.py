@@ -20,8 +20,8 @@ import time
 
 import commands
 import report
-from commands import (BOOKLET_PAGES, BY_HAND, CAT, CAT_AGAIN, PARSE, PLAIN, READING, SED, START, STREAM, TEE,
-                      WRITING)
+from commands import (BOOKLET_PAGES, BY_HAND, CAT, CAT_AGAIN, CHAIN, CHAIN_DOCUMENTS, PARSE, PLAIN,
+                      PLAIN_OF_QUEUE, QUEUE, READING, SED, START, STREAM, TEE, WRITING)
 from jobs import KINDS, Document
 
 MEGABYTE = 1_000_000
@@ -46,6 +46,8 @@ def arguments():
     parser.add_argument("--no-instructions", action="store_true", help="leave valgrind out")
     parser.add_argument("--four-gib", action="store_true", help="also 4 GiB through a pipe, for the peak memory")
     parser.add_argument("--inner", action="store_true", help="only the search and the rules, in memory")
+    parser.add_argument("--queue", action="store_true",
+                        help="only jobshaper-queue, on one page and as part of a whole job")
     parser.add_argument("--no-docs", action="store_true", help="print the tables, leave the documents alone")
     parser.add_argument("--again", action="store_true", help="write the documents from the last results")
     options = parser.parse_args()
@@ -208,6 +210,31 @@ def start_up(job, options, work) -> dict:
     }
 
 
+def of_queue(one_page, documents, options, work) -> dict:
+    """What a queue costs: against the filter alone, and as a share of all filters of a job."""
+    load = os.getloadavg()[0]
+    pair = [PLAIN_OF_QUEUE, QUEUE]
+    runs = interleave(pair, one_page, ["file"], options.starts, work)["file"]
+    pairs = list(zip(runs[QUEUE.name], runs[PLAIN_OF_QUEUE.name]))
+    results = {key: statistics.median(a[key] / b[key] for a, b in pairs) for key in ("wall", "cpu")}
+    results["load"] = load
+    results["shares"] = {}
+    for name in CHAIN_DOCUMENTS:
+        inputs = [documents / f"{name}.pdf"]
+        for command in CHAIN[:-1]:
+            inputs.append(work / f"{len(inputs)}.{name}")
+            with prepared(command, work) as (_, environment, messages), inputs[-2].open("rb") as stream, \
+                    inputs[-1].open("wb") as output:
+                subprocess.run(command.argv, env=environment, stdin=stream, stdout=output, stderr=messages,
+                               check=True)
+        shares = []
+        for _ in range(options.rounds):
+            spent = [measure(command, job, "file", work)["cpu"] for command, job in zip(CHAIN, inputs)]
+            shares.append(spent[-1] / sum(spent))
+        results["shares"][name] = statistics.median(shares)
+    return results
+
+
 def machine() -> dict:
     model = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.MULTILINE)
     release = re.search(r'^PRETTY_NAME="(.*)"$', pathlib.Path("/etc/os-release").read_text(), re.MULTILINE)
@@ -274,6 +301,8 @@ def run_all(options, work) -> dict:
     one_page = documents["text"].write(work / "one-page.ps", 1)
     results["one_page"] = one_page.stat().st_size
     results["start"] = start_up(one_page, options, work)
+    say("a queue")
+    results["queue"] = of_queue(one_page, work / "documents" / "chain", options, work)
 
     if not options.no_instructions:
         say("counting instructions")
@@ -293,6 +322,12 @@ def inner(work):
     subprocess.run([commands.INNER, *jobs], check=True)
 
 
+def queue_only(options, work) -> dict:
+    documents = make_documents(work)
+    one_page = documents["text"].write(work / "one-page.ps", 1)
+    return of_queue(one_page, work / "documents" / "chain", options, work)
+
+
 def main():
     options = arguments()
     signal.signal(signal.SIGTERM, lambda *_: stop("ended by a signal"))  # so that the jobs are removed
@@ -303,6 +338,12 @@ def main():
         with temporary(commands.BUILD) as work:
             if options.inner:
                 inner(work)
+                return
+            if options.queue:
+                results = queue_only(options, work)
+                print(report.queue_section(results))
+                if not options.no_docs:
+                    report.write_queue_section(results, commands.ROOT)
                 return
             results = run_all(options, work)
         last.write_text(json.dumps(results, indent=1))
