@@ -10,7 +10,7 @@ namespace jobshaper {
 
 class PageFile {
  public:
-  // Creates the file, or empties an existing one. Discards bytes that have not been flushed.
+  // Creates the file, replacing an existing one. Discards bytes that have not been flushed.
   [[nodiscard]] bool open(const std::string& path);
 
   // Opens an existing file for writing at its end. Discards bytes that have not been flushed.
@@ -29,7 +29,8 @@ class PageFile {
   // Writes out the buffer. Returns false if any write since the file was opened has failed.
   [[nodiscard]] bool flush();
 
-  // Flushes and closes the file. Does nothing if it is not open.
+  // Flushes and closes the file. Returns false if it may be incomplete. Does nothing if it is not
+  // open.
   [[nodiscard]] bool close();
 
  private:

@@ -15,36 +15,30 @@ namespace jobshaper {
 
 namespace {
 
-constexpr char kSettingsPath[] = "/Debug/.DebugPlist/qvDebug.plist";
 constexpr std::size_t kPathBuffer = 512;  // a longer path is truncated to 511 bytes
 constexpr int kSettingsDumpLine = 512;    // fixed: tools that read the log expect it
 
 // Asks the debugging application to add an entry for this program to the settings file, and waits
 // for it for about a second.
-void askForEntry(LogSettings& settings, const std::string& path) {
+void askForEntry(LogSettings& settings, const std::string& directory) {
   const std::string request = std::string("\xff") + kLogIdentifier;
   sendToSocket(request.data(), request.size(), sizeof logSocketFile);
   for (int attempt = 0; attempt < 5; ++attempt) {
-    if (settings.read(path) && settings.hasEntry()) return;
+    if (settings.read(directory) && settings.hasEntry()) return;
     usleep(200000);
   }
 }
 
-// Whether one of the names between the slashes is "..".
-bool leavesDirectory(const std::string& name) {
-  return ("/" + name + "/").find("/../") != name.npos;
-}
-
-void openDebugFile(const std::string& name) {
+void openDebugFile(const std::string& directory, const std::string& name) {
   char path[kPathBuffer];
-  const int length =
-      std::snprintf(path, sizeof path, "%s/%s", temporaryDirectory().c_str(), name.c_str());
+  const int length = std::snprintf(path, sizeof path, "%s/%s", directory.c_str(), name.c_str());
   // Intentional: only the low byte of the length is tested, so a path whose length is a multiple of
   // 256 opens nothing.
   if ((length & 0xFF) == 0 || logDebugLevel <= 0) return;
-  // Someone who can write the settings must not be able to make the filter write anywhere else.
-  if (!leavesDirectory(name)) {
-    Descriptor file = openForAppending(path);
+  // The filter creates files in the temporary directory only, so the directory must not be
+  // truncated.
+  if (directory.size() < sizeof path) {
+    Descriptor file = openForAppending(directory, path + directory.size());
     logDebugFilePtr = ::fdopen(file.get(), "a");
     if (logDebugFilePtr) file.release();
   }
@@ -53,9 +47,10 @@ void openDebugFile(const std::string& name) {
   }
 }
 
-void applySettings(LogSettings& settings, const std::string& path) {
-  if (!settings.read(path)) return;
-  if (settings.traceAll() && socketInUse() && !settings.hasEntry()) askForEntry(settings, path);
+void applySettings(LogSettings& settings, const std::string& directory) {
+  if (!settings.read(directory)) return;
+  if (settings.traceAll() && socketInUse() && !settings.hasEntry())
+    askForEntry(settings, directory);
   if (!settings.hasEntry()) return;
   const std::optional<std::int32_t> level = settings.entryInteger("debugLevel");
   const std::optional<std::int32_t> module = settings.entryInteger("moduleNumber");
@@ -66,7 +61,7 @@ void applySettings(LogSettings& settings, const std::string& path) {
     logModuleID = static_cast<std::int32_t>(static_cast<std::uint32_t>(logModuleID) + 64);
   }
   if (!socketInUse()) {
-    if (const auto name = settings.entryString("debugFile")) openDebugFile(*name);
+    if (const auto name = settings.entryString("debugFile")) openDebugFile(directory, *name);
   }
 }
 
@@ -92,7 +87,7 @@ void setupDebug() {
   std::fprintf(stderr, "tmp at %s \n", directory.c_str());
 
   LogSettings settings;
-  applySettings(settings, directory + "/" + kSettingsPath);  // the double slash is harmless
+  applySettings(settings, directory);
   if (logDebugLevel != 0 && !socketInUse() && !logDebugFilePtr) logDebugLevel = 0;
   if (logDebugLevel == 0) return;
   announceSetup();

@@ -11,7 +11,9 @@ namespace jobshaper {
 
 namespace {
 
-constexpr std::size_t kLargestFile = 16 * 1024 * 1024;  // bytes
+constexpr char kName[] = "Debug/.DebugPlist/qvDebug.plist";
+// In bytes. A real file has less than one KiB, and the library takes quadratic time.
+constexpr std::size_t kLargestFile = 64 * 1024;
 // The property-list library recurses for each nesting level. A file with so many dictionaries and
 // arrays that they could exhaust the stack is not a real settings file.
 constexpr std::size_t kMostContainers = 4096;
@@ -48,10 +50,10 @@ void LogSettings::clear() {
   root_ = nullptr;
 }
 
-bool LogSettings::read(const std::string& path) {
+bool LogSettings::read(const std::string& directory) {
   clear();
-  const std::string bytes = readWholeFile(path, kLargestFile + 1);
-  if (bytes.size() > kLargestFile || !isWholeList(bytes)) return false;
+  const std::string bytes = readTrustedFile(directory, kName, kLargestFile);
+  if (!isWholeList(bytes)) return false;
   const PlistLibrary* const list = plistLibrary();
   if (!list) return false;
   list->from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root_);

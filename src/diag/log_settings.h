@@ -20,9 +20,10 @@ class LogSettings {
   LogSettings& operator=(const LogSettings&) = delete;
   ~LogSettings() { clear(); }
 
-  // Reads and parses the file, replacing what was read before. Returns false if it is missing, not
-  // a regular file or not an XML property list; there are then no settings.
-  bool read(const std::string& path);
+  // Reads and parses the file in this temporary directory, replacing what was read before. Returns
+  // false if it is missing, not an XML property list, larger than 64 KiB or not trusted (see
+  // readTrustedFile()); there are then no settings.
+  bool read(const std::string& directory);
 
   // The whole list, owned by this object and valid until the next read(). Null if there is none.
   plist_t root() const { return root_; }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "platform/descriptor.h"
 
@@ -14,35 +15,28 @@ namespace jobshaper {
 // Opens an existing file for reading. Fails for a directory.
 Descriptor openForReading(const std::string& path);
 
-// Opens an existing file of any kind for reading, without blocking: a FIFO of that name must not
-// hang the job.
-Descriptor openWithoutWaiting(const std::string& path);
-bool isRegularFile(const Descriptor& file);
-// The system's own files, such as those in /proc, have a size of 0, and some of them no end.
-bool hasContent(const Descriptor& file);
-
-// The same, but fails for anything other than a regular file.
+// Opens an existing regular file that has content, for reading. Fails for anything else, without
+// opening it: that would wake the writer of a FIFO, and a device can do anything. So does a file of
+// the system's own, such as those in /proc, which have a size of 0, and some of them no end. On
+// failure errno is 0 if there is something else, or an empty file.
 Descriptor openRegularFile(const std::string& path);
 
-// The next five functions open the filter's own files, in a directory where others may write too.
-// They accept only a regular file that belongs to the effective user and has a single link, and do
-// not follow a symbolic link. They fail for anything else and leave it unchanged.
+// The other functions open files in a directory where others may write too.
 
-// Creates the file, or empties an existing one, for reading and writing with mode 0600.
+// Creates a file for reading and writing with mode 0600. It is always a new file, which nobody else
+// can have open: removes what has this name, unless it is a directory.
 Descriptor createFile(const std::string& path);
 
-// The same, but replaces a file that has content by a new one if the directory permits. Some file
-// systems write a file to disk at once after it was truncated and filled again.
-Descriptor replaceFile(const std::string& path);
-
-// Creates the file, or appends to an existing one, with mode 0666.
-Descriptor openForAppending(const std::string& path);
-
-// Opens an existing file for reading.
+// Open an existing file that createFile() has created: for reading, or also for writing, without
+// emptying it. They accept only a regular file that belongs to the effective user and has this name
+// alone, and do not follow a symbolic link. They leave anything else unchanged.
 Descriptor openOwnFile(const std::string& path);
-
-// Opens an existing file for reading and writing, without emptying it.
 Descriptor openForUpdate(const std::string& path);
+
+// Creates the file, or opens an existing one under the same conditions, for appending. `name` is
+// relative to `directory` and may contain slashes; no part of it may be a symbolic link or "..".
+// The mode becomes 0666, except for an existing file that others cannot read.
+Descriptor openForAppending(const std::string& directory, std::string_view name);
 
 // Creates a file in this directory and removes its name, so that closing the descriptor frees it.
 Descriptor createNamelessFile(const std::string& directory);
@@ -54,8 +48,13 @@ void reserveRoom(int descriptor, off_t position, off_t size);
 // Frees the disk space allocated past the end of a file.
 void releaseRoom(int descriptor);
 
-// Returns the file's bytes, at most the first `limit`; "" when it cannot be read or is not a
-// regular file.
+// Returns the bytes of a regular file; "" if it cannot be read to its end or is larger than
+// `limit`.
 std::string readWholeFile(const std::string& path, std::size_t limit);
+
+// The same for a file that only trusted users can have written: the file, and each directory that
+// `name` leads through below `directory`, belongs to root or the effective user and is writable by
+// nobody else. No part of `name` may be a symbolic link or "..".
+std::string readTrustedFile(const std::string& directory, std::string_view name, std::size_t limit);
 
 }  // namespace jobshaper

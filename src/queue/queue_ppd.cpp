@@ -62,12 +62,9 @@ void report(const std::string& reason) {
 
 // The file, or nothing and the reason on standard error.
 Descriptor openBearableFile(const char* path) {
-  Descriptor file = openWithoutWaiting(path);
+  Descriptor file = openRegularFile(path);
   if (!file.valid()) {
-    report(std::strerror(errno));
-  } else if (!isRegularFile(file) || !hasContent(file)) {
-    report("it is no file with content");
-    file.reset();
+    report(errno == 0 ? "it is no file with content" : std::strerror(errno));
   } else if (!isOfBearableSize(file)) {
     report("it is too large");
     file.reset();

@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -81,12 +82,9 @@ std::optional<std::string> ppdLineValue(std::string_view line) {
 bool initPPDValues(PPDValues& ppdValues) {
   const char* const path = std::getenv("PPD");
   if (!path) return false;
-  Descriptor file = openWithoutWaiting(path);
-  const bool opened = file.valid();
-  // Treat a FIFO or a device as an empty file, and a file of /proc, whose size is 0: they might
-  // never end.
-  if (opened && !(isRegularFile(file) && hasContent(file))) return false;
-  if (opened) ppdValues.file.reset(cupsFileOpenFd(file.release(), "r"));
+  Descriptor file = openRegularFile(path);
+  if (!file.valid() && errno == 0) return false;  // as good as an empty file
+  if (file.valid()) ppdValues.file.reset(cupsFileOpenFd(file.release(), "r"));
   if (!ppdValues.file) {
     constexpr int kTraceLine = 1816;  // fixed: tools that read the log expect it
     constexpr char kMessage[] = "ERROR: Unable to open PPD file\n";

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -28,18 +29,23 @@ constexpr std::string_view kForeign = "somebody else's\n";
 
 std::string tmpLine(const Job& job) { return "tmp at " + job.tmp() + " \n"; }
 
+mode_t modeOf(const std::string& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777;
+}
+
 // ---- what is created
 
-// A kind of job with one of the files that it creates, and how the job ends without it.
+constexpr std::string_view kText = "%!PS\nshowpage\n";
+
+// A kind of job, with one of the files that it creates.
 struct Created {
   const char* file;
   Job (*job)();
-  Outcome (*refused)(const Job& job);
 };
 
 void PrintTo(const Created& row, std::ostream* out) { *out << row.file; }
-
-constexpr std::string_view kText = "%!PS\nshowpage\n";
 
 Outcome printedWith(std::string err) {
   return {join(plainHeader(), kText, trailer()), std::move(err), 0, 0};
@@ -49,146 +55,167 @@ Job capturedJob() { return Job().capture().input(std::string(kText)); }
 Job loggedJob() { return Job().log(7).input(std::string(kText)); }
 Job bookletJob() { return manualJob(join(kTop, pages("12345"))); }
 
-Outcome withoutBooklet(const Job& job) {
-  return {"", join(threeTmpLines(job), kNoFile, kFatal), 1, 0};
+void expectEqual(const Outcome& outcome, const Outcome& expected) {
+  expectOutcome(outcome, expected.out, expected.err, expected.exitStatus);
 }
 
-constexpr Created kCreated[] = {
-    {"qvn_ps", capturedJob,
-     [](const Job& job) { return printedWith(join(tmpLines(job), kCaptureOn, kNoCaptureIn)); }},
-    {"qvn_ps2", capturedJob,
-     [](const Job& job) { return printedWith(join(tmpLines(job), kCaptureOn, kNoCaptureOut)); }},
-    {"debug.log", loggedJob,
-     [](const Job& job) { return printedWith(join(tmpLine(job), kNoDebugFile, tmpLine(job))); }},
-    {"qvn_manualPS42", bookletJob, withoutBooklet},
-    {"pageReOrdered42", bookletJob, withoutBooklet},
-    {"pageEven42", bookletJob, withoutBooklet},
-    {"newEvenOrder42", bookletJob, withoutBooklet},
-    {"newOddOrder42", bookletJob, withoutBooklet},
+// What is in the place of a file before the job: `elsewhere` is a file in another directory.
+struct Obstacle {
+  const char* name;
+  void (*put)(const std::string& path, const std::string& elsewhere);
 };
 
-class CreatedFile : public ::testing::TestWithParam<Created> {
- protected:
-  CreatedFile() : job_(GetParam().job()), path_(job_.tmpFile(GetParam().file)) {
+constexpr Obstacle kObstacles[] = {
+    {"a link", [](auto& path, auto& elsewhere) { fs::create_symlink(elsewhere, path); }},
+    {"a link that leads nowhere",
+     [](auto& path, auto& elsewhere) { fs::create_symlink(elsewhere + "2", path); }},
+    {"another name", [](auto& path, auto& elsewhere) { fs::create_hard_link(elsewhere, path); }},
+    {"a pipe", [](auto& path, auto&) { EXPECT_EQ(mkfifo(path.c_str(), 0666), 0); }},
+    {"a socket", [](auto& path, auto&) { EXPECT_EQ(mknod(path.c_str(), S_IFSOCK | 0600, 0), 0); }},
+};
+
+// Something in the place of a file, which is open and thus can be read afterwards.
+class Obstructed {
+ public:
+  Obstructed(const std::string& path, void (*put)(const std::string&, const std::string&)) {
     writeFile(elsewhere(), kForeign);
+    put(path, elsewhere());
+    open_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   }
+  ~Obstructed() { close(open_); }
+  Obstructed(const Obstructed&) = delete;
+  Obstructed& operator=(const Obstructed&) = delete;
 
   std::string elsewhere() const { return outside_.file("elsewhere"); }
-
-  // Nothing is written through what stands in the file's place.
-  void expectRefused() {
-    Process process(job_.program(), job_.argv(), job_.environment());
-    process.write(GetParam().job == bookletJob ? join(kTop, pages("12345")) : std::string(kText));
-    process.closeInput();
-    ASSERT_TRUE(endsByItself(process));
-    const Outcome expected = GetParam().refused(job_);
-    expectOutcome(process.finish(), expected.out, expected.err, expected.exitStatus);
+  // Expects that nothing was written.
+  void expectUntouched(std::string_view before = kForeign) const {
+    char bytes[100];
+    const ssize_t n = read(open_, bytes, sizeof bytes);
+    if (n > 0) {
+      EXPECT_EQ(std::string_view(bytes, static_cast<std::size_t>(n)), before);
+    }
     EXPECT_EQ(readFile(elsewhere()), kForeign);
+    EXPECT_FALSE(fs::exists(elsewhere() + "2"));
   }
 
-  Job job_;
-  std::string path_;
+ private:
   TemporaryFolder outside_;
+  int open_ = -1;
 };
 
-INSTANTIATE_TEST_SUITE_P(Names, CreatedFile, ::testing::ValuesIn(kCreated));
+class CreatedFile : public ::testing::TestWithParam<Created> {};
 
-TEST_P(CreatedFile, IsNotTheTargetOfALink) {
-  fs::create_symlink(elsewhere(), path_);
-  expectRefused();
-  EXPECT_TRUE(fs::is_symlink(path_));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Names, CreatedFile,
+    ::testing::Values(Created{"qvn_ps", capturedJob}, Created{"qvn_ps2", capturedJob},
+                      Created{"qvn_manualPS42", bookletJob}, Created{"pageReOrdered42", bookletJob},
+                      Created{"pageEven42", bookletJob}, Created{"newEvenOrder42", bookletJob},
+                      Created{"newOddOrder42", bookletJob}));
 
-TEST_P(CreatedFile, IsNotMadeThroughALinkThatLeadsNowhere) {
-  fs::create_symlink(outside_.file("new"), path_);
-  expectRefused();
-  EXPECT_FALSE(fs::exists(outside_.file("new")));
-}
-
-TEST_P(CreatedFile, IsNotAFileThatHasAnotherName) {
-  fs::create_hard_link(elsewhere(), path_);
-  expectRefused();
-}
-
-TEST_P(CreatedFile, IsNotAFileOfAnotherUser) {
-  writeFile(path_, kForeign);
-  fs::permissions(path_, fs::perms(0666));
-  job_.preload("refusing_calls").env("REFUSED_CALL", "ownership");
-  expectRefused();
-  EXPECT_EQ(readFile(path_), kForeign);
-}
-
-TEST_P(CreatedFile, IsNotAPipeThatNobodyReads) {
-  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-  expectRefused();
-}
-
-TEST_P(CreatedFile, IsNotAPipeThatSomebodyReads) {
-  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
-  const int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  ASSERT_GE(reader, 0);
-  expectRefused();
-  char byte;
-  EXPECT_LE(read(reader, &byte, 1), 0);
-  close(reader);
-}
-
-TEST_P(CreatedFile, IsNotASocket) {
-  ASSERT_EQ(mknod(path_.c_str(), S_IFSOCK | 0600, 0), 0);
-  expectRefused();
-}
-
-// Of an earlier run, or in the way of one without the right permissions.
-TEST_P(CreatedFile, MayBeThere) {
-  writeFile(path_, "earlier\n");
-  const Outcome outcome = job_.run();
-  EXPECT_EQ(outcome.exitStatus, 0);
-  EXPECT_EQ(outcome.err.find("ERROR"), std::string::npos) << outcome.err;
-}
-
-// A folder whose files may be written, but neither removed nor joined by others.
-Outcome runInClosedFolder(const Job& job) {
-  fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
-  return job.run(obeyPermissions);
-}
-
-// Whoever still has the old one open keeps it.
-TEST(BookletFile, IsANewOneInThePlaceOfOneWithContent) {
-  const Job job = bookletJob();
-  writeFile(job.tmpFile("pageEven42"), "earlier\n");
-  const int earlier = open(job.tmpFile("pageEven42").c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(job.run().exitStatus, 0);
-  char bytes[100];
-  EXPECT_EQ(read(earlier, bytes, sizeof bytes), 8);
-  close(earlier);
-}
-
-TEST(BookletFile, IsEmptiedWhereItsFolderTakesNoNewOnes) {
-  const Job job = bookletJob();
-  for (const char* name :
-       {"qvn_manualPS42", "pageReOrdered42", "pageEven42", "newEvenOrder42", "newOddOrder42"}) {
-    writeFile(job.tmpFile(name), std::string(100000, 'x'));
+TEST_P(CreatedFile, TakesThePlaceOfAnythingButADirectory) {
+  for (const Obstacle& obstacle : kObstacles) {
+    SCOPED_TRACE(obstacle.name);
+    const Job job = GetParam().job();
+    const Outcome plain = job.run();
+    fs::remove(job.tmpFile(GetParam().file));
+    const Obstructed obstructed(job.tmpFile(GetParam().file), obstacle.put);
+    expectEqual(job.run(), plain);
+    obstructed.expectUntouched();
   }
-  const Outcome plain = bookletJob().run();
-  const Outcome outcome = runInClosedFolder(job);
-  expectOutcome(outcome, plain.out, join(threeTmpLines(job), kNoInstruction));
 }
 
-TEST(CaptureFile, IsEmptiedWhereItsFolderTakesNoNewOnes) {
-  const Job job = capturedJob();
-  writeFile(job.tmpFile("qvn_ps"), "earlier, and longer than the job\n");
-  writeFile(job.tmpFile("qvn_ps2"), "");
-  expectOutcome(runInClosedFolder(job), join(plainHeader(), kText, trailer()),
-                join(tmpLines(job), kCaptureOn));
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), kText);
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), join(plainHeader(), kText, trailer()));
+// Someone may have opened the file of the same name before the job, when it could be read.
+TEST_P(CreatedFile, IsNotReadThroughADescriptorOfAnEarlierOne) {
+  for (const std::string_view before : {"", "earlier\n"}) {
+    const Job job = GetParam().job();
+    writeFile(job.tmpFile(GetParam().file), before);
+    const int earlier = open(job.tmpFile(GetParam().file).c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(job.run().exitStatus, 0);
+    char bytes[100];
+    EXPECT_EQ(read(earlier, bytes, sizeof bytes), static_cast<ssize_t>(before.size()));
+    close(earlier);
+  }
 }
 
-mode_t modeOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777;
+// An old file could be emptied there, but others may have it open.
+TEST_P(CreatedFile, IsNotCreatedInADirectoryThatTakesNoNewOnes) {
+  const Job job = GetParam().job();
+  for (const char* name : {"qvn_ps", "qvn_ps2", "qvn_manualPS42", "pageReOrdered42", "pageEven42",
+                           "newEvenOrder42", "newOddOrder42"}) {
+    writeFile(job.tmpFile(name), "earlier\n");
+  }
+  fs::permissions(job.tmp(), fs::perms::owner_read | fs::perms::owner_exec);
+  const Outcome outcome = job.run(obeyPermissions);
+  if (GetParam().job == bookletJob) {
+    expectOutcome(outcome, "", join(threeTmpLines(job), kNoFile, kFatal), 1);
+  } else {
+    expectEqual(outcome, printedWith(join(tmpLines(job), kCaptureOn, kNoCaptureIn, kNoCaptureOut)));
+  }
+  EXPECT_EQ(readFile(job.tmpFile(GetParam().file)), "earlier\n");
 }
+
+// ---- the diagnostic log, which may be an earlier file
+
+void nameLog(const Job& job, const std::string& name) {
+  const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
+  std::string list = readFile(settings);
+  list.replace(list.find("debug.log"), 9, name);
+  writeFile(settings, list);
+}
+
+void expectNoLog(const Job& job) {
+  expectEqual(job.run(), printedWith(join(tmpLine(job), kNoDebugFile, tmpLine(job))));
+}
+
+TEST(LogFile, IsNothingButAFileOfItsOwn) {
+  for (const Obstacle& obstacle : kObstacles) {
+    SCOPED_TRACE(obstacle.name);
+    const Job job = loggedJob();
+    const Obstructed obstructed(job.tmpFile("debug.log"), obstacle.put);
+    expectNoLog(job);
+    obstructed.expectUntouched();
+  }
+}
+
+TEST(LogFile, IsNotOneOfAnotherUser) {
+  Job job = loggedJob();
+  writeFile(job.tmpFile("debug.log"), kForeign);
+  fs::permissions(job.tmpFile("debug.log"), fs::perms(0666));
+  job.preload("refusing_calls").env("REFUSED_CALL", "ownership");
+  expectNoLog(job);
+  EXPECT_EQ(readFile(job.tmpFile("debug.log")), kForeign);
+}
+
+// Not even in a directory of the filter's own.
+TEST(LogFile, IsNotBeyondALinkedDirectory) {
+  for (const char* name : {"linked/debug.log", "/linked/debug.log", "logs/linked/debug.log"}) {
+    const Job job = loggedJob();
+    const TemporaryFolder outside;
+    writeFile(outside.file("debug.log"), kForeign);
+    fs::permissions(outside.file("debug.log"), fs::perms(0600));
+    fs::create_directory(job.tmpFile("logs"));
+    fs::create_directory_symlink(outside.path(), job.tmpFile("linked"));
+    fs::create_directory_symlink(outside.path(), job.tmpFile("logs/linked"));
+    nameLog(job, name);
+    expectNoLog(job);
+    EXPECT_EQ(readFile(outside.file("debug.log")), kForeign) << name;
+    EXPECT_EQ(modeOf(outside.file("debug.log")), 0600U) << name;
+  }
+}
+
+// Someone who can rename files could give the log's name to a private one.
+TEST(LogFile, IsOpenToEveryoneUnlessItWasPrivate) {
+  for (const mode_t before : {0600U, 0640U, 0644U, 0666U}) {
+    const Job job = loggedJob();
+    writeFile(job.tmpFile("debug.log"), "earlier\n");
+    fs::permissions(job.tmpFile("debug.log"), fs::perms(before));
+    expectEqual(job.run(), printedWith(tmpLines(job)));
+    EXPECT_TRUE(readFile(job.tmpFile("debug.log")).starts_with("earlier\nAA")) << before;
+    EXPECT_EQ(modeOf(job.tmpFile("debug.log")), before < 0644 ? before : 0666U);
+  }
+}
+
+// ---- permissions
 
 // A job that waits for its second line while all its files are there.
 class WaitingJob {
@@ -314,12 +341,8 @@ TEST(DebugFileName, DoesNotLeadOutOfTheTemporaryDirectory) {
         std::string("logs/../x.log"), std::string(".."), std::string("logs/..")}) {
     const Job job = loggedJob();
     fs::create_directory(job.tmpFile("logs"));
-    const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
-    std::string list = readFile(settings);
-    list.replace(list.find("debug.log"), 9, name);
-    writeFile(settings, list);
-    const Outcome expected = printedWith(join(tmpLine(job), kNoDebugFile, tmpLine(job)));
-    expectOutcome(job.run(), expected.out, expected.err, 0);
+    nameLog(job, name);
+    expectNoLog(job);
     EXPECT_FALSE(fs::exists(outside.file("x.log"))) << name;
     EXPECT_FALSE(fs::exists(job.tmpFile("x.log"))) << name;
   }
@@ -327,12 +350,8 @@ TEST(DebugFileName, DoesNotLeadOutOfTheTemporaryDirectory) {
 
 TEST(DebugFileName, MayHoldDots) {
   const Job job = loggedJob();
-  const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
-  std::string list = readFile(settings);
-  list.replace(list.find("debug.log"), 9, "..debug..log..");
-  writeFile(settings, list);
-  const Outcome expected = printedWith(tmpLines(job));
-  expectOutcome(job.run(), expected.out, expected.err, 0);
+  nameLog(job, "..debug..log..");
+  expectEqual(job.run(), printedWith(tmpLines(job)));
   EXPECT_TRUE(fs::exists(job.tmpFile("..debug..log..")));
 }
 
@@ -350,7 +369,7 @@ void expectPrintedSoon(const Job& job, std::string_view err) {
 // Something that is no file, below a folder of its own.
 class NoFile {
  public:
-  enum Kind { pipe, heldPipe, endless };
+  enum Kind { pipe, heldPipe, awaitedPipe, endless };
 
   explicit NoFile(Kind kind) {
     if (kind == endless) {
@@ -359,9 +378,19 @@ class NoFile {
       EXPECT_EQ(mkfifo(path().c_str(), 0600), 0);
     }
     if (kind == heldPipe) writer_ = open(path().c_str(), O_RDWR | O_CLOEXEC);
+    if (kind == awaitedPipe) {
+      awaiting_ = fork();
+      if (awaiting_ == 0) _exit(open(path().c_str(), O_WRONLY | O_CLOEXEC) >= 0 ? 0 : 1);
+      EXPECT_TRUE(sleeps(awaiting_));
+    }
   }
+  // Nobody must have opened the pipe: its writer would have lost what it writes.
   ~NoFile() {
     if (writer_ >= 0) close(writer_);
+    if (awaiting_ < 0) return;
+    EXPECT_EQ(waitpid(awaiting_, nullptr, WNOHANG), 0);
+    kill(awaiting_, SIGKILL);
+    waitpid(awaiting_, nullptr, 0);
   }
   NoFile(const NoFile&) = delete;
   NoFile& operator=(const NoFile&) = delete;
@@ -371,11 +400,13 @@ class NoFile {
  private:
   TemporaryFolder folder_;
   int writer_ = -1;
+  pid_t awaiting_ = -1;
 };
 
 class FileToRead : public ::testing::TestWithParam<NoFile::Kind> {};
 INSTANTIATE_TEST_SUITE_P(Kinds, FileToRead,
-                         ::testing::Values(NoFile::pipe, NoFile::heldPipe, NoFile::endless));
+                         ::testing::Values(NoFile::pipe, NoFile::heldPipe, NoFile::awaitedPipe,
+                                           NoFile::endless));
 
 TEST_P(FileToRead, ThatIsNoneIsAPpdWithoutLines) {
   const NoFile file(GetParam());
@@ -388,7 +419,7 @@ TEST_P(FileToRead, ThatIsNoneSwitchesNoLogOn) {
   const NoFile file(GetParam());
   const Job job;
   fs::create_directories(job.tmpFile("Debug/.DebugPlist"));
-  fs::create_symlink(file.path(), job.tmpFile("Debug/.DebugPlist/qvDebug.plist"));
+  fs::rename(file.path(), job.tmpFile("Debug/.DebugPlist/qvDebug.plist"));
   expectPrintedSoon(job, tmpLines(job));
 }
 
@@ -411,6 +442,13 @@ TEST_P(FileToRead, ThatIsNoneIsNoInstructionPage) {
   process.closeInput();
   EXPECT_TRUE(endsByItself(process));
   EXPECT_EQ(process.finish().err, join(threeTmpLines(job), kNoInstruction));
+}
+
+// Its size is 0, and it has no end. Only root can open it.
+TEST(FileOfTheSystem, IsAPpdWithoutLines) {
+  Job job;
+  job.env("PPD", "/proc/kmsg");
+  expectPrintedSoon(job, tmpLines(job));
 }
 
 // A file of many gigabytes, most of it a hole, that begins and ends with these bytes.
@@ -457,8 +495,7 @@ TEST(HugeFile, SwitchesNoLogOn) {
   const Job job = loggedJob();
   const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
   const std::string path = hugeFile(folder, readFile(settings), off_t{1} << 33, "</plist>");
-  fs::remove(settings);
-  fs::create_symlink(path, settings);
+  fs::rename(path, settings);
   expectOutcome(job.run(), join(plainHeader(), kText, trailer()), tmpLines(job));
 }
 

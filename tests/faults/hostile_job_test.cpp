@@ -229,20 +229,5 @@ TEST(HostileJob, DirectoryWithOddNameHoldsCaptureAndBooklet) {
   }
 }
 
-// If one of a booklet's files belongs to someone else, nothing is printed and the file is
-// unchanged.
-TEST(HostileJob, SecondNameUnderEachFileOfABookletKeepsItsContent) {
-  for (const char* name :
-       {"qvn_manualPS", "pageReOrdered", "pageEven", "newEvenOrder", "newOddOrder"}) {
-    SCOPED_TRACE(name);
-    const Job job = manualJob(join(kTop, kPage1, kPage2));
-    const TemporaryFolder other;
-    writeFile(other.file("victim"), "kept");
-    ASSERT_EQ(link(other.file("victim").c_str(), job.tmpFile(join(name, "42")).c_str()), 0);
-    expectOutcome(job.run(), "", join(threeTmpLines(job), kNoFile, kFatal), 1);
-    EXPECT_EQ(readFile(other.file("victim")), "kept");
-  }
-}
-
 }  // namespace
 }  // namespace jobshaper::testing

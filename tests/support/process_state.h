@@ -39,14 +39,15 @@ inline bool endsByItself(const Process& process) {
 }
 
 // Returns true once the process sleeps: in a read without input, or a write without a reader.
-inline bool sleeps(const Process& process) {
+inline bool sleeps(pid_t pid) {
   int seen = 0;
   return becomesTrue([&] {
-    const std::string stat = contentOf("/proc/" + std::to_string(process.pid()) + "/stat");
+    const std::string stat = contentOf("/proc/" + std::to_string(pid) + "/stat");
     const std::size_t name = stat.rfind(')');
     seen = name != std::string::npos && stat.compare(name, 3, ") S") == 0 ? seen + 1 : 0;
     return seen == 10;
   });
 }
+inline bool sleeps(const Process& process) { return sleeps(process.pid()); }
 
 }  // namespace jobshaper::testing

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -48,6 +49,9 @@ const bool kInNoLanguage = [] {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE", "LANG"}) unsetenv(name);
   return true;
 }();
+
+// The log's settings are ignored if others can write them.
+const mode_t kFormerMask = umask(022);
 
 using Clock = std::chrono::steady_clock;
 

@@ -34,7 +34,7 @@ TEST_F(DebugLogFile, IsReadableAndWritableByEveryoneWhateverTheUmask) {
 
 TEST_F(DebugLogFile, GetsItsPermissionsEvenWhenItWasThere) {
   writeFile(file("debug.log"), "");
-  ASSERT_EQ(::chmod(file("debug.log").c_str(), 0600), 0);
+  ASSERT_EQ(::chmod(file("debug.log").c_str(), 0644), 0);
   settings(entry(integer(8)));
   setupDebug();
   struct stat status;

@@ -387,14 +387,56 @@ TEST_F(DebugLogSetup, ReadsTheEntryAmongManyOthers) {
   EXPECT_EQ(logDebugLevel, 1);
 }
 
-TEST_F(DebugLogSetup, ReadsAHugeFile) {
-  std::string text = "<dict>\n\t<key>padding</key>\n\t<array>\n";
-  for (int i = 0; i < 40000; ++i) text += "\t\t<string>" + std::string(100, 'p') + "</string>\n";
-  text += "\t\t<string>" + std::string(4 << 20, 'q') + "</string>\n\t</array>\n";
-  settings(text + entry(integer(1)).substr(7));
-  setupDebug();
-  EXPECT_EQ(logDebugLevel, 1);
-  EXPECT_TRUE(log().ends_with("AN######\t[time]\tlogger\tL0\tsetup OK\n"));
+TEST_F(DebugLogSetup, ReadsAFileOf64KiBAndNoLargerOne) {
+  for (const std::size_t size : {65536U, 65537U}) {
+    reset();
+    settings("<!---->" + entry(integer(1)));
+    const std::size_t left = size - std::filesystem::file_size(settingsFile());
+    settings("<!--" + std::string(left, 'x') + "-->" + entry(integer(1)));
+    setupDebug();
+    EXPECT_EQ(logDebugLevel, size == 65536 ? 1 : 0);
+  }
+}
+
+// Another user could otherwise turn the log on, and choose its file.
+TEST_F(DebugLogSetup, StaysOffForSettingsThatOthersCanWrite) {
+  settings(entry(integer(1)));
+  for (const std::string& path :
+       {file("Debug"), file("Debug/.DebugPlist"), file("Debug/.DebugPlist/qvDebug.plist")}) {
+    for (const mode_t mode : {0755U, 0775U, 0757U, 0700U}) {
+      reset();
+      ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+      setupDebug();
+      EXPECT_EQ(logDebugLevel, (mode & 022) == 0 ? 1 : 0) << path << " " << std::oct << mode;
+    }
+  }
+}
+
+TEST_F(DebugLogSetup, StaysOffForSettingsOfAnotherUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give files to another user";
+  settings(entry(integer(1)));
+  for (const std::string& path :
+       {file("Debug"), file("Debug/.DebugPlist"), file("Debug/.DebugPlist/qvDebug.plist")}) {
+    reset();
+    ASSERT_EQ(::chown(path.c_str(), 1, 1), 0);
+    setupDebug();
+    EXPECT_EQ(logDebugLevel, 0) << path;
+    ASSERT_EQ(::chown(path.c_str(), 0, 0), 0);
+  }
+}
+
+// Not even for links in directories that only the user can write.
+TEST_F(DebugLogSetup, StaysOffForLinkedSettings) {
+  settings(entry(integer(1)));
+  for (const char* name : {"Debug", "Debug/.DebugPlist", "Debug/.DebugPlist/qvDebug.plist"}) {
+    reset();
+    std::filesystem::rename(file(name), file("moved"));
+    std::filesystem::create_symlink(file("moved"), file(name));
+    setupDebug();
+    EXPECT_EQ(logDebugLevel, 0) << name;
+    std::filesystem::remove(file(name));
+    std::filesystem::rename(file("moved"), file(name));
+  }
 }
 
 TEST_F(DebugLogSetup, ReadsADeeplyNestedFile) {
