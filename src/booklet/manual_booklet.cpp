@@ -214,6 +214,10 @@ bool reorder(int input, Reordering& reordering) {
     if (!block || block->atEnd) break;  // drops an unterminated last line
     if (!reordering.takeLines(block->pieces)) return false;
   }
+  if (reader.failed()) {
+    std::fputs("ERROR: Cannot read the print job.\n", stderr);
+    return false;
+  }
   return !cancellationRequested() && reordering.finish();
 }
 

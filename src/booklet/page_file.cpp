@@ -62,7 +62,7 @@ bool moveBack(const Descriptor& file, off_t size, off_t distance) {
 bool PageFile::open(const std::string& path) {
   pending_.clear();
   failed_ = false;
-  file_ = replaceFile(path);
+  file_ = createFile(path);
   return file_.valid();
 }
 
@@ -110,9 +110,8 @@ bool PageFile::flush() {
 }
 
 bool PageFile::close() {
-  const bool complete = flush();
-  file_.reset();
-  return complete;
+  const bool written = flush();
+  return file_.close() && written;
 }
 
 }  // namespace jobshaper

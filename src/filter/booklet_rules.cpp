@@ -103,17 +103,21 @@ std::int32_t halfOfPageCount(const JobState& job) {
   if (!file.valid()) return 0;
   IntegerReader number;
   char buffer[4096];
-  while (const std::size_t n = readSome(file.get(), buffer, sizeof buffer)) {
-    if (!number.take({buffer, n})) break;
+  for (ssize_t n; (n = readSome(file.get(), buffer, sizeof buffer)) > 0;) {
+    if (!number.take({buffer, static_cast<std::size_t>(n)})) break;
   }
   return number.value() / 2;
 }
 
-// The installed files are literally named "instruction(null)".
-Descriptor openInstructionPage(const JobState& job) {
+constexpr std::size_t kLargestInstructionPage = 16 * 1024 * 1024;  // bytes; ours have a few KiB
+
+// The whole page, since half of one must not be printed; "" if it cannot be read. The installed
+// files are literally named "instruction(null)".
+std::string readInstructionPage(const JobState& job) {
   if (job.languageCode.find('/') != std::string::npos) return {};
-  return openRegularFile(job.instructionDirectory + "/" + job.languageCode +
-                         ".lproj/instruction(null)");
+  return readWholeFile(
+      job.instructionDirectory + "/" + job.languageCode + ".lproj/instruction(null)",
+      kLargestInstructionPage);
 }
 
 std::string_view mediaName(std::optional<std::string_view> option, std::string_view previous) {
@@ -166,14 +170,12 @@ void BookletRules::atPage(int pageNumber, Line& line) {
 }
 
 void BookletRules::writeInstructionPage() {
-  const Descriptor page = openInstructionPage(job_);  // if missing, reads return 0
-  char buffer[4096];
-  std::size_t n = readSome(page.get(), buffer, sizeof buffer);
-  if (n == 0) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
+  const std::string page = readInstructionPage(job_);
+  if (page.empty()) std::fputs("instructionAsData is less than or equal to 0\n", stderr);
   const bool needsSave = version < kFirstVersionWithoutSave;
   output_.put("%%Page: 0 0\n");
   if (needsSave) output_.put("userdict/ESPsave save put\n");
-  for (; n > 0; n = readSome(page.get(), buffer, sizeof buffer)) output_.put({buffer, n});
+  output_.put(page);
   if (needsSave) output_.put("\nuserdict /ESPsave get restore\n");
 }
 

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <utility>
 
 #include "booklet/cover_queries.h"
@@ -26,26 +27,32 @@ void takeRetentionMode(JobState& job) {
   if (const auto mode = job.jobOptions.getValue("PrintTo"_option)) job.printTo = *mode;
 }
 
-void rewriteStream(const JobState& job, JobOutput& output, std::size_t inputBlock) {
+// Returns false if the job cannot be read to its end.
+bool rewriteStream(const JobState& job, JobOutput& output, std::size_t inputBlock) {
   PieceReader input(output.tap(), inputBlock);
   StreamRewriter rewriter(job, output);
   while (const auto block = input.next()) {
     const bool goesOn = rewriter.handleAll(block->pieces);
     output.flush(*block);  // the next read may block, and overwrites this block
     rewriter.reportPages();
-    if (!goesOn) return;
+    if (!goesOn) return true;
   }
   rewriter.finish();
+  return !input.failed();
 }
 
 // A separate function so that the output is destroyed, and the captures written, before runJob()
 // checks for cancellation.
-void writeJob(JobState& job, int descriptor, std::size_t inputBlock) {
+bool writeJob(JobState& job, int descriptor, std::size_t inputBlock) {
   enlargePipe(descriptor);
   JobOutput output(descriptor, job.captureIn.get(), job.captureOut.get(), job.inputStream);
   writeHeader(job, output);
-  rewriteStream(job, output, inputBlock);
+  const bool complete = rewriteStream(job, output, inputBlock);
   writeTrailer(job, output);
+  // For an ordinary job, a read error is the end of input. Of a booklet, each half needs the other.
+  if (complete || !job.manualBooklet) return true;
+  std::fputs("ERROR: Cannot read the print job.\n", stderr);
+  return false;
 }
 
 }  // namespace
@@ -59,9 +66,10 @@ JobEnd runJob(JobState& job, const System& system, const char* userID, int outpu
   deferCancellation();
   const BookletSetup booklet = setUpBooklet(job, system);
   if (booklet == BookletSetup::failed) return JobEnd::failed;
-  if (booklet == BookletSetup::done) writeJob(job, output, inputBlock);
+  const bool complete = booklet != BookletSetup::done || writeJob(job, output, inputBlock);
   removeManualBookletFiles(job);
-  return cancellationRequested() ? JobEnd::canceled : JobEnd::printed;
+  if (cancellationRequested()) return JobEnd::canceled;
+  return complete ? JobEnd::printed : JobEnd::failed;
 }
 
 int filterJob(int argc, char* const argv[], const System& system, JobAdditions additions) {
@@ -82,6 +90,7 @@ int filterJob(int argc, char* const argv[], const System& system, JobAdditions a
       break;
   }
   LogInfoBody("main", __LINE__, "}");
+  stopDeferringCancellation();  // a signal that arrives from now on must be seen, too
   return 0;
 }
 

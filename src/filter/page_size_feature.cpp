@@ -27,8 +27,7 @@ void PageSizeFeature::append(std::string_view text) {
     lastBytes_ = beginning_.substr(beginning_.size() - kFoldOption.size());
   }
   if (!rest_.append(text)) {
-    rest_.clear();
-    exists_ = false;
+    forget();
     return;
   }
   lastBytes_.append(text);
@@ -36,10 +35,15 @@ void PageSizeFeature::append(std::string_view text) {
   lastBytes_.erase(0, lastBytes_.size() - kFoldOption.size());
 }
 
+void PageSizeFeature::forget() {
+  rest_.clear();
+  exists_ = false;
+}
+
 void PageSizeFeature::prepend(std::string_view text) { beginning_.insert(0, text); }
 
-void PageSizeFeature::putRest(JobOutput& output) const {
-  rest_.forEachPart([&output](std::string_view part) { output.put(part); });
+bool PageSizeFeature::putRest(JobOutput& output) const {
+  return rest_.forEachPart([&output](std::string_view part) { output.put(part); });
 }
 
 }  // namespace jobshaper

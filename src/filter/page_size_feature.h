@@ -27,6 +27,9 @@ class PageSizeFeature {
   // Inserts at the start of the feature, in memory.
   void prepend(std::string_view text);
 
+  // There is none any more.
+  void forget();
+
   bool exists() const { return exists_; }
 
   // The part that is in memory. Valid until the feature changes.
@@ -34,8 +37,8 @@ class PageSizeFeature {
 
   // Whether the name of the fold option occurs in the rest, including where the rest begins.
   bool restNamesFold() const { return restNamesFold_; }
-  // Writes the rest, which follows beginning().
-  void putRest(JobOutput& output) const;
+  // Writes the rest, which follows beginning(). Returns false if it cannot be read back to its end.
+  [[nodiscard]] bool putRest(JobOutput& output) const;
 
  private:
   bool exists_ = false;

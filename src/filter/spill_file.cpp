@@ -37,15 +37,16 @@ bool SpillFile::flush() {
   return true;
 }
 
-void SpillFile::forEachPart(const std::function<void(std::string_view)>& take) const {
+bool SpillFile::forEachPart(const std::function<void(std::string_view)>& take) const {
   std::string part(std::min(inFile_, kBlock), '\0');
   for (std::size_t at = 0; at < inFile_;) {
     const std::size_t n = std::min(kBlock, inFile_ - at);
-    if (!readAt(file_.get(), part.data(), n, static_cast<off_t>(at))) break;
+    if (!readAt(file_.get(), part.data(), n, static_cast<off_t>(at))) return false;
     take({part.data(), n});
     at += n;
   }
   if (!pending_.empty()) take(pending_);
+  return true;
 }
 
 }  // namespace jobshaper

@@ -21,9 +21,9 @@ class SpillFile {
   void clear();
   bool empty() const { return inFile_ == 0 && pending_.empty(); }
 
-  // Calls `take` with all bytes, in order and in parts. A part is valid only during the call. Bytes
-  // that cannot be read back from the file are missing.
-  void forEachPart(const std::function<void(std::string_view)>& take) const;
+  // Calls `take` with all bytes, in order and in parts. A part is valid only during the call.
+  // Returns false, and leaves out the rest, if the file cannot be read back.
+  [[nodiscard]] bool forEachPart(const std::function<void(std::string_view)>& take) const;
 
  private:
   bool flush();

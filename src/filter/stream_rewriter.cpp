@@ -1,6 +1,7 @@
 #include "filter/stream_rewriter.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <iterator>
 
 #include "diag/log.h"
@@ -112,7 +113,7 @@ void StreamRewriter::handle(std::string_view piece) {
   } else {
     output_.put(line.text);
   }
-  if (line.feature) line.feature->putRest(output_);
+  if (line.feature && !line.feature->putRest(output_)) breakOff();
   output_.put(line.after);
 }
 
@@ -122,6 +123,14 @@ void StreamRewriter::reportPages() {
 
 void StreamRewriter::finish() {
   if (pages_) pages_->finish();
+}
+
+// Closes a repetition that cannot be read back to its end, so that the printer ignores it.
+void StreamRewriter::breakOff() {
+  std::fputs("ERROR: Cannot read back the page size; it is not repeated.\n", stderr);
+  output_.put("\n");
+  output_.put(state_.endMarker);
+  pageSizeBlock_.forget();
 }
 
 StreamRewriter::Fate StreamRewriter::rewrite(Line& line) {

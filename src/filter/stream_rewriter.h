@@ -58,6 +58,7 @@ class StreamRewriter {
   enum class Fate { write, drop };
 
   void passUntouched(std::string_view pieces);
+  void breakOff();
 
   // Applies the rules in order.
   Fate rewrite(Line& line);

@@ -11,6 +11,7 @@ namespace jobshaper {
 namespace {
 
 volatile sig_atomic_t requested = 0;
+bool deferred = false;
 
 extern "C" void noteCancellation(int) { requested = 1; }
 
@@ -23,7 +24,12 @@ void deferCancellation() {
   action.sa_handler = noteCancellation;
   action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a blocked call returns
   sigemptyset(&action.sa_mask);
-  sigaction(SIGTERM, &action, nullptr);
+  deferred = sigaction(SIGTERM, &action, nullptr) == 0;
+}
+
+void stopDeferringCancellation() {
+  if (deferred) signal(SIGTERM, SIG_DFL);
+  if (requested) endByCancellation();
 }
 
 bool cancellationRequested() { return requested != 0; }

@@ -11,6 +11,10 @@ void deferCancellation();
 // Whether SIGTERM has arrived since deferCancellation().
 bool cancellationRequested();
 
+// From now on SIGTERM ends the process at once, as it would have before deferCancellation(). Does
+// so if it has arrived in the meantime.
+void stopDeferringCancellation();
+
 // Waits until the descriptor can be read without blocking. Returns false as soon as SIGTERM has
 // arrived, even if it arrived just before the call.
 bool waitForInput(int descriptor);

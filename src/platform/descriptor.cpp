@@ -31,14 +31,19 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
   return *this;
 }
 
-void Descriptor::reset() {
-  if (valid()) ::close(descriptor_);
-  descriptor_ = -1;
+void Descriptor::reset() { static_cast<void>(close()); }
+
+bool Descriptor::close() {
+  const int descriptor = release();
+  // An interrupted close() has closed the descriptor, so it is not repeated.
+  return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
 }
 
 void openMissingStandardStreams() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
-    if (::fcntl(descriptor, F_GETFD) == -1) ::open("/dev/null", O_RDWR);  // takes the lowest number
+    if (::fcntl(descriptor, F_GETFD) != -1) continue;
+    // Takes the lowest number. A directory can be neither read nor written.
+    if (::open("/dev/null", O_RDWR) < 0) ::open("/", O_RDONLY | O_DIRECTORY);
   }
 }
 
@@ -58,20 +63,19 @@ bool inputWaits(int descriptor) {
   return ::poll(&waiting, 1, 0) > 0;
 }
 
-std::size_t readSome(int descriptor, char* buffer, std::size_t size) {
+ssize_t readSome(int descriptor, char* buffer, std::size_t size) {
   for (;;) {
     const ssize_t n = ::read(descriptor, buffer, size);
-    if (n >= 0) return static_cast<std::size_t>(n);
-    if (!worthRepeating(descriptor, POLLIN)) return 0;
+    if (n >= 0 || !worthRepeating(descriptor, POLLIN)) return n;
   }
 }
 
 std::size_t readFully(int descriptor, char* buffer, std::size_t size) {
   std::size_t filled = 0;
   while (filled < size) {
-    const std::size_t n = readSome(descriptor, buffer + filled, size - filled);
-    if (n == 0) break;
-    filled += n;
+    const ssize_t n = readSome(descriptor, buffer + filled, size - filled);
+    if (n <= 0) break;
+    filled += static_cast<std::size_t>(n);
   }
   return filled;
 }

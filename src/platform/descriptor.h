@@ -23,14 +23,18 @@ class Descriptor {
   bool valid() const { return descriptor_ >= 0; }
   int get() const { return descriptor_; }
   void reset();
+  // The same, but returns false if what was written could not be stored: a file server or a quota
+  // may report that only now.
+  [[nodiscard]] bool close();
   int release() { return std::exchange(descriptor_, -1); }  // the caller must close it
 
  private:
   int descriptor_ = -1;
 };
 
-// Opens /dev/null as standard input, output or error where the parent process has closed it.
-// Otherwise the next file to be opened would get that number and receive the job or its messages.
+// Opens /dev/null as standard input, output or error where the parent process has closed it; where
+// there is none, something else that reads and writes fail on. Otherwise the next file to be opened
+// would get that number and receive the job or its messages.
 void openMissingStandardStreams();
 
 // The pipe capacity to ask for, in bytes: large enough for writer and reader to work in parallel,
@@ -45,8 +49,8 @@ void enlargePipe(int descriptor);
 bool inputWaits(int descriptor);
 
 // Reads up to `size` bytes and returns how many: at least 1, as soon as any are available; 0 at end
-// of input and after a read error.
-std::size_t readSome(int descriptor, char* buffer, std::size_t size);
+// of input, -1 after a read error.
+ssize_t readSome(int descriptor, char* buffer, std::size_t size);
 
 // Reads until the buffer is full, the input ends or a read fails. Returns how many bytes were read.
 std::size_t readFully(int descriptor, char* buffer, std::size_t size);

@@ -85,11 +85,12 @@ std::optional<Block> PieceReader::next() {
   std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
-  const std::size_t n = readOn(buffer_.get() + end_);
-  end_ += n;
+  const ssize_t n = readOn(buffer_.get() + end_);
+  if (n > 0) end_ += static_cast<std::size_t>(n);
   const std::string_view bytes(buffer_.get(), end_);
-  if (n == 0) {
+  if (n <= 0) {
     ended_ = true;
+    failed_ = n < 0;
     if (bytes.empty()) return std::nullopt;
     return Block{.pieces = bytes, .atEnd = true};
   }
@@ -99,8 +100,8 @@ std::optional<Block> PieceReader::next() {
   return Block{.pieces = pieces, .inPipe = tap_.inPipe() - std::min(tap_.inPipe(), unfinished)};
 }
 
-// Returns 0 at end of input, after a read error and when the job has been canceled.
-std::size_t PieceReader::readOn(char* place) {
+// Returns 0 at end of input and when the job has been canceled, -1 after a read error.
+ssize_t PieceReader::readOn(char* place) {
   const bool readable = mayBlock_ ? waitForInput(tap_.input()) : !cancellationRequested();
   if (readable) return tap_.read(place, block_);
   finishPiece();
@@ -109,9 +110,11 @@ std::size_t PieceReader::readOn(char* place) {
 
 void PieceReader::finishPiece() {
   while (end_ > 0 && isUnfinishedPiece({buffer_.get(), end_}) && inputWaits(tap_.input())) {
-    const std::size_t n = readSome(tap_.input(), buffer_.get() + end_, 1);
-    if (n == 0) return;
-    end_ += n;
+    // As much as there may be: a pipe that keeps writes apart drops what one read leaves of a
+    // write.
+    const ssize_t n = readSome(tap_.input(), buffer_.get() + end_, block_);
+    if (n <= 0) return;
+    end_ = firstPiece({buffer_.get(), end_ + static_cast<std::size_t>(n)}).size();
   }
 }
 

@@ -45,14 +45,18 @@ class PieceReader {
   // so forward them before.
   std::optional<Block> next();
 
+  // Whether a read error has ended the input.
+  bool failed() const { return failed_; }
+
  private:
-  std::size_t readOn(char* place);
+  ssize_t readOn(char* place);
   void finishPiece();
 
   PipeTap& tap_;
   std::size_t block_;
   bool mayBlock_ = true;  // not a regular file
   bool ended_ = false;
+  bool failed_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t begin_ = 0;  // of the bytes that have not been returned yet
   std::size_t end_ = 0;

@@ -24,7 +24,7 @@ class PipeTap {
 
   // Reads up to `size` bytes, as readSome() does. Some or all of them may be peeked at only: they
   // stay in the pipe, and the caller must forward() or skip() them before the next read().
-  std::size_t read(char* buffer, std::size_t size);
+  ssize_t read(char* buffer, std::size_t size);
 
   // How many of the bytes last read are still in the pipe: the last ones.
   std::size_t inPipe() const { return inPipe_; }

@@ -118,23 +118,18 @@ TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
                         {source + close + trailer()}});
 }
 
-// The page in front of a manual booklet comes from the driver's folder, of whatever length.
+// It comes from the driver's directory; ours have a few KiB. More than 16 MiB is as good as none.
 TEST(Memory, DoesNotGrowWithAnInstructionPage) {
-  const Part text = sized("0 0 moveto (turn the stack) show\n", scaled(100 * kMiB));
-  const TemporaryFolder folder;
-  const std::string path = folder.file("de_DE.lproj/instruction(null)");
+  const TemporaryFolder directory;
+  const std::string path = directory.file("de_DE.lproj/instruction(null)");
   writeFile(path, "");
-  const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-  writeParts(file, {text});
-  close(file);
+  std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
   Job job = manualJob("%%Page: 1 1\n");
-  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", folder.path()).env("LANG", "de_DE");
-  expectInLittleMemory(
-      job, {{"%%Page: 1 1\n"}},
-      {{join(plainHeader(), kFirstPass, "%%Page: 0 0\n")},
-       text,
-       {join("%%Page: 1 1\n", kSecondPass, "%%Page: 1 1\n", kProcedures, trailer())}},
-      threeTmpLines);
+  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", directory.path()).env("LANG", "de_DE");
+  expectInLittleMemory(job, {{"%%Page: 1 1\n"}},
+                       {{join(plainHeader(), kFirstPass, kInstruction, "%%Page: 1 1\n", kSecondPass,
+                              "%%Page: 1 1\n", kProcedures, trailer())}},
+                       [](const Job& run) { return join(threeTmpLines(run), kNoInstruction); });
 }
 
 // ---- time

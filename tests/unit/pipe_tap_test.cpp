@@ -113,6 +113,14 @@ TEST_F(PeekingTap, ReadsTheBlockAfterASmallOne) {
   EXPECT_EQ(tap_.inPipe(), 4U);
 }
 
+// Forwarded packets would stay packets, of which the backend could lose bytes.
+TEST_F(PeekingTap, ReadsPackets) {
+  fcntl(in_.writing(), F_SETFL, O_DIRECT);
+  in_.put("one");
+  EXPECT_EQ(readFrom(tap_, 100), "one");
+  EXPECT_EQ(tap_.inPipe(), 0U);
+}
+
 TEST_F(PeekingTap, ReadsAtTheEndOfInput) {
   in_.closeWriting();
   EXPECT_EQ(readFrom(tap_, 5), "");
