@@ -24,6 +24,9 @@
 #ifndef JOBSHAPER_AT_PROGRAM
 #error "JOBSHAPER_AT_PROGRAM is not set"
 #endif
+#ifndef JOBSHAPER_QUEUE_PROGRAM
+#error "JOBSHAPER_QUEUE_PROGRAM is not set"
+#endif
 #ifndef PRELOAD_DIRECTORY
 #error "PRELOAD_DIRECTORY is not set"
 #endif
@@ -302,6 +305,10 @@ Job& Job::version(std::string value) {
   version_ = std::move(value);
   return *this;
 }
+Job& Job::queue() {
+  queue_ = true;
+  return *this;
+}
 Job& Job::env(const std::string& name, std::string value) {
   environment_[name] = std::move(value);
   return *this;
@@ -352,7 +359,9 @@ std::vector<std::string> Job::argv() const {
 const std::string& Job::program() const {
   static const std::string plain = fromEnvironment("JOBSHAPER_TEST_PROGRAM", JOBSHAPER_PROGRAM);
   static const std::string at = fromEnvironment("JOBSHAPER_TEST_AT_PROGRAM", JOBSHAPER_AT_PROGRAM);
-  return version_ ? at : plain;
+  static const std::string queue =
+      fromEnvironment("JOBSHAPER_TEST_QUEUE_PROGRAM", JOBSHAPER_QUEUE_PROGRAM);
+  return queue_ ? queue : version_ ? at : plain;
 }
 
 Outcome Job::run(const BeforeExec& beforeExec) const {

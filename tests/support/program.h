@@ -103,6 +103,8 @@ class Job {
   // The system version, as jobshaperAt takes it: "0x1049" or "failed". Without this
   // call the run is jobshaper itself.
   Job& version(std::string value);
+  // The run is jobshaper-queue.
+  Job& queue();
   Job& env(const std::string& name, std::string value);
   Job& unsetEnv(const std::string& name);
   Job& asanOption(const std::string& option);  // counts in a build with the address sanitizer
@@ -126,6 +128,7 @@ class Job {
  private:
   std::vector<std::string> arguments_{"42", "ada", "Title", "1", ""};
   std::optional<std::string> version_;
+  bool queue_ = false;
   std::map<std::string, std::string> environment_;
   std::string input_;
   std::shared_ptr<TemporaryFolder> tmp_;

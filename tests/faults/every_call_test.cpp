@@ -1,0 +1,237 @@
+// Jobs of every kind, in which one system call after the other fails, and in which a cancellation
+// arrives at every system call. However a run ends: it ends, it does not crash, and status 0 means
+// that everything was printed that could be read.
+//
+// JOBSHAPER_ATTACKS=long tries more errors, which takes minutes.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/blackbox/manual_booklets.h"
+#include "tests/queue/queue_ppd.h"
+#include "tests/support/instrumented.h"
+#include "tests/support/traced_run.h"
+
+namespace jobshaper::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string text() {
+  return join(
+      kTop, "%%BeginProlog\n@PJL EOJ\n*PageSize A4\n%%EndFeature\n*InputSlot\ncleartomark\n",
+      "*QVBookletFold\nx\nstatusdict /duplexer get exec\n%RBINumCopies: 3\n", pages("123456"));
+}
+
+const TemporaryFolder& instructions() {
+  static const TemporaryFolder directory;
+  static const bool written = [] {
+    writeFile(directory.file("en.lproj/instruction(null)"), "0 0 moveto (turn it over) show\n");
+    return true;
+  }();
+  static_cast<void>(written);
+  return directory;
+}
+
+// Adds to a job what it may lose by a fault without failing, or leaves it out.
+struct Extra {
+  void (*leaveOut)(Job& job);
+  const char* message;  // on standard error, if it is lost
+};
+
+struct Kind {
+  const char* name;
+  Job (*job)();
+  std::vector<Extra> extras;
+};
+
+void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
+
+// A PPD file of which a read fails ends there, without a message.
+const Extra kPpd = {[](Job& job) { job.unsetEnv("PPD"); }, ""};
+const Extra kCapture = {[](Job& job) { fs::remove(job.tmpFile("qvn_log")); }, ""};
+
+Job withPageCount() {
+  Job job;
+  writeFile(job.tmpFile("count"), "6");
+  return job.options(
+      "QVBookletFold=BiFold QVBookletCoverSource=Tray2 QVBookletPageCountFilename='" +
+      job.tmpFile("count") + "'");
+}
+
+Job withLongFeature() {
+  std::string feature = "*PageSize A4\n";
+  while (feature.size() < 350000) feature += "% line " + std::to_string(feature.size()) + "\n";
+  return Job().fileWith(feature + "*InputSlot\ncleartomark\n");
+}
+
+const Kind kKinds[] = {
+    {"Ordinary",
+     [] { return Job().options("PrintTo=JRVerify").ppd("*QVGeneric: Color\n"); },
+     {kPpd}},
+    {"Booklet", withPageCount, {{[](Job& job) { job.options("QVBookletFold=BiFold"); }, ""}}},
+    {"ManualBooklet",
+     [] {
+       return manualJob("").version("0x1050").env("JOBSHAPER_INSTRUCTIONS", instructions().path());
+     },
+     {kPpd,
+      {[](Job& job) { job.env("JOBSHAPER_INSTRUCTIONS", "/nowhere"); }, kNoInstruction.data()}}},
+    {"Captured", [] { return Job().capture(); }, {kCapture}},
+    {"Traced", [] { return Job().log(7); }, {}},
+    {"LongFeature", withLongFeature, {}},
+    {"Queue",
+     [] {
+       return Job()
+           .queue()
+           .options("PrintTo=JRVerify")
+           .ppd(ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold")));
+     },
+     {kPpd}},
+};
+
+class EveryCall : public ::testing::TestWithParam<Kind> {
+ protected:
+  void SetUp() override {
+    if (const std::string obstacle = TracedRun::obstacle(); !obstacle.empty())
+      GTEST_SKIP() << obstacle;
+    if (kSanitized) GTEST_SKIP() << "sanitizers make many calls of their own";
+    const Job job = GetParam().job();
+    TracedRun traced(job);
+    plain_ = traced.run(input());
+    calls_ = traced.calls();
+    ASSERT_EQ(plain_.exitStatus, 0);
+    ASSERT_GT(calls_, 20);
+  }
+
+  // Empty for a job that is read from a file.
+  static std::string input() { return GetParam().job == withLongFeature ? "" : text(); }
+  static bool isManual() { return std::string_view(GetParam().name) == "ManualBooklet"; }
+
+  // Everything was printed; or everything but an extra, as it is without it, and that was reported.
+  bool isComplete(const Outcome& outcome) {
+    if (outcome.out == plain_.out) return true;
+    std::string out = plain_.out;
+    const std::string host = "HOSTID = \"" + hostName() + "\"";
+    if (const std::size_t at = out.find(host); at != out.npos)
+      out.replace(at, host.size(), "HOSTID = \"localhost\"");
+    if (outcome.out == out) return true;
+    return std::any_of(GetParam().extras.begin(), GetParam().extras.end(), [&](const Extra& extra) {
+      Job job = GetParam().job();
+      extra.leaveOut(job);
+      return outcome.out == TracedRun(job).run(input()).out &&
+             outcome.err.find(extra.message) != std::string::npos;
+    });
+  }
+
+  // Captures end early at a fault, but hold nothing else.
+  void expectGoodCaptures(const Job& job, const Outcome& outcome) const {
+    const auto isStart = [&](const char* name, std::string_view whole) {
+      return !fs::exists(job.tmpFile(name)) || whole.starts_with(readFile(job.tmpFile(name)));
+    };
+    EXPECT_TRUE(isStart("qvn_ps", input()));
+    EXPECT_TRUE(isStart("qvn_ps2", outcome.out));
+  }
+
+  Outcome plain_;
+  int calls_ = 0;
+};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, EveryCall, ::testing::ValuesIn(kKinds),
+                         [](const ::testing::TestParamInfo<Kind>& row) {
+                           return std::string(row.param.name);
+                         });
+
+bool isMemory(long number) {
+  switch (number) {
+    case SYS_mmap:
+    case SYS_mremap:
+    case SYS_munmap:
+    case SYS_mprotect:
+    case SYS_madvise:
+      return true;
+  }
+  return false;
+}
+
+// The others do not answer with an error, or the C library relies on their success.
+bool canFail(long number) {
+  return number != SYS_brk && number != SYS_futex && number != SYS_exit_group;
+}
+
+// The printer's side, where the scheduler takes care of errors.
+bool isOutput(const SystemCall& call) {
+  return ((call.number == SYS_write || call.number == SYS_writev) && call.arguments[0] == 1) ||
+         (call.number == SYS_splice && call.arguments[2] == 1);
+}
+
+bool isRead(const SystemCall& call) {
+  return call.number == SYS_read || call.number == SYS_tee || call.number == SYS_splice;
+}
+
+TEST_P(EveryCall, MayFail) {
+  const bool isLong = getenv("JOBSHAPER_ATTACKS") != nullptr;
+  const std::vector<int> errors =
+      isLong ? std::vector<int>{EIO, ENOSPC, EACCES, EMFILE, ENOMEM, EINVAL, ENOSYS, EPERM}
+             : std::vector<int>{EIO};
+  for (const int error : errors) {
+    for (int index = 0; index < calls_; ++index) {
+      const Job job = GetParam().job();
+      TracedRun traced(job);
+      SystemCall failed;
+      traced.before = [&](const SystemCall& call) {
+        if (call.index != index || !canFail(call.number)) return 0;
+        failed = call;
+        return error;
+      };
+      const Outcome outcome = traced.run(input());
+      SCOPED_TRACE("call " + std::to_string(failed.number) + " at " + std::to_string(index) + ", " +
+                   std::to_string(error) + "\n" + outcome.err);
+      EXPECT_FALSE(traced.hung());
+      if (isMemory(failed.number) && outcome.signal == SIGABRT) continue;
+      EXPECT_EQ(outcome.signal, 0);
+      if (!isOutput(failed)) expectGoodCaptures(job, outcome);
+      if (outcome.exitStatus == 1) {
+        EXPECT_NE(outcome.err.find("ERROR: "), std::string::npos);
+        EXPECT_TRUE(outcome.out.empty() || (isManual() && outcome.out.ends_with(trailer())));
+        continue;
+      }
+      EXPECT_EQ(outcome.exitStatus, 0);
+      if (isOutput(failed) || isComplete(outcome)) continue;
+      // A read error ends an ordinary job, and breaks off a repeated feature.
+      EXPECT_TRUE(isRead(failed) || outcome.err.find("ERROR: ") != std::string::npos);
+      EXPECT_FALSE(isManual());
+      EXPECT_TRUE(outcome.out.ends_with(trailer()));
+    }
+  }
+}
+
+TEST_P(EveryCall, MayBeTheLastBeforeACancellation) {
+  for (int index = 0; index < calls_ - 1; ++index) {  // the last one is the exit
+    const Job job = GetParam().job();
+    TracedRun traced(job);
+    traced.before = [&](const SystemCall& call) {
+      if (call.index == index) kill(traced.pid(), SIGTERM);
+      return 0;
+    };
+    const Outcome outcome = traced.run(input());
+    SCOPED_TRACE(std::to_string(index) + "\n" + outcome.err);
+    EXPECT_FALSE(traced.hung());
+    EXPECT_EQ(outcome.signal, SIGTERM);
+    EXPECT_TRUE(outcome.out.empty() || outcome.out.ends_with(trailer()));
+    expectGoodCaptures(job, outcome);
+    if (!outcome.out.empty()) expectNoManualFiles(job);
+  }
+}
+
+}  // namespace
+}  // namespace jobshaper::testing
