@@ -30,7 +30,8 @@ constexpr int kMostSlowLines = 4000;
 
 // The lines for each of which libcups looks through all of the kind that came before.
 constexpr std::string_view kSlowLines[] = {
-    "*Open", "*JCLOpen", "*PaperDimension", "*ImageableArea", "*ParamCustom", "*Custom",
+    "*Open",          "*JCLOpen",     "*PageSize", "*PaperDimension",
+    "*ImageableArea", "*ParamCustom", "*Custom",
 };
 
 bool isSlow(const char* line) {

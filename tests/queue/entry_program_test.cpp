@@ -319,6 +319,7 @@ TEST(BadPpd, ThatIsTooLarge) {
            repeated(30000, "*OpenUI *o", ": PickOne\n"),
            repeated(30000, "*JCLOpenUI *o", ": PickOne\n"),
            repeated(30000, "*OpenSubGroup: g", "\n"),
+           repeated(45000, "*PageSize s", ": x\n"),
            repeated(60000, "*PaperDimension s", ": \"1 2\"\n"),
            repeated(60000, "*ImageableArea s", ": \"1 2\"\n"),
            repeated(60000, "*a", ": x\n"),
