@@ -58,8 +58,8 @@ bool isTrusted(const Descriptor& file) {
 // Whether the open file is ours and this is its only name. Looks at the name after the file was
 // opened: the number of names alone does not tell whether this is still one of them.
 bool isOurs(const Descriptor& file, int directory, const char* name) {
-  struct stat opened {
-  }, named{};
+  struct stat opened {};
+  struct stat named {};
   return file.valid() && ::fstat(file.get(), &opened) == 0 &&
          ::fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && isSame(opened, named) &&
          isOurs(named);
@@ -118,8 +118,8 @@ Descriptor openForReading(const std::string& path) {
 }
 
 Descriptor openRegularFile(const std::string& path) {
-  struct stat before {
-  }, opened{};
+  struct stat before {};
+  struct stat opened {};
   if (::stat(path.c_str(), &before) != 0) return {};
   Descriptor file;
   errno = 0;

@@ -19,6 +19,19 @@ void PipeTap::skip(char* scratch) { readFully(input_, scratch, std::exchange(inP
 
 #if defined(__linux__)
 
+namespace {
+
+// Whether one read returns all of these bytes.
+bool readAtOnce(int descriptor, char* buffer, std::size_t size) {
+  ssize_t n = 0;
+  do {
+    n = ::read(descriptor, buffer, size);
+  } while (n < 0 && errno == EINTR);
+  return n == static_cast<ssize_t>(size);
+}
+
+}  // namespace
+
 bool PipeTap::open() {
   if (tried_) return copyOut_.valid();
   tried_ = true;
@@ -35,15 +48,6 @@ bool PipeTap::open() {
 void PipeTap::close() {
   copyIn_.reset();
   copyOut_.reset();
-}
-
-// Whether one read returns all of these bytes.
-static bool readAtOnce(int descriptor, char* buffer, std::size_t size) {
-  ssize_t n = 0;
-  do {
-    n = ::read(descriptor, buffer, size);
-  } while (n < 0 && errno == EINTR);
-  return n == static_cast<ssize_t>(size);
 }
 
 std::size_t PipeTap::peek(char* buffer, std::size_t size) {
