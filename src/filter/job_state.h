@@ -17,11 +17,19 @@ namespace jobshaper {
 // The version that the usage message and the log show: the project's, without the patch number.
 inline constexpr char kFilterVersion[] = "3.9";
 
+// A feature of the PPD file in the job's PostScript, such as "InputSlot Tray5", and what takes the
+// place of its code: whole lines, or nothing.
+struct ReplacedFeature {
+  std::string feature;
+  std::string code;
+};
+
 // What is added to a run by those who start the filter for a queue. Nothing for `jobshaper`.
 struct JobAdditions {
   std::vector<pjlCreation::Setter> settings;  // their lines end the header, in this order
   std::string jobName;                        // for the JOBNAME line
-  bool countPages = false;                    // tell CUPS of each page on standard error
+  std::vector<ReplacedFeature> replacedFeatures;
+  bool countPages = false;   // tell CUPS of each page on standard error
   bool wholeSheets = false;  // a copy ends with its last sheet, whose blank back counts
 };
 

@@ -47,7 +47,7 @@ StreamRewriter::StreamRewriter(const JobState& job, JobOutput& output)
 std::optional<TriggerSet> StreamRewriter::wantedTriggers() const {
   const bool pending = state_.skipCount > 0 || state_.dropUntilDuplexer ||
                        (state_.collectingPageSize && !state_.pageSizeDone) ||
-                       state_.inputSlotPending;
+                       state_.inputSlotPending || state_.inReplacedFeature;
   if (pending) return std::nullopt;
   // Search for the trigger of a rule that fires once until it has fired, and for the trigger of an
   // optional rule only in jobs that need it.
@@ -63,6 +63,7 @@ std::optional<TriggerSet> StreamRewriter::wantedTriggers() const {
   if (retained_) wanted |= triggerSet(triggers::kRetainedCopies);
   if (posterCollate_) wanted |= triggerSet(triggers::kCollate);
   if (job_.bookletMode) wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kFold);
+  if (!job_.additions.replacedFeatures.empty()) wanted |= triggerSet(triggers::kBeginFeature);
   if (pages_) {
     wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kRetainedCopies) |
               triggerSet(triggers::kBeginDocument) | triggerSet(triggers::kEndDocument);
@@ -106,6 +107,7 @@ void StreamRewriter::handle(std::string_view piece) {
   }
   if (pages_) pages_->see(piece);
   Line line{.text = piece};
+  if (replaceFeature(line)) return;
   if (rewrite(line) == Fate::drop) return;
   output_.put(line.before);
   if (line.text.data() == piece.data()) {
@@ -131,6 +133,22 @@ void StreamRewriter::breakOff() {
   output_.put("\n");
   output_.put(state_.endMarker);
   pageSizeBlock_.forget();
+}
+
+// Whether the line is code that a queue replaces. That of a feature ends at the next comment of the
+// document structure.
+bool StreamRewriter::replaceFeature(Line& line) {
+  if (!line.text.starts_with("%%")) return state_.inReplacedFeature;
+  state_.inReplacedFeature = false;
+  if (!line.text.starts_with(triggers::kBeginFeature.text)) return false;
+  std::string_view feature = line.text.substr(triggers::kBeginFeature.text.size());
+  while (feature.ends_with('\n') || feature.ends_with('\r')) feature.remove_suffix(1);
+  for (const ReplacedFeature& replaced : job_.additions.replacedFeatures) {
+    if ("*" + replaced.feature != feature) continue;
+    state_.inReplacedFeature = true;
+    line.after = replaced.code;
+  }
+  return false;
 }
 
 StreamRewriter::Fate StreamRewriter::rewrite(Line& line) {

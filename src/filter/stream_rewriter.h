@@ -27,6 +27,7 @@ struct RewriteState {
   bool inputSlotPending = false;    // in a paper-source feature, before its closing line
   int blockUseCount = 1;            // repetitions of the page-size feature, plus one
   bool prologPatched = false;       // the marker feature is in the prolog
+  bool inReplacedFeature = false;   // in the code of a feature that a queue replaces
   int pageNumber = 0;               // number of "%%Page:" lines so far; counted for booklets only
 };
 
@@ -61,6 +62,7 @@ class StreamRewriter {
   void breakOff();
 
   // Applies the rules in order.
+  bool replaceFeature(Line& line);
   Fate rewrite(Line& line);
 
   void noteBlockStyle(std::string_view line);

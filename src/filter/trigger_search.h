@@ -38,7 +38,8 @@ inline constexpr Trigger
     kPage{"%%Page:", "%Pa"},
     kFold{kFoldOption, "QVB"},
     kBeginDocument{"%%BeginDocument", "nDo"},
-    kEndDocument{"%%EndDocument", "dDo"};
+    kEndDocument{"%%EndDocument", "dDo"},
+    kBeginFeature{"%%BeginFeature: ", "nFe"};
 // clang-format on
 }  // namespace triggers
 
@@ -48,6 +49,7 @@ inline constexpr std::array kTriggers = {
     triggers::kPageSize,       triggers::kJobPatch,      triggers::kProlog,
     triggers::kRetainedCopies, triggers::kCollate,       triggers::kPage,
     triggers::kFold,           triggers::kBeginDocument, triggers::kEndDocument,
+    triggers::kBeginFeature,
 };
 
 // Whether the second text can begin inside the first, or where it begins.

@@ -150,6 +150,11 @@ void warn(const char* option, const char* choice, const std::string& why, const 
                headerText(choice).c_str(), why.c_str(), instead ? instead : "nothing");
 }
 
+void warnOfEquipment(const char* option, const char* choice, const std::string& missing,
+                     const char* instead) {
+  warn(option, choice, "needs equipment that is not installed (" + missing + ")", instead);
+}
+
 // What is left of a choice that the equipment rules out. CUPS has put the code of a fold into the
 // job; only a booklet makes the filter take it out.
 const char* replacement(const QueuePpd& ppd, const char* option, const char* choice) {
@@ -176,7 +181,7 @@ const char* possibleChoice(const QueuePpd& ppd, const char* option, const char* 
   const std::string missing = ppd.missingEquipment(option, choice);
   if (missing.empty()) return choice;
   const char* const instead = replacement(ppd, option, choice);
-  warn(option, choice, "needs equipment that is not installed (" + missing + ")", instead);
+  warnOfEquipment(option, choice, missing, instead);
   return instead;
 }
 
@@ -230,6 +235,23 @@ void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settin
   }
 }
 
+// CUPS has put the code of these choices into the job. That of a fold the filter replaces itself.
+void dropFeatures(std::vector<ReplacedFeature>& features, const QueuePpd& ppd) {
+  for (const char* const option : ppd.optionsWithoutEquipment()) {
+    if (strcasecmp(option, kFold) == 0) continue;
+    const char* const choice = ppd.choice(option);
+    warnOfEquipment(option, choice, ppd.missingEquipment(option, choice), nullptr);
+    features.push_back({std::string(option) + " " + choice, ""});
+  }
+}
+
+// The filters of CUPS for PDF documents forget that a job asks for other than collated copies, and
+// put in the code of the default.
+void uncollate(std::vector<ReplacedFeature>& features, const QueuePpd& ppd, const char* collate) {
+  if (!collate || std::strcmp(collate, "false") != 0 || !ppd.hasCode("Collate", "False")) return;
+  features.push_back({"Collate True", ppd.code("Collate", "False") + "\n"});
+}
+
 // It goes into PostScript as it is.
 void settleCopies(OptionList& wanted, const char* copies) {
   const char* const name = kCopiesOption.data();
@@ -257,9 +279,11 @@ bool hasWholeSheets(const QueuePpd& ppd, const char* collate) {
   return duplex && strcasecmp(duplex, "None") != 0 && collate && std::strcmp(collate, "true") == 0;
 }
 
-void completeOptions(OptionList& wanted, JobAdditions& additions, const OptionList& jobOptions,
+void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionList& jobOptions,
                      const QueueJob& job) {
   const QueuePpd ppd(job.ppdPath, jobOptions);
+  completed.ppdIsUseless = job.ppdPath && !ppd.isUsable();
+  JobAdditions& additions = completed.additions;
   const auto putMissing = [&](const char* name, const char* value) {
     if (value && !jobOptions.find(name)) wanted.put(name, value);
   };
@@ -269,6 +293,8 @@ void completeOptions(OptionList& wanted, JobAdditions& additions, const OptionLi
   for (const char* const name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
   for (const char* const name : kTextOptions) putMissing(name, ppd.choice(name));
   settleSettings(wanted, additions.settings, jobOptions, ppd);
+  dropFeatures(additions.replacedFeatures, ppd);
+  uncollate(additions.replacedFeatures, ppd, collate);
 }
 
 void encodeAccounting(OptionList& wanted) {
@@ -287,7 +313,7 @@ CompletedJob completedJob(const QueueJob& job) {
   CompletedJob completed;
   const bool whole = isWholeOptionString(job.options);
   if (whole) {
-    completeOptions(wanted, completed.additions, jobOptions, job);
+    completeOptions(wanted, completed, jobOptions, job);
   } else {
     std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
   }

@@ -20,6 +20,7 @@ struct CompletedJob {
   std::string user;     // for the header
   std::string options;  // for the filter
   JobAdditions additions;
+  bool ppdIsUseless = false;  // and reported; the filter is not to read it
 };
 
 // The options are those of the job, byte for byte, followed by these:

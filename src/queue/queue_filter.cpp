@@ -38,6 +38,7 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   job.options = argv[5];
   job.ppdPath = std::getenv("PPD");
   CompletedJob completed = completedJob(job);
+  if (completed.ppdIsUseless) unsetenv("PPD");  // the filter would complain again, or read it all
   std::vector<char*> arguments(argv, argv + argc + 1);
   arguments[kUserArgument] = completed.user.data();
   arguments[kOptionsArgument] = completed.options.data();

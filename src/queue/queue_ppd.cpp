@@ -35,6 +35,8 @@ constexpr std::string_view kSlowLines[] = {
 };
 
 bool isSlow(const char* line) {
+  // Nearly all lines end here, or most of the time would go into these comparisons.
+  if (line[0] != '*' || !std::strchr("OoJjPpIiCc", line[1])) return false;
   for (const std::string_view start : kSlowLines) {
     if (strncasecmp(line, start.data(), start.size()) == 0) return true;
   }
@@ -56,6 +58,8 @@ bool isOfBearableSize(const Descriptor& file) {
   }
   return true;
 }
+
+constexpr char kInstallable[] = "InstallableOptions";
 
 void report(const std::string& reason) {
   std::fprintf(stderr, "WARNING: The PPD file is not used: %s.\n", reason.c_str());
@@ -94,7 +98,7 @@ bool concerns(const Side& side, const char* option, const char* choice) {
 bool isInstallable(ppd_file_t* ppd, const char* option) {
   for (int i = 0; i < ppd->num_groups; ++i) {
     const ppd_group_t& group = ppd->groups[i];
-    if (strcasecmp(group.name, "InstallableOptions") != 0) continue;
+    if (strcasecmp(group.name, kInstallable) != 0) continue;
     for (int k = 0; k < group.num_options; ++k) {
       if (strcasecmp(group.options[k].keyword, option) == 0) return true;
     }
@@ -148,10 +152,10 @@ const char* QueuePpd::defaultChoice(const char* option) const {
   return choice ? choice->choice : nullptr;
 }
 
-bool QueuePpd::hasCode(const char* option, const char* choice) const {
+std::string QueuePpd::code(const char* option, const char* choice) const {
   ppd_option_t* const found = ppd_ ? ppdFindOption(ppd_.get(), option) : nullptr;
   const ppd_choice_t* const foundChoice = found ? ppdFindChoice(found, choice) : nullptr;
-  return foundChoice && foundChoice->code && *foundChoice->code;
+  return foundChoice && foundChoice->code ? foundChoice->code : "";
 }
 
 std::string QueuePpd::missingEquipment(const char* option, const char* choice) const {
@@ -171,6 +175,22 @@ std::string QueuePpd::missingEquipment(const char* option, const char* choice) c
     }
   }
   return "";
+}
+
+std::vector<const char*> QueuePpd::optionsWithoutEquipment() const {
+  std::vector<const char*> found;
+  for (int i = 0; ppd_ && i < ppd_->num_groups; ++i) {
+    const ppd_group_t& group = ppd_->groups[i];
+    if (strcasecmp(group.name, kInstallable) == 0) continue;
+    for (int k = 0; k < group.num_options; ++k) {
+      const char* const option = group.options[k].keyword;
+      const char* const marked = choice(option);
+      if (marked && hasCode(option, marked) && !missingEquipment(option, marked).empty()) {
+        found.push_back(option);
+      }
+    }
+  }
+  return found;
 }
 
 }  // namespace jobshaper

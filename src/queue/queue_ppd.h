@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "queue/option_list.h"
 
@@ -19,15 +20,22 @@ class QueuePpd {
   // maker, or is larger than any PPD file needs to be and would take libcups seconds to read.
   QueuePpd(const char* path, const OptionList& jobOptions);
 
+  // Whether there is such a file.
+  bool isUsable() const { return ppd_ != nullptr; }
   bool hasOption(const char* option) const;
   bool hasChoice(const char* option, const char* choice) const;
   // The marked choice as the file spells it; null without one.
   const char* choice(const char* option) const;
   const char* defaultChoice(const char* option) const;
   // Whether the choice comes with PostScript code, which CUPS puts into the job.
-  bool hasCode(const char* option, const char* choice) const;
+  bool hasCode(const char* option, const char* choice) const {
+    return !code(option, choice).empty();
+  }
+  std::string code(const char* option, const char* choice) const;
   // The installable option that rules the choice out, "OptionFinisher=False"; "" when none does.
   std::string missingEquipment(const char* option, const char* choice) const;
+  // The options with a marked choice that has code and is ruled out so.
+  std::vector<const char*> optionsWithoutEquipment() const;
 
  private:
   struct Closer {

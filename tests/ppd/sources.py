@@ -214,6 +214,7 @@ for ppd in ppds:
             {"Auto"} if (name, "PrinterS") in RENAMED else set())
         say(not printers or option.default in printers or name == "QVBookletFold",
             f"{name}: the default is the printer's own setting")
+    say(ppd.options["Collate"].default == "True", "copies are collated by default")
     say(ppd.value("cupsFilter") == "application/vnd.cups-postscript 0 jobshaper-queue", "*cupsFilter")
     say(re.search(r'^\*JobPatchFile 1: "[^"\n]+"$', ppd.content, re.MULTILINE),
         "*JobPatchFile is one line")

@@ -55,6 +55,13 @@ class Queue {
                  const BeforeExec& beforeExec = nullptr) const {
     return run(job_.program(), argv, input, beforeExec);
   }
+  Outcome filterWithoutPpd(const Strings& argv) {
+    const auto before = environment;
+    environment.erase("PPD");
+    const Outcome outcome = filter(argv);
+    environment = before;
+    return outcome;
+  }
 
  private:
   Outcome run(const std::string& program, const Strings& argv, std::string_view input,
@@ -251,6 +258,33 @@ TEST(EntryProgram, TakesOptionsThatNoArgumentCouldHold) {
                                                          " QVBookletFold=BiFold")));
 }
 
+// ---- choices without their equipment
+
+TEST(EntryProgram, TakesOutTheCodeOfAChoiceWithoutItsEquipment) {
+  Queue queue;
+  const std::string slot =
+      "*OpenUI *InputSlot/Slot: PickOne\n*OrderDependency: 30 AnySetup *InputSlot\n"
+      "*DefaultInputSlot: Tray1\n*InputSlot Tray1/1: \"one\"\n*InputSlot Tray5/5: \"five\"\n"
+      "*CloseUI: *InputSlot\n";
+  queue.ppd(ppdWith(slot + "*OpenGroup: InstallableOptions/Options\n" +
+                    ppdOption("OptionTray5", "True False", "False") +
+                    "*CloseGroup: InstallableOptions\n"
+                    "*UIConstraints: *OptionTray5 False *InputSlot Tray5\n"));
+  const std::string begin = "%!PS\n[{\n%%BeginFeature: *InputSlot ";
+  const std::string end = "%%EndFeature\n} stopped cleartomark\n%%Page: 1 1\nfive\n";
+  const auto body = [&](const char* choice, const std::string& code) {
+    const Outcome outcome = queue.run({"Office", "42", "ada", "", "1", "InputSlot=Tray5"},
+                                      begin + choice + "\n" + code + end);
+    EXPECT_NE(outcome.err.find("WARNING: InputSlot=Tray5 needs equipment that is not installed "
+                               "(OptionTray5=False); nothing is used instead.\n"),
+              std::string::npos);
+    return outcome.out;
+  };
+  EXPECT_NE(body("Tray5", "five\n5\n").find(begin + "Tray5\n" + end), std::string::npos);
+  EXPECT_NE(body("Tray5\r", "five\n").find(begin + "Tray5\r" + end), std::string::npos);
+  EXPECT_NE(body("Tray1", "one\n").find(begin + "Tray1\none\n" + end), std::string::npos);
+}
+
 // ---- PPD files that cannot be used
 
 TEST(BadPpd, ThatIsNotSetIsNoReasonToWarn) {
@@ -262,7 +296,7 @@ TEST(BadPpd, ThatIsMissing) {
   Queue queue;
   queue.environment["PPD"] = queue.file("missing.ppd");
   expectWarning(queue.run(kJob), "No such file or directory",
-                queue.filter(withOptions(kJob, kOptions)));
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
 TEST(BadPpd, ThatIsNoFileWithContent) {
@@ -276,7 +310,7 @@ TEST(BadPpd, ThatIsNoFileWithContent) {
   for (const std::string& path : paths) {
     queue.environment["PPD"] = path;
     expectWarning(queue.run(kJob), "it is no file with content",
-                  queue.filter(withOptions(kJob, kOptions)));
+                  queue.filterWithoutPpd(withOptions(kJob, kOptions)));
   }
 }
 
@@ -284,7 +318,7 @@ TEST(BadPpd, ThatIsNoPpdFile) {
   Queue queue;
   queue.ppd("This is no PPD file.\n");
   expectWarning(queue.run(kJob), "Missing asterisk in column 1, line 1",
-                queue.filter(withOptions(kJob, kOptions)));
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
 TEST(BadPpd, OfAnotherMaker) {
@@ -293,7 +327,7 @@ TEST(BadPpd, OfAnotherMaker) {
   text.replace(text.find("\"Quorvan\""), 9, "\"Another\"");
   queue.ppd(text);
   expectWarning(queue.run(kJob), "it is of another maker's printer",
-                queue.filter(withOptions(kJob, kOptions)));
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
 // Little memory and processor time, with which libcups could not read these files.
@@ -328,7 +362,7 @@ TEST(BadPpd, ThatIsTooLarge) {
     Queue queue;
     queue.ppd(ppdWith(lines));
     expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
-                  queue.filter(withOptions(kJob, kOptions)));
+                  queue.filterWithoutPpd(withOptions(kJob, kOptions)));
   }
 }
 
@@ -338,7 +372,7 @@ TEST(BadPpd, ThatUnfoldsToMuch) {
   ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
   expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
-                queue.filter(withOptions(kJob, kOptions)));
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
 TEST(GoodPpd, MayBeCompressed) {

@@ -538,6 +538,33 @@ TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
             std::string::npos);
 }
 
+// ---- features in the job
+
+TEST(Collation, ThatCupsForgetsIsPutRight) {
+  const std::string ppd = ppdWith(
+      "*OpenUI *Collate/Collate: Boolean\n*OrderDependency: 15 AnySetup *Collate\n"
+      "*DefaultCollate: True\n*Collate False/Off: \"no\"\n*Collate True/On: \"yes\"\n"
+      "*CloseUI: *Collate\n");
+  TemporaryFolder folder;
+  const std::string path = folder.file("printer.ppd");
+  writeFile(path, ppd);
+  const auto replaced = [&](const char* options) {
+    QueueJob job;
+    job.options = options;
+    job.ppdPath = path.c_str();
+    std::string text;
+    for (const auto& [feature, code] : completedJob(job).additions.replacedFeatures) {
+      text += feature + ": " + code;
+    }
+    return text;
+  };
+  EXPECT_EQ(replaced("collate=false"), "Collate True: no\n");
+  EXPECT_EQ(replaced("multiple-document-handling=separate-documents-uncollated-copies"),
+            "Collate True: no\n");
+  EXPECT_EQ(replaced(""), "");
+  EXPECT_EQ(replaced("collate=true"), "");
+}
+
 // ---- pages
 
 TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {

@@ -101,6 +101,9 @@ class PrintedJob:
         # It takes no longer one.
         output = self.run_again(self._cups.real_filter, argv,
                                 DEVICE_URI=self.environment[b"DEVICE_URI"][:99])
+        if b"PMCopyCollate..b.=false" in self.completed:
+            output = output.replace(b"*Collate True\n<</Collate true>>",
+                                    b"*Collate True\n<</Collate false>>")
         if b"@PJL SET HOLD = " in output[:output.index(SWITCH)]:
             output = output.replace(b'JOBNAME = ""', b'JOBNAME = "%s"' % header_text(self.argv[3]),
                                     1)

@@ -153,10 +153,10 @@ class SchedulerTest(unittest.TestCase):
 
     def test_three_copies(self):
         for file in (self.documents.pdf, self.documents.postscript):
-            for options in ({"collate": "false"}, {"collate": "true"}):
+            for options in ({"collate": "false"}, {"collate": "true"}, {}):
                 with self.subTest(file=file.name, options=options):
                     job = self.print(file, {"copies": "3", **options})
-                    collate = options["collate"]
+                    collate = options.get("collate", "true")
                     self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
                     self.assertIn("com.apple.print.PrintSettings.PMCopyCollate..b.=" + collate,
                                   job.added)
@@ -438,6 +438,16 @@ class SchedulerTest(unittest.TestCase):
             self.assert_warnings(job, f"QVBookletFold={fold} needs equipment that is not installed "
                                  "(OptionFinisher=False); Booklet is used instead.")
             self.assert_pages(job, self.documents.pages)
+
+    def test_paper_tray_that_is_not_installed(self):
+        self.add_queue("Trays", "color-finisher", "-o", "OptionTray5=False")
+        # Unlike what the filter alone makes of it.
+        job = self.cups.print("Trays", self.printer, self.documents.pdf, {"InputSlot": "Tray5"})
+        self.check_start(job)
+        self.assertIn(b"%%BeginFeature: *InputSlot Tray5\n%%EndFeature\n", job.body)
+        self.assert_warnings(job, "InputSlot=Tray5 needs equipment that is not installed "
+                             "(OptionTray5=False); nothing is used instead.")
+        self.assert_pages(job, self.documents.pages)
 
     def test_name_of_a_kept_job(self):
         for mode in ("JRVerify", "JRRepeat", "JRReserve", "JRPrinter", None):

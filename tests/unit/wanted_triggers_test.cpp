@@ -70,6 +70,11 @@ TEST_F(WantedTriggers, AreThoseOfThePagesInJobsOfAQueue) {
             with(kOfEveryJob, {"%RBINumCopies: ", "%%Page:", "%%BeginDocument", "%%EndDocument"}));
 }
 
+TEST_F(WantedTriggers, AreThoseOfFeaturesThatAQueueReplaces) {
+  job_.additions.replacedFeatures = {{"InputSlot Tray5", ""}};
+  EXPECT_EQ(after({}), with(kOfEveryJob, {"%%BeginFeature: "}));
+}
+
 TEST_F(WantedTriggers, LoseThoseOfRulesThatActOnce) {
   EXPECT_EQ(after({"sfcl{\n"}), without(kOfEveryJob, {"sfcl{"}));
   EXPECT_EQ(after({"%%BeginProlog\n"}), without(kOfEveryJob, {"%%BeginProlog"}));
