@@ -1,5 +1,12 @@
-// Linked into the programs of sanitizer builds: what libcups itself does not free is no finding.
+// Linked into the programs of sanitizer builds that mark PPD files: what libcups itself does not
+// free is not reported.
 
-// The names of media that ppdClose() leaves after cupsMarkOptions() with a paper size.
-extern "C" const char* __lsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier)
+// The names of media, and the color presets, that ppdClose() leaves after cupsMarkOptions().
+extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() { return "leak:_ppdCacheCreateWithPPD\n"; }
+
+// libcups has no frame pointers, so only this way the suppression finds the function.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
+// NOLINTEND(bugprone-reserved-identifier)
