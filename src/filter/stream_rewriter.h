@@ -50,8 +50,6 @@ class StreamRewriter {
   // The same after the last piece of a job that was not canceled.
   void finish();
 
-  const RewriteState& state() const { return state_; }
-
   // The triggers that can make a rule act in the current state; no value if any line can.
   std::optional<TriggerSet> wantedTriggers() const;
 

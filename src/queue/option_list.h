@@ -7,7 +7,7 @@ struct cups_option_s;
 
 namespace jobshaper {
 
-// Names differ in more than letter case. Of two values under one name the later counts.
+// Names that differ only in case are the same. The last value of a name wins.
 class OptionList {
  public:
   explicit OptionList(const char* text);

@@ -44,13 +44,13 @@ class WebCups(private_cups.PrivateCups):
         super().__init__()
         self.port = free_port()
         (self.bin / "cgi-bin").symlink_to(private_cups.SYSTEM_BIN / "cgi-bin")
-        self.change("cups-files.conf", f"DocumentRoot {self.folder}/home",
+        self.change("cups-files.conf", f"DocumentRoot {self.directory}/home",
                     "DocumentRoot /usr/share/cups/doc-root")
         self.change("cupsd.conf", "WebInterface No",
                     f"Listen 127.0.0.1:{self.port}\nWebInterface Yes")
 
     def change(self, name, old, new):
-        path = self.folder / "etc" / name
+        path = self.directory / "etc" / name
         text = path.read_text()
         assert old in text, old
         path.write_text(text.replace(old, new))
@@ -76,10 +76,10 @@ class Screen:
         self._server.wait()
 
 
-def make_locales(folder):
+def make_locales(directory):
     """The languages of the pictures, whatever this system has."""
     for name in LANGUAGES.values():
-        subprocess.run(["localedef", "-i", name, "-f", "UTF-8", folder / f"{name}.UTF-8"], check=True,
+        subprocess.run(["localedef", "-i", name, "-f", "UTF-8", directory / f"{name}.UTF-8"], check=True,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 

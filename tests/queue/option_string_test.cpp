@@ -341,8 +341,8 @@ std::string ppdOptionWithCode(std::string_view name, std::string_view choices,
 
 // The lines that a job has in its header before the switch to PostScript, beyond its copies.
 std::string settingLines(const std::string& options, const std::string& ppd) {
-  TemporaryFolder folder;
-  const std::string path = folder.file("printer.ppd");
+  TemporaryFolder directory;
+  const std::string path = directory.file("printer.ppd");
   writeFile(path, ppd);
   QueueJob job;
   job.options = options.c_str();
@@ -545,8 +545,8 @@ TEST(Collation, ThatCupsForgetsIsPutRight) {
       "*OpenUI *Collate/Collate: Boolean\n*OrderDependency: 15 AnySetup *Collate\n"
       "*DefaultCollate: True\n*Collate False/Off: \"no\"\n*Collate True/On: \"yes\"\n"
       "*CloseUI: *Collate\n");
-  TemporaryFolder folder;
-  const std::string path = folder.file("printer.ppd");
+  TemporaryFolder directory;
+  const std::string path = directory.file("printer.ppd");
   writeFile(path, ppd);
   const auto replaced = [&](const char* options) {
     QueueJob job;
@@ -570,8 +570,8 @@ TEST(Collation, ThatCupsForgetsIsPutRight) {
 TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {
   const std::string ppd = ppdWith(ppdOption("Duplex", "None DuplexTumble DuplexNoTumble", "None") +
                                   ppdOption("Collate", "True False", "False"));
-  TemporaryFolder folder;
-  const std::string path = folder.file("printer.ppd");
+  TemporaryFolder directory;
+  const std::string path = directory.file("printer.ppd");
   writeFile(path, ppd);
   const auto additions = [&](const char* options, bool hasPpd = true) {
     QueueJob job;
@@ -592,11 +592,11 @@ TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {
 TEST(JobName, IsTheTitleOfAJobThatThePrinterKeeps) {
   const std::string ppd =
       ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify JRRepeat JRReserve JRConf", "JRVerify"));
-  TemporaryFolder folder;
-  writeFile(folder.file("printer.ppd"), ppd);
+  TemporaryFolder directory;
+  writeFile(directory.file("printer.ppd"), ppd);
   const auto nameOf = [&](const char* options) {
     QueueJob job;
-    const std::string path = folder.file("printer.ppd");
+    const std::string path = directory.file("printer.ppd");
     job.ppdPath = path.c_str();
     job.title = "The \"first\" draft\n";
     job.options = options;

@@ -1,7 +1,7 @@
-"""A CUPS scheduler of one's own: private folders, a unix socket, no system service.
+"""A CUPS scheduler of one's own: private directories, a unix socket, no system service.
 
 It runs as root, then its filters run as the user "lp", or as anybody else. Everything lies below
-one new folder in /tmp and goes with stop(), at the latest when Python ends; the scheduler itself
+one new directory in /tmp and goes with stop(), at the latest when Python ends; the scheduler itself
 ends even with a process that is killed.
 """
 
@@ -66,17 +66,17 @@ def what_is_missing():
 class PrivateCups:
     def __init__(self):
         os.umask(0o022)  # the scheduler's user is another one
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="cups-", dir="/tmp"))
-        self.folder.chmod(0o755)
-        self.bin = self.folder / "bin"
-        self.temp = self.folder / "tmp"
-        self.log = self.folder / "log" / "error_log"
-        self.socket = self.folder / "cups.sock"
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="cups-", dir="/tmp"))
+        self.directory.chmod(0o755)
+        self.bin = self.directory / "bin"
+        self.temp = self.directory / "tmp"
+        self.log = self.directory / "log" / "error_log"
+        self.socket = self.directory / "cups.sock"
         self._cupsd = None
         atexit.register(self.stop)
         for name in ("etc/ppd", "bin/filter", "bin/backend", "cache", "run", "spool", "tmp",
                      "log", "home"):
-            (self.folder / name).mkdir(parents=True)
+            (self.directory / name).mkdir(parents=True)
         # As the scheduler makes it when it is not there.
         self.temp.chmod(0o1770)
         if os.geteuid() == 0:
@@ -100,17 +100,17 @@ class PrivateCups:
             # Numbers, because not every user has a name.
             user, group, administrators = os.geteuid(), os.getegid(), "root"
         files = f"""\
-ServerRoot {self.folder}/etc
+ServerRoot {self.directory}/etc
 ServerBin {self.bin}
 DataDir /usr/share/cups
-CacheDir {self.folder}/cache
-StateDir {self.folder}/run
-RequestRoot {self.folder}/spool
+CacheDir {self.directory}/cache
+StateDir {self.directory}/run
+RequestRoot {self.directory}/spool
 TempDir {self.temp}
-DocumentRoot {self.folder}/home
+DocumentRoot {self.directory}/home
 ErrorLog {self.log}
-AccessLog {self.folder}/log/access_log
-PageLog {self.folder}/log/page_log
+AccessLog {self.directory}/log/access_log
+PageLog {self.directory}/log/page_log
 LogFilePerm 0644
 Printcap
 User {user}
@@ -145,12 +145,12 @@ ErrorPolicy abort-job
   </Limit>
 </Policy>
 """
-        (self.folder / "etc" / "cups-files.conf").write_text(files)
-        (self.folder / "etc" / "cupsd.conf").write_text(daemon)
+        (self.directory / "etc" / "cups-files.conf").write_text(files)
+        (self.directory / "etc" / "cupsd.conf").write_text(daemon)
 
-    def add_filter(self, name, program, folder=""):
+    def add_filter(self, name, program, directory=""):
         """Copies a program to where the scheduler looks for filters, as a package installs it."""
-        target = self.bin / "filter" / folder / name
+        target = self.bin / "filter" / directory / name
         target.parent.mkdir(exist_ok=True)
         target.unlink(missing_ok=True)
         shutil.copyfile(program, target)
@@ -158,8 +158,8 @@ ErrorPolicy abort-job
         return target
 
     def _program(self):
-        return [CUPSD, "-c", self.folder / "etc" / "cupsd.conf",
-                "-s", self.folder / "etc" / "cups-files.conf"]
+        return [CUPSD, "-c", self.directory / "etc" / "cupsd.conf",
+                "-s", self.directory / "etc" / "cups-files.conf"]
 
     def start(self):
         self._cupsd = subprocess.Popen(
@@ -190,7 +190,7 @@ ErrorPolicy abort-job
             except subprocess.TimeoutExpired:
                 self._cupsd.kill()
                 self._cupsd.wait()
-        shutil.rmtree(self.folder, ignore_errors=True)
+        shutil.rmtree(self.directory, ignore_errors=True)
 
     def running(self):
         return self._cupsd is not None and self._cupsd.poll() is None
@@ -198,7 +198,7 @@ ErrorPolicy abort-job
     def command(self, *arguments):
         """Runs a command of CUPS for this scheduler; gives what it printed."""
         environment = {"PATH": SYSTEM_PATH, "CUPS_SERVER": str(self.socket),
-                       "HOME": str(self.folder / "home"), "LANG": "C.UTF-8"}
+                       "HOME": str(self.directory / "home"), "LANG": "C.UTF-8"}
         done = subprocess.run(arguments, env=environment, stdin=subprocess.DEVNULL, timeout=30,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
         if done.returncode != 0:
@@ -211,7 +211,7 @@ ErrorPolicy abort-job
 
     def pages_of(self, job):
         """What the page log tells of a job that has ended."""
-        text = (self.folder / "log" / "page_log").read_text()
+        text = (self.directory / "log" / "page_log").read_text()
         return int(re.search(rf"^\S+ \S+ {job} \[[^]]*\] total (\d+) ", text, re.M).group(1))
 
     def ipp_answer(self, queue):

@@ -23,8 +23,8 @@ LOG_SETTINGS = """\
 """
 
 
-def write_log_settings(folder):
-    settings = pathlib.Path(folder, "Debug", ".DebugPlist", "qvDebug.plist")
+def write_log_settings(directory):
+    settings = pathlib.Path(directory, "Debug", ".DebugPlist", "qvDebug.plist")
     settings.parent.mkdir(parents=True)
     for part in (settings.parent, settings.parent.parent):
         part.chmod(0o755)
@@ -39,8 +39,8 @@ def header_text(text):
 class RecordedCups(private_cups.PrivateCups):
     def __init__(self, filter_program, entry_program, recorder):
         super().__init__()
-        self.real_filter = self.add_filter("jobshaper", filter_program, folder="real")
-        self.real_entry = self.add_filter("jobshaper-queue", entry_program, folder="real")
+        self.real_filter = self.add_filter("jobshaper", filter_program, directory="real")
+        self.real_entry = self.add_filter("jobshaper-queue", entry_program, directory="real")
         self.add_filter("jobshaper-queue", recorder)
         self.records = self.bin / "filter" / "records"
         self.records.mkdir()
@@ -87,10 +87,10 @@ class PrintedJob:
     @functools.cached_property
     def completed(self):
         """The option string that the entry program made, from the log of another run."""
-        with tempfile.TemporaryDirectory() as folder:
-            write_log_settings(folder)
-            self.run_again(self._cups.real_entry, TMPDIR=folder)
-            log = pathlib.Path(folder, "debug.log").read_bytes()
+        with tempfile.TemporaryDirectory() as directory:
+            write_log_settings(directory)
+            self.run_again(self._cups.real_entry, TMPDIR=directory)
+            log = pathlib.Path(directory, "debug.log").read_bytes()
         return re.search(rb"ARGV\[5\] = (.*?)\n\n[^\n]*ARGV\[6\] = ", log, re.S).group(1)
 
     @functools.cached_property

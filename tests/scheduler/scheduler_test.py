@@ -40,15 +40,15 @@ class Documents:
 
     pages = 5
 
-    def __init__(self, folder):
-        self.folder = folder
-        self.postscript = folder / "document.ps"
-        self.pdf = folder / "document.pdf"
+    def __init__(self, directory):
+        self.directory = directory
+        self.postscript = directory / "document.ps"
+        self.pdf = directory / "document.pdf"
         script = SOURCE / "tests" / "real_jobs" / "make-jobs.sh"
         subprocess.run(["bash", "-ec", '. "$0"; make_document > "$1"; make_pdf "$1" > "$2"',
                         script, self.postscript, self.pdf], check=True, timeout=60)
         # More than pipes and sockets hold, so that it is on its way for as long as one wants.
-        self.large = folder / "large.ps"
+        self.large = directory / "large.ps"
         text = self.postscript.read_bytes()
         padding = b"% " + b"x" * 77 + b"\n"
         self.large.write_bytes(text.replace(b"\n%%Page: 3", b"\n" + padding * 150000
@@ -60,7 +60,7 @@ class SchedulerTest(unittest.TestCase):
     def setUpClass(cls):
         cls.cups = RecordedCups(FILTER, ENTRY_PROGRAM, RECORDER)
         cls.addClassCleanup(cls.cups.stop)
-        cls.work = cls.cups.folder / "work"
+        cls.work = cls.cups.directory / "work"
         cls.work.mkdir()
         cls.documents = Documents(cls.work)
         cls.printer = listener.Listener()
@@ -104,13 +104,13 @@ class SchedulerTest(unittest.TestCase):
                          "\n".join(self.cups.log_of(job.number)))
         self.check_start(job)
         self.assert_same(job.received, job.expected)
-        self.check_folders()
+        self.check_directories()
 
     def check_start(self, job):
         self.assertTrue(job.received.startswith(UEL + b"@PJL JOB\n"), job.received[:200])
         self.assertTrue(job.received.endswith(TRAILER), job.received[-200:])
 
-    def check_folders(self, expected=()):
+    def check_directories(self, expected=()):
         self.assertEqual({path.name for path in self.cups.temp.iterdir()}, set(expected))
 
     def assert_same(self, received, expected):
@@ -498,7 +498,7 @@ class SchedulerTest(unittest.TestCase):
         self.assertLess(len(job.body), self.documents.large.stat().st_size)
         self.assert_same(job.received[:-len(TRAILER)],
                          job.expected[:len(job.received) - len(TRAILER)])
-        self.check_folders()
+        self.check_directories()
         self.print(self.documents.pdf)
 
     def test_printer_hangs_up_in_mid_job(self):
@@ -510,7 +510,7 @@ class SchedulerTest(unittest.TestCase):
         self.assert_same(job.received, job.expected[:len(job.received)])
         self.assertGreaterEqual(len(job.received), 100000)
         self.assertEqual(self.end_of_filter(number), "exited with no errors.")
-        self.check_folders()
+        self.check_directories()
         self.print(self.documents.pdf)
 
     def test_two_jobs_at_once(self):
@@ -541,7 +541,7 @@ class SchedulerTest(unittest.TestCase):
         (temp / "qvn_log").write_bytes(b"")
         try:
             job = self.cups.print("Office", self.printer, self.documents.pdf)
-            self.check_folders(["Debug", "qvn_log", "qvn_ps", "qvn_ps2", "debug.log"])
+            self.check_directories(["Debug", "qvn_log", "qvn_ps", "qvn_ps2", "debug.log"])
             self.assert_same((temp / "qvn_ps2").read_bytes(), job.received)
             # The feature that the filter replaces is skipped unread.
             came_in = re.sub(rb"(JobPatchFile.*\n).*\n.*\n", rb"\1", job.input.read_bytes(),

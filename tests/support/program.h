@@ -189,11 +189,11 @@ struct Where {
 void expectSame(std::string_view actual, std::string_view expected, std::string_view what,
                 std::string_view of, Where where = Where::here());
 
-// Checks everything that a run which no signal ended left behind.
+// Checks everything that a run produced, if no signal ended it.
 void expectOutcome(const Outcome& outcome, std::string_view out, std::string_view err,
                    int status = 0, std::string_view of = "", Where where = Where::here());
 
-// Runs the job and checks everything that it leaves behind: standard output, and standard error
+// Runs the job and checks everything that it produces: standard output, and standard error
 // after the "tmp at" lines.
 void expectRun(const Job& job, std::string_view out, std::string_view messages = "", int status = 0,
                Where where = Where::here());
