@@ -1,4 +1,5 @@
-// The job that the entry program of a queue passes on must not break the header.
+// The job that the entry program of a queue passes on must not break the header, and a job with a
+// PIN must get it into the header, or not be printed.
 //
 // Input: a setting (whether there is a PPD file), the options, the copies, the user, the title,
 // then the PPD file.
@@ -51,11 +52,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     said.remove_prefix(std::min(said.find('\n'), said.size() - 1) + 1);
   }
 
+  if (completed.refusal) {
+    FUZZ_CHECK(completed.refusal->find('\n') == std::string::npos);
+    return 0;
+  }
+
   argumentStore store;
   store.initWithOptionString(completed.options.c_str());
   pjlCreation header;
   header.initFromArgsStore(store, completed.user, completed.additions.jobName);
+  int keys = 0;
   for (const std::string_view line : header.objectEnumerator()) {
+    constexpr std::string_view kKeyLine = "@PJL SET HOLDKEY = \"";
+    if (line.starts_with(kKeyLine)) {
+      const std::string_view key = line.substr(kKeyLine.size(), line.rfind('"') - kKeyLine.size());
+      FUZZ_CHECK(key.size() >= 4 && key.size() <= 8);
+      FUZZ_CHECK(key.find_first_not_of("0123456789") == std::string_view::npos);
+      ++keys;
+    }
     FUZZ_CHECK(line.starts_with("@PJL ") || line.starts_with("\x1b%-12345X@PJL JOB"));
     FUZZ_CHECK(line.find('\n') == line.size() - 1);
     const auto quotes = std::count(line.begin(), line.end(), '"');
@@ -66,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   cups_option_t* before = nullptr;
   cups_option_t* after = nullptr;
   const int countBefore = cupsParseOptions(options.c_str(), 0, &before);
+  FUZZ_CHECK(keys == 1 || (keys == 0 && !cupsGetOption("job-password", countBefore, before)));
   const int countAfter = cupsParseOptions(completed.options.c_str(), 0, &after);
   for (int i = 0; i < countBefore; ++i) {
     const char* const name = before[i].name;

@@ -6,14 +6,14 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "pjl/pjl_creation.h"
-#include "platform/text_encoding.h"
+#include "queue/accounting.h"
 #include "queue/header_text.h"
 #include "queue/option_list.h"
+#include "queue/passcode.h"
 #include "queue/queue_ppd.h"
 #include "settings/option_names.h"
 
@@ -22,7 +22,8 @@ namespace jobshaper {
 namespace {
 
 // Every option that the filter reads and a PPD file may have, in two lists: choices and texts. A
-// test compares them with the filter's sources.
+// test compares them with the filter's sources. JRHOLDKEY is neither: a default of the PPD file is
+// no PIN of the job.
 constexpr const char* kChoiceOptions[] = {
     "PrintTo",
     "QVBookletCoverPage",
@@ -40,16 +41,16 @@ constexpr const char* kChoiceOptions[] = {
     "QvnPixelBoost",
 };
 constexpr const char* kTextOptions[] = {
-    "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRHOLDKEY", "JRUSERNAME", "QVBookletPageCountFilename",
+    "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRUSERNAME", "QVBookletPageCountFilename",
 };
 
 // The texts that the header takes over as they are.
 constexpr const char* kHeaderTexts[] = {
-    "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRHOLDKEY", "JRUSERNAME",
+    "JAACCTNUM",
+    "JADEPTNUM",
+    "JAUSERID",
+    "JRUSERNAME",
 };
-
-// The filter takes these for Mac OS Roman; CUPS passes UTF-8.
-constexpr const char* kAccountingOptions[] = {"JAUSERID", "JAACCTNUM", "JADEPTNUM"};
 
 // The settings for which a PPD file may have options without code, in the order of the builder.
 struct Setting {
@@ -295,35 +296,34 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
   settleSettings(wanted, additions.settings, jobOptions, ppd);
   dropFeatures(additions.replacedFeatures, ppd);
   uncollate(additions.replacedFeatures, ppd, collate);
-}
-
-void encodeAccounting(OptionList& wanted) {
-  for (const char* const name : kAccountingOptions) {
-    const char* const value = wanted.find(name);
-    const std::optional<std::string> inMacRoman = value ? macRomanFromUtf8(value) : std::nullopt;
-    if (inMacRoman && *inMacRoman != value) wanted.put(name, *inMacRoman);
-  }
+  completed.refusal = whyNotConfidential(wanted, isPasscodeChoice(ppd.defaultChoice("JRHOLDKEY")));
 }
 
 }  // namespace
 
 CompletedJob completedJob(const QueueJob& job) {
-  const OptionList jobOptions(job.options);
-  OptionList wanted(jobOptions);
+  const OptionList passedOptions(job.options);
+  OptionList jobOptions(passedOptions);
   CompletedJob completed;
+  completed.refusal = takePasscode(jobOptions);
+  if (completed.refusal) return completed;
+  takeAccounting(jobOptions);
+  OptionList wanted(jobOptions);
   const bool whole = isWholeOptionString(job.options);
   if (whole) {
     completeOptions(wanted, completed, jobOptions, job);
   } else {
     std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
+    completed.refusal = whyNotConfidential(wanted, false);
   }
+  if (completed.refusal) return completed;
   cleanTexts(wanted);
   if (whole || wanted.find(kCopiesOption.data())) settleCopies(wanted, job.copies);
   if (whole) encodeAccounting(wanted);
 
   completed.additions.countPages = true;
   completed.user = headerText(job.user);
-  completed.options = wanted == jobOptions ? job.options : optionString(job.options, wanted);
+  completed.options = wanted == passedOptions ? job.options : optionString(job.options, wanted);
   // Jobs that the printer keeps are told apart by it.
   const char* const printTo = wanted.find("PrintTo");
   if (printTo && std::string_view(printTo) != "JRPrinter") {

@@ -1,6 +1,7 @@
 // The job of a queue, completed by what the filter needs and CUPS leaves out of it.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "filter/job_filter.h"
@@ -21,6 +22,8 @@ struct CompletedJob {
   std::string options;  // for the filter
   JobAdditions additions;
   bool ppdIsUseless = false;  // and reported; the filter is not to read it
+  // Why the job must not be printed, in words for its user; nothing if it may be.
+  std::optional<std::string> refusal;
 };
 
 // The options are those of the job, byte for byte, followed by these:
@@ -32,6 +35,9 @@ struct CompletedJob {
 //   what is used instead;
 // - the same for the options of the settings that the PPD file leaves to the header, having no code
 //   for them; the setters are in `additions`;
+// - the PIN of a confidential job (see passcode.h), and the account that IPP clients name, under
+// the
+//   names that the filter reads;
 // - texts for the header in which a quote or a control character would break it, without those;
 // - the accounting values in Mac OS Roman, where they can be expressed in it.
 // Of two values under one name the later counts. If an option has to be left out or spelled

@@ -1,5 +1,8 @@
 #include "queue/queue_filter.h"
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -38,6 +41,12 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   job.options = argv[5];
   job.ppdPath = std::getenv("PPD");
   CompletedJob completed = completedJob(job);
+  if (completed.refusal) {
+    std::fprintf(stderr, "ERROR: %s\n", completed.refusal->c_str());
+    // The scheduler shows no message that it reads after it knows that the filter has failed.
+    waitUntilRead(STDERR_FILENO);
+    return 1;
+  }
   if (completed.ppdIsUseless) unsetenv("PPD");  // the filter would complain again, or read it all
   std::vector<char*> arguments(argv, argv + argc + 1);
   arguments[kUserArgument] = completed.user.data();

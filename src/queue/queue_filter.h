@@ -7,7 +7,7 @@
 namespace jobshaper {
 
 // Takes the arguments that CUPS passes to a filter, a null pointer at the end, and answers as
-// filterJob() does.
+// filterJob() does; 1 for a job that is refused, of which nothing is read or written.
 int filterQueueJob(int argc, char* const argv[], const System& system);
 
 }  // namespace jobshaper

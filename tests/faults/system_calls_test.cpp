@@ -65,7 +65,8 @@ constexpr long kAllowed[] = {
     SYS_munmap,
     SYS_madvise,
     SYS_close,
-    SYS_dup,  // jobshaper-queue
+    SYS_dup,    // jobshaper-queue
+    SYS_ioctl,  // the same, for a job that it refuses
     SYS_read,
     SYS_pread64,
     SYS_readv,
@@ -279,6 +280,10 @@ TEST_F(SystemCalls, OfAQueueJobAreFewAndHarmless) {
   job.env("DEVICE_URI", std::string(100, 'x')).env("LANG", "de_DE.UTF-8");
   job.options("PrintTo=JRConf JRHOLDKEY=1234 JAUSERID=\xC3\xA4 QVBookletFold=None");
   expectSame(job, join(kTop, pages("12"), "%RBINumCopies: 3\n"));
+}
+
+TEST_F(SystemCalls, OfARefusedQueueJobAreFewAndHarmless) {
+  EXPECT_EQ(runConfined(Job().queue().options("PrintTo=JRConf"), "").exitStatus, 1);
 }
 
 TEST_F(SystemCalls, OfARunThatCannotStartAreFewAndHarmless) {

@@ -127,7 +127,9 @@ for ppd in ppds:
         checks.check(("DUPLEXER" in lines) == (name == "QVBookletFold"), f"{title}: the duplexer")
         # The page setup comes where a manual booklet splits its first page.
         section = ppd.content.split(f"*OpenUI *{name}/")[1].split("\n")[1]
-        checks.check(re.fullmatch(rf"\*OrderDependency: \d+ AnySetup \*{name}", section), section)
+        # That of a PIN must not come at all.
+        wanted = "ExitServer" if name == "JRHOLDKEY" else "AnySetup"
+        checks.check(re.fullmatch(rf"\*OrderDependency: \d+ {wanted} \*{name}", section), section)
     lines = found.get("custom", [])
     checks.check("SET /PageSize [198 360]" in lines and not any("ERROR" in l for l in lines),
                  f"{ppd.name}: custom size: {lines}")

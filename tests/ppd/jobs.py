@@ -125,7 +125,9 @@ def main():
             # The feature in the job itself, to make sure that pstops used the choice.
             for pair in job_options.split():
                 name, _, choice = pair.partition("=")
-                if name in ppd.options and choice in ppd.options[name].choices:
+                if name == "JRHOLDKEY":
+                    checks.check(b"*JRHOLDKEY" not in job, f"{title}: a PIN in the PostScript")
+                elif name in ppd.options and choice in ppd.options[name].choices:
                     feature = f"%%BeginFeature: *{name} {choice}\n".encode()
                     checks.check(feature in job and feature in body, f"{title}: the feature")
             # Comments and empty features draw nothing, so jobs that differ only in them are rendered

@@ -28,7 +28,7 @@ JOB = (b"%!PS-Adobe-3.0\n%%Pages: 2\n%%EndComments\n%%Page: 1 1\nshowpage\n%%Pag
 def arrives(case):
     """The lines that the printer gets, without comments."""
     ppd, option, choice = case
-    text = f"{option}={choice}"
+    text = f"{option}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
     with tempfile.TemporaryDirectory() as folder:
         done = run([program, "7", "ada", "", "1", text], pstops(JOB, text, ppd.path),
                    {"PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": folder})
@@ -54,7 +54,8 @@ def cases(ppd):
     installable = ppd.content.split("*OpenGroup: InstallableOptions")
     installable = installable[1].split("*CloseGroup")[0] if len(installable) > 1 else ""
     for name, option in ppd.options.items():
-        if name != "PageRegion" and f"*OpenUI *{name}/" not in installable:
+        # The PIN is no choice.
+        if name not in ("PageRegion", "JRHOLDKEY") and f"*OpenUI *{name}/" not in installable:
             for choice in option.choices:
                 yield ppd, name, choice
 

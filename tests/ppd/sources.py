@@ -75,6 +75,7 @@ SWITCH = {"true", "false"}
 MORE_CHOICES = {
     "QVBookletFold": {"false"},
     "PrintTo": {"JRPrinter"},
+    "JRHOLDKEY": {"None"},
     "QVBookletCoverPage": SWITCH,
     "QVOutsideFrontCover": SWITCH,
     "QVOutsideBackCover": SWITCH,
@@ -91,7 +92,7 @@ MORE_CHOICES = {
 }
 # Options without the choice of the printer's own setting: CUPS does not allow it, or there is no such
 # setting.
-NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "Resolution", "QVBookletCoverPage",
+NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "JRHOLDKEY", "Resolution", "QVBookletCoverPage",
                       "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
                       "QVInsideBackCover"}
 # Options that are not in the sources, because only CUPS and the printer use them.
@@ -166,7 +167,7 @@ checks.check(wanted["QvnDoubleStomp"] | wanted["QvnPixelBoost"] == small_text,
              "choices of small text")
 
 for name, choices in sorted(wanted.items()):
-    checks.check(len(choices) > 1, f"{name}: what are its choices?")
+    checks.check(len(choices) > (name != "JRHOLDKEY"), f"{name}: what are its choices?")
     for choice in choices:
         checks.check((choice in in_ppds.get(name, ())) != ((name, choice) in left_out_choices),
                      f"{name} {choice}: either in a PPD file or left out, one of both")
@@ -214,6 +215,11 @@ for ppd in ppds:
             {"Auto"} if (name, "PrinterS") in RENAMED else set())
         say(not printers or option.default in printers or name == "QVBookletFold",
             f"{name}: the default is the printer's own setting")
+    say(ppd.options["JRHOLDKEY"].default == "None", "no PIN by default")
+    say(("CustomJRHOLDKEY", "True") in {(key, option) for key, option, _, _ in ppd.entries}
+        and ppd.value("ParamCustomJRHOLDKEY") == "1 passcode 4 8", "a PIN of 4 to 8 digits")
+    say([ppd.value(f"cupsJob{name}") for name in ("Password", "AccountId", "AccountingUserId")]
+        == ["1111", "True", "True"], "a PIN and accounts of IPP clients")
     say(ppd.options["Collate"].default == "True", "copies are collated by default")
     say(ppd.value("cupsFilter") == "application/vnd.cups-postscript 0 jobshaper-queue", "*cupsFilter")
     say(re.search(r'^\*JobPatchFile 1: "[^"\n]+"$', ppd.content, re.MULTILINE),

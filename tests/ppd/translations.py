@@ -33,9 +33,17 @@ def read_catalog(language):
     return dict(entries)
 
 
+def custom_texts(ppd):
+    """The texts of the PIN that a user types: (keyword, name) -> text."""
+    # libcups has a text of its own for the choice in English, so ppdc leaves it out there.
+    return {(key, option): text or "A PIN of your own" for key, option, text, _ in ppd.entries
+            if key in ("CustomJRHOLDKEY", "ParamCustomJRHOLDKEY")}
+
+
 texts = set()
 for ppd in ppds:
     texts |= set(ppd.groups.values())
+    texts |= set(custom_texts(ppd).values())
     for option in ppd.options.values():
         texts |= {option.text} | {choice.text for choice in option.choices.values()}
 texts = {text for text in texts if in_words(text)}
@@ -78,6 +86,8 @@ for language in sorted(languages):
             expect("Translation", name, option.text)
             for choice, (text, _) in option.choices.items():
                 expect(name, choice, text)
+        for (key, name), text in custom_texts(ppd).items():
+            expect(key, name, text)
         checks.check(language in (ppd.value("cupsLanguages") or "").split(),
                      f"{ppd.name}: *cupsLanguages without {language}")
 

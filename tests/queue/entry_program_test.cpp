@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -283,6 +284,41 @@ TEST(EntryProgram, TakesOutTheCodeOfAChoiceWithoutItsEquipment) {
   EXPECT_NE(body("Tray5", "five\n5\n").find(begin + "Tray5\n" + end), std::string::npos);
   EXPECT_NE(body("Tray5\r", "five\n").find(begin + "Tray5\r" + end), std::string::npos);
   EXPECT_NE(body("Tray1", "one\n").find(begin + "Tray1\none\n" + end), std::string::npos);
+}
+
+// ---- jobs that are not printed
+
+TEST(RefusedJob, SendsNothingAndTellsItsUserWhy) {
+  Queue queue;
+  for (const char* options : {"PrintTo=JRConf", "job-password=secret", "JRHOLDKEY=Custom.47x11"}) {
+    const Outcome outcome = queue.run(withOptions(kJob, options));
+    EXPECT_EQ(outcome.out, "") << options;
+    EXPECT_EQ(outcome.exitStatus, 1) << options;
+    EXPECT_TRUE(outcome.err.starts_with("ERROR: Not printed: ")) << outcome.err;
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+    // Not even a wrong PIN is told to others.
+    EXPECT_EQ(outcome.err.find("secret"), std::string::npos);
+    EXPECT_EQ(outcome.err.find("47"), std::string::npos);
+  }
+}
+
+TEST(RefusedJob, EndsAfterItsMessageHasBeenRead) {
+  int pipe[2];
+  ASSERT_EQ(::pipe(pipe), 0);
+  const Queue queue;
+  Process process(QUEUE_PROGRAM, withOptions(kJob, "PrintTo=JRConf"), queue.environment,
+                  [&] { ::dup2(pipe[1], STDERR_FILENO); });
+  ::close(pipe[1]);
+  char text[200];
+  ASSERT_EQ(::read(pipe[0], text, 1), 1);
+  ::usleep(100000);  // in which it would end
+  siginfo_t ended = {};
+  ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(process.pid()), &ended, WEXITED | WNOHANG | WNOWAIT),
+            0);
+  EXPECT_EQ(ended.si_pid, 0);
+  ASSERT_GT(::read(pipe[0], text, sizeof text), 0);
+  EXPECT_EQ(process.finish().exitStatus, 1);
+  ::close(pipe[0]);
 }
 
 // ---- PPD files that cannot be used

@@ -1,0 +1,93 @@
+#include "queue/passcode.h"
+
+#include <strings.h>
+
+#include <cstdio>
+#include <string_view>
+
+#include "queue/header_text.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr char kPrintTo[] = "PrintTo";
+constexpr char kConfidential[] = "JRConf";
+constexpr char kKey[] = "JRHOLDKEY";
+constexpr char kNoKey[] = "None";  // the choice of the PPD file
+constexpr std::string_view kDialogPrefix = "Custom.";
+
+constexpr char kPassword[] = "job-password";
+constexpr char kEncryption[] = "job-password-encryption";
+// What *cupsJobPassword of the PPD files tells IPP clients.
+constexpr std::size_t kPasswordLength = 4;
+
+bool isConfidential(const OptionList& options) {
+  const char* const printTo = options.find(kPrintTo);
+  return printTo && strcasecmp(printTo, kConfidential) == 0;
+}
+
+// As many digits as that.
+bool isPin(std::string_view text, std::size_t shortest, std::size_t longest) {
+  return text.size() >= shortest && text.size() <= longest &&
+         text.find_first_not_of("0123456789") == text.npos;
+}
+
+std::string refusal(const std::string& reason) {
+  return "Not printed: " + reason + " Cancel the job and print it again.";
+}
+
+// What the user has typed; nothing when the job has no key.
+std::optional<std::string_view> typedKey(const OptionList& options) {
+  const char* const value = options.find(kKey);
+  if (!value || !isPasscodeChoice(value)) return std::nullopt;
+  std::string_view key = value;
+  if (strncasecmp(value, kDialogPrefix.data(), kDialogPrefix.size()) == 0) {
+    key.remove_prefix(kDialogPrefix.size());
+  }
+  return key;
+}
+
+std::optional<std::string> makeConfidential(OptionList& options, const std::string& pin) {
+  const char* const asked = options.find(kPrintTo);
+  if (asked && !isConfidential(options)) {
+    std::fprintf(stderr,
+                 "WARNING: PrintTo=%s is not for a job with a PIN; JRConf is used instead.\n",
+                 headerText(asked).c_str());
+  }
+  options.put(kPrintTo, kConfidential);
+  options.put(kKey, pin);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> takePasscode(OptionList& options) {
+  const std::optional<std::string_view> key = typedKey(options);
+  const char* const password = options.find(kPassword);
+  if (key && (!password || isConfidential(options))) {
+    if (isPin(*key, 4, 8)) return makeConfidential(options, std::string(*key));
+    return refusal("the PIN must be 4 to 8 digits.");
+  }
+  if (!password) return std::nullopt;
+  const char* const encryption = options.find(kEncryption);
+  if (encryption && std::string_view(encryption) != "none") {
+    return refusal("the printer cannot read an encrypted PIN (job-password-encryption).");
+  }
+  if (isPin(password, kPasswordLength, kPasswordLength)) return makeConfidential(options, password);
+  return refusal("the PIN (job-password) must be 4 digits.");
+}
+
+std::optional<std::string> whyNotConfidential(const OptionList& options, bool queueHasPasscode) {
+  const bool hasKey = typedKey(options).has_value();
+  if (hasKey == isConfidential(options)) return std::nullopt;
+  if (hasKey) return refusal("the job has a PIN, but the printer keeps no confidential jobs.");
+  if (queueHasPasscode) {
+    return refusal("the default PIN of the queue is no secret; the job needs one of its own.");
+  }
+  return refusal("a confidential job needs a PIN of 4 to 8 digits.");
+}
+
+bool isPasscodeChoice(const char* choice) { return choice && strcasecmp(choice, kNoKey) != 0; }
+
+}  // namespace jobshaper

@@ -1,0 +1,172 @@
+// The PIN of a confidential job: which one the printer is told, and which jobs are not printed.
+#include "queue/passcode.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+
+#include "queue/option_string.h"
+#include "settings/argument_store.h"
+#include "tests/queue/queue_ppd.h"
+#include "tests/support/program.h"
+
+namespace jobshaper::testing {
+namespace {
+
+// The PPD file as our printers have it, with this default of PrintTo and, if any, of the PIN.
+std::string ppdText(const std::string& printTo, const std::string& defaultKey = "None") {
+  return ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify JRConf", printTo) +
+                 ppdOption("JRHOLDKEY", "None", defaultKey) +
+                 "*CustomJRHOLDKEY True: \"\"\n*ParamCustomJRHOLDKEY PIN: 1 passcode 4 8\n");
+}
+
+const std::string kPpd = ppdText("JRPrinter");
+
+struct Answer {
+  std::string keeps;    // PrintTo and JRHOLDKEY as the filter gets them, "JRConf 4711"
+  std::string refusal;  // without what is the same in all
+  std::string said;     // on standard error
+};
+
+Answer answer(const std::string& options, const std::optional<std::string>& ppd = kPpd) {
+  TemporaryFolder directory;
+  const std::string path = directory.file("printer.ppd");
+  if (ppd) writeFile(path, *ppd);
+  QueueJob job;
+  job.options = options.c_str();
+  job.copies = "1";
+  if (ppd) job.ppdPath = path.c_str();
+  ::testing::internal::CaptureStderr();
+  const CompletedJob completed = completedJob(job);
+  Answer answer;
+  answer.said = ::testing::internal::GetCapturedStderr();
+  argumentStore store;
+  store.initWithOptionString(completed.options.c_str());
+  answer.keeps = std::string(store.getValue("PrintTo").value_or("")) + " " +
+                 std::string(store.getValue("JRHOLDKEY").value_or(""));
+  if (completed.refusal) {
+    const std::string begin = "Not printed: ";
+    const std::string end = " Cancel the job and print it again.";
+    EXPECT_TRUE(completed.refusal->starts_with(begin) && completed.refusal->ends_with(end));
+    answer.refusal = completed.refusal->substr(
+        begin.size(), completed.refusal->size() - begin.size() - end.size());
+    EXPECT_EQ(completed.options, "");
+  }
+  return answer;
+}
+
+TEST(Passcode, MakesAJobConfidential) {
+  const std::string warning =
+      "WARNING: PrintTo=JRVerify is not for a job with a PIN; JRConf is used instead.\n";
+  struct Row {
+    const char* options;
+    const char* key;
+    std::string said;
+  };
+  const Row rows[] = {
+      // typed in a dialog, or at lp
+      {"PrintTo=JRConf JRHOLDKEY=Custom.4711", "4711", ""},
+      {"PrintTo=JRConf JRHOLDKEY=custom.4711", "4711", ""},
+      {"PrintTo=JRConf JRHOLDKEY=4711", "4711", ""},
+      {"printto=jrconf jrholdkey=0042", "0042", ""},
+      {"PrintTo=JRConf JRHOLDKEY=12345678", "12345678", ""},
+      {"JRHOLDKEY=Custom.4711", "4711", ""},
+      {"PrintTo=JRVerify JRHOLDKEY=4711", "4711", warning},
+      // from IPP clients
+      {"job-password=4711", "4711", ""},
+      {"job-password=4711 job-password-encryption=none", "4711", ""},
+      {"job-password=4711 PrintTo=JRConf", "4711", ""},
+      {"job-password=4711 PrintTo=JRConf JRHOLDKEY=None", "4711", ""},
+      {"job-password=4711 PrintTo=JRVerify", "4711", warning},
+      {"job-password=4711 PrintTo=JRSoon", "4711",
+       "WARNING: PrintTo=JRSoon is not for a job with a PIN; JRConf is used instead.\n"},
+      // both
+      {"job-password=4711 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
+      {"job-password=x job-password-encryption=md5 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
+      {"job-password=4711 JRHOLDKEY=123456", "4711", ""},
+      {"job-password=4711 PrintTo=JRVerify JRHOLDKEY=x", "4711", warning},
+  };
+  for (const Row& row : rows) {
+    for (const auto& ppd :
+         {std::optional(kPpd), std::optional(ppdText("JRVerify")), std::optional<std::string>()}) {
+      const Answer got = answer(row.options, ppd);
+      EXPECT_EQ(got.refusal, "") << row.options;
+      EXPECT_EQ(got.keeps, std::string("JRConf ") + row.key) << row.options;
+      EXPECT_EQ(got.said, row.said) << row.options;
+    }
+  }
+}
+
+TEST(Passcode, OfAnotherFormIsRefused) {
+  const std::string bad = "the PIN must be 4 to 8 digits.";
+  const std::string badPassword = "the PIN (job-password) must be 4 digits.";
+  const std::string encrypted =
+      "the printer cannot read an encrypted PIN (job-password-encryption).";
+  const std::pair<const char*, std::string> rows[] = {
+      {"PrintTo=JRConf JRHOLDKEY=471", bad},
+      {"PrintTo=JRConf JRHOLDKEY=123456789", bad},
+      {"PrintTo=JRConf JRHOLDKEY=471x", bad},
+      {"PrintTo=JRConf JRHOLDKEY=4711\\ ", bad},
+      {"PrintTo=JRConf JRHOLDKEY=-4711", bad},
+      {"PrintTo=JRConf JRHOLDKEY=<34>711", bad},
+      {"PrintTo=JRConf JRHOLDKEY=\xD9\xA4\xD9\xA7\xD9\xA1\xD9\xA1", bad},
+      {"PrintTo=JRConf JRHOLDKEY=", bad},
+      {"PrintTo=JRConf JRHOLDKEY", bad},
+      {"PrintTo=JRConf JRHOLDKEY=Custom.", bad},
+      {"PrintTo=JRConf JRHOLDKEY=Custom.Custom.4711", bad},
+      {"JRHOLDKEY=Custom.", bad},
+      {"job-password=", badPassword},
+      {"job-password=471", badPassword},
+      {"job-password=47111", badPassword},
+      {"job-password=47a1", badPassword},
+      {"job-password=Custom.4711", badPassword},
+      {"job-password=4711 job-password-encryption=sha2-256", encrypted},
+      {"job-password=4711 job-password-encryption=", encrypted},
+      // the job's own key counts
+      {"job-password=4711 PrintTo=JRConf JRHOLDKEY=x", bad},
+      // where nothing can be added
+      {"PrintTo=JRConf JRHOLDKEY=x a={b", bad},
+      {"job-password=x a={b", badPassword},
+  };
+  for (const auto& [options, reason] : rows) {
+    const Answer got = answer(options);
+    EXPECT_EQ(got.refusal, reason) << options;
+    EXPECT_EQ(got.said, "") << options;
+  }
+}
+
+TEST(Passcode, IsMissing) {
+  const std::string none = "a confidential job needs a PIN of 4 to 8 digits.";
+  const std::string ofTheQueue =
+      "the default PIN of the queue is no secret; the job needs one of its own.";
+  const std::string withDefault = ppdText("JRConf", "Custom.9999");
+  EXPECT_EQ(answer("PrintTo=JRConf").refusal, none);
+  EXPECT_EQ(answer("PrintTo=jrconf JRHOLDKEY=None").refusal, none);
+  EXPECT_EQ(answer("", ppdText("JRConf")).refusal, none);
+  EXPECT_EQ(answer("PrintTo=JRConf", std::nullopt).refusal, none);
+  EXPECT_EQ(answer("PrintTo=JRConf a={b").refusal, none);
+  EXPECT_EQ(answer("", withDefault).refusal, ofTheQueue);
+  EXPECT_EQ(answer("PrintTo=JRConf JRHOLDKEY=None", withDefault).refusal, ofTheQueue);
+  EXPECT_EQ(answer("JRHOLDKEY=4711", withDefault).keeps, "JRConf 4711");
+  // A default PIN alone makes no job confidential.
+  EXPECT_EQ(answer("", ppdText("JRPrinter", "Custom.9999")).keeps, " ");
+}
+
+TEST(Passcode, NeedsAPrinterThatKeepsConfidentialJobs) {
+  const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"));
+  EXPECT_EQ(answer("job-password=4711", ppd).refusal,
+            "the job has a PIN, but the printer keeps no confidential jobs.");
+}
+
+TEST(Passcode, LeavesOtherJobsAlone) {
+  for (const char* options : {"", "JRHOLDKEY=None", "job-password-encryption=md5",
+                              "PrintTo=JRVerify", "PrintTo=JRPrinter JRHOLDKEY=none"}) {
+    const Answer got = answer(options);
+    EXPECT_EQ(got.refusal + got.said, "") << options;
+    EXPECT_FALSE(got.keeps.starts_with("JRConf")) << options;
+  }
+}
+
+}  // namespace
+}  // namespace jobshaper::testing
