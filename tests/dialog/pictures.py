@@ -22,19 +22,13 @@ import urllib.request
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "scheduler"))
 import private_cups  # noqa: E402
-from private_cups import end_with_parent  # noqa: E402
+from private_cups import end_with_parent, free_port  # noqa: E402
 
 QUEUES = {"Color": "color-finisher", "Small": "small-mono"}
 LANGUAGES = {"en": "en_US", "de": "de_DE"}
 # The tabs of the web interface are switched by a script; the picture shows all of them.
 ALL_TABS = ("<style>.tabs { height: auto !important; overflow: visible !important } "
             ".tab { height: auto !important; overflow: visible !important }</style></head>")
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 class WebCups(private_cups.PrivateCups):

@@ -63,6 +63,12 @@ def what_is_missing():
     return None
 
 
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
 class PrivateCups:
     def __init__(self):
         os.umask(0o022)  # the scheduler's user is another one
@@ -92,6 +98,7 @@ class PrivateCups:
                 (self.bin / name).symlink_to(SYSTEM_BIN / name)
         # The package keeps its backends here and copies them when it is configured.
         (self.bin / "backend" / "socket").symlink_to(SYSTEM_BIN / "backend-available" / "socket")
+        (self.bin / "backend" / "ipp").symlink_to(SYSTEM_BIN / "backend" / "ipp")
 
     def _write_configuration(self):
         if os.geteuid() == 0:
@@ -147,6 +154,11 @@ ErrorPolicy abort-job
 """
         (self.directory / "etc" / "cups-files.conf").write_text(files)
         (self.directory / "etc" / "cupsd.conf").write_text(daemon)
+
+    def configure(self, lines):
+        """Adds lines to cupsd.conf, before start()."""
+        with open(self.directory / "etc" / "cupsd.conf", "a") as file:
+            file.write(lines)
 
     def add_filter(self, name, program, directory=""):
         """Copies a program to where the scheduler looks for filters, as a package installs it."""
