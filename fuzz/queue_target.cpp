@@ -48,8 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   FUZZ_CHECK(lowestFreeDescriptor() == free);
   for (std::string_view said = messages.take(); !said.empty();) {
-    FUZZ_CHECK(said.starts_with("WARNING: "));
-    said.remove_prefix(std::min(said.find('\n'), said.size() - 1) + 1);
+    FUZZ_CHECK(said.starts_with("\nWARNING: "));
+    said.remove_prefix(std::min(said.find('\n', 1), said.size() - 1) + 1);
   }
 
   if (completed.refusal) {

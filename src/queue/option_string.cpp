@@ -146,8 +146,10 @@ const char* collation(const OptionList& jobOptions, const QueuePpd& ppd) {
   return strcasecmp(collate, "true") == 0 ? "true" : "false";
 }
 
+// All filters of a job write to the same pipe, some in pieces: the line end in front keeps a
+// message a line of its own.
 void warn(const char* option, const char* choice, const std::string& why, const char* instead) {
-  std::fprintf(stderr, "WARNING: %s=%s %s; %s is used instead.\n", option,
+  std::fprintf(stderr, "\nWARNING: %s=%s %s; %s is used instead.\n", option,
                headerText(choice).c_str(), why.c_str(), instead ? instead : "nothing");
 }
 
@@ -313,7 +315,7 @@ CompletedJob completedJob(const QueueJob& job) {
   if (whole) {
     completeOptions(wanted, completed, jobOptions, job);
   } else {
-    std::fputs("WARNING: The job's options cannot be completed.\n", stderr);
+    std::fputs("\nWARNING: The job's options cannot be completed.\n", stderr);
     completed.refusal = whyNotConfidential(wanted, false);
   }
   if (completed.refusal) return completed;

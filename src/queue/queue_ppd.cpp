@@ -62,7 +62,7 @@ bool isOfBearableSize(const Descriptor& file) {
 constexpr char kInstallable[] = "InstallableOptions";
 
 void report(const std::string& reason) {
-  std::fprintf(stderr, "WARNING: The PPD file is not used: %s.\n", reason.c_str());
+  std::fprintf(stderr, "\nWARNING: The PPD file is not used: %s.\n", reason.c_str());
 }
 
 // The file, or nothing and the reason on standard error.

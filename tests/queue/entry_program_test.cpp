@@ -88,7 +88,7 @@ void expectSame(const Outcome& outcome, const Outcome& expected) {
 
 void expectWarning(const Outcome& outcome, const std::string& reason, const Outcome& expected) {
   EXPECT_EQ(outcome.out, expected.out);
-  EXPECT_EQ(outcome.err, "WARNING: The PPD file is not used: " + reason + ".\n" + expected.err);
+  EXPECT_EQ(outcome.err, "\nWARNING: The PPD file is not used: " + reason + ".\n" + expected.err);
   EXPECT_EQ(outcome.exitStatus, 0);
 }
 
@@ -276,7 +276,7 @@ TEST(EntryProgram, TakesOutTheCodeOfAChoiceWithoutItsEquipment) {
   const auto body = [&](const char* choice, const std::string& code) {
     const Outcome outcome = queue.run({"Office", "42", "ada", "", "1", "InputSlot=Tray5"},
                                       begin + choice + "\n" + code + end);
-    EXPECT_NE(outcome.err.find("WARNING: InputSlot=Tray5 needs equipment that is not installed "
+    EXPECT_NE(outcome.err.find("\nWARNING: InputSlot=Tray5 needs equipment that is not installed "
                                "(OptionTray5=False); nothing is used instead.\n"),
               std::string::npos);
     return outcome.out;

@@ -207,8 +207,8 @@ TEST(UnusablePpd, AddsNothing) {
   EXPECT_EQ(completedJob(job).options, "");
   EXPECT_EQ(added("", "This is no PPD file.\n"), kOneCopy);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "WARNING: The PPD file is not used: No such file or directory.\n"
-            "WARNING: The PPD file is not used: Missing asterisk in column 1, line 1.\n");
+            "\nWARNING: The PPD file is not used: No such file or directory.\n"
+            "\nWARNING: The PPD file is not used: Missing asterisk in column 1, line 1.\n");
 }
 
 // ---- choices that the printer has
@@ -236,7 +236,7 @@ TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
                 EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd),
                           kOneCopy + " QVBookletFold=BiFold");
               }),
-              "WARNING: QVBookletFold=" + shown +
+              "\nWARNING: QVBookletFold=" + shown +
                   " is not a choice of this printer; BiFold is used instead.\n");
   }
 }
@@ -245,12 +245,12 @@ TEST(Choice, ThatThePpdLacksLeavesNothingWhereTheDefaultSaysNothing) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
   EXPECT_EQ(
       said([&] { EXPECT_EQ(completed("PrintTo=JRSoon a=1", ppd), "a=1 " + kOneCopy); }),
-      "WARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead.\n");
+      "\nWARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead.\n");
 }
 
 TEST(Choice, ThatThePpdLacksMakesNoLineOfTheLog) {
   EXPECT_EQ(said([] { completed("QVBookletFold=a\\\nERROR:\\ \\\"b", kFoldPpd); }),
-            "WARNING: QVBookletFold=a ERROR: 'b is not a choice of this printer; BiFold is used "
+            "\nWARNING: QVBookletFold=a ERROR: 'b is not a choice of this printer; BiFold is used "
             "instead.\n");
 }
 
@@ -291,7 +291,7 @@ TEST(Equipment, ThatIsMissingMakesAFoldAPlainBooklet) {
                 EXPECT_EQ(added("QVBookletFold=" + fold, ppdWithEquipment("False")),
                           kOneCopy + " QVBookletCoverSource=PrinterS QVBookletFold=Booklet");
               }),
-              "WARNING: QVBookletFold=" + fold +
+              "\nWARNING: QVBookletFold=" + fold +
                   " needs equipment that is not installed (OptionFinisher=False); Booklet is used "
                   "instead.\n");
   }
@@ -310,14 +310,14 @@ TEST(Equipment, ThatIsMissingLeavesTheDefault) {
               EXPECT_EQ(added("QVBookletCoverSource=Tray5", ppd),
                         kOneCopy + " QVBookletCoverSource=PrinterS QVBookletFold=false");
             }),
-            "WARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
+            "\nWARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
             "(OptionFinisher=False); PrinterS is used instead.\n");
   EXPECT_EQ(said([&] {
               EXPECT_EQ(completed("QVBookletFold=Booklet OptionDuplexer=False", ppd),
                         "QVBookletFold=Booklet OptionDuplexer=False " + kOneCopy +
                             " QVBookletCoverSource=PrinterS QVBookletFold=false");
             }),
-            "WARNING: QVBookletFold=Booklet needs equipment that is not installed "
+            "\nWARNING: QVBookletFold=Booklet needs equipment that is not installed "
             "(OptionDuplexer=False); false is used instead.\n");
 }
 
@@ -326,7 +326,7 @@ TEST(Equipment, ThatIsMissingForTheDefaultTooLeavesNothing) {
   const std::string line = "*DefaultQVBookletCoverSource: ";
   ppd.replace(ppd.find(line + "PrinterS"), line.size() + 8, line + "Tray5");
   EXPECT_EQ(said([&] { EXPECT_EQ(added("a=1", ppd), kOneCopy + " QVBookletFold=false"); }),
-            "WARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
+            "\nWARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
             "(OptionFinisher=False); nothing is used instead.\n");
 }
 
@@ -390,7 +390,7 @@ TEST(Setting, OfColorFollowsTheColorModel) {
   EXPECT_EQ(settingLines("ColorModel=Gray BLW=PrinterS", ppd), "");
   EXPECT_EQ(settingLines("BLW=TrueM", kFoldPpd), "");
   EXPECT_EQ(said([&] { EXPECT_EQ(settingLines("ColorModel=RGB", ppd), color); }),
-            "WARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead.\n");
+            "\nWARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead.\n");
 }
 
 TEST(Setting, OfAnOptionThatThePpdLacksIsNotSent) {
@@ -409,8 +409,8 @@ TEST(Setting, WithAValueOfTheUsersIsNotSent) {
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(settingLines("CyanBalance=9\\\n@PJL TonerDarkness=9", ppd), "@PJL SET DENSITY = 3\n");
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "WARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead.\n"
-            "WARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
+            "\nWARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead.\n"
+            "\nWARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
             "instead.\n");
 }
 
@@ -424,7 +424,7 @@ TEST(Setting, WithoutItsEquipmentIsNotSent) {
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(settingLines("", ppd), "");
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "WARNING: OutputBin=FinisherBin1 needs equipment that is not installed "
+            "\nWARNING: OutputBin=FinisherBin1 needs equipment that is not installed "
             "(OptionFinisher=False); nothing is used instead.\n");
 }
 
@@ -529,9 +529,9 @@ TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
   const std::string name = "com.apple.print.PrintSettings.PMCopies..n.";
   EXPECT_EQ(
       said([&] { EXPECT_EQ(added(name + "=1\\ >>\\ setuserparams", kNoPpd, "3"), name + "=3"); }),
-      "WARNING: " + name + "=1 >> setuserparams is no number of copies; 3 is used instead.\n");
+      "\nWARNING: " + name + "=1 >> setuserparams is no number of copies; 3 is used instead.\n");
   EXPECT_EQ(said([&] { EXPECT_EQ(completed("a=1 " + name + "=x", kNoPpd, "x"), "a=1"); }),
-            "WARNING: " + name + "=x is no number of copies; nothing is used instead.\n");
+            "\nWARNING: " + name + "=x is no number of copies; nothing is used instead.\n");
   // In a string to which nothing can be added, too.
   EXPECT_NE(said([&] {
               EXPECT_EQ(filterOptions(completed(name + "=x z={b", kNoPpd, "3"))[name], "3");
@@ -716,7 +716,7 @@ TEST(OptionString, ThatDoesNotEndStaysAsItIs) {
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(completed(options, kFoldPpd), options);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "WARNING: The job's options cannot be completed.\n")
+              "\nWARNING: The job's options cannot be completed.\n")
         << options;
   }
 }

@@ -55,7 +55,7 @@ def main(*arguments):
         job = (print_shared(cups, port, printer, file, options) if shared
                else cups.print("Office", printer, file, options))
         if cups.state_of(job.number) != "completed":
-            raise private_cups.Failure("\n".join(cups.log_of(job.number)))
+            raise private_cups.Failure("\n".join(cups.log.lines_of(job.number)))
         (work / "job.ps").write_bytes(job.input.read_bytes())
         (work / "output.prn").write_bytes(job.received)
         (work / "options").write_bytes(job.argv[5] + b"\n")

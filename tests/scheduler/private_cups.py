@@ -69,6 +69,40 @@ def free_port():
         return probe.getsockname()[1]
 
 
+class Log:
+    """The lines of a log file that grows. A line that is still being written is not among them."""
+
+    JOB = re.compile(r"\[Job (\d+)\] (.*)")
+
+    def __init__(self, path):
+        self._path = path
+        self._size = 0
+        self._lines = []
+        self._lines_of = {}
+
+    def lines(self):
+        self._read()
+        return self._lines
+
+    def lines_of(self, job):
+        """The lines of a job, without their times."""
+        self._read()
+        return self._lines_of.get(job, [])
+
+    def _read(self):
+        if not self._path.exists():
+            return
+        with open(self._path, "rb") as file:
+            file.seek(self._size)
+            text = file.read()
+        whole = text[:text.rfind(b"\n") + 1]
+        self._size += len(whole)
+        for line in whole.decode(errors="replace").split("\n")[:-1]:
+            self._lines.append(line)
+            if of_job := self.JOB.search(line):
+                self._lines_of.setdefault(int(of_job[1]), []).append(of_job[2])
+
+
 class PrivateCups:
     def __init__(self):
         os.umask(0o022)  # the scheduler's user is another one
@@ -76,7 +110,7 @@ class PrivateCups:
         self.directory.chmod(0o755)
         self.bin = self.directory / "bin"
         self.temp = self.directory / "tmp"
-        self.log = self.directory / "log" / "error_log"
+        self.log = Log(self.directory / "log" / "error_log")
         self.socket = self.directory / "cups.sock"
         self._cupsd = None
         atexit.register(self.stop)
@@ -115,7 +149,7 @@ StateDir {self.directory}/run
 RequestRoot {self.directory}/spool
 TempDir {self.temp}
 DocumentRoot {self.directory}/home
-ErrorLog {self.log}
+ErrorLog {self.directory}/log/error_log
 AccessLog {self.directory}/log/access_log
 PageLog {self.directory}/log/page_log
 LogFilePerm 0644
@@ -185,7 +219,7 @@ ErrorPolicy abort-job
             reason = subprocess.run([*self._program(), "-t"], stdout=subprocess.PIPE,
                                     stderr=subprocess.STDOUT, timeout=15, check=False).stdout
             raise Failure("the scheduler ended: " + reason.decode(errors="replace")
-                          + self.log_text())
+                          + "\n".join(self.log.lines()))
         with socket.socket(socket.AF_UNIX) as connection:
             try:
                 connection.connect(str(self.socket))
@@ -259,18 +293,10 @@ ErrorPolicy abort-job
     def cancel(self, job):
         self.command("cancel", str(job))
 
-    def log_text(self):
-        return self.log.read_text(errors="replace") if self.log.exists() else ""
-
-    def log_of(self, job):
-        """The log lines of a job, without their times."""
-        mark = f"[Job {job}] "
-        return [line.split(mark, 1)[1] for line in self.log_text().splitlines() if mark in line]
-
     def wait_for(self, job, seconds=60):
         """Waits until a job has ended, and all programs that the scheduler started for it."""
         def ended():
-            lines = "\n".join(self.log_of(job))
+            lines = "\n".join(self.log.lines_of(job))
             started = set(re.findall(r"^Started (?:filter|backend) .*\(PID (\d+)\)$", lines, re.M))
             return (END_OF_JOB.search(lines)
                     and started <= set(re.findall(r"^PID (\d+) \(", lines, re.M)))
@@ -278,4 +304,4 @@ ErrorPolicy abort-job
 
     def state_of(self, job):
         """"completed", "canceled", "aborted", or "stopped", of a job that has ended."""
-        return END_OF_JOB.search("\n".join(self.log_of(job))).group(1)
+        return END_OF_JOB.search("\n".join(self.log.lines_of(job))).group(1)

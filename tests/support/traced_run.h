@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
@@ -30,6 +31,8 @@ class TracedRun {
 
   // Called before each call. The call fails with the error that this returns, unless it is 0.
   std::function<int(const SystemCall&)> before = [](const SystemCall&) { return 0; };
+  // The calls after this one are no longer stopped, nor counted.
+  int lastIndex = std::numeric_limits<int>::max();
   // Called after each call.
   std::function<void(const SystemCall&)> after = [](const SystemCall&) {};
 
