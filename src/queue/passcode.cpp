@@ -52,7 +52,7 @@ std::optional<std::string> makeConfidential(OptionList& options, const std::stri
   const char* const asked = options.find(kPrintTo);
   if (asked && !isConfidential(options)) {
     std::fprintf(stderr,
-                 "WARNING: PrintTo=%s is not for a job with a PIN; JRConf is used instead.\n",
+                 "\nWARNING: PrintTo=%s is not for a job with a PIN; JRConf is used instead.\n",
                  headerText(asked).c_str());
   }
   options.put(kPrintTo, kConfidential);

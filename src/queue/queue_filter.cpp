@@ -42,7 +42,7 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   job.ppdPath = std::getenv("PPD");
   CompletedJob completed = completedJob(job);
   if (completed.refusal) {
-    std::fprintf(stderr, "ERROR: %s\n", completed.refusal->c_str());
+    std::fprintf(stderr, "\nERROR: %s\n", completed.refusal->c_str());
     // The scheduler shows no message that it reads after it knows that the filter has failed.
     waitUntilRead(STDERR_FILENO);
     return 1;

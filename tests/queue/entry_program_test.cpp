@@ -294,8 +294,8 @@ TEST(RefusedJob, SendsNothingAndTellsItsUserWhy) {
     const Outcome outcome = queue.run(withOptions(kJob, options));
     EXPECT_EQ(outcome.out, "") << options;
     EXPECT_EQ(outcome.exitStatus, 1) << options;
-    EXPECT_TRUE(outcome.err.starts_with("ERROR: Not printed: ")) << outcome.err;
-    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+    EXPECT_TRUE(outcome.err.starts_with("\nERROR: Not printed: ")) << outcome.err;
+    EXPECT_EQ(outcome.err.find('\n', 1), outcome.err.size() - 1) << outcome.err;
     // Not even a wrong PIN is told to others.
     EXPECT_EQ(outcome.err.find("secret"), std::string::npos);
     EXPECT_EQ(outcome.err.find("47"), std::string::npos);

@@ -58,7 +58,7 @@ Answer answer(const std::string& options, const std::optional<std::string>& ppd 
 
 TEST(Passcode, MakesAJobConfidential) {
   const std::string warning =
-      "WARNING: PrintTo=JRVerify is not for a job with a PIN; JRConf is used instead.\n";
+      "\nWARNING: PrintTo=JRVerify is not for a job with a PIN; JRConf is used instead.\n";
   struct Row {
     const char* options;
     const char* key;
@@ -80,7 +80,7 @@ TEST(Passcode, MakesAJobConfidential) {
       {"job-password=4711 PrintTo=JRConf JRHOLDKEY=None", "4711", ""},
       {"job-password=4711 PrintTo=JRVerify", "4711", warning},
       {"job-password=4711 PrintTo=JRSoon", "4711",
-       "WARNING: PrintTo=JRSoon is not for a job with a PIN; JRConf is used instead.\n"},
+       "\nWARNING: PrintTo=JRSoon is not for a job with a PIN; JRConf is used instead.\n"},
       // both
       {"job-password=4711 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
       {"job-password=x job-password-encryption=md5 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},

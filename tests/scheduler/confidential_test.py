@@ -130,7 +130,7 @@ class ConfidentialTest(unittest.TestCase):
 
     def assert_no_trace_of(self, pin, number):
         """Only CUPS itself writes the PIN, with the arguments of a filter."""
-        lines = [line for line in self.cups.log_of(number)
+        lines = [line for line in self.cups.log.lines_of(number)
                  if pin in line and not line.startswith("argv[5]=")]
         self.assertEqual(lines, [])
 
