@@ -86,8 +86,6 @@ void expectParameters(const std::string& options, const std::string& parameters,
                       Where where = Where::here()) {
   expectFolded(coverJob("4", options, pages(2)), pages(2, 1, request("%%Page: 1 1\n", parameters)),
                where);
-  expectFolded(coverJob("4", options + kOnlyInside, pages(2)),
-               pages(2, 2, kSimplex + request("%%Page: 2 2\n", parameters)), where);
 }
 
 TEST(CoverSource, EveryTrayHasItsPosition) {

@@ -234,11 +234,14 @@ constexpr const char* kMacRoman[128] = {
 };
 
 TEST(PjlAccounting, EveryMacRomanByteIsSentInUtf8) {
-  for (std::size_t i = 0; i < std::size(kMacRoman); ++i) {
-    const std::string byte(1, static_cast<char>(0x80 + i));
-    const std::string character = kMacRoman[i];
-    expectLines("JAUSERID=" + byte + " JAACCTNUM=x" + byte + byte + " JADEPTNUM=" + byte + "y",
-                accounting(character, "x" + character + character, character + "y"));
+  for (std::size_t i = 0; i < std::size(kMacRoman);) {
+    std::string bytes, characters;
+    for (const std::size_t end = i + 16; i < end; ++i) {
+      bytes += static_cast<char>(0x80 + i);
+      characters += kMacRoman[i];
+    }
+    expectLines("JAUSERID=" + bytes + " JAACCTNUM=x" + bytes + bytes + " JADEPTNUM=" + bytes + "y",
+                accounting(characters, "x" + characters + characters, characters + "y"));
   }
   // Text in UTF-8 is converted byte by byte.
   expectLines("JAUSERID=\xc3\xa4 JAACCTNUM=\xe2\x82\xac", accounting("√§", "‚Ç¨", ""));

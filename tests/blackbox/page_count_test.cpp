@@ -78,7 +78,7 @@ TEST(PageCount, IsTheLeadingNumberOfTheText) {
 
 // Lengths around which the two digits of the number may fall into two reads.
 TEST(PageCount, MayFollowAnyNumberOfBlanksOrZeros) {
-  for (const std::size_t n : {1023U, 4095U, 8191U, 16383U, 65535U, 1048575U, 3000000U}) {
+  for (const std::size_t n : {1023U, 8191U, 65535U, 3000000U}) {
     expectCoverAt(
         {std::string(n, ' ') + "12", std::string(n, '\n') + "12", std::string(n, '0') + "12"}, 6,
         5);
