@@ -55,15 +55,15 @@ struct Destination {
   }
 };
 
-// A number from 1 to `limit`, anew at each call.
-std::size_t upTo(std::size_t limit, unsigned& random) {
+// A number from 1 to `limit`, another one at each call.
+std::size_t atMost(std::size_t limit, unsigned& random) {
   random = random * 1103515245U + 12345U;
   return 1 + (random >> 8) % limit;
 }
 
 // Every way to search, with any set of triggers to look for.
 void compareSearches(std::string_view job, unsigned random) {
-  const auto wanted = static_cast<TriggerSet>(upTo(0xFFFF, random));
+  const auto wanted = static_cast<TriggerSet>(atMost(0xFFFF, random));
   const auto searches = triggerSearches();
   const std::size_t reference = searches.back().find(job, wanted);
   for (const TriggerSearch& search : searches) FUZZ_CHECK(search.find(job, wanted) == reference);
@@ -81,9 +81,9 @@ void runPlain(StreamRewriter& rewriter, std::string_view job) {
 void runReads(StreamRewriter& rewriter, JobOutput& output, std::string_view job, unsigned random) {
   static ProcessFile file;
   PipeTap tap(file.descriptor(), -1);
-  PieceReader input(tap, upTo(2 * kLongestPiece, random));
+  PieceReader input(tap, atMost(2 * kLongestPiece, random));
   for (;;) {
-    const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());
+    const std::size_t next = std::min(atMost(job.size() + 1, random), job.size());
     file.append(job.substr(0, next));
     job.remove_prefix(next);
     const auto block = input.next();
@@ -95,10 +95,10 @@ void runReads(StreamRewriter& rewriter, JobOutput& output, std::string_view job,
   file.take();
 }
 
-// Pipes have room for as much. Longer jobs are not sent through them.
+// Pipes hold as much. Longer jobs are not sent through them.
 constexpr std::size_t kMostPiped = 32 * 1024;
 
-// Pipes, one of which grows before each read, while the other is emptied behind each block.
+// Pipes, one of which grows before each read, while the other is emptied after each block.
 std::string runPipes(const JobState& state, std::string_view job, unsigned random) {
   int in[2], out[2];
   FUZZ_CHECK(::pipe(in) == 0 && ::pipe(out) == 0);
@@ -107,9 +107,9 @@ std::string runPipes(const JobState& state, std::string_view job, unsigned rando
   {
     JobOutput output(out[1], -1, -1, in[0]);
     StreamRewriter rewriter(state, output);
-    PieceReader input(output.tap(), upTo(2 * kLongestPiece, random));
+    PieceReader input(output.tap(), atMost(2 * kLongestPiece, random));
     for (bool open = true;;) {
-      const std::size_t next = std::min(upTo(job.size() + 1, random), job.size());
+      const std::size_t next = std::min(atMost(job.size() + 1, random), job.size());
       if (next > 0) {
         FUZZ_CHECK(::write(in[1], job.data(), next) == static_cast<ssize_t>(next));
         job.remove_prefix(next);
@@ -137,7 +137,7 @@ std::string runPipes(const JobState& state, std::string_view job, unsigned rando
 void runRegions(StreamRewriter& rewriter, JobOutput& output, std::string_view job,
                 unsigned random) {
   while (!job.empty()) {
-    const std::size_t wanted = upTo(job.size(), random);
+    const std::size_t wanted = atMost(job.size(), random);
     std::size_t region = 0;
     while (region < wanted) region += firstPiece(job.substr(region)).size();
     FUZZ_CHECK(rewriter.handleAll(job.substr(0, region)));

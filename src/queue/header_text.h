@@ -6,7 +6,7 @@
 
 namespace jobshaper {
 
-// The text as it may stand between quotes in a PJL line or in a line of the log: quotes become
+// The text as it may be between quotes in a PJL line or in a line of the log: quotes become
 // apostrophes and control characters blanks, those of UTF-8 included.
 std::string headerText(std::string_view text);
 

@@ -112,7 +112,7 @@ bool leavesItToThePrinter(const char* option, const char* choice) {
          std::any_of(std::begin(kIppOptions), std::end(kIppOptions), isOption);
 }
 
-// CUPS writes the two values of a switch in small letters, whatever the PPD file calls its
+// CUPS writes the two values of a switch in lower case, whatever the PPD file calls its
 // choices, and the filter compares with those.
 const char* asJobOption(const char* choice) {
   for (const char* value : {"true", "false"}) {
@@ -193,9 +193,9 @@ void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueueP
   if (!ppd.hasOption(option)) return;
   const char* const choice = possibleChoice(ppd, option, markedChoice(jobOptions, ppd, option));
   const char* const asked = jobOptions.find(option);
-  const bool stands =
+  const bool isSent =
       choice && (!saysNothing(option, choice) || (asked && strcasecmp(asked, choice) == 0));
-  if (stands) {
+  if (isSent) {
     wanted.put(option, asJobOption(choice));
   } else {
     wanted.remove(option);
@@ -214,7 +214,7 @@ bool settleSetting(OptionList& wanted, const OptionList& jobOptions, const Queue
   return true;
 }
 
-// The job's own BLW stands.
+// The job's own BLW wins.
 bool settleColor(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd) {
   if (!ppd.hasOption(kColorModel)) return false;
   const char* const model = markedChoice(jobOptions, ppd, kColorModel);

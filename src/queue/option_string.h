@@ -40,7 +40,7 @@ struct CompletedJob {
 //   names that the filter reads;
 // - texts for the header in which a quote or a control character would break it, without those;
 // - the accounting values in Mac OS Roman, where they can be expressed in it.
-// Of two values under one name the later counts. If an option has to be left out or spelled
+// Of two values under one name the later wins. If an option has to be left out or spelled
 // otherwise, the string is a new one with all the others.
 //
 // A PPD file that cannot be used is reported on standard error and adds nothing. So does a string

@@ -1,5 +1,5 @@
 // Jobs that cannot be brought to their end: manual booklets without room for their temporary
-// files, and jobs of every kind that are cancelled.
+// files, and jobs of every kind that are canceled.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,9 +62,9 @@ TEST(ManualBookletFault, InTheHeaderFileThatOnlyOtherOrientationsNeedIsNone) {
 
 TEST(ManualBookletFault, TemporaryDirectoryIsMissing) {
   Job job = manualJob(join(kTop, pages("12345")));
-  job.env("TMPDIR", job.tmpFile("no such folder"));
+  job.env("TMPDIR", job.tmpFile("no such directory"));
   expectFailure(job.run(), job);
-  EXPECT_FALSE(fs::exists(job.tmpFile("no such folder")));
+  EXPECT_FALSE(fs::exists(job.tmpFile("no such directory")));
 }
 
 TEST(ManualBookletFault, TemporaryDirectoryIsAFile) {
@@ -85,7 +85,7 @@ TEST(ManualBookletFault, JobIdHoldsASlash) {
   for (const char* id : {"a/b", "/b", "/../b", "a/../b"}) {
     Job job = manualJob(join(kTop, pages("12345")));
     job.jobId(id);
-    // With these folders the names would lead to files.
+    // With these directories the names would lead to files.
     for (const char* name : kManualFiles) {
       fs::create_directory(job.tmpFile(join(name, "a")));
       fs::create_directory(job.tmpFile(name));
@@ -100,7 +100,7 @@ TEST(ManualBookletFault, JobIdHoldsASlash) {
 TEST(ManualBookletFault, IsNoneOfPlainJobsAndPrinterMadeBooklets) {
   for (const char* options : {"", "QVBookletFold=Booklet"}) {
     Job job;
-    job.jobId("a/b").env("TMPDIR", job.tmpFile("no such folder"));
+    job.jobId("a/b").env("TMPDIR", job.tmpFile("no such directory"));
     job.options(options).input(std::string(kTop));
     expectOutcome(job.run(), join(plainHeader(), kTop, trailer()), tmpLines(job));
   }
@@ -203,7 +203,7 @@ TEST(ManualBookletFault, ReorderedFileCannotBeOpened) {
   expectOutcome(run.process().finish(), "", join(threeTmpLines(run.job()), kCannotRead), 1);
 }
 
-// ---- no room
+// ---- no space
 
 Outcome runWithLimit(const Job& job, rlim_t size) {
   const FileSizeLimit limit(size);
@@ -266,7 +266,7 @@ TEST(ManualBookletRoom, MissingOnAFullDisk) {
   expectFailure(job.run(), job);
 }
 
-// ---- cancelled during the reordering
+// ---- canceled during the reordering
 
 void expectCancelled(const Outcome& outcome, std::string_view out, std::string_view err) {
   EXPECT_EQ(outcome.out, out);
@@ -274,7 +274,7 @@ void expectCancelled(const Outcome& outcome, std::string_view out, std::string_v
   EXPECT_EQ(outcome.signal, SIGTERM);
 }
 
-// Takes the start of a job and is cancelled while it waits for more.
+// Takes the start of a job and is canceled while it waits for more.
 void expectNothingLeftAfter(std::string_view start) {
   WaitingReordering run(start);
   ASSERT_TRUE(sleeps(run.process()));
@@ -308,10 +308,10 @@ TEST(CancelledReordering, KeepsTheCaptureFiles) {
   expectNoManualFiles(job);
 }
 
-// ---- cancelled in the line loop, waiting for input
+// ---- canceled in the line loop, waiting for input
 
 // Takes the start of a job, whose last piece holds a zero byte and is thus sent at once, and is
-// then cancelled.
+// then canceled.
 void expectCancelledAfter(const Job& job, std::string_view start, std::string_view body) {
   Process process(job.program(), job.argv(), job.environment());
   process.write(start);
@@ -342,7 +342,7 @@ TEST(CancelledJob, GetsItsTrailerAfterTheLineThatIsNotWhole) {
 TEST(CancelledJob, GetsItsTrailerInAFoldedBooklet) {
   Job job;
   job.options("QVBookletFold=SaddleStitch");
-  // Cancelled while the code of the fold feature is dropped.
+  // Canceled while the code of the fold feature is dropped.
   expectCancelledAfter(
       job, join(kTop, bytes("*QVBookletFold\nold\n%\0\n")),
       join(kTop, "*QVBookletFold\n\n<< /Fold 2 /Staple 4>> setpagedevice\n", bytes("%\0\n")));
@@ -368,7 +368,7 @@ TEST(CancelledJob, LeavesFilesOfPrinterMadeBookletsAlone) {
   EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
 }
 
-// ---- cancelled in the line loop, waiting for the reader of its output
+// ---- canceled in the line loop, waiting for the reader of its output
 
 std::string manyLines() {
   std::string result;
@@ -376,7 +376,7 @@ std::string manyLines() {
   return result;  // 1.6 million bytes, far more than all buffers on the way
 }
 
-// Cancelled while its output is blocked, the job ends early, behind a whole line, and with the
+// Canceled while its output is blocked, the job ends early, after a whole line, and with the
 // trailer.
 void expectCutShort(Process& process, std::string_view body, std::string_view err) {
   ASSERT_TRUE(sleeps(process));
@@ -403,7 +403,7 @@ TEST(CancelledOutput, OfAPlainJobEndsWithTheTrailer) {
   expectCutShort(process, join(plainHeader(), text), tmpLines(job));
 }
 
-// The body that is printed of a job whose output is blocked when it is cancelled.
+// The body that is printed of a job whose output is blocked when it is canceled.
 std::string bodyOfCancelled(std::string_view text) {
   Job job;
   job.fileWith(text);
@@ -464,7 +464,7 @@ TEST(CancelledOutput, ThatNobodyReadsAnyMoreEndsToo) {
   EXPECT_TRUE(fs::is_empty(job.tmp()));
 }
 
-// ---- cancelled twice
+// ---- canceled twice
 
 TEST(SecondCancellation, EndsTheJobThoughItsOutputIsBlocked) {
   Job job;

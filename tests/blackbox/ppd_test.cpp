@@ -37,7 +37,7 @@ void expectValues(std::string_view lines, const std::vector<std::string>& texts,
 
 TEST(PpdKeyword, ColorMakesAColorQueueAndAnyOtherValueABlackOne) {
   expectValues(kColor, {": \"Color\"", ": Color"});
-  expectValues(kMono, {": \"Mono\"", ": Mono", ": True", ": Colour", ": Colo", ": Color, Mono",
+  expectValues(kMono, {": \"Mono\"", ": Mono", ": True", ": Colored", ": Colo", ": Color, Mono",
                        ": \xc3\xa4", ": \"color\"", ": \"COLOR\"", ": coloR"});
 }
 

@@ -215,7 +215,7 @@ TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
   EXPECT_TRUE(printed(longText()).starts_with(readFile(job.tmpFile("qvn_ps2"))));
 }
 
-// Each of the two files asks for room ahead; neither may take what the other needs.
+// Each of the two files asks for space in advance; neither may take what the other needs.
 TEST(CaptureFault, DiskWithJustEnoughRoomHoldsBothFiles) {
   std::string text;
   while (text.size() < 9000000) text += "0 0 moveto 100 100 lineto stroke\n";
@@ -238,18 +238,18 @@ std::int64_t excess(const std::string& path) {
 TEST(Capture, GivesBackTheRoomThatItDidNotNeed) {
   std::string text;
   while (text.size() < 3000000) text += "0 0 moveto 100 100 lineto stroke\n";
-  for (const bool cancelled : {false, true}) {
+  for (const bool canceled : {false, true}) {
     Job job;
     job.capture();
     Process process(job.program(), job.argv(), job.environment());
     process.write(text);
     ASSERT_TRUE(process.waitForOutput(join(plainHeader(), text).size()));
-    if (cancelled) process.kill(SIGTERM);
+    if (canceled) process.kill(SIGTERM);
     const Outcome outcome = process.finish();
-    EXPECT_EQ(outcome.signal, cancelled ? SIGTERM : 0);
+    EXPECT_EQ(outcome.signal, canceled ? SIGTERM : 0);
     EXPECT_TRUE(outcome.out == printed(text));
     for (const char* const name : {"qvn_ps", "qvn_ps2"}) {
-      EXPECT_LT(excess(job.tmpFile(name)), 1000000) << name << cancelled;
+      EXPECT_LT(excess(job.tmpFile(name)), 1000000) << name << canceled;
     }
   }
 }
@@ -344,7 +344,7 @@ TEST(FewDescriptors, CostWhatThereIsNoneFor) {
   const struct {
     unsigned more;
     std::string_view err;
-    bool colour;
+    bool color;
   } rows[] = {{1,
                "ERROR: Cannot write outgoing print data to a log file.\n"
                "ERROR: Unable to open PPD file\n",
@@ -361,7 +361,7 @@ TEST(FewDescriptors, CostWhatThereIsNoneFor) {
     job.capture().log(7).ppd("*QVGeneric: Color\n").input(longText());
     job.asanOption("detect_leaks=0");  // which would open files
     const std::string out =
-        headerWith(row.colour ? kColourLines : std::string_view()) + longText() + trailer();
+        headerWith(row.color ? kColourLines : std::string_view()) + longText() + trailer();
     expectOutcome(job.run(descriptors(row.more)), out, join(tmpLines(job), kCaptureOn, row.err));
   }
 }
@@ -398,16 +398,16 @@ TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   if (limit.rlim_max < FD_SETSIZE + 20)
     GTEST_SKIP() << "no more than " << limit.rlim_max << " descriptors";
-  const TemporaryFolder folder;
+  const TemporaryFolder directory;
   Job job;
-  job.file(folder.file("job"));
-  ASSERT_EQ(mkfifo(folder.file("job").c_str(), 0600), 0);
+  job.file(directory.file("job"));
+  ASSERT_EQ(mkfifo(directory.file("job").c_str(), 0600), 0);
   Process process(job.program(), job.argv(), job.environment(), [&] {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
     for (int taken = 3; taken < FD_SETSIZE; ++taken) dup2(2, taken);
   });
-  const int writing = open(folder.file("job").c_str(), O_WRONLY | O_CLOEXEC);
+  const int writing = open(directory.file("job").c_str(), O_WRONLY | O_CLOEXEC);
   const std::string_view parts[] = {"%!PS\n", "one\n", "two\n"};
   for (const std::string_view part : parts) {
     ASSERT_TRUE(sleeps(process));
@@ -421,7 +421,7 @@ TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
   EXPECT_EQ(outcome.signal, SIGTERM);
 }
 
-// ---- cancelled at the start and at the end
+// ---- canceled at the start and at the end
 
 TEST(CancelledStart, LeavesNothing) {
   Job job;
@@ -468,7 +468,7 @@ TEST(CancelledHeader, IsFollowedByTheTrailer) {
   EXPECT_EQ(process.finish().signal, SIGTERM);
 }
 
-// A job that has been printed but for its trailer, for which the pipe has no room.
+// A job that has been printed but for its trailer, for which the pipe has no space.
 class BlockedTrailer {
  public:
   BlockedTrailer() {
@@ -483,7 +483,7 @@ class BlockedTrailer {
     EXPECT_TRUE(sleeps(*process_));
   }
 
-  // Everything that is printed behind the text.
+  // Everything that is printed after the text.
   std::string rest() {
     const std::string all = out_.read(1 << 20);
     EXPECT_TRUE(all.starts_with(text_));

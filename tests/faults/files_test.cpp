@@ -1,4 +1,4 @@
-// The files that the filter creates, in a folder where others may have been before it, and those
+// The files that the filter creates, in a directory where others may have been before it, and those
 // that it only reads: neither leads it to a file elsewhere, holds it up or fills its memory.
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -281,12 +281,12 @@ TEST(OpenFiles, AreClosedOnExec) {
   });
   ASSERT_TRUE(sleeps(process));
   int files = 0;
-  const std::string folder = "/proc/" + std::to_string(process.pid());
-  for (const auto& entry : fs::directory_iterator(folder + "/fd")) {
+  const std::string directory = "/proc/" + std::to_string(process.pid());
+  for (const auto& entry : fs::directory_iterator(directory + "/fd")) {
     const std::string number = entry.path().filename();
     if (std::stoi(number) <= 2) continue;
     ++files;
-    const std::string info = contentOf(folder + "/fdinfo/" + number);
+    const std::string info = contentOf(directory + "/fdinfo/" + number);
     const std::size_t flags = info.find("flags:");
     ASSERT_NE(flags, std::string::npos);
     EXPECT_NE(std::stoul(info.substr(flags + 6), nullptr, 8) & O_CLOEXEC, 0U)
@@ -366,7 +366,7 @@ void expectPrintedSoon(const Job& job, std::string_view err) {
   expectOutcome(process.finish(), join(plainHeader(), kText, trailer()), err);
 }
 
-// Something that is no file, below a folder of its own.
+// Something that is no file, below a directory of its own.
 class NoFile {
  public:
   enum Kind { pipe, heldPipe, awaitedPipe, endless };
@@ -452,9 +452,9 @@ TEST(FileOfTheSystem, IsAPpdWithoutLines) {
 }
 
 // A file of many gigabytes, most of it a hole, that begins and ends with these bytes.
-std::string hugeFile(const TemporaryFolder& folder, std::string_view begin, off_t size,
+std::string hugeFile(const TemporaryFolder& directory, std::string_view begin, off_t size,
                      std::string_view end) {
-  std::string path = folder.file("huge");
+  std::string path = directory.file("huge");
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
   EXPECT_EQ(pwrite(file, begin.data(), begin.size(), 0), static_cast<ssize_t>(begin.size()));
   EXPECT_EQ(pwrite(file, end.data(), end.size(), size), static_cast<ssize_t>(end.size()));
@@ -463,9 +463,10 @@ std::string hugeFile(const TemporaryFolder& folder, std::string_view begin, off_
 }
 
 TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
-  const TemporaryFolder folder;
+  const TemporaryFolder directory;
   Job job;
-  job.env("PPD", hugeFile(folder, "*QVGeneric: Color\n", off_t{1} << 33, "\n*QVGeneric: Mono\n"));
+  job.env("PPD",
+          hugeFile(directory, "*QVGeneric: Color\n", off_t{1} << 33, "\n*QVGeneric: Mono\n"));
   job.input(std::string(kText));
   expectOutcome(
       job.run(),
@@ -476,9 +477,9 @@ TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
 // A line that begins there is beyond them, one that ends there is not.
 TEST(HugeFile, IsAPpdOfExactly64MiB) {
   for (const off_t size : {off_t{1} << 26, (off_t{1} << 26) - 1}) {
-    const TemporaryFolder folder;
+    const TemporaryFolder directory;
     Job job;
-    job.env("PPD", hugeFile(folder, "*QVGeneric: Color\n", size - 1, "\n*QVGeneric: Mono\n"));
+    job.env("PPD", hugeFile(directory, "*QVGeneric: Color\n", size - 1, "\n*QVGeneric: Mono\n"));
     job.input(std::string(kText));
     expectOutcome(
         job.run(),
@@ -491,19 +492,19 @@ TEST(HugeFile, IsAPpdOfExactly64MiB) {
 }
 
 TEST(HugeFile, SwitchesNoLogOn) {
-  const TemporaryFolder folder;
+  const TemporaryFolder directory;
   const Job job = loggedJob();
   const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
-  const std::string path = hugeFile(folder, readFile(settings), off_t{1} << 33, "</plist>");
+  const std::string path = hugeFile(directory, readFile(settings), off_t{1} << 33, "</plist>");
   fs::rename(path, settings);
   expectOutcome(job.run(), join(plainHeader(), kText, trailer()), tmpLines(job));
 }
 
 TEST(HugeFile, HoldsAPageCountUpToItsFirstOtherByte) {
-  const TemporaryFolder folder;
+  const TemporaryFolder directory;
   Job job;
   job.options("QVBookletFold=Booklet QVBookletCoverSource=Tray1 QVBookletPageCountFilename='" +
-              hugeFile(folder, "4", off_t{1} << 33, "4") + "'");
+              hugeFile(directory, "4", off_t{1} << 33, "4") + "'");
   job.input("%%Page: 1 1\n");
   expectOutcome(job.run(),
                 join(plainHeader(),

@@ -22,8 +22,8 @@ void expectTheSame(Job job, const std::vector<std::string>& calls) {
   const std::string out = readFile(job.tmpFile("qvn_ps2"));
   EXPECT_TRUE(out == plain.out);
 
-  const TemporaryFolder folder;
-  job.preload("interrupting_calls").env("INTERRUPTED_CALLS", folder.file("calls"));
+  const TemporaryFolder directory;
+  job.preload("interrupting_calls").env("INTERRUPTED_CALLS", directory.file("calls"));
   const Outcome outcome = job.run();
   EXPECT_TRUE(outcome.out == plain.out);
   EXPECT_EQ(outcome.err, plain.err);
@@ -32,7 +32,7 @@ void expectTheSame(Job job, const std::vector<std::string>& calls) {
   EXPECT_TRUE(readFile(job.tmpFile("qvn_ps")) == in);
   EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == out);
 
-  std::istringstream report(readFile(folder.file("calls")));
+  std::istringstream report(readFile(directory.file("calls")));
   std::string name;
   unsigned count = 0;
   while (report >> name >> count) {
@@ -68,23 +68,23 @@ TEST(InterruptedCalls, LoseNothingOfALongCapture) {
 }
 
 TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
-  const TemporaryFolder folder;
-  writeFile(folder.file("count"), "          12\n");
+  const TemporaryFolder directory;
+  writeFile(directory.file("count"), "          12\n");
   Job job;
   job.capture().options(
       "QVBookletFold=BiFold QVBookletCoverSource=Tray2 "
       "QVBookletPageCountFilename='" +
-      folder.file("count") + "'");
+      directory.file("count") + "'");
   std::string text = "*QVBookletFold\nold\nstatusdict /duplexer get exec\n";
   for (int page = 1; page <= 12; ++page) text += "%%Page: " + std::to_string(page) + "\nx\n";
   expectTheSame(job.input(text), {"open", "read", "writev", "pselect"});
 }
 
 TEST(InterruptedCalls, LoseNothingOfAManualBooklet) {
-  const TemporaryFolder folder;
-  writeFile(folder.file("en.lproj/instruction(null)"), lines(20));
+  const TemporaryFolder directory;
+  writeFile(directory.file("en.lproj/instruction(null)"), lines(20));
   Job job = manualJob(join(kTop, pages("12345678"), kTrailer));
-  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", folder.path()).capture();
+  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).capture();
   expectTheSame(job, {"open", "read", "pread", "pwrite", "writev", "fchmod", "pselect"});
 }
 

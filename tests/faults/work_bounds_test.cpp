@@ -1,4 +1,4 @@
-// How much memory, time and disk a job may cost, whatever stands in it.
+// How much memory, time and disk a job may cost, whatever is in it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -229,7 +229,7 @@ TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
   const std::string text = repeated("%%Page:\n", 8 * count);
   Job job = manualJob(text);
   job.preload("small_disk").env("DISK_SIZE", "524288");
-  // Beside it stand the two passes' requests, and the blank page.
+  // Besides, there are the two passes' requests, and the blank page.
   const FileSizeLimit limit(text.size() + 1024);
   expectOutcome(job.run(),
                 join(plainHeader(), kFirstPass, kInstruction, text.substr(0, text.size() / 2),

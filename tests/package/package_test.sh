@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# package_test.sh SOURCES BUILD-FOLDER: the package of a build holds what an administrator needs with
+# package_test.sh SOURCES BUILD-DIRECTORY: the package of a build holds what an administrator needs with
 # the modes that CUPS asks for, is the same bytes at every time, and goes without a trace. Needs no
 # root.
 set -euo pipefail
@@ -12,10 +12,10 @@ fail() {
   exit 1
 }
 
-# ---- The same bytes, whoever builds it when and where.
+# ---- The same bytes at every time, in every place and for every user.
 # Later than any file, so that no time of a file shows through.
 export SOURCE_DATE_EPOCH=4000000000
-make_deb() { # FOLDER
+make_deb() { # DIRECTORY
   "$source/packaging/make-deb" "$build" "$1" > "$work/path" 2> "$work/errors" || fail "$(cat "$work/errors")"
   ! grep -v '^dpkg-gencontrol: warning: .*unused substitution' "$work/errors" || fail 'warnings'
   cat "$work/path"
@@ -57,7 +57,7 @@ END
 diff "$work/expected" "$work/files" || fail 'other files, or other modes'
 pages=$(grep -c '^-rw-r--r-- .*\.resource/[a-z][a-z]\.lproj/instruction(null)$' "$work/list" || true)
 ((pages == 8)) || fail "$pages instruction pages"
-! grep '^d' "$work/list" | grep -v '^drwxr-xr-x ' || fail 'modes of folders'
+! grep '^d' "$work/list" | grep -v '^drwxr-xr-x ' || fail 'modes of directories'
 
 # ---- It needs what this system has: CUPS and the packages of the libraries that the programs load,
 # whatever this system calls them. One of them is loaded by its name.

@@ -20,7 +20,7 @@ ppds = [Ppd(path) for path in paths]
 checks = Checks()
 BEGIN = "<!-- sent:begin (tests/ppd/sent.py --write writes the text between these two marks) -->\n"
 END = "<!-- sent:end -->\n"
-# CUPS prints a job of one page on one side, whatever is asked for.
+# CUPS prints a job of one page on one side, whatever the job requests.
 JOB = (b"%!PS-Adobe-3.0\n%%Pages: 2\n%%EndComments\n%%Page: 1 1\nshowpage\n%%Page: 2 2\nshowpage\n"
        b"%%Trailer\n%%EOF\n")
 
@@ -29,9 +29,9 @@ def arrives(case):
     """The lines that the printer gets, without comments."""
     ppd, option, choice = case
     text = f"{option}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory() as directory:
         done = run([program, "7", "ada", "", "1", text], pstops(JOB, text, ppd.path),
-                   {"PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": folder})
+                   {"PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": directory})
     checks.check(done.returncode == 0 and b"WARNING" not in done.stderr,
                  f"{ppd.name}: {text}: {done.stderr}")
     lines = done.stdout.decode("latin-1").replace(UEL.decode(), "").split("\n")
@@ -61,7 +61,7 @@ def cases(ppd):
 
 
 # What is ruled out by the equipment is not sent, so everything is installed.
-def with_equipment(ppd, folder):
+def with_equipment(ppd, directory):
     text = ppd.content
     for name in ("OptionFinisher", "OptionMailbox", "OptionEnvFeeder", "OptionTray5"):
         text = text.replace(f"*Default{name}: False", f"*Default{name}: True")
@@ -69,7 +69,7 @@ def with_equipment(ppd, folder):
     for slot in ("Tray", "EnvelopeDrawer"):
         for name in ("OptionDrawer2", "OptionDrawer3", "OptionDrawer4"):
             text = re.sub(rf"(\*Default{name}: )\w+", rf"\g<1>{slot}", text)
-        path = f"{folder}/{slot}-{ppd.name}"
+        path = f"{directory}/{slot}-{ppd.name}"
         with open(path, "w", encoding="utf-8") as file:
             file.write(text)
         variants.append(Ppd(path))
@@ -98,11 +98,11 @@ def distinct():
                 yield ppd.name, name
 
 
-def read_all(folder):
+def read_all(directory):
     work = []
     tried = set(distinct())
     for ppd in ppds:
-        trays, drawers = with_equipment(ppd, folder)
+        trays, drawers = with_equipment(ppd, directory)
         work += [case for variant in (trays, drawers) for case in cases(variant)
                  if (ppd.name, case[1]) in tried and fits(variant, case[2])
                  and (variant is trays or case[2].startswith("EnvDrawr"))]
@@ -144,8 +144,8 @@ def table_text(table):
 
 
 def main():
-    with tempfile.TemporaryDirectory() as folder:
-        text = table_text(read_all(folder))
+    with tempfile.TemporaryDirectory() as directory:
+        text = table_text(read_all(directory))
     with open(document, encoding="utf-8") as file:
         page = file.read()
     before, _, rest = page.partition(BEGIN)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Every text of every option is translated, and the PPD files hold the translations.
 
-    translations.py CATALOG-FOLDER INSTRUCTION-TEXTS PPD...
+    translations.py CATALOG-DIRECTORY INSTRUCTION-TEXTS PPD...
 """
 
 import glob

@@ -252,7 +252,7 @@ TEST(EntryProgram, LeavesNoFileOpenBesidesTheFilters) {
 TEST(EntryProgram, TakesOptionsThatNoArgumentCouldHold) {
   Queue queue;
   queue.ppd(kFoldPpd);
-  // The most that the system passes: the additions have no room in an argument.
+  // The most that the system passes: the additions do not fit into an argument.
   const auto longest = static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) * 32 - 1;
   const Outcome outcome = queue.run(withOptions(kJob, "a=" + std::string(longest - 2, 'x')));
   expectSame(outcome, queue.filter(withOptions(kJob, kOptions.substr(kOptions.find(' ') + 1) +

@@ -1,4 +1,4 @@
-// What the entry program puts behind a job's options, for which job.
+// What the entry program puts after a job's options, for which job.
 #include "queue/option_string.h"
 
 #include <cups/cups.h>
@@ -44,7 +44,7 @@ std::string completed(const std::string& options, const std::string& ppd = kNoPp
   return completedJob(job).options;
 }
 
-// What stands behind the job's own options, which must be there byte for byte.
+// What is after the job's own options, which must be there byte for byte.
 std::string added(const std::string& options, const std::string& ppd = kNoPpd,
                   const std::string& copies = "1") {
   const std::string all = completed(options, ppd, copies);
@@ -66,12 +66,12 @@ argumentStore::Options filterOptions(const std::string& text) {
 const std::string kFoldPpd =
     ppdWith(ppdOption("QVBookletFold", "false Booklet BiFold SaddleStitch PrinterS", "BiFold"));
 
-// ---- a default that says nothing
+// ---- a default that has no effect
 
 TEST(PrintNow, IsNotAddedToEveryJob) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
   EXPECT_EQ(added("", ppd), kOneCopy);
-  EXPECT_EQ(added("PrintTo=JRPrinter", ppd), kOneCopy);  // the job's own stands
+  EXPECT_EQ(added("PrintTo=JRPrinter", ppd), kOneCopy);  // the job's own wins
   EXPECT_EQ(added("", ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"))),
             kOneCopy + " PrintTo=JRVerify");
   EXPECT_EQ(added("", ppdWith(ppdOption("QVBookletFold", "JRPrinter false", "JRPrinter"))),

@@ -478,8 +478,8 @@ constexpr std::string_view kCopyCounts[] = {"1",  "2",  "3",          "0",  "", 
                                             "2x", "-1", "4294967298", "+4", "(null)", "%@ %d"};
 constexpr std::string_view kCopyArguments[] = {"1",  "1", "1",  "2",  "",   " 1", "01",
                                                "1x", "x", "+1", "-1", "11", "0",  "4294967297"};
-constexpr std::string_view kSwitches[] = {"true",  "true", "true", "True",   "TRUE", "tRuE",
-                                          "false", "",     "tru",  "truely", "1",    "False"};
+constexpr std::string_view kSwitches[] = {"true",  "true", "true", "True",    "TRUE", "tRuE",
+                                          "false", "",     "tru",  "trueish", "1",    "False"};
 constexpr std::string_view kCoverSwitches[] = {"true", "true", "false", "False", "FALSE",
                                                "TRUE", "True", "",      "tru",   "Falsee"};
 constexpr std::string_view kFolds[] = {"Booklet", "SaddleStitch", "BiFold",   "DoNotFoldAndStaple",

@@ -132,7 +132,7 @@ TEST(ReferenceComparison, JobsAreTheSameForTheSameSeed) {
   EXPECT_NE(describe(randomReorderingJob(5)), describe(randomReorderingJob(6)));
 }
 
-// Results typed by hand, so that the reference implementation and the filter cannot be wrong
+// Results typed manually, so that the reference implementation and the filter cannot be wrong
 // together.
 TEST(ReferenceComparison, ReordersPagesOfAShortJob) {
   const std::string first =

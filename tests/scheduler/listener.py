@@ -9,7 +9,7 @@ class Listener:
     """Keeps the bytes of every job that it receives, in `jobs`.
 
     hold() makes it take connections without reading; release() lets it go on. After
-    hang_up_after(n) it breaks the next connection off behind n bytes.
+    hang_up_after(n) it breaks the next connection off after n bytes.
     """
 
     def __init__(self):

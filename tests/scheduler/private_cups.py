@@ -284,7 +284,7 @@ ErrorPolicy abort-job
         if title is not None:
             command += ["-t", title]
         for name, value in (options or {}).items():
-            # lp takes a backslash for the character behind it, as CUPS does in option strings.
+            # lp takes a backslash for the character after it, as CUPS does in option strings.
             quoted = "".join("\\" + c if c in " \t\n'\"\\{}" else c for c in value)
             command += ["-o", f"{name}={quoted}"]
         answer = self.command(*command, "--", str(file))

@@ -1,4 +1,4 @@
-"""A private scheduler whose queues run the built entry program, behind a recorder."""
+"""A private scheduler whose queues run the built entry program, after a recorder."""
 
 import functools
 import pathlib

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Prints real documents through a real scheduler to a printer on the loopback interface.
 
-usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER PPD-FOLDER [UNITTEST-ARGUMENTS]
+usage: scheduler_test.py FILTER ENTRY-PROGRAM RECORDER PPD-DIRECTORY [UNITTEST-ARGUMENTS]
 
-The queues run our entry program behind a recorder of its arguments, environment and input. What
+The queues run our entry program after a recorder of its arguments, environment and input. What
 the printer gets must be what the filter makes of the record with the completed options.
 """
 
@@ -22,7 +22,7 @@ from recorded_cups import RecordedCups, TRAILER, UEL, write_log_settings
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 # PostScript that goes through pstops alone, as an application made it.
 APPLICATION_POSTSCRIPT = "application/vnd.adobe-reader-postscript"
-# The page that explains a booklet made by hand, where the package installs it.
+# The page that explains a manual booklet, where the package installs it.
 INSTRUCTIONS = pathlib.Path(
     "/Library/Printers/Quorvan/filter/.resource/en.lproj/instruction(null)")
 # What the scheduler writes of a program or file that is not as it must be.

@@ -285,7 +285,7 @@ Job::Job()
   // A locale in which all jobs are to be run.
   if (const char* locale = getenv("JOBSHAPER_TEST_LOCALE")) {
     environment_["LC_ALL"] = locale;
-    if (const char* folder = getenv("LOCPATH")) environment_["LOCPATH"] = folder;
+    if (const char* directory = getenv("LOCPATH")) environment_["LOCPATH"] = directory;
   }
 }
 

@@ -15,7 +15,7 @@
 
 namespace jobshaper::testing {
 
-// What a finished run left behind.
+// What a finished run left.
 struct Outcome {
   std::string out;      // standard output, every byte
   std::string err;      // standard error, every byte

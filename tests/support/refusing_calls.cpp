@@ -1,4 +1,4 @@
-// Loaded into the filter ahead of the C library. REFUSED_CALL names what fails as it does on a
+// Loaded into the filter before the C library. REFUSED_CALL names what fails as it does on a
 // system that lacks or forbids it:
 //   tee, splice    always
 //   fchmod         always, as on a disk that knows no permissions

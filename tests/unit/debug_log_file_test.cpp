@@ -57,9 +57,9 @@ TEST_F(DebugLogFile, KeepsPercentSignsOfItsName) {
 }
 
 TEST_F(DebugLogFile, ThatCannotBeOpenedIsReportedAndLeavesTheLogOff) {
-  std::filesystem::create_directory(file("folder"));
+  std::filesystem::create_directory(file("directory"));
   std::string expected;
-  for (const char* name : {"<string>folder</string>", "<string>missing/debug.log</string>",
+  for (const char* name : {"<string>directory</string>", "<string>missing/debug.log</string>",
                            "<string></string>", "<string/>"}) {
     reset();
     settings(entry(integer(7), integer(1), name));
@@ -85,20 +85,20 @@ TEST_F(DebugLogFile, ThatMayNotBeWrittenIsReported) {
 }
 
 TEST_F(DebugLogFile, IsNotTriedAtLevelsThatAreNotPositive) {
-  std::filesystem::create_directory(file("folder"));
+  std::filesystem::create_directory(file("directory"));
   for (const int level : {0, -1}) {
     reset();
-    settings(entry(integer(level), integer(1), "<string>folder</string>"));
+    settings(entry(integer(level), integer(1), "<string>directory</string>"));
     setupDebug();
     expectOff();
   }
   EXPECT_EQ(err(), tmpLine() + tmpLine());
 }
 
-// A path of `length` characters below `folder`. Its folders end at 201 and 401 characters,
+// A path of `length` characters below `directory`. Its directories end at 201 and 401 characters,
 // so neither the whole path nor one cut to 511 characters has too long a name.
-std::string pathOfLength(const std::string& folder, std::size_t length) {
-  std::string path = folder + "/";
+std::string pathOfLength(const std::string& directory, std::size_t length) {
+  std::string path = directory + "/";
   path.append(200 - path.size(), 'd').append("/");
   if (length > 401) path.append(199, 'e').append("/");
   return path.append(length - path.size(), 'n');
@@ -138,7 +138,7 @@ TEST_F(DebugLogFile, OpensPathsByTheLowByteOfTheirLength) {
   EXPECT_EQ(err(), expected);
 }
 
-TEST_F(DebugLogFile, CannotBeOpenedWhenItsPathIsCutAtAFolder) {
+TEST_F(DebugLogFile, CannotBeOpenedWhenItsPathIsCutAtADirectory) {
   std::string path = pathOfLength(tmp(), 510) + "/debug.log";
   std::filesystem::create_directories(path.substr(0, 510));
   settings(entry(integer(7), integer(1), "<string>" + path.substr(tmp().size() + 1) + "</string>"));

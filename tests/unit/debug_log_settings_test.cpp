@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
                  propertyList("<dict>\n<key>debugFile</key>\n<string>debug.log</string>\n"
                               "<key>debugLevel</key>\n<integer>7</integer>\n"
                               "<key>moduleNumber</key>\n<integer>1</integer>\n</dict>")},
-        // Without a socket nobody can be asked for an entry.
+        // Without a socket nobody can be asked to get an entry.
         Settings{"TraceAllOnly", propertyList("<dict>\n<key>traceAll</key>\n<true/>\n</dict>")},
         Settings{"RootIsAnArray", propertyList("<array>\n<string>Feiprion</string>\n</array>")},
         Settings{"RootIsAString", propertyList("<string>Feiprion</string>")},
@@ -133,7 +133,7 @@ TEST_F(DebugLogSetup, StaysOffWithoutASettingsFile) {
   EXPECT_EQ(err(), tmpLine());
 }
 
-TEST_F(DebugLogSetup, StaysOffWhenTheSettingsAreAFolder) {
+TEST_F(DebugLogSetup, StaysOffWhenTheSettingsAreADirectory) {
   std::filesystem::create_directories(settingsFile());
   setupDebug();
   expectOff();
@@ -525,17 +525,17 @@ TEST_F(DebugLogSetup, DoesNothingOnceItIsMarkedAsDone) {
 }
 
 TEST_F(DebugLogSetup, NamesTheTemporaryDirectoryAsItStands) {
-  const std::string folder = tmp();
+  const std::string directory = tmp();
   settings(entry(integer(8)));
   for (const char* ending : {"", "/", "//", "/."}) {
     reset();
     std::filesystem::remove(file("debug.log"));
-    setenv("TMPDIR", (folder + ending).c_str(), 1);
+    setenv("TMPDIR", (directory + ending).c_str(), 1);
     setupDebug();
     EXPECT_TRUE(exists()) << ending;
   }
-  EXPECT_EQ(err(), "tmp at " + folder + " \ntmp at " + folder + "/ \ntmp at " + folder +
-                       "// \ntmp at " + folder + "/. \n");
+  EXPECT_EQ(err(), "tmp at " + directory + " \ntmp at " + directory + "/ \ntmp at " + directory +
+                       "// \ntmp at " + directory + "/. \n");
 }
 
 TEST_F(DebugLogSetup, TakesTheCommonFolderWithoutTmpdir) {
@@ -555,11 +555,11 @@ TEST_F(DebugLogSetup, StaysOffInAFolderThatDoesNotExist) {
 }
 
 TEST_F(DebugLogSetup, TakesAVeryLongFolderName) {
-  const std::string folder = "/" + std::string(5000, 'd');
-  setenv("TMPDIR", folder.c_str(), 1);
+  const std::string directory = "/" + std::string(5000, 'd');
+  setenv("TMPDIR", directory.c_str(), 1);
   setupDebug();
   expectOff();
-  EXPECT_EQ(err(), "tmp at " + folder + " \n");
+  EXPECT_EQ(err(), "tmp at " + directory + " \n");
 }
 
 }  // namespace
