@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -62,16 +61,6 @@ void enlargePipe(int descriptor) {
 bool inputWaits(int descriptor) {
   pollfd waiting{descriptor, POLLIN, 0};
   return ::poll(&waiting, 1, 0) > 0;
-}
-
-void waitUntilRead(int descriptor) {
-  constexpr int kTries = 500;
-  constexpr int kMilliseconds = 10;
-  int waiting = 0;
-  for (int i = 0; i < kTries; ++i) {
-    if (::ioctl(descriptor, FIONREAD, &waiting) != 0 || waiting == 0) return;
-    ::poll(nullptr, 0, kMilliseconds);
-  }
 }
 
 ssize_t readSome(int descriptor, char* buffer, std::size_t size) {

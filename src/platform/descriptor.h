@@ -48,10 +48,6 @@ void enlargePipe(int descriptor);
 // Whether a read would return at once, with bytes or at end of input.
 bool inputWaits(int descriptor);
 
-// Waits until the other end of a pipe has read all that was written, for at most five seconds. Does
-// nothing for other descriptors.
-void waitUntilRead(int descriptor);
-
 // Reads up to `size` bytes and returns how many: at least 1, as soon as any are available; 0 at end
 // of input, -1 after a read error.
 ssize_t readSome(int descriptor, char* buffer, std::size_t size);

@@ -12,6 +12,7 @@
 #include "filter/job_filter.h"
 #include "filter/job_setup.h"
 #include "platform/descriptor.h"
+#include "platform/pipe_reader.h"
 #include "queue/option_string.h"
 
 namespace jobshaper {

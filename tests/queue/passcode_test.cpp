@@ -81,6 +81,8 @@ TEST(Passcode, MakesAJobConfidential) {
       {"job-password=4711 PrintTo=JRVerify", "4711", warning},
       {"job-password=4711 PrintTo=JRSoon", "4711",
        "\nWARNING: PrintTo=JRSoon is not for a job with a PIN; JRConf is used instead.\n"},
+      {"job-password=4711 PrintTo=a\\\nERROR:\\ b", "4711",
+       "\nWARNING: PrintTo=a ERROR: b is not for a job with a PIN; JRConf is used instead.\n"},
       // both
       {"job-password=4711 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
       {"job-password=x job-password-encryption=md5 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
