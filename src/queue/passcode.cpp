@@ -48,8 +48,8 @@ std::optional<std::string_view> typedKey(const OptionList& options) {
   return key;
 }
 
-// Dialogs name every option in the job. A user who types a PIN and leaves PrintTo as it is does not want
-// the job to lie about openly.
+// A PrintTo of a job with a PIN says little: dialogs name every option in the job, also those that
+// the user has left alone.
 std::optional<std::string> makeConfidential(OptionList& options, const std::string& pin) {
   const char* const asked = options.find(kPrintTo);
   if (asked && !isConfidential(options)) {
