@@ -67,6 +67,17 @@ constexpr MediaRow kCoverMediaRows[] = {
 };
 // clang-format on
 
+// What the request for a cover sheet changes.
+constexpr std::string_view kKeepPaper = R"([{
+userdict/QvnPaper 4 dict put
+[/DeferredMediaSelection/ManualFeed/MediaPosition/MediaType]{
+currentpagedevice 1 index known{currentpagedevice 1 index get}
+{dup/MediaPosition eq 1 index/MediaType eq or{null}{false}ifelse}ifelse
+QvnPaper 3 1 roll put}forall
+} stopped cleartomark
+)";
+constexpr std::string_view kPaperAgain = "[{\nQvnPaper setpagedevice\n} stopped cleartomark\n";
+
 // The row for the value of the fold option; null if the job is not a booklet.
 const FoldRow* foldOf(std::optional<std::string_view> option) {
   if (!option || *option == "false" || *option == "PrinterS") return nullptr;
@@ -189,10 +200,24 @@ void BookletRules::noteCoverSheet() {
       mediaName(job_.jobOptions.getValue("QVBookletCoverType"_option), coverMediaType_);
 }
 
+int BookletRules::coverPage() const {
+  if (job_.additions.coverSide > 0) return job_.additions.coverSide;
+  return job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1;
+}
+
+// The cover of a queue's job may be its first sheet. The others then need the paper from before.
+void BookletRules::keepPaper(int pageNumber, Line& line) const {
+  const int cover = job_.additions.coverSide;
+  if (cover == 0) return;
+  if (pageNumber == cover) line.before = kKeepPaper;
+  if (pageNumber == cover + 2) line.after += kPaperAgain;
+}
+
 // Tray and media of the cover must be requested at the page for which the printer feeds that sheet.
 void BookletRules::requestCover(int pageNumber, Line& line) {
   noteCoverSheet();
-  if (pageNumber != (job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1)) return;
+  keepPaper(pageNumber, line);
+  if (pageNumber != coverPage()) return;
   const bool anySheet = coverMediaType_.empty() && coverSource_ == kCoverPrintersChoice;
   if (anySheet && !job_.onlyInside) return;
 

@@ -40,6 +40,8 @@ class BookletRules {
 
  private:
   void writeInstructionPage();
+  int coverPage() const;
+  void keepPaper(int pageNumber, Line& line) const;
   void requestCover(int pageNumber, Line& line);
   void noteCoverSheet();
 

@@ -31,6 +31,9 @@ struct JobAdditions {
   std::vector<ReplacedFeature> replacedFeatures;
   bool countPages = false;   // tell CUPS of each page on standard error
   bool wholeSheets = false;  // a copy ends with its last sheet, whose blank back counts
+  // The page that is the first side of a booklet's cover sheet, after which the paper is again what
+  // it was. With 0 the rule for the number of pages holds.
+  int coverSide = 0;
 };
 
 struct JobState {

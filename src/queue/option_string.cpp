@@ -290,11 +290,13 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
   const auto putMissing = [&](const char* name, const char* value) {
     if (value && !jobOptions.find(name)) wanted.put(name, value);
   };
-  const char* const collate = collation(jobOptions, ppd);
+  const char* collate = collation(jobOptions, ppd);
   putMissing(kCollateOption.data(), collate);
   additions.wholeSheets = hasWholeSheets(ppd, collate);
   for (const char* const name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
   for (const char* const name : kTextOptions) putMissing(name, ppd.choice(name));
+  completed.booklet = settleBooklet(wanted, additions, jobOptions, ppd, job.origin, job.countPages);
+  if (completed.booklet.isBooklet) collate = "true";
   settleSettings(wanted, additions.settings, jobOptions, ppd);
   dropFeatures(additions.replacedFeatures, ppd);
   uncollate(additions.replacedFeatures, ppd, collate);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "filter/job_filter.h"
+#include "queue/booklet.h"
 
 namespace jobshaper {
 
@@ -15,12 +16,15 @@ struct QueueJob {
   const char* copies = "";        // argv[4]
   const char* options = "";       // argv[5]
   const char* ppdPath = nullptr;  // environment variable PPD; none when it is not set
+  JobOrigin origin;
+  CountPages countPages = [] { return 0; };
 };
 
 struct CompletedJob {
   std::string user;     // for the header
   std::string options;  // for the filter
   JobAdditions additions;
+  Booklet booklet;
   bool ppdIsUseless = false;  // and reported; the filter is not to read it
   // Why the job must not be printed, in words for its user; nothing if it may be.
   std::optional<std::string> refusal;
@@ -36,8 +40,8 @@ struct CompletedJob {
 // - the same for the options of the settings that the PPD file leaves to the header, having no code
 //   for them; the setters are in `additions`;
 // - the PIN of a confidential job (see passcode.h), and the account that IPP clients name, under
-// the
-//   names that the filter reads;
+//   the names that the filter reads;
+// - what a booklet needs (see settleBooklet());
 // - texts for the header in which a quote or a control character would break it, without those;
 // - the accounting values in Mac OS Roman, where they can be expressed in it.
 // Of two values under one name the later wins. If an option has to be left out or spelled

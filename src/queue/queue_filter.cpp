@@ -2,25 +2,36 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "filter/job_filter.h"
 #include "filter/job_setup.h"
 #include "platform/descriptor.h"
+#include "platform/files.h"
 #include "platform/pipe_reader.h"
+#include "platform/system.h"
+#include "queue/held_job.h"
+#include "queue/imposition.h"
 #include "queue/option_string.h"
+#include "settings/numbers.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
 namespace {
 
 constexpr std::size_t kUserArgument = 2;
+constexpr std::size_t kCopiesArgument = 4;
 constexpr std::size_t kOptionsArgument = 5;
+constexpr std::size_t kFileArgument = 6;
 
 // The filter takes no longer DEVICE_URI, and looks at its beginning only.
 void shortenDeviceUri() {
@@ -29,18 +40,49 @@ void shortenDeviceUri() {
   setenv("DEVICE_URI", std::string(uri, kLongestDeviceUri).c_str(), 1);
 }
 
+JobOrigin originOfJob() {
+  const char* const contentType = std::getenv("CONTENT_TYPE");
+  const char* const fileType = std::getenv("CUPS_FILETYPE");
+  return {.contentType = contentType ? contentType : "",
+          .isBanner = fileType && std::string_view(fileType) == "job-sheet"};
+}
+
+int cannotRead() {
+  std::fputs("ERROR: Cannot read the print job.\n", stderr);
+  return 1;
+}
+
+// Reads the job from the named file or standard input; answers as HeldJob::read().
+bool hold(HeldJob& held, const char* path) {
+  if (!path) return held.read(STDIN_FILENO, temporaryDirectory());
+  const Descriptor file = openForReading(path);
+  if (file.valid()) return held.read(file.get(), temporaryDirectory());
+  cannotRead();
+  return false;
+}
+
 }  // namespace
 
 int filterQueueJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
   shortenDeviceUri();
   if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // which says what is wrong
+  std::optional<HeldJob> held;
+  const auto holdJob = [&] {
+    if (!held) held.emplace();
+    return hold(*held, argv[kFileArgument]);
+  };
   QueueJob job;
   job.user = argv[2];
   job.title = argv[3];
   job.copies = argv[4];
   job.options = argv[5];
   job.ppdPath = std::getenv("PPD");
+  job.origin = originOfJob();
+  job.countPages = [&]() -> std::optional<int> {
+    if (!holdJob()) return std::nullopt;
+    return held->hasPages() ? static_cast<int>(held->pages().size()) : 0;
+  };
   CompletedJob completed = completedJob(job);
   if (completed.refusal) {
     std::fprintf(stderr, "\nERROR: %s\n", completed.refusal->c_str());
@@ -48,11 +90,38 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
     waitUntilRead(STDERR_FILENO);
     return 1;
   }
+  if (completed.booklet.failed) return 1;
   if (completed.ppdIsUseless) unsetenv("PPD");  // the filter would complain again, or read it all
   std::vector<char*> arguments(argv, argv + argc + 1);
   arguments[kUserArgument] = completed.user.data();
   arguments[kOptionsArgument] = completed.options.data();
-  return filterJob(argc, arguments.data(), system, std::move(completed.additions));
+
+  // Copies of a manual booklet are booklets one after another, each with its own two passes.
+  std::string oneCopy = "1";
+  int times = 1;
+  if (completed.booklet.byHand) {
+    times = std::max(1, integerValue(job.copies));
+    if (times > 1) {
+      arguments[kCopiesArgument] = oneCopy.data();
+      completed.options.append(" ").append(kCopiesOption).append("=1");
+      arguments[kOptionsArgument] = completed.options.data();
+      if (!held && !holdJob()) return 1;
+    }
+  }
+  if (!held) return filterJob(argc, arguments.data(), system, std::move(completed.additions));
+
+  const Descriptor file =
+      rewrittenJob(*held, completed.booklet.sides, times > 1, temporaryDirectory());
+  held.reset();
+  if (!file.valid()) return 1;
+  if (::dup2(file.get(), STDIN_FILENO) < 0) return cannotRead();
+  arguments[kFileArgument] = nullptr;
+  int status = 0;
+  for (int i = 0; i < times && status == 0; ++i) {
+    if (::lseek(STDIN_FILENO, 0, SEEK_SET) != 0) return cannotRead();
+    status = filterJob(kFileArgument, arguments.data(), system, completed.additions);
+  }
+  return status;
 }
 
 }  // namespace jobshaper

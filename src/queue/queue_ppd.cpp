@@ -132,6 +132,10 @@ QueuePpd::QueuePpd(const char* path, const OptionList& jobOptions) : ppd_(open(p
   cupsMarkOptions(ppd_.get(), jobOptions.count(), jobOptions.options());
 }
 
+bool QueuePpd::hasKeyword(const char* keyword) const {
+  return ppd_ && ppdFindAttr(ppd_.get(), keyword, nullptr);
+}
+
 bool QueuePpd::hasOption(const char* option) const {
   return ppd_ && ppdFindOption(ppd_.get(), option);
 }

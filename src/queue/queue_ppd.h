@@ -22,6 +22,7 @@ class QueuePpd {
 
   // Whether there is such a file.
   bool isUsable() const { return ppd_ != nullptr; }
+  bool hasKeyword(const char* keyword) const;
   bool hasOption(const char* option) const;
   bool hasChoice(const char* option, const char* choice) const;
   // The marked choice as the file spells it; null without one.

@@ -65,8 +65,13 @@ constexpr long kAllowed[] = {
     SYS_munmap,
     SYS_madvise,
     SYS_close,
-    SYS_dup,    // jobshaper-queue
-    SYS_ioctl,  // the same, for a job that it refuses
+    SYS_dup,     // jobshaper-queue
+    SYS_ioctl,   // the same, for a job that it refuses
+#ifdef SYS_dup2  // the same, for a job that it holds
+    SYS_dup2,
+#else
+    SYS_dup3,
+#endif
     SYS_read,
     SYS_pread64,
     SYS_readv,

@@ -78,7 +78,8 @@ def expected(ppd, option, choice):
         dots = choice.removesuffix("dpi")
         return {f"/HWResolution [{dots} {dots}]"}
     if option == "QVBookletFold":
-        both_sides = {"/Duplex true", "/Tumble true"} if "Duplex" in ppd.options else set()
+        folds_something = "Duplex" in ppd.options and choice != "DoNotFoldAndStaple"
+        both_sides = {"/Duplex true", "/Tumble true"} if folds_something else set()
         return folds[choice] | both_sides if choice in folds else set()
     if option == "SepPages":
         return {f"/SlipSheet {sheets[choice]}"} if choice in sheets else set()

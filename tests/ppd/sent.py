@@ -24,11 +24,23 @@ END = "<!-- sent:end -->\n"
 JOB = (b"%!PS-Adobe-3.0\n%%Pages: 2\n%%EndComments\n%%Page: 1 1\nshowpage\n%%Page: 2 2\nshowpage\n"
        b"%%Trailer\n%%EOF\n")
 
+# With which a choice does something.
+COVER = "QVBookletFold=Booklet QvnBookletPages=Arranged "
+FACES = "QVBookletFold=Booklet QVBookletCoverPage=true QVInsideFrontCover=true "
+WITH = {"QVBookletFold": "QvnBookletPages=Arranged ", "QvnBookletPages": "QVBookletFold=Booklet ",
+        "QVBookletCoverSource": COVER, "QVBookletCoverType": COVER,
+        "QVBookletCoverPage": "QVBookletFold=Booklet QVInsideFrontCover=true ",
+        "QVInsideFrontCover": "QVBookletFold=Booklet QVBookletCoverPage=true QVOutsideFrontCover=true ",
+        "QVOutsideFrontCover": FACES, "QVInsideBackCover": FACES, "QVOutsideBackCover": FACES}
+# What these do is not told by single lines: the order of the pages.
+ARRANGE = {"QvnBookletPages", "QVBookletCoverPage", "QVInsideFrontCover", "QVOutsideFrontCover",
+           "QVInsideBackCover", "QVOutsideBackCover"}
+
 
 def arrives(case):
     """The lines that the printer gets, without comments."""
     ppd, option, choice = case
-    text = f"{option}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
+    text = f"{WITH.get(option, '')}{option}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
     with tempfile.TemporaryDirectory() as directory:
         done = run([program, "7", "ada", "", "1", text], pstops(JOB, text, ppd.path),
                    {"PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": directory})
@@ -120,18 +132,21 @@ def read_all(directory):
                 differs = sorted(lines) != sorted(choices[default])
                 checks.check(differs or choice == default,
                              f"{ppd.name}: {name}={choice} sends what {default} sends")
-                if ppd.by_hand and (name, choice) == ("QVBookletFold", "Booklet"):
-                    lines = None  # the order of the pages, which no line tells
+                if ppd.by_hand and name == "QVBookletFold":
+                    lines = None  # the order of the pages, too
                 known = table.setdefault(name, {})
                 if lines is not None and choice not in known:
                     others = choices[default] if choice != default else \
                         next(l for c, l in choices.items() if c != default)
-                    known[choice] = missing_in(lines, others)
+                    known[choice] = None if name in ARRANGE else missing_in(lines, others)
     return table
 
 
 def cell(lines):
-    """Lines of PJL as they are, lines of PostScript likewise, in one cell."""
+    """Lines of PJL as they are, those of PostScript that set the printer likewise, in one cell."""
+    if lines is None:
+        return "the order of the pages"
+    lines = [line for line in lines if line.startswith("@PJL") or line.endswith("setpagedevice")]
     return "<br>".join(f"`{line}`" for line in dict.fromkeys(lines)).replace("|", "\\|") or "nothing"
 
 

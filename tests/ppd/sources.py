@@ -95,10 +95,10 @@ MORE_CHOICES = {
 NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "JRHOLDKEY", "Resolution", "QVBookletCoverPage",
                       "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
                       "QVInsideBackCover"}
-# Options that are not in the sources, because only CUPS and the printer use them.
+# Options that are not in these sources, because only CUPS, the entry program and the printer use them.
 OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "ColorModel", "OptionDuplexer", "OptionFinisher",
               "OptionMailbox", "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3",
-              "OptionDrawer4", "OptionTray5"}
+              "OptionDrawer4", "OptionTray5", "QvnBookletPages"}
 
 
 def read(name):
@@ -232,7 +232,8 @@ for ppd in ppds:
                      "*OptionFinisher False *QVBookletFold BiFold",
                      "*OptionFinisher False *OutputBin FinisherBin1",
                      "*OptionDrawer3 Tray *InputSlot EnvDrawr3",
-                     "*OptionDrawer3 EnvelopeDrawer *SepSource Tray3"}
+                     "*OptionDrawer3 EnvelopeDrawer *SepSource Tray3",
+                     "*OptionDrawer3 EnvelopeDrawer *QVBookletCoverSource Tray3"}
     if generic:
         expected |= {"*OptionDuplexer False *Duplex", "*OptionDuplexer False *QVBookletFold"}
     if not small:
@@ -247,7 +248,9 @@ for ppd in ppds:
     say(({"8", "10"} <= set(finishings)) == finisher, "finishings saddle-stitch and fold")
     say("4" not in finishings, "no finishing staple, which is one in a corner")
     for value in finishings.values():
-        option, choice = value.lstrip("*").split(" ")
-        say(has(option, choice), f"finishings: {value}")
+        for option, choice in re.findall(r"\*(\w+) (\w+)", value):
+            say(has(option, choice), f"finishings: {value}")
+    arranged = {number for number, value in finishings.items() if "*QvnBookletPages Arranged" in value}
+    say(arranged == set(finishings) - {"13"}, "only booklet-maker arranges the pages")
 
 checks.exit(at_least=600)

@@ -30,7 +30,9 @@ using Strings = std::vector<std::string>;
 // Kept in the printer, but without a title, which would be its name there.
 const Strings kJob = {"Office", "42", "ada", "", "3", "PrintTo=JRVerify"};
 const std::string kOptions = "PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=3";
-const std::string kFoldPpd = ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold"));
+// Whose pages stay as they come.
+const std::string kFoldPpd = ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold") +
+                                     ppdOption("QvnBookletPages", "Arrange Arranged", "Arranged"));
 const std::string kInput = bytes(
     "%!PS\r\n\0\xFF the job\n%%BeginFeature: *QVBookletFold BiFold\nx\n"
     "statusdict /duplexer get exec\n%RBINumCopies: 3\n");

@@ -28,6 +28,8 @@ namespace {
 constexpr char kNoPpd[] = "";
 const std::string kOneCopy = "com.apple.print.PrintSettings.PMCopies..n.=1";
 const std::string kCollate = "com.apple.print.PrintSettings.PMCopyCollate..b.";
+// What is added to every booklet.
+const std::string kBooklet = kOneCopy + " " + kCollate + "=true";
 
 std::string completed(const std::string& options, const std::string& ppd = kNoPpd,
                       const std::string& copies = "1") {
@@ -41,6 +43,7 @@ std::string completed(const std::string& options, const std::string& ppd = kNoPp
   job.options = options.c_str();
   job.copies = copies.c_str();
   job.ppdPath = ppd.empty() ? nullptr : path.c_str();
+  job.countPages = [] { return 4; };
   return completedJob(job).options;
 }
 
@@ -74,8 +77,8 @@ TEST(PrintNow, IsNotAddedToEveryJob) {
   EXPECT_EQ(added("PrintTo=JRPrinter", ppd), kOneCopy);  // the job's own wins
   EXPECT_EQ(added("", ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"))),
             kOneCopy + " PrintTo=JRVerify");
-  EXPECT_EQ(added("", ppdWith(ppdOption("QVBookletFold", "JRPrinter false", "JRPrinter"))),
-            kOneCopy + " QVBookletFold=JRPrinter");
+  EXPECT_EQ(added("", ppdWith(ppdOption("QvnBlankPage", "JRPrinter false", "JRPrinter"))),
+            kOneCopy + " QvnBlankPage=JRPrinter");
 }
 
 // ---- copies and collation
@@ -132,14 +135,15 @@ TEST(Collation, IsLeftOutWhenNobodySaysIt) { EXPECT_EQ(added("media=A4"), kOneCo
 // ---- defaults and marked choices of the PPD file
 
 TEST(PpdDefaults, AreAddedWhereTheJobIsSilent) {
-  EXPECT_EQ(added("media=A4", kFoldPpd), kOneCopy + " QVBookletFold=BiFold");
+  EXPECT_EQ(added("media=A4", kFoldPpd), kBooklet + " QVBookletFold=BiFold");
 }
 
 TEST(PpdDefaults, NeverOverrideTheJob) {
-  for (const char* options :
-       {"QVBookletFold=SaddleStitch", "QVBookletFold=false", "QVBookletFold=Booklet",
-        "noQVBookletFold", "QVBookletFold=PrinterS"}) {
+  for (const char* options : {"QVBookletFold=false", "noQVBookletFold", "QVBookletFold=PrinterS"}) {
     EXPECT_EQ(added(options, kFoldPpd), kOneCopy) << options;
+  }
+  for (const char* options : {"QVBookletFold=SaddleStitch", "QVBookletFold=Booklet"}) {
+    EXPECT_EQ(added(options, kFoldPpd), kBooklet) << options;
   }
 }
 
@@ -160,8 +164,8 @@ TEST(MarkedChoices, ComeFromWhatTheJobAsksUnderOtherNames) {
       ppdWith(ppdOption("QVBookletFold", "false BiFold SaddleStitch", "false") +
               "*cupsIPPFinishings 10/fold: \"*QVBookletFold BiFold\"\n"
               "*cupsIPPFinishings 13/booklet-maker: \"*QVBookletFold SaddleStitch\"\n");
-  EXPECT_EQ(added("finishings=10", ppd), kOneCopy + " QVBookletFold=BiFold");
-  EXPECT_EQ(added("finishings=13", ppd), kOneCopy + " QVBookletFold=SaddleStitch");
+  EXPECT_EQ(added("finishings=10", ppd), kBooklet + " QVBookletFold=BiFold");
+  EXPECT_EQ(added("finishings=13", ppd), kBooklet + " QVBookletFold=SaddleStitch");
   EXPECT_EQ(added("finishings=3", ppd), kOneCopy + " QVBookletFold=false");
 }
 
@@ -197,7 +201,7 @@ TEST(MarkedChoices, AreThoseOfEveryOptionThatTheFilterReads) {
     const auto found = options.find(name);
     EXPECT_TRUE(found != options.end() && found->second == "Two") << name;
   }
-  EXPECT_EQ(options.size(), names.size() + 1) << "and the copies";
+  EXPECT_EQ(options.size(), names.size() + 2) << "and the copies, and their collation";
 }
 
 TEST(UnusablePpd, AddsNothing) {
@@ -223,9 +227,9 @@ std::string said(Work work) {
 
 TEST(Choice, IsSpelledAsInThePpd) {
   EXPECT_EQ(added("QVBookletFold=saddlestitch", kFoldPpd),
-            kOneCopy + " QVBookletFold=SaddleStitch");
+            kBooklet + " QVBookletFold=SaddleStitch");
   EXPECT_EQ(completed("a=1 qvbookletfold=SADDLESTITCH b=2", kFoldPpd),
-            "a=1 b=2 " + kOneCopy + " QVBookletFold=SaddleStitch");
+            "a=1 b=2 " + kBooklet + " QVBookletFold=SaddleStitch");
 }
 
 TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
@@ -234,7 +238,7 @@ TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
     std::erase(shown, '\\');
     EXPECT_EQ(said([&] {
                 EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd),
-                          kOneCopy + " QVBookletFold=BiFold");
+                          kBooklet + " QVBookletFold=BiFold");
               }),
               "\nWARNING: QVBookletFold=" + shown +
                   " is not a choice of this printer; BiFold is used instead.\n");
@@ -258,7 +262,7 @@ TEST(Choice, OfAnOptionThatThePpdLacksPasses) {
   EXPECT_EQ(said([] {
               EXPECT_EQ(added("Color=Red QVBookletFold=TriFold"), kOneCopy);
               EXPECT_EQ(added("Color=Red QvnBlankPage=Maybe", kFoldPpd),
-                        kOneCopy + " QVBookletFold=BiFold");
+                        kBooklet + " QVBookletFold=BiFold");
             }),
             "");
 }
@@ -280,7 +284,7 @@ std::string ppdWithEquipment(const std::string& finisher) {
 TEST(Equipment, ThatIsInstalledRulesNothingOut) {
   EXPECT_EQ(said([] {
               EXPECT_EQ(added("QVBookletFold=BiFold", ppdWithEquipment("True")),
-                        kOneCopy + " QVBookletCoverSource=PrinterS");
+                        kBooklet + " QVBookletCoverSource=PrinterS");
             }),
             "");
 }
@@ -289,7 +293,7 @@ TEST(Equipment, ThatIsMissingMakesAFoldAPlainBooklet) {
   for (const std::string fold : {"SaddleStitch", "BiFold"}) {
     EXPECT_EQ(said([&] {
                 EXPECT_EQ(added("QVBookletFold=" + fold, ppdWithEquipment("False")),
-                          kOneCopy + " QVBookletCoverSource=PrinterS QVBookletFold=Booklet");
+                          kBooklet + " QVBookletCoverSource=PrinterS QVBookletFold=Booklet");
               }),
               "\nWARNING: QVBookletFold=" + fold +
                   " needs equipment that is not installed (OptionFinisher=False); Booklet is used "
@@ -706,6 +710,7 @@ TEST(OptionString, KeepsEveryValue) {
     EXPECT_EQ(after["com.apple.print.PrintSettings.PMCopies..n."], "1") << options;
     after.erase("QVBookletFold");
     after.erase("com.apple.print.PrintSettings.PMCopies..n.");
+    after.erase(kCollate);
     EXPECT_EQ(after, before) << options;
     added(options, kFoldPpd);
   }

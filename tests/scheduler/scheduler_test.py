@@ -13,6 +13,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import unittest
 
 import listener
@@ -97,6 +98,18 @@ class SchedulerTest(unittest.TestCase):
         """Prints a file and checks what holds for every job."""
         job = self.cups.print(queue, self.printer, file, options, **arguments)
         self.check(job)
+        return job
+
+    def print_booklet(self, file, options, sides, **arguments):
+        """Prints a file that becomes a booklet of so many sides. What jobshaper-queue makes of its
+        pages has a test of its own, which compares page by page."""
+        job = self.cups.print(arguments.pop("queue", "Office"), self.printer, file, options,
+                              **arguments)
+        self.assertEqual(self.cups.state_of(job.number), "completed",
+                         "\n".join(self.cups.log.lines_of(job.number)))
+        self.check_start(job)
+        self.check_directories()
+        self.assert_pages(job, sides)
         return job
 
     def check(self, job):
@@ -201,8 +214,9 @@ class SchedulerTest(unittest.TestCase):
 
     def test_pages_of_booklets(self):
         for queue, fold in (("Office", "SaddleStitch"), ("Small", "Booklet")):
-            job = self.print(self.documents.pdf, {"QVBookletFold": fold, "copies": "2"}, queue=queue)
-            self.assertEqual(self.cups.pages_of(job.number), 10)
+            job = self.cups.print(queue, self.printer, self.documents.pdf,
+                                  {"QVBookletFold": fold, "copies": "2"})
+            self.assertEqual(self.cups.pages_of(job.number), 8)
 
     def test_limit_of_pages(self):
         self.add_queue("Limited", "mono-duplex", "-o", "job-quota-period=86400",
@@ -256,14 +270,20 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual(set(choices), set(commands))
         options = [({"QVBookletFold": choice}, choice) for choice in choices]
         for number, choice in re.findall(
-                r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (.*)"$', ppd, re.M):
+                r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (\w+).*"$', ppd, re.M):
             options.append(({"finishings": number}, choice))
         self.assertGreater(len(options), len(choices))
         for wanted, choice in options:
             with self.subTest(wanted):
                 # The shortest way through the scheduler: there are many of them.
-                job = self.print(self.documents.postscript,
-                                 {**wanted, "document-format": APPLICATION_POSTSCRIPT})
+                wanted["document-format"] = APPLICATION_POSTSCRIPT
+                if choice in ("false", "DoNotFoldAndStaple"):
+                    job = self.print(self.documents.postscript, wanted)
+                    self.assert_pages(job, self.documents.pages)
+                else:
+                    # What is finished only, stays as it is.
+                    arranged = wanted.get("finishings") in ("8", "10")
+                    job = self.print_booklet(self.documents.postscript, wanted, 5 if arranged else 4)
                 self.assert_fold(job, choice, commands[choice])
 
     def assert_fold(self, job, choice, command):
@@ -317,42 +337,79 @@ class SchedulerTest(unittest.TestCase):
     def test_defaults_of_the_administrator(self):
         self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
                        "-o", "PrintTo=JRVerify", "-o", "QvnBlankPage=false")
-        job = self.print(self.documents.pdf, queue="Booklets")
+        job = self.print_booklet(self.documents.pdf, {}, 4, queue="Booklets")
         for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=false"):
             self.assertIn(option, job.added)
         self.assertIn(b"@PJL SET HOLD = PROOF\n", job.header)
         self.assertIn(b"@PJL SET QBLANKPAGES = DONOTPRINT\n", job.header)
         self.assertIn(b"\n<< /CollatedCopies 1 >> setuserparams\n", job.body)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
-        job = self.print(self.documents.pdf, {"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"},
-                         queue="Booklets")
+        job = self.print_booklet(self.documents.pdf, {"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"},
+                                 4, queue="Booklets")
         self.assertNotIn(b"@PJL SET HOLD", job.header)
         self.assert_fold(job, "BiFold", b"<< /Fold 1 >> setpagedevice")
-        self.assert_pages(job, self.documents.pages)
 
-    def test_booklet_with_a_cover_sheet(self):
+    def test_booklet_of_a_driver_that_counts_pages(self):
         count = self.work / "page count"
         count.write_text("8\n")
-        job = self.print(self.documents.pdf, {
+        job = self.print_booklet(self.documents.pdf, {
             "QVBookletFold": "SaddleStitch", "QVBookletCoverPage": "true",
             "QVInsideFrontCover": "true", "QVBookletCoverSource": "Tray2",
-            "QVBookletCoverType": "Card", "QVBookletPageCountFilename": str(count)})
+            "QVBookletCoverType": "Card", "QVBookletPageCountFilename": str(count)},
+            self.documents.pages)
         self.assertIn(b"\n1 dict dup /Duplex false put setpagedevice\n%%Page: 4 4\n[{\n"
                       b"<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1 "
                       b"/MediaType (Card Stock) >> setpagedevice\n} stopped cleartomark\n",
                       job.body)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
-        self.assert_pages(job, self.documents.pages)
+
+    def texts_of(self, job):
+        """The words "page N" of each side."""
+        directory = pathlib.Path(tempfile.mkdtemp(dir=self.work))
+        (directory / "body.ps").write_bytes(job.body)
+        subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=txtwrite",
+                        f"-sOutputFile={directory}/%d.txt", directory / "body.ps"],
+                       stdin=subprocess.DEVNULL, timeout=60, check=True)
+        count = len(list(directory.glob("*.txt")))
+        return [set(re.findall(r"page (\d+)", (directory / f"{n}.txt").read_text()))
+                for n in range(1, count + 1)]
+
+    def test_booklets(self):
+        numbered = self.work / "numbered.ps"
+        numbered.write_text("%!PS\n/Courier findfont 40 scalefont setfont\n" + "".join(
+            f"100 400 moveto (page {n}) show showpage\n" for n in range(1, 6)))
+        pdf, text, image = (self.work / name for name in ("numbered.pdf", "lines.txt", "one.png"))
+        for device, file in (("pdfwrite", pdf), ("pnggray", image)):
+            subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", "-r20",
+                            "-dLastPage=5", "-o", file, numbered], timeout=60, check=True)
+        text.write_text("\f".join(f"page {n}\n" for n in range(1, 6)))
+        five = [{"1"}, {"2"}, {"3"}, {"4", "5"}]
+        self.add_queue("Always", "color-finisher", "-o", "booklet-default=true")
+        jobs = [("Office", pdf, {"booklet": "true"}, five),
+                ("Office", pdf, {"QVBookletFold": "SaddleStitch"}, five),
+                ("Office", image, {"booklet": "true"}, [set(), set()]),
+                ("Always", pdf, {"job-sheets": "standard,none"}, None)]
+        if (private_cups.SYSTEM_BIN / "filter" / "texttopdf").exists():
+            jobs.append(("Always", text, {}, [set()] * 4))  # its fonts have no names for letters
+        for queue, file, options, sides in jobs:
+            with self.subTest(file=file.name, options=options):
+                job = self.cups.print(queue, self.printer, file, options)
+                if sides is not None:
+                    self.assertEqual(self.texts_of(job), sides)
+                    self.assertIn(b"*QVBookletFold", job.body)
+                self.assertEqual(len(re.findall(rb"\n<< /Fold 2 /Staple 4>> setpagedevice", job.body)), 1)
+                self.assertIn(b"*Duplex None\n<</Duplex true/Tumble true>>setpagedevice", job.body)
+                self.assert_warnings(job)
 
     def test_manual_booklet(self):
         for file in (self.documents.pdf, self.documents.postscript):
             with self.subTest(file=file.name):
-                job = self.print(file, {"QVBookletFold": "Booklet"}, queue="Small")
-                pages = re.findall(rb"^%%Page: \S+ (\d+)", job.body, re.M)
-                self.assertEqual(pages, [b"0", b"1", b"3", b"5", b"1", b"4", b"2"])
                 installed = INSTRUCTIONS.exists()
-                # The second pass begins with a blank page, which is numbered 1 and is the back of 5.
-                self.assert_pages(job, self.documents.pages + 1 + installed)
+                # The second pass begins with a blank page, which is numbered 1 and is the back of 3.
+                job = self.print_booklet(file, {"QVBookletFold": "Booklet"}, 4 + 1 + installed,
+                                         queue="Small")
+                pages = re.findall(rb"^%%Page: \S+ (\d+)", job.body, re.M)
+                self.assertEqual(pages, [b"0", b"1", b"3", b"1", b"4", b"2"])
 
     def test_generic_driver(self):
         for model, header in (
@@ -409,7 +466,7 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual(lines, list(expected))
 
     def test_choice_in_other_letters(self):
-        job = self.print(self.documents.pdf, {"QVBookletFold": "saddlestitch"})
+        job = self.print_booklet(self.documents.pdf, {"QVBookletFold": "saddlestitch"}, 4)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
         self.assert_warnings(job)
 
@@ -425,7 +482,8 @@ class SchedulerTest(unittest.TestCase):
         self.add_queue("Bare", "color-finisher", "-o", "OptionFinisher=False")
         for options in ({"QVBookletFold": "SaddleStitch"}, {"finishings": "10"}):
             fold = options.get("QVBookletFold", "BiFold")
-            job = self.print(self.documents.pdf, options, queue="Bare")
+            job = self.print_booklet(self.documents.pdf, options, 4 if fold == "SaddleStitch" else 5,
+                                     queue="Bare")
             self.assertNotRegex(job.body, rb"/Fold|/Staple")
             self.assert_warnings(job, f"QVBookletFold={fold} needs equipment that is not installed "
                                  "(OptionFinisher=False); Booklet is used instead.")

@@ -1,0 +1,189 @@
+#include "queue/booklet.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <initializer_list>
+#include <iterator>
+#include <optional>
+#include <string_view>
+
+#include "settings/option_names.h"
+
+namespace jobshaper {
+
+namespace {
+
+constexpr char kFold[] = "QVBookletFold";
+constexpr char kOff[] = "false";
+constexpr char kUnfolded[] = "DoNotFoldAndStaple";
+constexpr char kPages[] = "QvnBookletPages";
+constexpr char kArranged[] = "Arranged";
+
+// What a booklet is finished with if the job does not say it: the first that the printer has.
+constexpr const char* kFolds[] = {"SaddleStitch", "Booklet"};
+
+constexpr char kNotArranged[] =
+    "WARNING: The pages of this document cannot be arranged as a booklet; it is printed as it "
+    "is.\n";
+
+constexpr char kSource[] = "QVBookletCoverSource";
+constexpr char kType[] = "QVBookletCoverType";
+constexpr char kPageCount[] = "QVBookletPageCountFilename";
+constexpr const char* kCoverOptions[] = {
+    "QVBookletCoverPage", "QVOutsideFrontCover", "QVInsideFrontCover",
+    "QVInsideBackCover",  "QVOutsideBackCover",
+};
+
+bool isOneOf(const char* value, std::initializer_list<const char*> words) {
+  return value && std::any_of(words.begin(), words.end(),
+                              [&](const char* word) { return strcasecmp(value, word) == 0; });
+}
+
+bool isTrue(const char* value) { return isOneOf(value, {"true", "on", "yes"}); }
+
+// Whether the document has come through the filter of CUPS that obeys booklet=true.
+bool goesThroughPdf(std::string_view contentType) {
+  constexpr std::string_view kPastIt[] = {
+      "application/postscript", "application/vnd.adobe-reader-postscript",
+      "application/vnd.cups-postscript", "application/vnd.cups-pdf"};
+  if (contentType == "image/urf" || contentType == "image/pwg-raster") return true;
+  if (contentType.starts_with("image/")) return false;
+  return std::find(std::begin(kPastIt), std::end(kPastIt), contentType) == std::end(kPastIt);
+}
+
+bool isReversed(const OptionList& jobOptions) {
+  return isOneOf(jobOptions.find("outputorder"), {"reverse"}) ||
+         isOneOf(jobOptions.find("output-order"), {"reverse"});
+}
+
+bool foldsNothing(const char* fold) {
+  return !fold || isOneOf(fold, {kOff, "PrinterS", kUnfolded});
+}
+
+const char* ownFold(const QueuePpd& ppd) {
+  for (const char* const fold : kFolds) {
+    if (ppd.hasChoice(kFold, fold) && ppd.missingEquipment(kFold, fold).empty()) return fold;
+  }
+  return nullptr;
+}
+
+CoverFaces coverFaces(const OptionList& wanted) {
+  const auto isPrinted = [&](const char* name) { return isTrue(wanted.find(name)); };
+  const CoverFaces faces = {
+      .outsideFront = isPrinted("QVOutsideFrontCover"),
+      .insideFront = isPrinted("QVInsideFrontCover"),
+      .insideBack = isPrinted("QVInsideBackCover"),
+      .outsideBack = isPrinted("QVOutsideBackCover"),
+  };
+  const bool any = faces.outsideFront || faces.insideFront || faces.insideBack || faces.outsideBack;
+  return any && isPrinted("QVBookletCoverPage") ? faces : CoverFaces{};
+}
+
+bool hasCoverPaper(const OptionList& wanted) {
+  const char* const source = wanted.find(kSource);
+  const char* const type = wanted.find(kType);
+  return (source && !isOneOf(source, {"PrinterS"})) || (type && !isOneOf(type, {"Printers"}));
+}
+
+// Reversed: the pages come from the last to the first, and so do the sides.
+void reverse(std::vector<Side>& sides, int pages) {
+  const auto mirrored = [&](int page) { return page == kBlankPage ? page : pages + 1 - page; };
+  for (Side& side : sides) side = {mirrored(side.left), mirrored(side.right)};
+  std::reverse(sides.begin(), sides.end());
+}
+
+// The code of a choice in the job gives way to that of another.
+void replaceCode(JobAdditions& additions, const QueuePpd& ppd, const char* option,
+                 const char* choice, const char* instead) {
+  if (!ppd.hasCode(option, instead)) return;
+  additions.replacedFeatures.push_back(
+      {std::string(option) + " " + choice, ppd.code(option, instead) + "\n"});
+}
+
+void printAsItIs(OptionList& wanted, JobAdditions& additions, const QueuePpd& ppd) {
+  const char* const marked = ppd.choice(kFold);
+  if (!foldsNothing(marked)) replaceCode(additions, ppd, kFold, marked, kOff);
+  if (!foldsNothing(wanted.find(kFold))) wanted.put(kFold, kOff);
+}
+
+// Whether the pages are on the sides of a booklet when they get here, or must stay as they are. Who
+// names a file with the number of pages has arranged them, and who says booklet=false wants none of
+// it.
+bool isArranged(const OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
+                const JobOrigin& origin) {
+  const char* const asked = jobOptions.find("booklet");
+  if (asked && (!isTrue(asked) || goesThroughPdf(origin.contentType))) return true;
+  return isOneOf(ppd.choice(kPages), {kArranged}) || wanted.find(kPageCount);
+}
+
+// Whether the job has a fold at the end.
+bool settleFold(OptionList& wanted, const QueuePpd& ppd) {
+  const char* const fold = wanted.find(kFold);
+  if (!foldsNothing(fold) || isOneOf(fold, {kUnfolded})) return true;
+  if (const char* const own = ownFold(ppd)) {
+    wanted.put(kFold, own);
+    return true;
+  }
+  std::fprintf(stderr, "WARNING: booklet=true needs equipment that is not installed (%s).\n",
+               ppd.missingEquipment(kFold, kFolds[1]).c_str());
+  return false;
+}
+
+void settleSheets(OptionList& wanted, JobAdditions& additions, const QueuePpd& ppd) {
+  for (const char* const choice : {"None", "DuplexNoTumble"}) {
+    replaceCode(additions, ppd, "Duplex", choice, "DuplexTumble");
+  }
+  wanted.put(kCollateOption.data(), "true");
+  replaceCode(additions, ppd, "Collate", "False", "True");
+}
+
+}  // namespace
+
+Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionList& jobOptions,
+                      const QueuePpd& ppd, const JobOrigin& origin, const CountPages& countPages) {
+  const bool asked = isTrue(jobOptions.find("booklet"));
+  if (!ppd.hasOption(kFold) || (!asked && foldsNothing(wanted.find(kFold)))) return {};
+  if (origin.isBanner) {
+    printAsItIs(wanted, additions, ppd);
+    return {};
+  }
+  if (!settleFold(wanted, ppd)) return {};
+
+  const bool arranged = isArranged(wanted, jobOptions, ppd, origin);
+  const bool reversed = isReversed(jobOptions);
+  const bool knowsCover = wanted.find(kPageCount) == nullptr;
+  const bool needsCover = knowsCover && hasCoverPaper(wanted);
+  Booklet booklet;
+  int sides = 0;
+  if (!arranged || (needsCover && reversed)) {
+    const std::optional<int> pages = countPages();
+    if (!pages) {
+      booklet.failed = true;
+      return booklet;
+    }
+    sides = *pages;
+    if (!arranged && *pages == 0) {
+      std::fputs(kNotArranged, stderr);
+      printAsItIs(wanted, additions, ppd);
+      return {};
+    }
+    if (!arranged) {
+      booklet.sides = bookletSides(*pages, coverFaces(wanted));
+      if (reversed) reverse(booklet.sides, *pages);
+      sides = static_cast<int>(booklet.sides.size());
+    }
+  }
+  booklet.isBooklet = true;
+  booklet.byHand = ppd.hasKeyword("QvnManualBooklet");
+  settleSheets(wanted, additions, ppd);
+  if (needsCover) additions.coverSide = reversed ? std::max(sides - 1, 1) : 1;
+  if (knowsCover) {
+    // The rule of the filter for these holds where the cover comes last.
+    for (const char* const option : kCoverOptions) wanted.remove(option);
+  }
+  return booklet;
+}
+
+}  // namespace jobshaper

@@ -1,0 +1,20 @@
+// Puts the pages of a held job on the sides of a booklet.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/descriptor.h"
+#include "queue/booklet_order.h"
+#include "queue/held_job.h"
+
+namespace jobshaper {
+
+// The job with these sides as its pages, two pages of the held job side by side on each, or with
+// its own pages if there are none. With `oneCopy`, the number of copies that CUPS has put into the
+// job becomes 1. Answers with a file without a name, to be read from its start; with none if it
+// cannot be written or the held job not be read back, which is reported on standard error.
+Descriptor rewrittenJob(const HeldJob& job, const std::vector<Side>& sides, bool oneCopy,
+                        const std::string& directory);
+
+}  // namespace jobshaper
