@@ -126,7 +126,7 @@ bool settleFold(OptionList& wanted, const QueuePpd& ppd) {
     wanted.put(kFold, own);
     return true;
   }
-  std::fprintf(stderr, "WARNING: booklet=true needs equipment that is not installed (%s).\n",
+  std::fprintf(stderr, "\nWARNING: booklet=true needs equipment that is not installed (%s).\n",
                ppd.missingEquipment(kFold, kFolds[1]).c_str());
   return false;
 }

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Draws every tab of the GTK print dialog for one queue, for script/demo --dialog.
 
-usage: gtk_dialog.py QUEUE OUTPUT-PREFIX
+usage: gtk_dialog.py QUEUE OUTPUT-PREFIX [OPTION=CHOICE ...]
 
 Needs an X server and, in CUPS_SERVER, a scheduler. Writes OUTPUT-PREFIX-NUMBER.png and prints the title of
 each tab.
@@ -30,13 +30,16 @@ def notebook_in(widget):
 class Pictures:
     """Works while the print operation waits for the user."""
 
-    def __init__(self, queue, prefix):
+    def __init__(self, queue, prefix, *options):
         self.prefix = prefix
         self.complete = False
         self.dialog = self.notebook = None
         self.tabs = []
         settings = Gtk.PrintSettings()
         settings.set_printer(queue)
+        for option in options:
+            name, _, choice = option.partition("=")
+            settings.set(f"cups-{name}", choice)
         operation = Gtk.PrintOperation()
         operation.set_print_settings(settings)
         operation.set_n_pages(1)

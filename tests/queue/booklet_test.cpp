@@ -242,7 +242,7 @@ TEST(Booklet, WithoutADuplexerIsNone) {
   const Settled booklet = settled("booklet=true OptionDuplexer=False", 4, "application/postscript");
   EXPECT_EQ(
       booklet.said,
-      "WARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False).\n");
+      "\nWARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False).\n");
   EXPECT_FALSE(booklet.job.booklet.isBooklet);
   EXPECT_EQ(booklet.counted, 0);
 }
