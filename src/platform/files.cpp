@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -170,8 +171,13 @@ Descriptor openForAppending(const std::string& directory, std::string_view name)
 
 Descriptor createNamelessFile(const std::string& directory) {
   std::string path = directory + "/qvn_XXXXXX";
+  // A cancellation between the two calls would leave the file.
+  sigset_t all, before;
+  sigfillset(&all);
+  ::pthread_sigmask(SIG_BLOCK, &all, &before);
   Descriptor file(::mkostemp(path.data(), O_CLOEXEC));
   if (file.valid()) ::unlink(path.c_str());
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return file;
 }
 

@@ -135,6 +135,8 @@ void settleSheets(OptionList& wanted, JobAdditions& additions, const QueuePpd& p
   for (const char* const choice : {"None", "DuplexNoTumble"}) {
     replaceCode(additions, ppd, "Duplex", choice, "DuplexTumble");
   }
+  // A blank side is part of it.
+  if (isOneOf(wanted.find("QvnBlankPage"), {"false"})) wanted.put("QvnBlankPage", "true");
   wanted.put(kCollateOption.data(), "true");
   replaceCode(additions, ppd, "Collate", "False", "True");
 }

@@ -55,7 +55,11 @@ void HeldJob::look(std::string_view bytes) {
 void HeldJob::lookAtLine(off_t from) {
   if (ended_) return;
   const std::string_view line = line_;
-  if (line.starts_with("%%BeginDocument")) {
+  if (inData_) {
+    inData_ = !line.starts_with("%%EndData") && !line.starts_with("%%EndBinary");
+  } else if (line.starts_with("%%BeginData") || line.starts_with("%%BeginBinary")) {
+    inData_ = true;
+  } else if (line.starts_with("%%BeginDocument")) {
     ++documents_;
   } else if (line.starts_with("%%EndDocument")) {
     documents_ = std::max(documents_ - 1, 0);

@@ -24,9 +24,9 @@ struct Part {
 class HeldJob {
  public:
   // Reads the job to its end and finds its pages: they begin with "%%Page:" at the start of a line
-  // outside of documents within the job, and end at "%%Trailer" or the PJL after the PostScript.
-  // Returns false if the input cannot be read or the file not be written, and reports it on
-  // standard error. `directory` is where the file is created.
+  // outside of documents and data within the job, and end at "%%Trailer" or the PJL after the
+  // PostScript. Returns false if the input cannot be read or the file not be written, and reports
+  // it on standard error. `directory` is where the file is created.
   [[nodiscard]] bool read(int input, const std::string& directory);
 
   // Whether the job has pages, and the prolog with which CUPS begins what it has divided into
@@ -54,11 +54,12 @@ class HeldJob {
   bool hasProlog_ = false;
 
   // While the job is being read.
-  off_t size_ = 0;      // bytes read so far
-  off_t lineFrom_ = 0;  // where the line begins
-  std::string line_;    // its beginning
-  int documents_ = 0;   // how many documents the line is within
-  bool ended_ = false;  // the trailer has begun
+  off_t size_ = 0;       // bytes read so far
+  off_t lineFrom_ = 0;   // where the line begins
+  std::string line_;     // its beginning
+  int documents_ = 0;    // how many documents the line is within
+  bool inData_ = false;  // the line is within data, which may look like anything
+  bool ended_ = false;   // the trailer has begun
 };
 
 }  // namespace jobshaper

@@ -102,7 +102,7 @@ class HeaderCopier {
 
   bool take(std::string_view bytes) {
     while (!bytes.empty()) {
-      const std::size_t end = bytes.find('\n');
+      const std::size_t end = bytes.find_first_of("\r\n");
       const bool whole = end != bytes.npos;
       line_.append(bytes.substr(0, whole ? end + 1 : end));
       bytes.remove_prefix(whole ? end + 1 : bytes.size());

@@ -300,7 +300,10 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
   settleSettings(wanted, additions.settings, jobOptions, ppd);
   dropFeatures(additions.replacedFeatures, ppd);
   uncollate(additions.replacedFeatures, ppd, collate);
-  completed.refusal = whyNotConfidential(wanted, isPasscodeChoice(ppd.defaultChoice("JRHOLDKEY")));
+  completed.refusal =
+      isConfidential(jobOptions) && !isConfidential(wanted)
+          ? whyNotKept()
+          : whyNotConfidential(wanted, isPasscodeChoice(ppd.defaultChoice("JRHOLDKEY")));
 }
 
 }  // namespace
@@ -318,7 +321,10 @@ CompletedJob completedJob(const QueueJob& job) {
     completeOptions(wanted, completed, jobOptions, job);
   } else {
     std::fputs("\nWARNING: The job's options cannot be completed.\n", stderr);
-    completed.refusal = whyNotConfidential(wanted, false);
+    const QueuePpd ppd(job.ppdPath, OptionList(""));
+    completed.refusal = isConfidential(wanted)
+                            ? whyNotConfidential(wanted, false)
+                            : whyNotOpen(job.options, ppd.defaultChoice("PrintTo"));
   }
   if (completed.refusal) return completed;
   cleanTexts(wanted);

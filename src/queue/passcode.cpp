@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include "queue/header_text.h"
@@ -21,11 +22,6 @@ constexpr char kPassword[] = "job-password";
 constexpr char kEncryption[] = "job-password-encryption";
 // What *cupsJobPassword of the PPD files tells IPP clients.
 constexpr std::size_t kPasswordLength = 4;
-
-bool isConfidential(const OptionList& options) {
-  const char* const printTo = options.find(kPrintTo);
-  return printTo && strcasecmp(printTo, kConfidential) == 0;
-}
 
 // As many digits as that.
 bool isPin(std::string_view text, std::size_t shortest, std::size_t longest) {
@@ -62,9 +58,19 @@ std::optional<std::string> makeConfidential(OptionList& options, const std::stri
   return std::nullopt;
 }
 
+// As of options whose separator was mistyped.
+bool hasMoreThanConfidential(const OptionList& options) {
+  const char* const printTo = options.find(kPrintTo);
+  return printTo && !isConfidential(options) &&
+         strncasecmp(printTo, kConfidential, std::strlen(kConfidential)) == 0;
+}
+
 }  // namespace
 
 std::optional<std::string> takePasscode(OptionList& options) {
+  if (hasMoreThanConfidential(options)) {
+    return refusal("PrintTo begins with JRConf, but has more in it.");
+  }
   const std::optional<std::string_view> key = typedKey(options);
   const char* const password = options.find(kPassword);
   if (key && (!password || isConfidential(options))) {
@@ -83,11 +89,32 @@ std::optional<std::string> takePasscode(OptionList& options) {
 std::optional<std::string> whyNotConfidential(const OptionList& options, bool queueHasPasscode) {
   const bool hasKey = typedKey(options).has_value();
   if (hasKey == isConfidential(options)) return std::nullopt;
-  if (hasKey) return refusal("the job has a PIN, but the printer keeps no confidential jobs.");
+  if (hasKey) return whyNotKept();
   if (queueHasPasscode) {
     return refusal("the default PIN of the queue is no secret; the job needs one of its own.");
   }
   return refusal("a confidential job needs a PIN of 4 to 8 digits.");
+}
+
+std::optional<std::string> whyNotOpen(std::string_view optionString, const char* defaultPrintTo) {
+  const std::string text(optionString);
+  for (const char* const name : {kConfidential, kKey, kPassword}) {
+    if (::strcasestr(text.c_str(), name)) {
+      return refusal("its options cannot be read to their end, and it may be confidential.");
+    }
+  }
+  if (!defaultPrintTo || strcasecmp(defaultPrintTo, kConfidential) != 0) return std::nullopt;
+  return refusal(
+      "its options cannot be read to their end, and jobs of this queue are confidential.");
+}
+
+std::string whyNotKept() {
+  return refusal("the job is confidential, but the printer keeps no such jobs.");
+}
+
+bool isConfidential(const OptionList& options) {
+  const char* const printTo = options.find(kPrintTo);
+  return printTo && strcasecmp(printTo, kConfidential) == 0;
 }
 
 bool isPasscodeChoice(const char* choice) { return choice && strcasecmp(choice, kNoKey) != 0; }

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "queue/option_list.h"
 
@@ -14,13 +15,25 @@ namespace jobshaper {
 // PrintTo=JRConf the job's own JRHOLDKEY counts, otherwise its job-password.
 //
 // Answers why the job must not be printed, in words for its user and without the PIN: it is
-// encrypted, or not of as many digits as the printer and IPP clients are told. Nothing otherwise.
+// encrypted, or not of as many digits as the printer and IPP clients are told, or more than JRConf
+// is in PrintTo. Nothing otherwise.
 std::optional<std::string> takePasscode(OptionList& options);
 
 // The same for a job whose options are complete: that it is confidential, by the administrator's
 // default too, but has no PIN of its own, or that it has a PIN, but the printer keeps no such jobs.
 // `queueHasPasscode` is whether the PPD file has a default.
 std::optional<std::string> whyNotConfidential(const OptionList& options, bool queueHasPasscode);
+
+// The same for a job whose option string cannot be read to its end: that the string has the name of
+// an option of confidential jobs anywhere, or that the administrator's default, or null, makes jobs
+// confidential.
+std::optional<std::string> whyNotOpen(std::string_view optionString, const char* defaultPrintTo);
+
+// Why a confidential job must not be printed by a printer that keeps none.
+std::string whyNotKept();
+
+// Whether the job is to be confidential.
+bool isConfidential(const OptionList& options);
 
 // Whether this choice of JRHOLDKEY in the PPD file, or null, stands for a PIN.
 bool isPasscodeChoice(const char* choice);

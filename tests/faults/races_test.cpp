@@ -41,7 +41,9 @@ TEST_F(Race, OfASecondNameDoesNotReachAnotherFile) {
               {"debug.log", Job().log(7)},        {"qvn_manualPS42", manualJob("")},
               {"pageReOrdered42", manualJob("")}, {"pageEven42", manualJob("")},
               {"newEvenOrder42", manualJob("")},  {"newOddOrder42", manualJob("")}};
-  for (const auto& [name, job] : rows) {
+  for (const auto& row : rows) {
+    const char* const name = row.name;
+    const Job& job = row.job;
     SCOPED_TRACE(name);
     const TemporaryFolder outside;
     const std::string other = outside.file("private");

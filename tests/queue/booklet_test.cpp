@@ -13,6 +13,7 @@
 #include "queue/held_job.h"
 #include "queue/imposition.h"
 #include "queue/option_string.h"
+#include "settings/argument_store.h"
 #include "tests/queue/queue_ppd.h"
 #include "tests/support/program.h"
 
@@ -103,6 +104,9 @@ TEST(HeldJob, HasPages) {
        "y\n%%EndDocument\n%%Trailer\n"
        "%%EndDocument\n",
        "%%Page: 2 2\n%%EndDocument\n", "%%Trailer\n"},
+      {top, "%%Page: 1 1\n%%BeginData: 9 Binary Bytes\n%%Trailer\n%%Page: 2 2\n%%EndData\n",
+       "%%Page: 2 2\n%%BeginBinary: 9\n%%Page: 3 3\n%%BeginDocument\n%%EndBinary\n",
+       "%%Page: 3 3\n", "%%EOF\n"},
       {top + "%%Trailer\n", "%%Page: 1 1\n", ""},
   };
   for (const auto& job : jobs) {
@@ -154,6 +158,15 @@ TEST(Imposition, PutsPagesOnSidesAfterTheProcedures) {
             "% Pages 0 and 3 of the document; 0 is a blank one.\nQvnBooklet/side get exec\n"
             "true QvnBooklet/open get exec\n3 p\nQvnBooklet/close get exec\n"
             "QvnBooklet/print get exec\n");
+}
+
+TEST(Imposition, AddsTheProceduresWhateverEndsTheLines) {
+  for (const std::string end : {"\r", "\r\n", "\n"}) {
+    const std::string text = rewritten(
+        "%!PS" + end + "%%BeginProlog" + end + "x" + end + "%%Page: 1 1" + end, {{0, 1}}, false);
+    EXPECT_EQ(text.find("userdict/QvnBooklet"), ("%!PS%%BeginProlog" + end).size() + 1);
+    EXPECT_NE(text.find("end\n" + end.substr(1) + "x" + end), text.npos);
+  }
 }
 
 TEST(Imposition, MakesOneCopyOfMany) {
@@ -236,6 +249,19 @@ TEST(Booklet, IsHeldOnlyIfItHasTo) {
     EXPECT_EQ(booklet.job.additions.coverSide, row.coverSide) << row.options << row.content;
     EXPECT_EQ(booklet.said, "") << row.options;
   }
+}
+
+TEST(Booklet, PrintsItsBlankSides) {
+  const std::string ppd = ppdOption("QvnBlankPage", "PrinterS true false", "PrinterS");
+  const auto blank = [&](const char* options) {
+    const Settled job = settled(options, 4, "application/postscript", ppd);
+    argumentStore store;
+    store.initWithOptionString(job.job.options.c_str());
+    return std::string(store.getValue("QvnBlankPage").value_or(""));
+  };
+  EXPECT_EQ(blank("booklet=true QvnBlankPage=false"), "true");
+  EXPECT_EQ(blank("booklet=true"), "PrinterS");
+  EXPECT_EQ(blank("QvnBlankPage=false"), "false");
 }
 
 TEST(Booklet, WithoutADuplexerIsNone) {

@@ -157,8 +157,35 @@ TEST(Passcode, IsMissing) {
 
 TEST(Passcode, NeedsAPrinterThatKeepsConfidentialJobs) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"));
-  EXPECT_EQ(answer("job-password=4711", ppd).refusal,
-            "the job has a PIN, but the printer keeps no confidential jobs.");
+  for (const char* options :
+       {"job-password=4711", "PrintTo=JRConf", "printto=jrconf JRHOLDKEY=1234"}) {
+    EXPECT_EQ(answer(options, ppd).refusal,
+              "the job is confidential, but the printer keeps no such jobs.")
+        << options;
+  }
+}
+
+TEST(Passcode, IsNotLostInAnOptionThatDoesNotEnd) {
+  for (const char* options :
+       {"a={b PrintTo=JRConf JRHOLDKEY=1234", "a={b jrholdkey=1234", "a=\"b JOB-PASSWORD=1234",
+        "PrintTo={JRConf", "=x JRHOLDKEY=1234", "a='b\"printto=jrconf"}) {
+    EXPECT_EQ(answer(options).refusal,
+              "its options cannot be read to their end, and it may be confidential.")
+        << options;
+  }
+  EXPECT_EQ(answer("a={b", ppdText("JRConf")).refusal,
+            "its options cannot be read to their end, and jobs of this queue are confidential.");
+  EXPECT_EQ(answer("a={b", ppdText("JRVerify")).refusal, "");
+  EXPECT_EQ(answer("PrintTo=JRConf JRHOLDKEY=1234 a={b").keeps, "JRConf 1234");
+}
+
+TEST(Passcode, IsNotLostInAnotherChoice) {
+  for (const char* options : {"PrintTo=JRConf,JRHOLDKEY=1234", "printto=jrconf;JRHOLDKEY=1234",
+                              "PrintTo=JRConf<20> JRHOLDKEY=1234", "PrintTo=JRConf2"}) {
+    const Answer got = answer(options);
+    EXPECT_EQ(got.refusal, "PrintTo begins with JRConf, but has more in it.") << options;
+    EXPECT_EQ(got.said, "") << options;  // which would contain the PIN
+  }
 }
 
 TEST(Passcode, LeavesOtherJobsAlone) {

@@ -338,16 +338,19 @@ class SchedulerTest(unittest.TestCase):
         self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
                        "-o", "PrintTo=JRVerify", "-o", "QvnBlankPage=false")
         job = self.print_booklet(self.documents.pdf, {}, 4, queue="Booklets")
-        for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=false"):
+        for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=true"):
             self.assertIn(option, job.added)
         self.assertIn(b"@PJL SET HOLD = PROOF\n", job.header)
-        self.assertIn(b"@PJL SET QBLANKPAGES = DONOTPRINT\n", job.header)
+        # A blank side is part of a booklet.
+        self.assertIn(b"@PJL SET QBLANKPAGES = PRINT\n", job.header)
         self.assertIn(b"\n<< /CollatedCopies 1 >> setuserparams\n", job.body)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
         job = self.print_booklet(self.documents.pdf, {"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"},
                                  4, queue="Booklets")
         self.assertNotIn(b"@PJL SET HOLD", job.header)
         self.assert_fold(job, "BiFold", b"<< /Fold 1 >> setpagedevice")
+        job = self.print(self.documents.pdf, {"QVBookletFold": "false"}, queue="Booklets")
+        self.assertIn(b"@PJL SET QBLANKPAGES = DONOTPRINT\n", job.header)
 
     def test_booklet_of_a_driver_that_counts_pages(self):
         count = self.work / "page count"
