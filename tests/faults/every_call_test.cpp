@@ -220,17 +220,20 @@ TEST_P(EveryCall, MayFail) {
 }
 
 TEST_P(EveryCall, MayBeTheLastBeforeACancellation) {
-  for (int index = 0; index < calls_ - 1; index += kStep) {  // the last one is the exit
+  for (int index = 0; index < calls_; index += kStep) {
     const Job job = GetParam().job();
     TracedRun traced(job);
     traced.lastIndex = index;
+    bool canceled = false;
     traced.before = [&](const SystemCall& call) {
-      if (call.index == index) kill(traced.pid(), SIGTERM);
+      if (call.index != index || call.number == SYS_exit_group) return 0;
+      canceled = kill(traced.pid(), SIGTERM) == 0;
       return 0;
     };
     const Outcome outcome = traced.run(input());
     SCOPED_TRACE(std::to_string(index) + "\n" + outcome.err);
     EXPECT_FALSE(traced.hung());
+    if (!canceled) continue;  // reads take more calls at one time than at another
     EXPECT_EQ(outcome.signal, SIGTERM);
     EXPECT_TRUE(outcome.out.empty() || outcome.out.ends_with(trailer()));
     expectGoodCaptures(job, outcome);
