@@ -1,5 +1,5 @@
 // Opening files, with checks of what is at the path. Every function that returns a Descriptor
-// returns an empty one on failure; errno is not meaningful afterwards.
+// returns an empty one on failure. Only openRegularFile() leaves a meaningful errno.
 #pragma once
 
 #include <sys/types.h>

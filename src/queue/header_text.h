@@ -1,4 +1,4 @@
-// Texts of users on their way into the header.
+// Makes user-supplied text safe for the PJL header.
 #pragma once
 
 #include <string>

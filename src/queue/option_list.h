@@ -34,7 +34,7 @@ class OptionList {
 // options after it, or a new one if options have been removed or respelled.
 std::string optionString(const std::string& text, const OptionList& list);
 
-// Whether options can be added to the string: it ends inside no value.
+// Whether options can be added to the string: it does not end inside a quoted or braced value.
 bool isWholeOptionString(const std::string& text);
 
 }  // namespace jobshaper
