@@ -9,7 +9,6 @@ queue by IPP alone.
 
 import pathlib
 import re
-import signal
 import subprocess
 import sys
 import unittest
@@ -258,9 +257,4 @@ class ConfidentialTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
-    missing = private_cups.what_is_missing()
-    if missing:
-        print("Skipped:", missing)
-        sys.exit(77)
-    unittest.main(argv=[sys.argv[0]] + sys.argv[5:], verbosity=2)
+    private_cups.run_tests(sys.argv[5:])

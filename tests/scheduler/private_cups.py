@@ -18,8 +18,10 @@ import signal
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
 import time
+import unittest
 
 SYSTEM_BIN = pathlib.Path("/usr/lib/cups")
 CUPSD = "/usr/sbin/cupsd"
@@ -61,6 +63,16 @@ def what_is_missing():
     except (subprocess.SubprocessError, OSError):
         return "the scheduler runs filters as the user lp, which root cannot become here"
     return None
+
+
+def run_tests(arguments):
+    """Runs the tests of the program, with these arguments of unittest, or says why it cannot."""
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
+    missing = what_is_missing()
+    if missing:
+        print("Skipped:", missing)
+        sys.exit(77)
+    unittest.main(argv=[sys.argv[0], *arguments], verbosity=2)
 
 
 def free_port():

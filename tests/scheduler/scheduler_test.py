@@ -10,7 +10,6 @@ the printer gets must be what the filter makes of the record with the completed 
 import pathlib
 import re
 import shutil
-import signal
 import subprocess
 import sys
 import tempfile
@@ -608,9 +607,4 @@ class SchedulerTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
-    missing = private_cups.what_is_missing()
-    if missing:
-        print("Skipped:", missing)
-        sys.exit(77)
-    unittest.main(argv=[sys.argv[0]] + sys.argv[5:], verbosity=2)
+    private_cups.run_tests(sys.argv[5:])
