@@ -47,10 +47,10 @@ class Document:
         begin = len(lines) - lines[::-1].index(b"%%EndPageSetup\n")
         end = max(i for i, line in enumerate(lines) if line.endswith(b"EP\n"))  # groff's end of a page
         set_up, marks, close = b"".join(lines[:begin]), lines[begin:end], b"".join(lines[end:])
-        room = (size - len(self.head) - len(self.tail)) // count - len(set_up) - len(close)
+        space = (size - len(self.head) - len(self.tail)) // count - len(set_up) - len(close)
         filling = bytearray()
         for line in itertools.cycle(marks):
-            if len(filling) + len(line) > room:
+            if len(filling) + len(line) > space:
                 break
             filling += line
         for number in range(1, count + 1):

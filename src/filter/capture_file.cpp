@@ -14,13 +14,13 @@ constexpr std::size_t kStep = 16 * 1024 * 1024;
 }  // namespace
 
 CaptureFile::~CaptureFile() {
-  if (reserved_ > 0) releaseRoom(descriptor_);
+  if (allocated_ > 0) releaseSpace(descriptor_);
 }
 
 void CaptureFile::write(iovec* spans, std::size_t count) {
   if (!exists() || failed_) return;
   for (std::size_t i = 0; i < count; ++i) size_ += spans[i].iov_len;
-  reserve();
+  allocate();
   failed_ = !writeAll(descriptor_, spans, count);
 }
 
@@ -29,10 +29,10 @@ void CaptureFile::write(std::string_view bytes) {
   write(&span, 1);
 }
 
-void CaptureFile::reserve() {
+void CaptureFile::allocate() {
   if (size_ <= kSmallFile) return;
-  for (; size_ > reserved_; reserved_ += kStep) {
-    reserveRoom(descriptor_, static_cast<off_t>(reserved_), kStep);
+  for (; size_ > allocated_; allocated_ += kStep) {
+    allocateSpace(descriptor_, static_cast<off_t>(allocated_), kStep);
   }
 }
 

@@ -27,12 +27,12 @@ class CaptureFile {
   void write(std::string_view bytes);
 
  private:
-  void reserve();
+  void allocate();
 
   int descriptor_;
   bool failed_ = false;
-  std::size_t size_ = 0;      // bytes, including those being written
-  std::size_t reserved_ = 0;  // bytes of disk space asked for, from the start of the file
+  std::size_t size_ = 0;       // bytes, including those being written
+  std::size_t allocated_ = 0;  // bytes of disk space asked for, from the start of the file
 };
 
 }  // namespace jobshaper

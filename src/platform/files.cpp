@@ -181,8 +181,8 @@ Descriptor createNamelessFile(const std::string& directory) {
   return file;
 }
 
-void reserveRoom([[maybe_unused]] int descriptor, [[maybe_unused]] off_t position,
-                 [[maybe_unused]] off_t size) {
+void allocateSpace([[maybe_unused]] int descriptor, [[maybe_unused]] off_t position,
+                   [[maybe_unused]] off_t size) {
 #if defined(__linux__)
   // When space is short, do not take it away from files that need it now.
   struct statvfs disk {};
@@ -193,7 +193,7 @@ void reserveRoom([[maybe_unused]] int descriptor, [[maybe_unused]] off_t positio
 #endif
 }
 
-void releaseRoom(int descriptor) {
+void releaseSpace(int descriptor) {
   struct stat status {};
   if (::fstat(descriptor, &status) != 0) return;
   uninterrupted([&] { return ::ftruncate(descriptor, status.st_size); });

@@ -43,10 +43,10 @@ Descriptor createNamelessFile(const std::string& directory);
 
 // Allocates disk space for `size` bytes of a file at this offset without changing the file's size.
 // Does nothing if less than 16 times as much is free, or if the file system does not support it.
-void reserveRoom(int descriptor, off_t position, off_t size);
+void allocateSpace(int descriptor, off_t position, off_t size);
 
 // Frees the disk space allocated past the end of a file.
-void releaseRoom(int descriptor);
+void releaseSpace(int descriptor);
 
 // Returns the bytes of a regular file; "" if it cannot be read to its end or is larger than
 // `limit`.

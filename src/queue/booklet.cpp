@@ -178,7 +178,7 @@ Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionL
     }
   }
   booklet.isBooklet = true;
-  booklet.byHand = ppd.hasKeyword("QvnManualBooklet");
+  booklet.isManual = ppd.hasKeyword("QvnManualBooklet");
   settleSheets(wanted, additions, ppd);
   if (needsCover) additions.coverSide = reversed ? std::max(sides - 1, 1) : 1;
   if (knowsCover) {

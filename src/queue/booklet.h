@@ -26,7 +26,7 @@ struct JobOrigin {
 struct Booklet {
   bool isBooklet = false;
   std::vector<Side> sides;  // on which the pages are to be arranged; none if they are to stay
-  bool byHand = false;      // in two passes, on a printer without a duplexer
+  bool isManual = false;    // in two passes, on a printer without a duplexer
   bool failed = false;      // the job could not be held, which has been reported
 };
 

@@ -28,7 +28,7 @@ bool HeldJob::read(int input, const std::string& directory) {
       std::fputs("ERROR: Unable to create necessary file.\n", stderr);
       return false;
     }
-    look(bytes);
+    scan(bytes);
   }
   if (n < 0) {
     std::fputs("ERROR: Cannot read the print job.\n", stderr);
@@ -38,13 +38,13 @@ bool HeldJob::read(int input, const std::string& directory) {
   return true;
 }
 
-void HeldJob::look(std::string_view bytes) {
+void HeldJob::scan(std::string_view bytes) {
   for (std::size_t at = 0; at < bytes.size();) {
     const std::size_t end = std::min(bytes.find_first_of("\r\n", at), bytes.size());
     const std::size_t wanted = std::min(end - at, kLongestStart - line_.size());
     line_.append(bytes.substr(at, wanted));
     if (end == bytes.size()) break;
-    lookAtLine(lineFrom_);
+    scanLine(lineFrom_);
     line_.clear();
     at = end + 1;
     lineFrom_ = size_ + static_cast<off_t>(at);
@@ -52,7 +52,7 @@ void HeldJob::look(std::string_view bytes) {
   size_ += static_cast<off_t>(bytes.size());
 }
 
-void HeldJob::lookAtLine(off_t from) {
+void HeldJob::scanLine(off_t from) {
   if (ended_) return;
   const std::string_view line = line_;
   if (inData_) {
@@ -77,7 +77,7 @@ void HeldJob::lookAtLine(off_t from) {
 }
 
 void HeldJob::finish() {
-  lookAtLine(lineFrom_);
+  scanLine(lineFrom_);
   if (!ended_) trailer_.from = size_;
   trailer_.size = size_ - trailer_.from;
   header_.size = pages_.empty() ? trailer_.from : pages_.front().from;

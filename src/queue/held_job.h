@@ -43,8 +43,8 @@ class HeldJob {
                                   const std::function<bool(std::string_view)>& take) const;
 
  private:
-  void look(std::string_view bytes);
-  void lookAtLine(off_t from);
+  void scan(std::string_view bytes);
+  void scanLine(off_t from);
   void finish();
 
   Descriptor file_;

@@ -123,7 +123,7 @@ const char* asJobOption(const char* choice) {
 
 // Whether a default is no more than what happens to a job without the option. Named in every
 // job, it would make the filter collate the copies of all of them.
-bool saysNothing(std::string_view option, std::string_view choice) {
+bool isBehaviorWithoutOption(std::string_view option, std::string_view choice) {
   return option == "PrintTo" && choice == "JRPrinter";
 }
 
@@ -193,8 +193,8 @@ void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueueP
   if (!ppd.hasOption(option)) return;
   const char* const choice = possibleChoice(ppd, option, markedChoice(jobOptions, ppd, option));
   const char* const asked = jobOptions.find(option);
-  const bool isSent =
-      choice && (!saysNothing(option, choice) || (asked && strcasecmp(asked, choice) == 0));
+  const bool isSent = choice && (!isBehaviorWithoutOption(option, choice) ||
+                                 (asked && strcasecmp(asked, choice) == 0));
   if (isSent) {
     wanted.put(option, asJobOption(choice));
   } else {
@@ -285,7 +285,7 @@ bool hasWholeSheets(const QueuePpd& ppd, const char* collate) {
 void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionList& jobOptions,
                      const QueueJob& job) {
   const QueuePpd ppd(job.ppdPath, jobOptions);
-  completed.ppdIsUseless = job.ppdPath && !ppd.isUsable();
+  completed.ppdIsUnusable = job.ppdPath && !ppd.isUsable();
   JobAdditions& additions = completed.additions;
   const auto putMissing = [&](const char* name, const char* value) {
     if (value && !jobOptions.find(name)) wanted.put(name, value);

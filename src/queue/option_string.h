@@ -25,7 +25,7 @@ struct CompletedJob {
   std::string options;  // for the filter
   JobAdditions additions;
   Booklet booklet;
-  bool ppdIsUseless = false;  // and reported; the filter is not to read it
+  bool ppdIsUnusable = false;  // and reported; the filter is not to read it
   // Why the job must not be printed, in words for its user; nothing if it may be.
   std::optional<std::string> refusal;
 };

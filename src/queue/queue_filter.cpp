@@ -91,7 +91,7 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
     return 1;
   }
   if (completed.booklet.failed) return 1;
-  if (completed.ppdIsUseless) unsetenv("PPD");  // the filter would complain again, or read it all
+  if (completed.ppdIsUnusable) unsetenv("PPD");  // the filter would complain again, or read it all
   std::vector<char*> arguments(argv, argv + argc + 1);
   arguments[kUserArgument] = completed.user.data();
   arguments[kOptionsArgument] = completed.options.data();
@@ -99,7 +99,7 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   // Copies of a manual booklet are booklets one after another, each with its own two passes.
   std::string oneCopy = "1";
   int times = 1;
-  if (completed.booklet.byHand) {
+  if (completed.booklet.isManual) {
     times = std::max(1, integerValue(job.copies));
     if (times > 1) {
       arguments[kCopiesArgument] = oneCopy.data();

@@ -45,7 +45,7 @@ bool isSlow(const char* line) {
 
 // Whether libcups will read the file in little time and memory. The position counts what a
 // compressed file unfolds to.
-bool isOfBearableSize(const Descriptor& file) {
+bool isWithinLimits(const Descriptor& file) {
   const std::unique_ptr<_cups_file_s, CupsFileCloser> lines(cupsFileOpenFd(::dup(file.get()), "r"));
   if (!lines) return false;
   char line[1024];  // a longer line comes in pieces, each taken as a line
@@ -66,11 +66,11 @@ void report(const std::string& reason) {
 }
 
 // The file, or nothing and the reason on standard error.
-Descriptor openBearableFile(const char* path) {
+Descriptor openWithinLimits(const char* path) {
   Descriptor file = openRegularFile(path);
   if (!file.valid()) {
     report(errno == 0 ? "it is no file with content" : std::strerror(errno));
-  } else if (!isOfBearableSize(file)) {
+  } else if (!isWithinLimits(file)) {
     report("it is too large");
     file.reset();
   } else if (::lseek(file.get(), 0, SEEK_SET) != 0) {
@@ -112,7 +112,7 @@ void QueuePpd::Closer::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 
 QueuePpd::Ppd QueuePpd::open(const char* path) {
   if (!path) return nullptr;
-  Descriptor file = openBearableFile(path);
+  Descriptor file = openWithinLimits(path);
   if (!file.valid()) return nullptr;
   Ppd ppd(ppdOpenFd(file.release()));
   if (!ppd) {

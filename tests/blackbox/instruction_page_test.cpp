@@ -51,7 +51,7 @@ class InstructionPage : public ::testing::Test {
                where);
   }
 
-  TemporaryFolder directory_;
+  TemporaryDirectory directory_;
   Job job_;
 };
 

@@ -1,4 +1,4 @@
-// Jobs that cannot be brought to their end: manual booklets without room for their temporary
+// Jobs that cannot be brought to their end: manual booklets without space for their temporary
 // files, and jobs of every kind that are canceled.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -215,19 +215,19 @@ std::string bigPage(std::string_view start) {
   return join(start, std::string(400000 - start.size() - 1, 'x'), "\n");
 }
 
-TEST(ManualBookletRoom, MissingForTheOddPages) {
+TEST(ManualBookletSpace, MissingForTheOddPages) {
   const Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), bigPage("%%Page: 2 2\n")));
   expectFailure(runWithLimit(job, 200000), job);
   EXPECT_TRUE(fs::exists(job.tmpFile("pageReOrdered42")));
   EXPECT_TRUE(fs::exists(job.tmpFile("qvn_manualPS42")));
 }
 
-TEST(ManualBookletRoom, MissingForTheLastEvenPage) {
+TEST(ManualBookletSpace, MissingForTheLastEvenPage) {
   const Job job = manualJob(join(kTop, kPage1, bigPage("%%Page: 2 2\n")));
   expectFailure(runWithLimit(job, 200000), job);
 }
 
-TEST(ManualBookletRoom, MissingForTheReversedPages) {
+TEST(ManualBookletSpace, MissingForTheReversedPages) {
   const Job job =
       manualJob(join("%%Page: 1\n", bigPage("%%Page: 2\n"), "%%Page: 3\n", bigPage("%%Page: 4\n"),
                      "%%Page: 5\n", bigPage("%%Page: 6\n"), "%%Page: 7\n"));
@@ -235,19 +235,19 @@ TEST(ManualBookletRoom, MissingForTheReversedPages) {
                 join(threeTmpLines(job), kNoFile, kNoRearranging, kFatal), 1);
 }
 
-TEST(ManualBookletRoom, MissingForAllEvenPages) {
+TEST(ManualBookletSpace, MissingForAllEvenPages) {
   const Job job = manualJob(join("%%Page: 1\n", bigPage("%%Page: 2\n"), "%%Page: 3\n",
                                  bigPage("%%Page: 4\n"), "%%Page: 5\n"));
   expectFailure(runWithLimit(job, 500000), job);
 }
 
-TEST(ManualBookletRoom, MissingForTheReorderedJob) {
+TEST(ManualBookletSpace, MissingForTheReorderedJob) {
   const Job job = manualJob(join(bigPage("%%Page: 1\n"), bigPage("%%Page: 2\n")));
   expectFailure(runWithLimit(job, 500000), job);
   EXPECT_TRUE(fs::exists(job.tmpFile("qvn_manualPS42")));
 }
 
-TEST(ManualBookletRoom, ThatIsJustEnoughIsEnough) {
+TEST(ManualBookletSpace, ThatIsJustEnoughIsEnough) {
   // 400000 bytes and the first pass request, the second one, and a blank page of "%%Page: 1\n",
   // the first piece of 1024 bytes and the two that follow.
   const std::string page = bigPage("%%Page: 1\n");
@@ -260,7 +260,7 @@ TEST(ManualBookletRoom, ThatIsJustEnoughIsEnough) {
   expectFailure(runWithLimit(job, body.size() - 1), job);
 }
 
-TEST(ManualBookletRoom, MissingOnAFullDisk) {
+TEST(ManualBookletSpace, MissingOnAFullDisk) {
   Job job = manualJob(join(kTop, bigPage("%%Page: 1 1\n"), std::string(500000, 'x'), "\n"));
   job.preload("small_disk").env("DISK_SIZE", "524288");
   expectFailure(job.run(), job);
@@ -268,7 +268,7 @@ TEST(ManualBookletRoom, MissingOnAFullDisk) {
 
 // ---- canceled during the reordering
 
-void expectCancelled(const Outcome& outcome, std::string_view out, std::string_view err) {
+void expectCanceled(const Outcome& outcome, std::string_view out, std::string_view err) {
   EXPECT_EQ(outcome.out, out);
   EXPECT_EQ(outcome.err, err);
   EXPECT_EQ(outcome.signal, SIGTERM);
@@ -280,21 +280,21 @@ void expectNothingLeftAfter(std::string_view start) {
   ASSERT_TRUE(sleeps(run.process()));
   run.process().kill(SIGTERM);
   EXPECT_TRUE(endsByItself(run.process()));
-  expectCancelled(run.process().finish(), "", threeTmpLines(run.job()));
+  expectCanceled(run.process().finish(), "", threeTmpLines(run.job()));
   EXPECT_TRUE(fs::is_empty(run.job().tmp()));
 }
 
-TEST(CancelledReordering, EndsAtOnceWithoutOutputAndFiles) {
+TEST(CanceledReordering, EndsAtOnceWithoutOutputAndFiles) {
   expectNothingLeftAfter(join(kTop, pages("1234"), "half a line"));
 }
 
-TEST(CancelledReordering, EndsAtOnceBeforeTheFirstByte) { expectNothingLeftAfter(""); }
+TEST(CanceledReordering, EndsAtOnceBeforeTheFirstByte) { expectNothingLeftAfter(""); }
 
-TEST(CancelledReordering, EndsAtOnceInTheTrailer) {
+TEST(CanceledReordering, EndsAtOnceInTheTrailer) {
   expectNothingLeftAfter(join(kTop, pages("12"), "%%Trailer\n"));
 }
 
-TEST(CancelledReordering, KeepsTheCaptureFiles) {
+TEST(CanceledReordering, KeepsTheCaptureFiles) {
   Job job = manualJob("");
   job.capture();
   WaitingReordering run(job, join(kTop, pages("12")));
@@ -302,7 +302,7 @@ TEST(CancelledReordering, KeepsTheCaptureFiles) {
   run.process().kill(SIGTERM);
   EXPECT_TRUE(endsByItself(run.process()));
   const std::string line = "tmp at " + job.tmp() + " \n";
-  expectCancelled(run.process().finish(), "", join(line, line, kCaptureOn, line));
+  expectCanceled(run.process().finish(), "", join(line, line, kCaptureOn, line));
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), "");
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), "");
   expectNoManualFiles(job);
@@ -312,43 +312,43 @@ TEST(CancelledReordering, KeepsTheCaptureFiles) {
 
 // Takes the start of a job, whose last piece holds a zero byte and is thus sent at once, and is
 // then canceled.
-void expectCancelledAfter(const Job& job, std::string_view start, std::string_view body) {
+void expectCanceledAfter(const Job& job, std::string_view start, std::string_view body) {
   Process process(job.program(), job.argv(), job.environment());
   process.write(start);
   EXPECT_TRUE(process.waitForOutput(plainHeader().size() + body.size()));
   process.kill(SIGTERM);
   EXPECT_TRUE(endsByItself(process));
-  expectCancelled(process.finish(), join(plainHeader(), body, trailer()), tmpLines(job));
+  expectCanceled(process.finish(), join(plainHeader(), body, trailer()), tmpLines(job));
 }
 
-TEST(CancelledJob, GetsItsTrailerAtOnce) {
+TEST(CanceledJob, GetsItsTrailerAtOnce) {
   const std::string start = join(kTop, "@PJL EOJ\n", kPage1, bytes("%\0\n"));
-  expectCancelledAfter(Job(), start, join(kTop, kPage1, bytes("%\0\n")));
+  expectCanceledAfter(Job(), start, join(kTop, kPage1, bytes("%\0\n")));
 }
 
-TEST(CancelledJob, GetsItsTrailerBeforeTheFirstByte) { expectCancelledAfter(Job(), "", ""); }
+TEST(CanceledJob, GetsItsTrailerBeforeTheFirstByte) { expectCanceledAfter(Job(), "", ""); }
 
-TEST(CancelledJob, GetsItsTrailerAfterTheLineThatIsNotWhole) {
+TEST(CanceledJob, GetsItsTrailerAfterTheLineThatIsNotWhole) {
   Job job;
   Process process(job.program(), job.argv(), job.environment());
   process.write("%!PS\nhalf a li");
   ASSERT_TRUE(sleeps(process));
   process.kill(SIGTERM);
   EXPECT_TRUE(endsByItself(process));
-  expectCancelled(process.finish(), join(plainHeader(), "%!PS\nhalf a li", trailer()),
-                  tmpLines(job));
+  expectCanceled(process.finish(), join(plainHeader(), "%!PS\nhalf a li", trailer()),
+                 tmpLines(job));
 }
 
-TEST(CancelledJob, GetsItsTrailerInAFoldedBooklet) {
+TEST(CanceledJob, GetsItsTrailerInAFoldedBooklet) {
   Job job;
   job.options("QVBookletFold=SaddleStitch");
   // Canceled while the code of the fold feature is dropped.
-  expectCancelledAfter(
+  expectCanceledAfter(
       job, join(kTop, bytes("*QVBookletFold\nold\n%\0\n")),
       join(kTop, "*QVBookletFold\n\n<< /Fold 2 /Staple 4>> setpagedevice\n", bytes("%\0\n")));
 }
 
-TEST(CancelledJob, GetsItsTrailerInTheCaptureToo) {
+TEST(CanceledJob, GetsItsTrailerInTheCaptureToo) {
   Job job;
   job.version("0x102f").env("DEVICE_URI", "usb://Quorvan/C400").capture();
   Process process(job.program(), job.argv(), job.environment());
@@ -356,15 +356,15 @@ TEST(CancelledJob, GetsItsTrailerInTheCaptureToo) {
   EXPECT_TRUE(becomesTrue([&] { return contentOf(job.tmpFile("qvn_ps")) == "%!PS\nshowpage\n"; }));
   process.kill(SIGTERM);
   EXPECT_TRUE(endsByItself(process));
-  expectCancelled(process.finish(), "%!PS\nshowpage\n", join(tmpLines(job), kCaptureOn));
+  expectCanceled(process.finish(), "%!PS\nshowpage\n", join(tmpLines(job), kCaptureOn));
   EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), join("%!PS\nshowpage\n", trailer()));
 }
 
-TEST(CancelledJob, LeavesFilesOfPrinterMadeBookletsAlone) {
+TEST(CanceledJob, LeavesFilesOfPrinterMadeBookletsAlone) {
   Job job;
   job.options("QVBookletFold=Booklet");
   writeFile(job.tmpFile("pageEven42"), "of another program");
-  expectCancelledAfter(job, kTop.substr(0, 0), "");
+  expectCanceledAfter(job, kTop.substr(0, 0), "");
   EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
 }
 
@@ -395,7 +395,7 @@ void expectCutShort(Process& process, std::string_view body, std::string_view er
   EXPECT_EQ(outcome.signal, SIGTERM);
 }
 
-TEST(CancelledOutput, OfAPlainJobEndsWithTheTrailer) {
+TEST(CanceledOutput, OfAPlainJobEndsWithTheTrailer) {
   Job job;
   const std::string text = manyLines();
   job.fileWith(text);
@@ -404,7 +404,7 @@ TEST(CancelledOutput, OfAPlainJobEndsWithTheTrailer) {
 }
 
 // The body that is printed of a job whose output is blocked when it is canceled.
-std::string bodyOfCancelled(std::string_view text) {
+std::string bodyOfCanceled(std::string_view text) {
   Job job;
   job.fileWith(text);
   Process process(job.program(), job.argv(), job.environment());
@@ -418,19 +418,19 @@ std::string bodyOfCancelled(std::string_view text) {
   return body;
 }
 
-TEST(CancelledOutput, OfALongLineEndsWhereItIsCut) {
-  const std::string body = bodyOfCancelled(join("%!PS\n", std::string(1600000, 'x')));
+TEST(CanceledOutput, OfALongLineEndsWhereItIsCut) {
+  const std::string body = bodyOfCanceled(join("%!PS\n", std::string(1600000, 'x')));
   EXPECT_EQ((body.size() - 5) % 1024, 0U);
 }
 
 // The filter reads as much at once as a pipe holds, and the line begins just before its end.
-TEST(CancelledOutput, HoldsNoBeginningOfALineThatIsDropped) {
+TEST(CanceledOutput, HoldsNoBeginningOfALineThatIsDropped) {
   const std::string before = std::string(256 * 1024 - 4, '\n');
-  const std::string body = bodyOfCancelled(join(before, "@PJL EOJ\n", manyLines()));
+  const std::string body = bodyOfCanceled(join(before, "@PJL EOJ\n", manyLines()));
   EXPECT_TRUE(body == before.substr(0, body.size()));
 }
 
-TEST(CancelledOutput, OfAFoldedBookletEndsWithTheTrailer) {
+TEST(CanceledOutput, OfAFoldedBookletEndsWithTheTrailer) {
   Job job;
   const std::string text = manyLines();
   job.options("QVBookletFold=BiFold");
@@ -442,7 +442,7 @@ TEST(CancelledOutput, OfAFoldedBookletEndsWithTheTrailer) {
                  tmpLines(job));
 }
 
-TEST(CancelledOutput, OfAManualBookletEndsWithTheTrailerAndRemovesItsFiles) {
+TEST(CanceledOutput, OfAManualBookletEndsWithTheTrailerAndRemovesItsFiles) {
   Job job = manualJob("");
   const std::string text = manyLines();
   job.fileWith(join(kTop, kPage1, text));
@@ -452,7 +452,7 @@ TEST(CancelledOutput, OfAManualBookletEndsWithTheTrailerAndRemovesItsFiles) {
   EXPECT_TRUE(fs::is_empty(job.tmp()));
 }
 
-TEST(CancelledOutput, ThatNobodyReadsAnyMoreEndsToo) {
+TEST(CanceledOutput, ThatNobodyReadsAnyMoreEndsToo) {
   Job job = manualJob("");
   job.fileWith(join(kTop, kPage1, manyLines()));
   Process process(job.program(), job.argv(), job.environment());

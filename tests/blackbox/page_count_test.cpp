@@ -103,7 +103,7 @@ TEST(PageCount, IsNoneWithoutARegularFile) {
   }
   expectCoverAt(Job().options("QVBookletFold=BiFold QVBookletCoverSource=Tray1"), 0, 0);
   // A pipe, without and with a writer.
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   ASSERT_EQ(::mkfifo(directory.file("count").c_str(), 0600), 0);
   expectCoverAt(countFileJob(directory.file("count")), 0, 0);
   const int pipe = ::open(directory.file("count").c_str(), O_RDWR | O_CLOEXEC);
@@ -114,7 +114,7 @@ TEST(PageCount, IsNoneWithoutARegularFile) {
 }
 
 TEST(PageCount, FileMayHaveAnyNameAndBeALinkAndIsLeftInPlace) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   writeFile(directory.file("a b,c='\x8e"), "8");
   fs::create_symlink(directory.file("a b,c='\x8e"), directory.file("link"));
   expectCoverAt(countFileJob(directory.file("a<20>b<2C>c<3D><27>\x8e")), 4, 3);

@@ -110,7 +110,7 @@ Outcome runOn(const Job& job, int in, int out) {
 // The job is read to its end, although this descriptor takes nothing, and the captures are whole.
 void expectReadToTheEnd(int out, Where where = Where::here()) {
   const std::string text = longText();
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   writeFile(directory.file("job"), text);
   Job job;
   for (const bool captured : {false, true}) {

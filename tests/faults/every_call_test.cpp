@@ -34,8 +34,8 @@ std::string text() {
       "*QVBookletFold\nx\nstatusdict /duplexer get exec\n%RBINumCopies: 3\n", pages("123456"));
 }
 
-const TemporaryFolder& instructions() {
-  static const TemporaryFolder directory;
+const TemporaryDirectory& instructions() {
+  static const TemporaryDirectory directory;
   static const bool written = [] {
     writeFile(directory.file("en.lproj/instruction(null)"), "0 0 moveto (turn it over) show\n");
     return true;

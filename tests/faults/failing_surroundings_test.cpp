@@ -204,7 +204,7 @@ TEST(Reader, ThatLeavesInTheMiddleOfAManualBookletLeavesNoFiles) {
   expectNoManualFiles(job);
 }
 
-// ---- captures without room
+// ---- captures without space
 
 TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
   Job job;
@@ -216,7 +216,7 @@ TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
 }
 
 // Each of the two files asks for space in advance; neither may take what the other needs.
-TEST(CaptureFault, DiskWithJustEnoughRoomHoldsBothFiles) {
+TEST(CaptureFault, DiskWithJustEnoughSpaceHoldsBothFiles) {
   std::string text;
   while (text.size() < 9000000) text += "0 0 moveto 100 100 lineto stroke\n";
   Job job;
@@ -228,14 +228,14 @@ TEST(CaptureFault, DiskWithJustEnoughRoomHoldsBothFiles) {
   EXPECT_TRUE(readFile(job.tmpFile("qvn_ps2")) == printed(text));
 }
 
-// Room on disk that a file occupies beyond its content, in bytes.
+// Disk space that a file occupies in excess of its content, in bytes.
 std::int64_t excess(const std::string& path) {
   struct stat status {};
   EXPECT_EQ(stat(path.c_str(), &status), 0);
   return status.st_blocks * 512 - status.st_size;
 }
 
-TEST(Capture, GivesBackTheRoomThatItDidNotNeed) {
+TEST(Capture, FreesTheSpaceThatItDidNotUse) {
   std::string text;
   while (text.size() < 3000000) text += "0 0 moveto 100 100 lineto stroke\n";
   for (const bool canceled : {false, true}) {
@@ -275,7 +275,7 @@ TEST(CaptureFault, ReadOnlyDiskIsReportedAndDoesNotEndTheJob) {
                 join(tmpLines(job), kCaptureOn, kNoCaptureIn, kNoCaptureOut));
 }
 
-TEST(CaptureFault, FilesRemovedWithTheirFolderDoNotEndTheJob) {
+TEST(CaptureFault, FilesRemovedWithTheirDirectoryDoNotEndTheJob) {
   Job job;
   job.capture();
   Process process(job.program(), job.argv(), job.environment());
@@ -306,7 +306,7 @@ TEST(ManualBookletFault, FilesRemovedEndTheJob) {
   }
 }
 
-TEST(ManualBookletFault, FolderRemovedEndsTheJob) {
+TEST(ManualBookletFault, DirectoryRemovedEndsTheJob) {
   const Job job = manualJob("");
   Process process(job.program(), job.argv(), job.environment());
   process.write(join(kTop, pages("123")));
@@ -398,7 +398,7 @@ TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   if (limit.rlim_max < FD_SETSIZE + 20)
     GTEST_SKIP() << "no more than " << limit.rlim_max << " descriptors";
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   Job job;
   job.file(directory.file("job"));
   ASSERT_EQ(mkfifo(directory.file("job").c_str(), 0600), 0);
@@ -423,7 +423,7 @@ TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
 
 // ---- canceled at the start and at the end
 
-TEST(CancelledStart, LeavesNothing) {
+TEST(CanceledStart, LeavesNothing) {
   Job job;
   job.capture();
   OutputPipe full;  // standard error, so that the run waits at its first message
@@ -439,7 +439,7 @@ TEST(CancelledStart, LeavesNothing) {
 }
 
 // The filter has no say over a signal that its starter holds back.
-TEST(CancelledStart, WithTheSignalHeldBackIsNone) {
+TEST(CanceledStart, WithTheSignalHeldBackIsNone) {
   Job job;
   job.input("%!PS\n");
   expectOutcome(job.run([] {
@@ -452,7 +452,7 @@ TEST(CancelledStart, WithTheSignalHeldBackIsNone) {
                 printed("%!PS\n"), tmpLines(job));
 }
 
-TEST(CancelledHeader, IsFollowedByTheTrailer) {
+TEST(CanceledHeader, IsFollowedByTheTrailer) {
   Job job;
   OutputPipe out;
   out.fill();
@@ -472,8 +472,8 @@ TEST(CancelledHeader, IsFollowedByTheTrailer) {
 class BlockedTrailer {
  public:
   BlockedTrailer() {
-    const auto room = static_cast<std::size_t>(fcntl(out_.writeEnd(), F_GETPIPE_SZ));
-    while (text_.size() < room) text_ += std::string(1023, 'x') + "\n";  // whole pages
+    const auto capacity = static_cast<std::size_t>(fcntl(out_.writeEnd(), F_GETPIPE_SZ));
+    while (text_.size() < capacity) text_ += std::string(1023, 'x') + "\n";  // whole pages
     job_.fileWith(text_);
     process_ =
         std::make_unique<Process>(job_.program(), job_.argv(), job_.environment(), out_.as(1));
@@ -498,7 +498,7 @@ class BlockedTrailer {
   std::unique_ptr<Process> process_;
 };
 
-TEST(CancelledTrailer, IsWrittenWholeAndOnce) {
+TEST(CanceledTrailer, IsWrittenWholeAndOnce) {
   BlockedTrailer run;
   run.process().kill(SIGTERM);
   usleep(50000);
@@ -507,7 +507,7 @@ TEST(CancelledTrailer, IsWrittenWholeAndOnce) {
   EXPECT_EQ(run.process().finish().signal, SIGTERM);
 }
 
-TEST(CancelledTrailer, IsLeftAtTheSecondSignal) {
+TEST(CanceledTrailer, IsLeftAtTheSecondSignal) {
   BlockedTrailer run;
   run.process().kill(SIGTERM);
   usleep(50000);
@@ -557,7 +557,7 @@ std::string numberedText(int number) {
 
 TEST(ManyJobs, PrintWhatEachPrintsAlone) {
   constexpr int kJobs = 100;
-  const TemporaryFolder shared;
+  const TemporaryDirectory shared;
   writeFile(shared.file("qvn_log"), "");
   std::vector<std::string> texts, alone;
   for (int number = 0; number < kJobs; ++number) {

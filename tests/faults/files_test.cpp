@@ -99,7 +99,7 @@ class Obstructed {
   }
 
  private:
-  TemporaryFolder outside_;
+  TemporaryDirectory outside_;
   int open_ = -1;
 };
 
@@ -190,7 +190,7 @@ TEST(LogFile, IsNotOneOfAnotherUser) {
 TEST(LogFile, IsNotBeyondALinkedDirectory) {
   for (const char* name : {"linked/debug.log", "/linked/debug.log", "logs/linked/debug.log"}) {
     const Job job = loggedJob();
-    const TemporaryFolder outside;
+    const TemporaryDirectory outside;
     writeFile(outside.file("debug.log"), kForeign);
     fs::permissions(outside.file("debug.log"), fs::perms(0600));
     fs::create_directory(job.tmpFile("logs"));
@@ -302,7 +302,7 @@ TEST(OpenFiles, AreClosedOnExec) {
 // Puts something else in the place of a file while the job waits.
 TEST(ReadBack, IsNoLinkToAFileElsewhere) {
   for (const char* name : {"pageReOrdered42", "pageEven42"}) {
-    const TemporaryFolder outside;
+    const TemporaryDirectory outside;
     writeFile(outside.file("elsewhere"), kForeign);
     const Job job = manualJob("");
     Process process(job.program(), job.argv(), job.environment());
@@ -320,7 +320,7 @@ TEST(ReadBack, IsNoLinkToAFileElsewhere) {
 // The reordered job may be replaced between its writing and its opening: it is opened as a file
 // of ours all the same.
 TEST(ReadBack, OfTheReorderedJobFollowsNoLink) {
-  const TemporaryFolder outside;
+  const TemporaryDirectory outside;
   writeFile(outside.file("elsewhere"), kForeign);
   const Job job = manualJob("");
   Process process(job.program(), job.argv(), job.environment());
@@ -335,7 +335,7 @@ TEST(ReadBack, OfTheReorderedJobFollowsNoLink) {
 // ---- the debug file's name
 
 TEST(DebugFileName, DoesNotLeadOutOfTheTemporaryDirectory) {
-  const TemporaryFolder outside;
+  const TemporaryDirectory outside;
   for (const std::string& name :
        {join("../", fs::path(outside.path()).filename().string(), "/x.log"),
         std::string("logs/../x.log"), std::string(".."), std::string("logs/..")}) {
@@ -395,10 +395,10 @@ class NoFile {
   NoFile(const NoFile&) = delete;
   NoFile& operator=(const NoFile&) = delete;
 
-  std::string path() const { return folder_.file("file"); }
+  std::string path() const { return directory_.file("file"); }
 
  private:
-  TemporaryFolder folder_;
+  TemporaryDirectory directory_;
   int writer_ = -1;
   pid_t awaiting_ = -1;
 };
@@ -432,7 +432,7 @@ TEST_P(FileToRead, ThatIsNoneHoldsNoPageCount) {
 
 TEST_P(FileToRead, ThatIsNoneIsNoInstructionPage) {
   const NoFile file(GetParam());
-  const TemporaryFolder pages;
+  const TemporaryDirectory pages;
   fs::create_directory(pages.file("en.lproj"));
   fs::create_symlink(file.path(), pages.file("en.lproj/instruction(null)"));
   Job job = manualJob("");
@@ -452,7 +452,7 @@ TEST(FileOfTheSystem, IsAPpdWithoutLines) {
 }
 
 // A file of many gigabytes, most of it a hole, that begins and ends with these bytes.
-std::string hugeFile(const TemporaryFolder& directory, std::string_view begin, off_t size,
+std::string hugeFile(const TemporaryDirectory& directory, std::string_view begin, off_t size,
                      std::string_view end) {
   std::string path = directory.file("huge");
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
@@ -463,7 +463,7 @@ std::string hugeFile(const TemporaryFolder& directory, std::string_view begin, o
 }
 
 TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   Job job;
   job.env("PPD",
           hugeFile(directory, "*QVGeneric: Color\n", off_t{1} << 33, "\n*QVGeneric: Mono\n"));
@@ -477,7 +477,7 @@ TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
 // A line that begins there is beyond them, one that ends there is not.
 TEST(HugeFile, IsAPpdOfExactly64MiB) {
   for (const off_t size : {off_t{1} << 26, (off_t{1} << 26) - 1}) {
-    const TemporaryFolder directory;
+    const TemporaryDirectory directory;
     Job job;
     job.env("PPD", hugeFile(directory, "*QVGeneric: Color\n", size - 1, "\n*QVGeneric: Mono\n"));
     job.input(std::string(kText));
@@ -492,7 +492,7 @@ TEST(HugeFile, IsAPpdOfExactly64MiB) {
 }
 
 TEST(HugeFile, SwitchesNoLogOn) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   const Job job = loggedJob();
   const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
   const std::string path = hugeFile(directory, readFile(settings), off_t{1} << 33, "</plist>");
@@ -501,7 +501,7 @@ TEST(HugeFile, SwitchesNoLogOn) {
 }
 
 TEST(HugeFile, HoldsAPageCountUpToItsFirstOtherByte) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   Job job;
   job.options("QVBookletFold=Booklet QVBookletCoverSource=Tray1 QVBookletPageCountFilename='" +
               hugeFile(directory, "4", off_t{1} << 33, "4") + "'");

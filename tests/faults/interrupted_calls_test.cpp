@@ -22,7 +22,7 @@ void expectTheSame(Job job, const std::vector<std::string>& calls) {
   const std::string out = readFile(job.tmpFile("qvn_ps2"));
   EXPECT_TRUE(out == plain.out);
 
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   job.preload("interrupting_calls").env("INTERRUPTED_CALLS", directory.file("calls"));
   const Outcome outcome = job.run();
   EXPECT_TRUE(outcome.out == plain.out);
@@ -68,7 +68,7 @@ TEST(InterruptedCalls, LoseNothingOfALongCapture) {
 }
 
 TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   writeFile(directory.file("count"), "          12\n");
   Job job;
   job.capture().options(
@@ -81,7 +81,7 @@ TEST(InterruptedCalls, LoseNothingOfAFoldedBooklet) {
 }
 
 TEST(InterruptedCalls, LoseNothingOfAManualBooklet) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   writeFile(directory.file("en.lproj/instruction(null)"), lines(20));
   Job job = manualJob(join(kTop, pages("12345678"), kTrailer));
   job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).capture();

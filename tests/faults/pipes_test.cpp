@@ -125,7 +125,7 @@ TEST_F(PipedJob, SleepsInFrontOfAFullPipeThatDoesNotWait) {
   expectEnd();
 }
 
-TEST_F(PipedJob, EndsWithAWholeLineWhenCancelled) {
+TEST_F(PipedJob, EndsWithAWholeLineWhenCanceled) {
   Pipe in(kLarge), out(kUsual);
   const std::string text = lines(900000);
   ASSERT_NE(text[kUsual - 1], '\n');

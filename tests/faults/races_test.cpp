@@ -45,7 +45,7 @@ TEST_F(Race, OfASecondNameDoesNotReachAnotherFile) {
     const char* const name = row.name;
     const Job& job = row.job;
     SCOPED_TRACE(name);
-    const TemporaryFolder outside;
+    const TemporaryDirectory outside;
     const std::string other = outside.file("private");
     writeFile(other, kPrivate);
     fs::permissions(other, fs::perms(0600));
@@ -77,7 +77,7 @@ TEST_F(Race, OfASecondNameDoesNotReachAnotherFile) {
 
 // The file is examined before it is opened; then it is another one.
 TEST_F(Race, AfterTheExaminationOfAPageCountIsLost) {
-  const TemporaryFolder outside;
+  const TemporaryDirectory outside;
   const std::string path = outside.file("count");
   writeFile(path, "4");
   writeFile(outside.file("other"), "4");

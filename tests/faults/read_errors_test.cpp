@@ -92,7 +92,7 @@ TEST_F(ReadFault, OfAClosingFileFailsTheBooklet) {
 }
 
 TEST_F(ReadFault, OfAnInstructionPageLeavesNoHalfOfIt) {
-  const TemporaryFolder pages;
+  const TemporaryDirectory pages;
   std::string page;
   while (page.size() < 10000) page += "0 0 moveto (turn the stack over) show\n";
   writeFile(pages.file("en.lproj/instruction(null)"), page);

@@ -132,7 +132,7 @@ TEST(StandardErrorBytes, AreNoneOfTheLogsSettings) {
 }
 
 TEST(StandardErrorBytes, AreNoneOfAnInstructionPage) {
-  const TemporaryFolder pages;
+  const TemporaryDirectory pages;
   writeFile(pages.file("en.lproj/instruction(null)"), hostile());
   Job job = manualJob("%%Page: 1 1\n");
   job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path());

@@ -249,7 +249,7 @@ TEST_F(SystemCalls, OfALongJobAreFewAndHarmless) { expectSame(Job(), longText())
 TEST_F(SystemCalls, OfALongCaptureAreFewAndHarmless) { expectSame(Job().capture(), longText()); }
 
 TEST_F(SystemCalls, OfAManualBookletAreFewAndHarmless) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   writeFile(directory.file("en.lproj/instruction(null)"), "page\n");
   Job job = manualJob("");
   job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).capture();

@@ -120,7 +120,7 @@ TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
 
 // It comes from the driver's directory; ours have a few KiB. More than 16 MiB is as good as none.
 TEST(Memory, DoesNotGrowWithAnInstructionPage) {
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   const std::string path = directory.file("de_DE.lproj/instruction(null)");
   writeFile(path, "");
   std::filesystem::resize_file(path, std::uintmax_t{1} << 30);

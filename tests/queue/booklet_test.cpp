@@ -68,7 +68,7 @@ TEST(BookletOrder, LeavesFacesOfTheCoverBlank) {
 
 // A job as it is read back: header, pages and trailer.
 std::vector<std::string> partsOf(const std::string& text) {
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   writeFile(directory.file("job"), text);
   HeldJob job;
   std::vector<std::string> parts;
@@ -127,7 +127,7 @@ TEST(HeldJob, HasNoPagesWithoutCommentsOrProlog) {
 // ---- sides
 
 std::string rewritten(const std::string& text, const std::vector<Side>& sides, bool oneCopy) {
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   writeFile(directory.file("job"), text);
   HeldJob job;
   const int file = ::open(directory.file("job").c_str(), O_RDONLY);
@@ -191,7 +191,7 @@ struct Settled {
 
 Settled settled(const std::string& options, std::optional<int> pages, const std::string& content,
                 const std::string& more = "") {
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   const std::string path = directory.file("printer.ppd");
   writeFile(path, ppdWith(ppdOption("QVBookletFold", "false Booklet SaddleStitch", "false") +
                           "*OpenGroup: InstallableOptions/Options\n" +
@@ -274,8 +274,8 @@ TEST(Booklet, WithoutADuplexerIsNone) {
 }
 
 TEST(Booklet, ByHandIsThatOfAPrinterWithTheKeyword) {
-  EXPECT_FALSE(settled("booklet=true", 4, "").job.booklet.byHand);
-  EXPECT_TRUE(settled("booklet=true", 4, "", "*QvnManualBooklet: True\n").job.booklet.byHand);
+  EXPECT_FALSE(settled("booklet=true", 4, "").job.booklet.isManual);
+  EXPECT_TRUE(settled("booklet=true", 4, "", "*QvnManualBooklet: True\n").job.booklet.isManual);
 }
 
 }  // namespace

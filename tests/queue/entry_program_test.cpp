@@ -45,7 +45,7 @@ Strings withOptions(Strings argv, const std::string& options) {
 // A directory for a PPD file, the environment of CUPS, and runs of a program in it.
 class Queue {
  public:
-  std::string file(const std::string& name) const { return folder_.file(name); }
+  std::string file(const std::string& name) const { return directory_.file(name); }
   void ppd(const std::string& text) {
     writeFile(file("printer.ppd"), text);
     environment["PPD"] = file("printer.ppd");
@@ -75,7 +75,7 @@ class Queue {
   }
 
   Job job_;
-  TemporaryFolder folder_;
+  TemporaryDirectory directory_;
 
  public:
   std::map<std::string, std::string> environment = job_.environment();
@@ -204,7 +204,7 @@ TEST(EntryProgram, NeedsNoDeviceUri) {
   expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions)));
 }
 
-TEST(EntryProgram, EndsLikeTheFilterWhenTheJobIsCancelled) {
+TEST(EntryProgram, EndsLikeTheFilterWhenTheJobIsCanceled) {
   Queue queue;
   queue.ppd(kFoldPpd);
   Outcome outcomes[2];

@@ -33,7 +33,7 @@ const std::string kBooklet = kOneCopy + " " + kCollate + "=true";
 
 std::string completed(const std::string& options, const std::string& ppd = kNoPpd,
                       const std::string& copies = "1") {
-  std::optional<TemporaryFolder> directory;
+  std::optional<TemporaryDirectory> directory;
   std::string path;
   if (!ppd.empty()) {
     path = directory.emplace().file("printer.ppd");
@@ -174,7 +174,7 @@ std::set<std::string> namesInSources() {
   std::set<std::string> names{std::string(kFoldOption)};
   const std::regex pattern(
       R"re((?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([A-Za-z]+)"|\{"(JA[A-Z]+)")re");
-  const std::filesystem::path sources = SOURCE_FOLDER;
+  const std::filesystem::path sources = SOURCE_DIRECTORY;
   std::vector<std::filesystem::path> files = {sources / "src/pjl/pjl_creation.cpp"};
   for (const char* directory : {"filter", "booklet"}) {
     for (const auto& entry : std::filesystem::directory_iterator(sources / "src" / directory)) {
@@ -346,7 +346,7 @@ std::string ppdOptionWithCode(std::string_view name, std::string_view choices,
 
 // The lines that a job has in its header before the switch to PostScript, beyond its copies.
 std::string settingLines(const std::string& options, const std::string& ppd) {
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   const std::string path = directory.file("printer.ppd");
   writeFile(path, ppd);
   QueueJob job;
@@ -550,7 +550,7 @@ TEST(Collation, ThatCupsForgetsIsPutRight) {
       "*OpenUI *Collate/Collate: Boolean\n*OrderDependency: 15 AnySetup *Collate\n"
       "*DefaultCollate: True\n*Collate False/Off: \"no\"\n*Collate True/On: \"yes\"\n"
       "*CloseUI: *Collate\n");
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   const std::string path = directory.file("printer.ppd");
   writeFile(path, ppd);
   const auto replaced = [&](const char* options) {
@@ -575,7 +575,7 @@ TEST(Collation, ThatCupsForgetsIsPutRight) {
 TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {
   const std::string ppd = ppdWith(ppdOption("Duplex", "None DuplexTumble DuplexNoTumble", "None") +
                                   ppdOption("Collate", "True False", "False"));
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   const std::string path = directory.file("printer.ppd");
   writeFile(path, ppd);
   const auto additions = [&](const char* options, bool hasPpd = true) {
@@ -597,7 +597,7 @@ TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {
 TEST(JobName, IsTheTitleOfAJobThatThePrinterKeeps) {
   const std::string ppd =
       ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify JRRepeat JRReserve JRConf", "JRVerify"));
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   writeFile(directory.file("printer.ppd"), ppd);
   const auto nameOf = [&](const char* options) {
     QueueJob job;

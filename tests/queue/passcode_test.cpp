@@ -30,7 +30,7 @@ struct Answer {
 };
 
 Answer answer(const std::string& options, const std::optional<std::string>& ppd = kPpd) {
-  TemporaryFolder directory;
+  TemporaryDirectory directory;
   const std::string path = directory.file("printer.ppd");
   if (ppd) writeFile(path, *ppd);
   QueueJob job;

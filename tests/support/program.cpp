@@ -111,13 +111,13 @@ std::string replaceNumber(std::string_view field, char lead) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() {
+TemporaryDirectory::TemporaryDirectory() {
   std::string pattern = kTemporaryDirectory + "/jobshaper-test-XXXXXX";
   if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp: " << strerror(errno);
   path_ = pattern;
 }
 
-TemporaryFolder::~TemporaryFolder() {
+TemporaryDirectory::~TemporaryDirectory() {
   std::error_code ignored;
   std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
   std::filesystem::remove_all(path_, ignored);
@@ -275,7 +275,7 @@ Outcome Process::finish() {
 }
 
 Job::Job()
-    : tmp_(std::make_shared<TemporaryFolder>()), other_(std::make_shared<TemporaryFolder>()) {
+    : tmp_(std::make_shared<TemporaryDirectory>()), other_(std::make_shared<TemporaryDirectory>()) {
   environment_["TMPDIR"] = tmp_->path();
   environment_["DEVICE_URI"] = "socket://printer";
   // Sanitizer builds read their settings from the environment.

@@ -24,12 +24,12 @@ struct Outcome {
 };
 
 // A new directory in TMPDIR, or in /tmp; removed at the end.
-class TemporaryFolder {
+class TemporaryDirectory {
  public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
   const std::string& path() const { return path_; }
   std::string file(std::string_view name) const { return path_ + "/" + std::string(name); }
@@ -131,8 +131,8 @@ class Job {
   bool queue_ = false;
   std::map<std::string, std::string> environment_;
   std::string input_;
-  std::shared_ptr<TemporaryFolder> tmp_;
-  std::shared_ptr<TemporaryFolder> other_;
+  std::shared_ptr<TemporaryDirectory> tmp_;
+  std::shared_ptr<TemporaryDirectory> other_;
 };
 
 // Bytes with their zeros: a literal loses what follows "\0" when it becomes a string_view.

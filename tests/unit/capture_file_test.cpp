@@ -20,26 +20,26 @@ constexpr std::int64_t kMegabyte = 1024 * 1024;
 
 class CaptureFileTest : public ::testing::Test {
  protected:
-  std::string content() const { return testing::readFile(folder_.file("file")); }
+  std::string content() const { return testing::readFile(directory_.file("file")); }
 
   // How many bytes of disk space the file occupies.
-  std::int64_t room() const {
+  std::int64_t allocated() const {
     struct stat status {};
     EXPECT_EQ(fstat(file_.get(), &status), 0);
     return status.st_blocks * 512;
   }
 
-  // Whether the file system can allocate space ahead, and has enough of it.
-  bool diskReserves() const {
+  // Whether the file system can allocate space in advance, and has enough of it.
+  bool diskAllocates() const {
     struct statvfs disk {};
-    const Descriptor other = createFile(folder_.file("other"));
+    const Descriptor other = createFile(directory_.file("other"));
     return fstatvfs(other.get(), &disk) == 0 &&
            disk.f_bavail * disk.f_frsize > 300 * static_cast<std::uint64_t>(kMegabyte) &&
            fallocate(other.get(), FALLOC_FL_KEEP_SIZE, 0, 4096) == 0;
   }
 
-  testing::TemporaryFolder folder_;
-  Descriptor file_ = createFile(folder_.file("file"));
+  testing::TemporaryDirectory directory_;
+  Descriptor file_ = createFile(directory_.file("file"));
 };
 
 TEST_F(CaptureFileTest, TakesSpansAndTextsInOrder) {
@@ -53,34 +53,34 @@ TEST_F(CaptureFileTest, TakesSpansAndTextsInOrder) {
   EXPECT_EQ(content(), "one two three");
 }
 
-TEST_F(CaptureFileTest, ReservesNothingForASmallFile) {
+TEST_F(CaptureFileTest, AllocatesNothingForASmallFile) {
   CaptureFile file(file_.get());
   file.write(std::string(kMegabyte, 'x'));
-  EXPECT_LT(room(), 2 * kMegabyte);
+  EXPECT_LT(allocated(), 2 * kMegabyte);
 }
 
-TEST_F(CaptureFileTest, ReservesSpaceInStepsOfSixteenMegabytes) {
+TEST_F(CaptureFileTest, AllocatesSpaceInStepsOfSixteenMegabytes) {
   CaptureFile file(file_.get());
   file.write(std::string(kMegabyte + 1, 'x'));
-  const std::int64_t reserved = diskReserves() ? 16 * kMegabyte : 0;
-  EXPECT_GE(room(), reserved);
-  EXPECT_LT(room(), reserved + 3 * kMegabyte);
+  const std::int64_t step = diskAllocates() ? 16 * kMegabyte : 0;
+  EXPECT_GE(allocated(), step);
+  EXPECT_LT(allocated(), step + 3 * kMegabyte);
   for (int i = 0; i < 15; ++i) file.write(std::string(kMegabyte, 'x'));
-  EXPECT_GE(room(), 2 * reserved);
+  EXPECT_GE(allocated(), 2 * step);
   EXPECT_EQ(content(), std::string(16 * kMegabyte + 1, 'x'));
 }
 
-TEST_F(CaptureFileTest, ReservesForAWriteLargerThanAStep) {
+TEST_F(CaptureFileTest, AllocatesEnoughForAWriteLargerThanAStep) {
   CaptureFile file(file_.get());
   file.write(std::string(40 * kMegabyte, 'x'));
-  EXPECT_GE(room(), (diskReserves() ? 48 : 40) * kMegabyte);
-  EXPECT_LT(room(), 50 * kMegabyte);
+  EXPECT_GE(allocated(), (diskAllocates() ? 48 : 40) * kMegabyte);
+  EXPECT_LT(allocated(), 50 * kMegabyte);
 }
 
-TEST_F(CaptureFileTest, GivesBackWhatItDidNotUse) {
+TEST_F(CaptureFileTest, FreesWhatItDidNotUse) {
   const std::string bytes(3 * kMegabyte, 'x');
   { CaptureFile(file_.get()).write(bytes); }
-  EXPECT_LT(room(), 4 * kMegabyte);
+  EXPECT_LT(allocated(), 4 * kMegabyte);
   EXPECT_TRUE(content() == bytes);
 }
 
@@ -95,11 +95,11 @@ TEST_F(CaptureFileTest, StaysABeginningOnceItCouldNotBeWritten) {
   EXPECT_EQ(content(), "one tw");
 }
 
-TEST_F(CaptureFileTest, ThatCannotBeWrittenReservesNothingMore) {
-  const Descriptor reader(open(folder_.file("file").c_str(), O_RDONLY | O_CLOEXEC));
+TEST_F(CaptureFileTest, ThatCannotBeWrittenAllocatesNothingMore) {
+  const Descriptor reader(open(directory_.file("file").c_str(), O_RDONLY | O_CLOEXEC));
   CaptureFile file(reader.get());
   file.write(std::string(2 * kMegabyte, 'x'));
-  EXPECT_EQ(room(), 0);
+  EXPECT_EQ(allocated(), 0);
 }
 
 TEST(CaptureFile, ThatDoesNotExistTakesEverything) {

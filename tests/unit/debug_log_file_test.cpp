@@ -42,7 +42,7 @@ TEST_F(DebugLogFile, GetsItsPermissionsEvenWhenItWasThere) {
   EXPECT_EQ(status.st_mode & 07777, 0666U);
 }
 
-TEST_F(DebugLogFile, MayLieInAFolderBelow) {
+TEST_F(DebugLogFile, MayBeInASubdirectory) {
   std::filesystem::create_directory(file("logs of mine"));
   settings(entry(integer(8), integer(1), "<string>logs of mine/a.log</string>"));
   setupDebug();

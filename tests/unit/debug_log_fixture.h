@@ -168,7 +168,7 @@ class DebugLog : public ::testing::Test {
  protected:
   void SetUp() override {
     if (const char* value = std::getenv("TMPDIR")) formerTmp_ = value;
-    setenv("TMPDIR", folder_.path().c_str(), 1);
+    setenv("TMPDIR", directory_.path().c_str(), 1);
     reset();
     ::testing::internal::CaptureStderr();
     capturing_ = true;
@@ -206,8 +206,8 @@ class DebugLog : public ::testing::Test {
     logModuleID = 65;
   }
 
-  std::string tmp() const { return folder_.path(); }
-  std::string file(std::string_view name) const { return folder_.file(name); }
+  std::string tmp() const { return directory_.path(); }
+  std::string file(std::string_view name) const { return directory_.file(name); }
   std::string settingsFile() const { return file("Debug/.DebugPlist/qvDebug.plist"); }
   void settings(std::string_view root) const { writeFile(settingsFile(), propertyList(root)); }
 
@@ -254,7 +254,7 @@ class DebugLog : public ::testing::Test {
   }
 
  private:
-  TemporaryFolder folder_;
+  TemporaryDirectory directory_;
   std::optional<std::string> formerTmp_;
   bool capturing_ = false;
 };

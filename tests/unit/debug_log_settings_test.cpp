@@ -538,7 +538,7 @@ TEST_F(DebugLogSetup, NamesTheTemporaryDirectoryAsItStands) {
                        "// \ntmp at " + directory + "/. \n");
 }
 
-TEST_F(DebugLogSetup, TakesTheCommonFolderWithoutTmpdir) {
+TEST_F(DebugLogSetup, UsesTmpWithoutTmpdir) {
   unsetenv("TMPDIR");
   setupDebug();
   reset();
@@ -547,14 +547,14 @@ TEST_F(DebugLogSetup, TakesTheCommonFolderWithoutTmpdir) {
   EXPECT_EQ(err(), "tmp at /tmp \ntmp at /tmp \n");
 }
 
-TEST_F(DebugLogSetup, StaysOffInAFolderThatDoesNotExist) {
+TEST_F(DebugLogSetup, StaysOffInADirectoryThatDoesNotExist) {
   setenv("TMPDIR", "/nowhere/at all", 1);
   setupDebug();
   expectOff();
   EXPECT_EQ(err(), "tmp at /nowhere/at all \n");
 }
 
-TEST_F(DebugLogSetup, TakesAVeryLongFolderName) {
+TEST_F(DebugLogSetup, TakesAVeryLongDirectoryName) {
   const std::string directory = "/" + std::string(5000, 'd');
   setenv("TMPDIR", directory.c_str(), 1);
   setupDebug();

@@ -360,7 +360,7 @@ TEST_F(DebugLogFileAccess, NamesAnUnreadablePathWhenErrorsAreLoggedToo) {
   }
 }
 
-TEST_F(DebugLogFileAccess, LooksAtFoldersLinksAndEmptyPathsAlike) {
+TEST_F(DebugLogFileAccess, TreatsDirectoriesLinksAndEmptyPathsAlike) {
   on(3);
   std::filesystem::create_symlink(file("nothing"), file("dangling"));
   LogFileAccessBody("", 0, tmp().c_str());

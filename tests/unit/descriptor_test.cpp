@@ -15,7 +15,7 @@ namespace {
 
 // The directory may be the only place with space, or the only one where the user can write.
 TEST(NamelessFile, IsInTheDirectoryWithoutAName) {
-  const testing::TemporaryFolder directory;
+  const testing::TemporaryDirectory directory;
   const Descriptor file = createNamelessFile(directory.path());
   ASSERT_TRUE(file.valid());
   const std::string link = "/proc/self/fd/" + std::to_string(file.get());
@@ -46,7 +46,7 @@ TEST(MoveSome, EndsWhereThereIsNothingMoreToMove) {
 
 // Whatever an earlier call has left in errno.
 TEST(ReadAt, EndsAtTheEndOfTheFile) {
-  const testing::TemporaryFolder directory;
+  const testing::TemporaryDirectory directory;
   const Descriptor file = createFile(directory.file("file"));
   ASSERT_TRUE(writeAt(file.get(), "123", 3, 0));
   char buffer[4] = "";

@@ -16,16 +16,16 @@ namespace {
 
 using testing::Pipe;
 using testing::readFile;
-using testing::TemporaryFolder;
+using testing::TemporaryDirectory;
 
 class JobOutputTest : public ::testing::Test {
  protected:
   int create(const char* name) {
-    return open(folder_.file(name).c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    return open(directory_.file(name).c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
   }
-  std::string content(const char* name) const { return readFile(folder_.file(name)); }
+  std::string content(const char* name) const { return readFile(directory_.file(name)); }
 
-  TemporaryFolder folder_;
+  TemporaryDirectory directory_;
   int out_ = create("out");
   int captureIn_ = create("in");
   int captureOut_ = create("copy");

@@ -38,7 +38,7 @@ class LongFeature : public ::testing::Test {
 
   // Checks the output for these pieces. In both, "*" stands for all lines of the filler.
   void expectRewritten(const Texts& pieces, const Texts& expected, Where where = Where::here()) {
-    const testing::TemporaryFolder outside;
+    const testing::TemporaryDirectory outside;
     const std::string path = outside.file("out");
     const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     {
@@ -60,7 +60,7 @@ class LongFeature : public ::testing::Test {
                         where);
   }
 
-  testing::TemporaryFolder directory_;
+  testing::TemporaryDirectory directory_;
   JobState job_;
   Texts filler_;
 };
@@ -82,8 +82,8 @@ TEST_F(LongFeature, IsCompleteWithoutADirectoryAndLeavesNoFile) {
 }
 
 TEST_F(LongFeature, IsCompleteOnAFullDisk) {
-  for (const rlim_t room : {0UL, 65536UL, 100000UL}) {
-    const testing::FileSizeLimit limit(room);
+  for (const rlim_t size : {0UL, 65536UL, 100000UL}) {
+    const testing::FileSizeLimit limit(size);
     SpillFile file(directory_.path());
     std::string whole, read;
     for (const std::string& line : filler_) {
@@ -91,7 +91,7 @@ TEST_F(LongFeature, IsCompleteOnAFullDisk) {
       whole += line;
     }
     EXPECT_TRUE(file.forEachPart([&](std::string_view part) { read.append(part); }));
-    EXPECT_TRUE(read == whole) << room;
+    EXPECT_TRUE(read == whole) << size;
   }
 }
 

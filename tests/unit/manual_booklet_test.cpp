@@ -96,7 +96,7 @@ class ManualBookletParts : public ::testing::Test {
     fs::remove(path("headerPS42"));
   }
 
-  testing::TemporaryFolder directory_;
+  testing::TemporaryDirectory directory_;
   std::string errors_;
   bool readToTheEnd_ = false;
 

@@ -80,7 +80,7 @@ TEST(FloatValue, IsClampedToTheLargestAndSmallestNumber) {
 // Makes a locale whose decimal point is a comma, so that the test does not depend on those
 // installed.
 TEST(FloatValue, HasItsPointInEveryLocale) {
-  const testing::TemporaryFolder directory;
+  const testing::TemporaryDirectory directory;
   testing::writeFile(directory.file("source"),
                      "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \".\"\ngrouping 3\n"
                      "END LC_NUMERIC\n");

@@ -15,8 +15,8 @@ class PageFileTest : public ::testing::Test {
   PageFileTest() { EXPECT_TRUE(file_.open(path_)); }
   std::uintmax_t size() const { return std::filesystem::file_size(path_); }
 
-  testing::TemporaryFolder folder_;
-  const std::string path_ = folder_.file("pages");
+  testing::TemporaryDirectory directory_;
+  const std::string path_ = directory_.file("pages");
   PageFile file_;
 };
 

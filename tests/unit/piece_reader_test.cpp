@@ -17,7 +17,7 @@ namespace jobshaper {
 namespace {
 
 using testing::Pipe;
-using testing::TemporaryFolder;
+using testing::TemporaryDirectory;
 using testing::writeFile;
 
 using Pieces = std::vector<std::string>;
@@ -43,7 +43,7 @@ TEST(PieceReader, JoinsPiecesAcrossItsBlocks) {
     expected.push_back(std::string(i % 1024, 'x') + (i % 2 ? "\n" : "\r"));
     job += expected.back();
   }
-  const TemporaryFolder directory;
+  const TemporaryDirectory directory;
   writeFile(directory.file("job"), job);
   const int descriptor = open(directory.file("job").c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(piecesOf(descriptor), expected);

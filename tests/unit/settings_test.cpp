@@ -69,7 +69,7 @@ TEST(PpdLine, BlanksAndLineEndsAreThoseOfUnicode) {
 
 // Writes this PPD and reads its values. Returns what initPPDValues() returns.
 bool readPpd(std::string_view text, PPDValues& values) {
-  const testing::TemporaryFolder directory;
+  const testing::TemporaryDirectory directory;
   setenv("PPD", directory.file("ppd").c_str(), 1);
   testing::writeFile(directory.file("ppd"), text);
   const bool result = initPPDValues(values);
@@ -106,7 +106,7 @@ TEST(PpdValues, ResultIsFalseIfNothingWasStored) {
 
 // libcups decides how much of an overlong line fits into the buffer.
 TEST(PpdValues, LinesAreReadIntoABufferOf1024Bytes) {
-  const testing::TemporaryFolder directory;
+  const testing::TemporaryDirectory directory;
   testing::writeFile(directory.file("ppd"), std::string(3000, 'x') + "\n");
   char line[1024];
   cups_file_t* const file = cupsFileOpen(directory.file("ppd").c_str(), "r");
