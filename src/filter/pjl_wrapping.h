@@ -6,7 +6,8 @@
 
 namespace jobshaper {
 
-// Computes the header lines from job.jobOptions. `userID` is copied. The job name is that of the additions, empty without a queue.
+// Computes the header lines from job.jobOptions. `userID` is copied. The job name is that of the
+// additions, empty without a queue.
 void createHeader(JobState& job, const char* userID);
 
 // Writes the header lines, except to a "usb:" printer on a system that cannot send PJL over USB.

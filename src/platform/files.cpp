@@ -114,7 +114,10 @@ std::string contentOf(const Descriptor& file, std::size_t limit) {
 Descriptor openForReading(const std::string& path) {
   Descriptor file = openFile(AT_FDCWD, path.c_str(), O_RDONLY);
   struct stat status {};
-  if (file.valid() && ::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) file.reset();
+  if (file.valid() && ::fstat(file.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    file.reset();
+    errno = EISDIR;
+  }
   return file;
 }
 

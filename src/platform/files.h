@@ -1,5 +1,6 @@
 // Opening files, with checks of what is at the path. Every function that returns a Descriptor
-// returns an empty one on failure. Only openRegularFile() leaves a meaningful errno.
+// returns an empty one on failure. Only openForReading(), openRegularFile() and
+// createNamelessFile() then leave the reason in errno.
 #pragma once
 
 #include <sys/types.h>

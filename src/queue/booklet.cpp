@@ -25,8 +25,8 @@ constexpr char kArranged[] = "Arranged";
 constexpr const char* kFolds[] = {"SaddleStitch", "Booklet"};
 
 constexpr char kNotArranged[] =
-    "WARNING: The pages of this document cannot be arranged as a booklet; it is printed as it "
-    "is.\n";
+    "\nWARNING: The pages of this document cannot be arranged as a booklet, because it is "
+    "PostScript without page comments; it is printed as it is. Convert it to PDF and print that.\n";
 
 constexpr char kSource[] = "QVBookletCoverSource";
 constexpr char kType[] = "QVBookletCoverType";
@@ -126,7 +126,9 @@ bool settleFold(OptionList& wanted, const QueuePpd& ppd) {
     wanted.put(kFold, own);
     return true;
   }
-  std::fprintf(stderr, "\nWARNING: booklet=true needs equipment that is not installed (%s).\n",
+  std::fprintf(stderr,
+               "\nWARNING: booklet=true needs equipment that is not installed (%s); it is ignored. "
+               "If it is installed, tell the queue with lpadmin -o.\n",
                ppd.missingEquipment(kFold, kFolds[1]).c_str());
   return false;
 }

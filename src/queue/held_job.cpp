@@ -1,9 +1,12 @@
 #include "queue/held_job.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "platform/files.h"
+#include "queue/header_text.h"
 
 namespace jobshaper {
 
@@ -14,10 +17,22 @@ constexpr std::size_t kLongestStart = 16;  // of a line: as much as tells what i
 
 }  // namespace
 
+void reportUnwritable(const std::string& directory) {
+  std::fprintf(stderr,
+               "\nERROR: The job cannot be kept in %s: %s. Free space there or make it writable, "
+               "and restart the job.\n",
+               headerText(directory).c_str(), std::strerror(errno));
+}
+
+void reportUnreadable() {
+  std::fprintf(stderr, "\nERROR: Cannot read the print job: %s. Print it again.\n",
+               std::strerror(errno));
+}
+
 bool HeldJob::read(int input, const std::string& directory) {
   file_ = createNamelessFile(directory);
   if (!file_.valid()) {
-    std::fputs("ERROR: Unable to create necessary file.\n", stderr);
+    reportUnwritable(directory);
     return false;
   }
   std::string block(kBlock, '\0');
@@ -25,13 +40,13 @@ bool HeldJob::read(int input, const std::string& directory) {
   while ((n = readSome(input, block.data(), block.size())) > 0) {
     const std::string_view bytes(block.data(), static_cast<std::size_t>(n));
     if (!writeAll(file_.get(), bytes)) {
-      std::fputs("ERROR: Unable to create necessary file.\n", stderr);
+      reportUnwritable(directory);
       return false;
     }
     scan(bytes);
   }
   if (n < 0) {
-    std::fputs("ERROR: Cannot read the print job.\n", stderr);
+    reportUnreadable();
     return false;
   }
   finish();

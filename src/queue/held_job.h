@@ -20,7 +20,12 @@ struct Part {
   off_t size = 0;
 };
 
-// The job lies in a file without a name, which goes with this object.
+// Report on standard error, with the reason from errno, that no file of the job can be written in
+// this directory, and that the job cannot be read.
+void reportUnwritable(const std::string& directory);
+void reportUnreadable();
+
+// Keeps the job in a file without a name, which is freed with this object.
 class HeldJob {
  public:
   // Reads the job to its end and finds its pages: they begin with "%%Page:" at the start of a line

@@ -66,6 +66,7 @@ class JobWriter {
  public:
   explicit JobWriter(const std::string& directory) : file_(createNamelessFile(directory)) {}
 
+  bool isOpen() const { return file_.valid(); }
   bool put(std::string_view bytes) {
     if (!bytes.empty()) inLine_ = bytes.back() != '\n';
     pending_.append(bytes);
@@ -83,7 +84,7 @@ class JobWriter {
   static constexpr std::size_t kBlock = 64 * 1024;
 
   bool flush() {
-    const bool written = file_.valid() && writeAll(file_.get(), pending_);
+    const bool written = writeAll(file_.get(), pending_);
     pending_.clear();
     return written;
   }
@@ -205,11 +206,12 @@ Descriptor rewrittenJob(const HeldJob& job, const std::vector<Side>& sides, bool
   JobWriter writer(directory);
   HeaderCopier header(writer, !sides.empty(), oneCopy);
   const auto takeHeader = [&](std::string_view bytes) { return header.take(bytes); };
-  const bool written = job.forEachBlock(job.header(), takeHeader) && header.finish() &&
+  const bool written = writer.isOpen() && job.forEachBlock(job.header(), takeHeader) &&
+                       header.finish() &&
                        (sides.empty() ? writePages(job, writer) : writeSides(job, sides, writer)) &&
                        copyPart(job, job.trailer(), writer);
   Descriptor file = written ? writer.finish() : Descriptor();
-  if (!file.valid()) std::fputs("ERROR: Unable to create necessary file.\n", stderr);
+  if (!file.valid()) reportUnwritable(directory);
   return file;
 }
 

@@ -146,16 +146,30 @@ const char* collation(const OptionList& jobOptions, const QueuePpd& ppd) {
   return strcasecmp(collate, "true") == 0 ? "true" : "false";
 }
 
-// All filters of a job write to the same pipe, some in pieces: the line end in front keeps a
-// message a line of its own.
-void warn(const char* option, const char* choice, const std::string& why, const char* instead) {
-  std::fprintf(stderr, "\nWARNING: %s=%s %s; %s is used instead.\n", option,
-               headerText(choice).c_str(), why.c_str(), instead ? instead : "nothing");
+// What becomes of a choice that cannot be used; `instead` is null if nothing replaces it.
+std::string outcome(const char* instead) {
+  return instead ? std::string(instead) + " is used instead." : "it is ignored.";
+}
+
+// All filters of a job write to the same pipe, some in pieces: the line end at the start keeps a
+// message a line of its own. All messages of the queue have it.
+void warnOfChoice(const char* option, const char* choice, const char* instead) {
+  std::fprintf(stderr,
+               "\nWARNING: %s=%s is not a choice of this printer; %s lpoptions -l lists them.\n",
+               option, headerText(choice).c_str(), outcome(instead).c_str());
 }
 
 void warnOfEquipment(const char* option, const char* choice, const std::string& missing,
                      const char* instead) {
-  warn(option, choice, "needs equipment that is not installed (" + missing + ")", instead);
+  std::fprintf(stderr,
+               "\nWARNING: %s=%s needs equipment that is not installed (%s); %s If it is "
+               "installed, tell the queue with lpadmin -o.\n",
+               option, headerText(choice).c_str(), missing.c_str(), outcome(instead).c_str());
+}
+
+void warnOfCopies(const char* option, const char* value, const char* instead) {
+  std::fprintf(stderr, "\nWARNING: %s=%s is not a number of copies; %s lp -n sets it.\n", option,
+               headerText(value).c_str(), outcome(instead).c_str());
 }
 
 // What is left of a choice that the equipment rules out. CUPS has put the code of a fold into the
@@ -173,7 +187,7 @@ const char* markedChoice(const OptionList& jobOptions, const QueuePpd& ppd, cons
   const char* const choice = ppd.choice(option);
   const char* const asked = jobOptions.find(option);
   if (asked && !ppd.hasChoice(option, asked)) {
-    warn(option, asked, "is not a choice of this printer", choice);
+    warnOfChoice(option, asked, choice);
   }
   return choice;
 }
@@ -261,7 +275,7 @@ void settleCopies(OptionList& wanted, const char* copies) {
   const char* const instead = isCopyCount(copies) ? copies : nullptr;
   if (const char* const asked = wanted.find(name)) {
     if (isCopyCount(asked)) return;
-    warn(name, asked, "is no number of copies", instead);
+    warnOfCopies(name, asked, instead);
     wanted.remove(name);
   }
   if (instead) wanted.put(name, instead);
@@ -320,7 +334,10 @@ CompletedJob completedJob(const QueueJob& job) {
   if (whole) {
     completeOptions(wanted, completed, jobOptions, job);
   } else {
-    std::fputs("\nWARNING: The job's options cannot be completed.\n", stderr);
+    std::fputs(
+        "\nWARNING: The defaults of the queue are not used, because the job's options cannot be "
+        "read to their end. Remove open quotes and braces, for example from the file name.\n",
+        stderr);
     const QueuePpd ppd(job.ppdPath, OptionList(""));
     completed.refusal = isConfidential(wanted)
                             ? whyNotConfidential(wanted, false)

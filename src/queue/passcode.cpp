@@ -29,9 +29,14 @@ bool isPin(std::string_view text, std::size_t shortest, std::size_t longest) {
          text.find_first_not_of("0123456789") == text.npos;
 }
 
-std::string refusal(const std::string& reason) {
-  return "Not printed: " + reason + " Cancel the job and print it again.";
+// Both are sentences; what to do follows "Cancel the job and".
+std::string refusal(const std::string& reason, const std::string& whatToDo) {
+  return "Not printed: " + reason + " Cancel the job and " + whatToDo;
 }
+
+constexpr char kWithAnotherPin[] = "print it again with another PIN.";
+constexpr char kWithoutOpenQuotes[] =
+    "print it again without open quotes and braces, for example in the file name.";
 
 // What the user has typed; nothing when the job has no key.
 std::optional<std::string_view> typedKey(const OptionList& options) {
@@ -50,7 +55,8 @@ std::optional<std::string> makeConfidential(OptionList& options, const std::stri
   const char* const asked = options.find(kPrintTo);
   if (asked && !isConfidential(options)) {
     std::fprintf(stderr,
-                 "\nWARNING: PrintTo=%s is not for a job with a PIN; JRConf is used instead.\n",
+                 "\nWARNING: PrintTo=%s cannot be used with a PIN; JRConf is used instead. "
+                 "Print without a PIN to use another PrintTo.\n",
                  headerText(asked).c_str());
   }
   options.put(kPrintTo, kConfidential);
@@ -69,21 +75,23 @@ bool hasMoreThanConfidential(const OptionList& options) {
 
 std::optional<std::string> takePasscode(OptionList& options) {
   if (hasMoreThanConfidential(options)) {
-    return refusal("PrintTo begins with JRConf, but has more in it.");
+    return refusal("PrintTo begins with JRConf, but has more text.",
+                   "print it again with blanks between the options.");
   }
   const std::optional<std::string_view> key = typedKey(options);
   const char* const password = options.find(kPassword);
   if (key && (!password || isConfidential(options))) {
     if (isPin(*key, 4, 8)) return makeConfidential(options, std::string(*key));
-    return refusal("the PIN must be 4 to 8 digits.");
+    return refusal("the PIN (JRHOLDKEY) is not 4 to 8 digits.", kWithAnotherPin);
   }
   if (!password) return std::nullopt;
   const char* const encryption = options.find(kEncryption);
   if (encryption && std::string_view(encryption) != "none") {
-    return refusal("the printer cannot read an encrypted PIN (job-password-encryption).");
+    return refusal("the printer cannot read an encrypted PIN (job-password-encryption).",
+                   "print it again without encryption of the PIN, or with JRHOLDKEY.");
   }
   if (isPin(password, kPasswordLength, kPasswordLength)) return makeConfidential(options, password);
-  return refusal("the PIN (job-password) must be 4 digits.");
+  return refusal("the PIN (job-password) is not 4 digits.", kWithAnotherPin);
 }
 
 std::optional<std::string> whyNotConfidential(const OptionList& options, bool queueHasPasscode) {
@@ -91,25 +99,31 @@ std::optional<std::string> whyNotConfidential(const OptionList& options, bool qu
   if (hasKey == isConfidential(options)) return std::nullopt;
   if (hasKey) return whyNotKept();
   if (queueHasPasscode) {
-    return refusal("the default PIN of the queue is no secret; the job needs one of its own.");
+    return refusal("the default PIN of the queue is not secret.",
+                   "print it again with a PIN of your own (JRHOLDKEY).");
   }
-  return refusal("a confidential job needs a PIN of 4 to 8 digits.");
+  return refusal("a confidential job needs a PIN of 4 to 8 digits.",
+                 "print it again with JRHOLDKEY=PIN.");
 }
 
 std::optional<std::string> whyNotOpen(std::string_view optionString, const char* defaultPrintTo) {
   const std::string text(optionString);
   for (const char* const name : {kConfidential, kKey, kPassword}) {
     if (::strcasestr(text.c_str(), name)) {
-      return refusal("its options cannot be read to their end, and it may be confidential.");
+      return refusal("the job may be confidential, but its options cannot be read to their end.",
+                     kWithoutOpenQuotes);
     }
   }
   if (!defaultPrintTo || strcasecmp(defaultPrintTo, kConfidential) != 0) return std::nullopt;
   return refusal(
-      "its options cannot be read to their end, and jobs of this queue are confidential.");
+      "jobs of this queue are confidential, but the options of this one cannot be read to their "
+      "end.",
+      kWithoutOpenQuotes);
 }
 
 std::string whyNotKept() {
-  return refusal("the job is confidential, but the printer keeps no such jobs.");
+  return refusal("this printer cannot keep confidential jobs.",
+                 "print it on another printer, or without PrintTo=JRConf and PIN.");
 }
 
 bool isConfidential(const OptionList& options) {

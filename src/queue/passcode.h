@@ -15,8 +15,8 @@ namespace jobshaper {
 // PrintTo=JRConf the job's own JRHOLDKEY counts, otherwise its job-password.
 //
 // Answers why the job must not be printed, in words for its user and without the PIN: it is
-// encrypted, or not of as many digits as the printer and IPP clients are told, or PrintTo only begins
-// with JRConf. Returns no value if it may be printed.
+// encrypted, or not of as many digits as the printer and IPP clients are told, or PrintTo only
+// begins with JRConf. Returns no value if it may be printed.
 std::optional<std::string> takePasscode(OptionList& options);
 
 // The same for a job whose options are complete: that it is confidential, by the administrator's
@@ -24,8 +24,9 @@ std::optional<std::string> takePasscode(OptionList& options);
 // `queueHasPasscode` is whether the PPD file has a default.
 std::optional<std::string> whyNotConfidential(const OptionList& options, bool queueHasPasscode);
 
-// The same for a job whose option string cannot be read to its end: that the string contains JRConf, JRHOLDKEY or job-password anywhere, or that the administrator's default, or null, makes jobs
-// confidential.
+// The same for a job whose option string cannot be read to its end: that the string contains
+// JRConf, JRHOLDKEY or job-password anywhere, or that the administrator's default, or null, makes
+// jobs confidential.
 std::optional<std::string> whyNotOpen(std::string_view optionString, const char* defaultPrintTo);
 
 // Why a confidential job must not be printed by a printer that keeps none.

@@ -47,18 +47,18 @@ JobOrigin originOfJob() {
           .isBanner = fileType && std::string_view(fileType) == "job-sheet"};
 }
 
-int cannotRead() {
-  std::fputs("ERROR: Cannot read the print job.\n", stderr);
-  return 1;
-}
-
 // Reads the job from the named file or standard input; answers as HeldJob::read().
 bool hold(HeldJob& held, const char* path) {
   if (!path) return held.read(STDIN_FILENO, temporaryDirectory());
   const Descriptor file = openForReading(path);
   if (file.valid()) return held.read(file.get(), temporaryDirectory());
-  cannotRead();
+  reportUnreadable();
   return false;
+}
+
+int cannotRead() {
+  reportUnreadable();
+  return 1;
 }
 
 }  // namespace

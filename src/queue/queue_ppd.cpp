@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "platform/files.h"
+#include "queue/header_text.h"
 #include "settings/ppd_values.h"
 
 // libcups calls its PPD functions deprecated since PPD files are; our printers have nothing else.
@@ -61,20 +62,23 @@ bool isWithinLimits(const Descriptor& file) {
 
 constexpr char kInstallable[] = "InstallableOptions";
 
-void report(const std::string& reason) {
-  std::fprintf(stderr, "\nWARNING: The PPD file is not used: %s.\n", reason.c_str());
+void report(const char* path, const std::string& reason) {
+  std::fprintf(stderr,
+               "\nWARNING: The PPD file %s is not used: %s. Set the driver of the queue again with "
+               "lpadmin -m.\n",
+               headerText(path).c_str(), reason.c_str());
 }
 
 // The file, or nothing and the reason on standard error.
 Descriptor openWithinLimits(const char* path) {
   Descriptor file = openRegularFile(path);
   if (!file.valid()) {
-    report(errno == 0 ? "it is no file with content" : std::strerror(errno));
+    report(path, errno == 0 ? "it is empty or not a regular file" : std::strerror(errno));
   } else if (!isWithinLimits(file)) {
-    report("it is too large");
+    report(path, "it has more than 2 MiB, 50,000 lines or 4,000 definitions");
     file.reset();
   } else if (::lseek(file.get(), 0, SEEK_SET) != 0) {
-    report(std::strerror(errno));
+    report(path, std::strerror(errno));
     file.reset();
   }
   return file;
@@ -118,9 +122,9 @@ QueuePpd::Ppd QueuePpd::open(const char* path) {
   if (!ppd) {
     int line = 0;
     const ppd_status_t reason = ppdLastError(&line);
-    report(std::string(ppdErrorString(reason)) + ", line " + std::to_string(line));
+    report(path, std::string(ppdErrorString(reason)) + ", line " + std::to_string(line));
   } else if (!ppd->manufacturer || strcasecmp(ppd->manufacturer, "Quorvan") != 0) {
-    report("it is of another maker's printer");
+    report(path, "its manufacturer is not Quorvan");
     ppd.reset();
   }
   return ppd;

@@ -75,17 +75,21 @@ def string_constant(name):
     return "".join(re.findall(STRING, literal.group(1)))
 
 
+def literals(pattern, text):
+    """The joined string literals of each match's first group."""
+    return ["".join(re.findall(STRING, match.group(1))) for match in re.finditer(pattern, text)]
+
+
 def messages(files):
     """The formats of all messages on standard error."""
     found = []
     for name, text in files.items():
         uses = len(re.findall(r"\bstderr\b|\bperror\b", text)) - len(
             re.findall(r"fflush\(stderr\)", text))
-        formats = [first for first, _ in re.findall(
-            rf"std::fputs\(\s*{STRING}(),\s*stderr\)", text)]
+        formats = literals(rf"std::fputs\(\s*({STRINGS}),\s*stderr\)", text)
         formats += [string_constant(constant) for constant
                     in re.findall(r"std::fputs\((k\w+),\s*stderr\)", text)]
-        formats += re.findall(rf"std::fprintf\(\s*stderr,\s*{STRING}", text)
+        formats += literals(rf"std::fprintf\(\s*stderr,\s*({STRINGS})", text)
         # Messages that are collected and written together.
         if re.search(r"std::fwrite\([^;]*, stderr\)", text):
             formats += [text + "%d %d" for text in re.findall(rf"messages_ \+= {STRING}", text)]
@@ -237,6 +241,17 @@ class PagesTest(unittest.TestCase):
             for entry in page.sections["DIAGNOSTICS"]:
                 self.assertTrue(not entry.tags or len(entry.text) > 15, entry.tags)
         self.assertGreater(found, 20)
+
+    def test_messages_of_the_queue_are_lines_of_their_own(self):
+        found = messages(code("src/queue/*.cpp"))
+        self.assertGreater(len(found), 8)
+        self.assertEqual([text for text in found if not re.fullmatch(r"\n(WARNING|ERROR): .+\n", text)], [])
+
+    def test_reasons(self):
+        found = literals(rf"(?:refusal|report)\((?:\s*path,)?\s*(?:errno == 0 \? )?({STRINGS})", joined(QUEUE_CODE))
+        self.assertGreater(len(found), 11)
+        text = " ".join(word for entry in self.queue_page.sections["DIAGNOSTICS"] for word in entry.text.split())
+        self.assertEqual([reason for reason in found if reason not in text], [])
 
     def test_exit_statuses(self):
         tags = set(self.filter_page.tags("EXIT STATUS"))

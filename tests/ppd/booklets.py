@@ -145,7 +145,8 @@ def as_it_is():
     done = run([program, "7", "ada", "", "1", "booklet=true"], text, {
         "PPD": finisher.path, "DEVICE_URI": "socket://printer", "CONTENT_TYPE": "application/postscript"})
     check("no pages", re.findall(rb"WARNING.*", done.stderr), [
-        b"WARNING: The pages of this document cannot be arranged as a booklet; it is printed as it is."])
+        b"WARNING: The pages of this document cannot be arranged as a booklet, because it is PostScript without "
+        b"page comments; it is printed as it is. Convert it to PDF and print that."])
     check("no pages", without_pjl(done.stdout).strip(), text.strip())
     for options in ("booklet=true", "QVBookletFold=SaddleStitch"):
         job = pstops(document(2), options, finisher.path)

@@ -266,9 +266,9 @@ TEST(Booklet, PrintsItsBlankSides) {
 
 TEST(Booklet, WithoutADuplexerIsNone) {
   const Settled booklet = settled("booklet=true OptionDuplexer=False", 4, "application/postscript");
-  EXPECT_EQ(
-      booklet.said,
-      "\nWARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False).\n");
+  EXPECT_EQ(booklet.said,
+            "\nWARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False); "
+            "it is ignored. If it is installed, tell the queue with lpadmin -o.\n");
   EXPECT_FALSE(booklet.job.booklet.isBooklet);
   EXPECT_EQ(booklet.counted, 0);
 }

@@ -1,5 +1,6 @@
 // The entry program as CUPS starts it. What it answers is what the filter answers to the job with
 // completed options.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -12,6 +13,7 @@
 #include <set>
 
 #include "tests/queue/queue_ppd.h"
+#include "tests/support/file_size_limit.h"
 #include "tests/support/instrumented.h"
 #include "tests/support/program.h"
 
@@ -88,9 +90,15 @@ void expectSame(const Outcome& outcome, const Outcome& expected) {
   EXPECT_EQ(outcome.signal, expected.signal);
 }
 
-void expectWarning(const Outcome& outcome, const std::string& reason, const Outcome& expected) {
+// Why a PPD file with too much in it is not used.
+constexpr char kTooLarge[] = "it has more than 2 MiB, 50,000 lines or 4,000 definitions";
+
+void expectWarning(const Queue& queue, const Outcome& outcome, const std::string& reason,
+                   const Outcome& expected) {
   EXPECT_EQ(outcome.out, expected.out);
-  EXPECT_EQ(outcome.err, "\nWARNING: The PPD file is not used: " + reason + ".\n" + expected.err);
+  EXPECT_EQ(outcome.err,
+            "\nWARNING: The PPD file " + queue.environment.at("PPD") + " is not used: " + reason +
+                ". Set the driver of the queue again with lpadmin -m.\n" + expected.err);
   EXPECT_EQ(outcome.exitStatus, 0);
 }
 
@@ -279,13 +287,55 @@ TEST(EntryProgram, TakesOutTheCodeOfAChoiceWithoutItsEquipment) {
     const Outcome outcome = queue.run({"Office", "42", "ada", "", "1", "InputSlot=Tray5"},
                                       begin + choice + "\n" + code + end);
     EXPECT_NE(outcome.err.find("\nWARNING: InputSlot=Tray5 needs equipment that is not installed "
-                               "(OptionTray5=False); nothing is used instead.\n"),
+                               "(OptionTray5=False); it is ignored. If it is installed, "
+                               "tell the queue with lpadmin -o.\n"),
               std::string::npos);
     return outcome.out;
   };
   EXPECT_NE(body("Tray5", "five\n5\n").find(begin + "Tray5\n" + end), std::string::npos);
   EXPECT_NE(body("Tray5\r", "five\n").find(begin + "Tray5\r" + end), std::string::npos);
   EXPECT_NE(body("Tray1", "one\n").find(begin + "Tray1\none\n" + end), std::string::npos);
+}
+
+// ---- jobs that are read to their end first
+
+// A booklet of one page, to be arranged.
+const Strings kBookletJob = {"Office", "42", "ada", "", "1", "QVBookletFold=BiFold"};
+const std::string kPages = "%!PS-Adobe-3.0\n%%BeginProlog\n%%EndProlog\n%%Page: 1 1\n%%EOF\n";
+
+TEST(ArrangedJob, ThatCannotBeKeptIsReported) {
+  Queue queue;
+  queue.ppd(ppdWith(ppdOption("QVBookletFold", "false BiFold", "false")));
+  const auto report = [&](const std::string& reason) {
+    return "\nERROR: The job cannot be kept in " + queue.environment["TMPDIR"] + ": " + reason +
+           ". Free space there or make it writable, and restart the job.\n";
+  };
+  // None of the job, all of it but not the sides made of it.
+  for (const std::size_t limit : {std::size_t{0}, kPages.size()}) {
+    const FileSizeLimit fileSize(limit);
+    const Outcome outcome = queue.run(kBookletJob, kPages);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, report("File too large"));
+    EXPECT_EQ(outcome.exitStatus, 1);
+  }
+  queue.environment["TMPDIR"] = queue.file("missing");
+  EXPECT_EQ(queue.run(kBookletJob, kPages).err, report("No such file or directory"));
+}
+
+TEST(ArrangedJob, ThatCannotBeReadIsReported) {
+  Queue queue;
+  queue.ppd(ppdWith(ppdOption("QVBookletFold", "false BiFold", "false")));
+  const auto run = [&](const std::string& path) {
+    Strings argv = kBookletJob;
+    argv.push_back(path);
+    return queue.run(argv).err;
+  };
+  const std::string begin = "\nERROR: Cannot read the print job: ";
+  EXPECT_EQ(run(queue.file("missing")), begin + "No such file or directory. Print it again.\n");
+  EXPECT_EQ(run(queue.file("")), begin + "Is a directory. Print it again.\n");
+  const BeforeExec readDirectory = [&] { ::dup2(::open("/", O_RDONLY | O_CLOEXEC), STDIN_FILENO); };
+  EXPECT_EQ(queue.run(kBookletJob, "", readDirectory).err,
+            begin + "Is a directory. Print it again.\n");
 }
 
 // ---- jobs that are not printed
@@ -333,7 +383,7 @@ TEST(BadPpd, ThatIsNotSetIsNoReasonToWarn) {
 TEST(BadPpd, ThatIsMissing) {
   Queue queue;
   queue.environment["PPD"] = queue.file("missing.ppd");
-  expectWarning(queue.run(kJob), "No such file or directory",
+  expectWarning(queue, queue.run(kJob), "No such file or directory",
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
@@ -347,7 +397,7 @@ TEST(BadPpd, ThatIsNoFileWithContent) {
 #endif
   for (const std::string& path : paths) {
     queue.environment["PPD"] = path;
-    expectWarning(queue.run(kJob), "it is no file with content",
+    expectWarning(queue, queue.run(kJob), "it is empty or not a regular file",
                   queue.filterWithoutPpd(withOptions(kJob, kOptions)));
   }
 }
@@ -355,7 +405,7 @@ TEST(BadPpd, ThatIsNoFileWithContent) {
 TEST(BadPpd, ThatIsNoPpdFile) {
   Queue queue;
   queue.ppd("This is no PPD file.\n");
-  expectWarning(queue.run(kJob), "Missing asterisk in column 1, line 1",
+  expectWarning(queue, queue.run(kJob), "Missing asterisk in column 1, line 1",
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
@@ -364,7 +414,7 @@ TEST(BadPpd, OfAnotherMaker) {
   std::string text = kFoldPpd;
   text.replace(text.find("\"Quorvan\""), 9, "\"Another\"");
   queue.ppd(text);
-  expectWarning(queue.run(kJob), "it is of another maker's printer",
+  expectWarning(queue, queue.run(kJob), "its manufacturer is not Quorvan",
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
@@ -399,7 +449,7 @@ TEST(BadPpd, ThatIsTooLarge) {
        }) {
     Queue queue;
     queue.ppd(ppdWith(lines));
-    expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
+    expectWarning(queue, queue.run(kJob, kInput, limitResources), kTooLarge,
                   queue.filterWithoutPpd(withOptions(kJob, kOptions)));
   }
 }
@@ -409,7 +459,7 @@ TEST(BadPpd, ThatUnfoldsToMuch) {
   queue.ppd(ppdWith(repeated(20, "*a", ": \"" + std::string(1 << 20, ' ') + "\"\n")));
   ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
-  expectWarning(queue.run(kJob, kInput, limitResources), "it is too large",
+  expectWarning(queue, queue.run(kJob, kInput, limitResources), kTooLarge,
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 

@@ -210,9 +210,14 @@ TEST(UnusablePpd, AddsNothing) {
   job.ppdPath = "/no such file.ppd";
   EXPECT_EQ(completedJob(job).options, "");
   EXPECT_EQ(added("", "This is no PPD file.\n"), kOneCopy);
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "\nWARNING: The PPD file is not used: No such file or directory.\n"
-            "\nWARNING: The PPD file is not used: Missing asterisk in column 1, line 1.\n");
+  const std::string messages = ::testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(messages.starts_with(
+      "\nWARNING: The PPD file /no such file.ppd is not used: No such file or directory. Set the "
+      "driver of the queue again with lpadmin -m.\n"))
+      << messages;
+  EXPECT_NE(messages.find(".ppd is not used: Missing asterisk in column 1, line 1. Set"),
+            std::string::npos)
+      << messages;
 }
 
 // ---- choices that the printer has
@@ -236,26 +241,26 @@ TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
   for (const std::string choice : {"TriFold", "", "a\\ b", "<42>oo"}) {
     std::string shown = choice;
     std::erase(shown, '\\');
-    EXPECT_EQ(said([&] {
-                EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd),
-                          kBooklet + " QVBookletFold=BiFold");
-              }),
-              "\nWARNING: QVBookletFold=" + shown +
-                  " is not a choice of this printer; BiFold is used instead.\n");
+    EXPECT_EQ(
+        said([&] {
+          EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd), kBooklet + " QVBookletFold=BiFold");
+        }),
+        "\nWARNING: QVBookletFold=" + shown +
+            " is not a choice of this printer; BiFold is used instead. lpoptions -l lists them.\n");
   }
 }
 
 TEST(Choice, ThatThePpdLacksLeavesNothingWhereTheDefaultSaysNothing) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
-  EXPECT_EQ(
-      said([&] { EXPECT_EQ(completed("PrintTo=JRSoon a=1", ppd), "a=1 " + kOneCopy); }),
-      "\nWARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead.\n");
+  EXPECT_EQ(said([&] { EXPECT_EQ(completed("PrintTo=JRSoon a=1", ppd), "a=1 " + kOneCopy); }),
+            "\nWARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead. "
+            "lpoptions -l lists them.\n");
 }
 
 TEST(Choice, ThatThePpdLacksMakesNoLineOfTheLog) {
   EXPECT_EQ(said([] { completed("QVBookletFold=a\\\nERROR:\\ \\\"b", kFoldPpd); }),
             "\nWARNING: QVBookletFold=a ERROR: 'b is not a choice of this printer; BiFold is used "
-            "instead.\n");
+            "instead. lpoptions -l lists them.\n");
 }
 
 TEST(Choice, OfAnOptionThatThePpdLacksPasses) {
@@ -297,7 +302,7 @@ TEST(Equipment, ThatIsMissingMakesAFoldAPlainBooklet) {
               }),
               "\nWARNING: QVBookletFold=" + fold +
                   " needs equipment that is not installed (OptionFinisher=False); Booklet is used "
-                  "instead.\n");
+                  "instead. If it is installed, tell the queue with lpadmin -o.\n");
   }
 }
 
@@ -315,14 +320,17 @@ TEST(Equipment, ThatIsMissingLeavesTheDefault) {
                         kOneCopy + " QVBookletCoverSource=PrinterS QVBookletFold=false");
             }),
             "\nWARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
-            "(OptionFinisher=False); PrinterS is used instead.\n");
-  EXPECT_EQ(said([&] {
-              EXPECT_EQ(completed("QVBookletFold=Booklet OptionDuplexer=False", ppd),
-                        "QVBookletFold=Booklet OptionDuplexer=False " + kOneCopy +
-                            " QVBookletCoverSource=PrinterS QVBookletFold=false");
-            }),
-            "\nWARNING: QVBookletFold=Booklet needs equipment that is not installed "
-            "(OptionDuplexer=False); false is used instead.\n");
+            "(OptionFinisher=False); PrinterS is used instead. If it is installed, tell the "
+            "queue with lpadmin -o.\n");
+  EXPECT_EQ(
+      said([&] {
+        EXPECT_EQ(completed("QVBookletFold=Booklet OptionDuplexer=False", ppd),
+                  "QVBookletFold=Booklet OptionDuplexer=False " + kOneCopy +
+                      " QVBookletCoverSource=PrinterS QVBookletFold=false");
+      }),
+      "\nWARNING: QVBookletFold=Booklet needs equipment that is not installed "
+      "(OptionDuplexer=False); false is used instead. If it is installed, tell the queue with "
+      "lpadmin -o.\n");
 }
 
 TEST(Equipment, ThatIsMissingForTheDefaultTooLeavesNothing) {
@@ -331,7 +339,8 @@ TEST(Equipment, ThatIsMissingForTheDefaultTooLeavesNothing) {
   ppd.replace(ppd.find(line + "PrinterS"), line.size() + 8, line + "Tray5");
   EXPECT_EQ(said([&] { EXPECT_EQ(added("a=1", ppd), kOneCopy + " QVBookletFold=false"); }),
             "\nWARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
-            "(OptionFinisher=False); nothing is used instead.\n");
+            "(OptionFinisher=False); it is ignored. If it is installed, tell the queue with "
+            "lpadmin -o.\n");
 }
 
 // ---- settings
@@ -394,7 +403,8 @@ TEST(Setting, OfColorFollowsTheColorModel) {
   EXPECT_EQ(settingLines("ColorModel=Gray BLW=PrinterS", ppd), "");
   EXPECT_EQ(settingLines("BLW=TrueM", kFoldPpd), "");
   EXPECT_EQ(said([&] { EXPECT_EQ(settingLines("ColorModel=RGB", ppd), color); }),
-            "\nWARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead.\n");
+            "\nWARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead. "
+            "lpoptions -l lists them.\n");
 }
 
 TEST(Setting, OfAnOptionThatThePpdLacksIsNotSent) {
@@ -412,10 +422,12 @@ TEST(Setting, WithAValueOfTheUsersIsNotSent) {
                                   ppdOption("TonerDarkness", "PrinterS 8", "8"));
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(settingLines("CyanBalance=9\\\n@PJL TonerDarkness=9", ppd), "@PJL SET DENSITY = 3\n");
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "\nWARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead.\n"
-            "\nWARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
-            "instead.\n");
+  EXPECT_EQ(
+      ::testing::internal::GetCapturedStderr(),
+      "\nWARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead. lpoptions -l "
+      "lists them.\n"
+      "\nWARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
+      "instead. lpoptions -l lists them.\n");
 }
 
 TEST(Setting, WithoutItsEquipmentIsNotSent) {
@@ -429,7 +441,8 @@ TEST(Setting, WithoutItsEquipmentIsNotSent) {
   EXPECT_EQ(settingLines("", ppd), "");
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "\nWARNING: OutputBin=FinisherBin1 needs equipment that is not installed "
-            "(OptionFinisher=False); nothing is used instead.\n");
+            "(OptionFinisher=False); it is ignored. If it is installed, tell the queue with "
+            "lpadmin -o.\n");
 }
 
 TEST(Setting, OfImageQualityIsAnOptionOfItsOwn) {
@@ -533,13 +546,15 @@ TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
   const std::string name = "com.apple.print.PrintSettings.PMCopies..n.";
   EXPECT_EQ(
       said([&] { EXPECT_EQ(added(name + "=1\\ >>\\ setuserparams", kNoPpd, "3"), name + "=3"); }),
-      "\nWARNING: " + name + "=1 >> setuserparams is no number of copies; 3 is used instead.\n");
+      "\nWARNING: " + name +
+          "=1 >> setuserparams is not a number of copies; 3 is used instead. lp -n sets "
+          "it.\n");
   EXPECT_EQ(said([&] { EXPECT_EQ(completed("a=1 " + name + "=x", kNoPpd, "x"), "a=1"); }),
-            "\nWARNING: " + name + "=x is no number of copies; nothing is used instead.\n");
+            "\nWARNING: " + name + "=x is not a number of copies; it is ignored. lp -n sets it.\n");
   // In a string to which nothing can be added, too.
   EXPECT_NE(said([&] {
               EXPECT_EQ(filterOptions(completed(name + "=x z={b", kNoPpd, "3"))[name], "3");
-            }).find("is no number of copies"),
+            }).find("is not a number of copies"),
             std::string::npos);
 }
 
@@ -721,7 +736,9 @@ TEST(OptionString, ThatDoesNotEndStaysAsItIs) {
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(completed(options, kFoldPpd), options);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "\nWARNING: The job's options cannot be completed.\n")
+              "\nWARNING: The defaults of the queue are not used, because the job's options cannot "
+              "be read to their end. Remove open quotes and braces, for example from the file "
+              "name.\n")
         << options;
   }
 }

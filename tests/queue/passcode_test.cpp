@@ -25,7 +25,8 @@ const std::string kPpd = ppdText("JRPrinter");
 
 struct Answer {
   std::string keeps;    // PrintTo and JRHOLDKEY as the filter gets them, "JRConf 4711"
-  std::string refusal;  // without what is the same in all
+  std::string refusal;  // the reason
+  std::string advice;   // what to do
   std::string said;     // on standard error
 };
 
@@ -47,10 +48,13 @@ Answer answer(const std::string& options, const std::optional<std::string>& ppd 
                  std::string(store.getValue("JRHOLDKEY").value_or(""));
   if (completed.refusal) {
     const std::string begin = "Not printed: ";
-    const std::string end = " Cancel the job and print it again.";
-    EXPECT_TRUE(completed.refusal->starts_with(begin) && completed.refusal->ends_with(end));
-    answer.refusal = completed.refusal->substr(
-        begin.size(), completed.refusal->size() - begin.size() - end.size());
+    const std::string middle = " Cancel the job and print it ";
+    EXPECT_TRUE(completed.refusal->starts_with(begin));
+    const std::size_t end = completed.refusal->find(middle);
+    EXPECT_NE(end, std::string::npos) << *completed.refusal;
+    answer.refusal = completed.refusal->substr(begin.size(), end - begin.size());
+    answer.advice =
+        completed.refusal->substr(std::min(end + middle.size(), completed.refusal->size()));
     EXPECT_EQ(completed.options, "");
   }
   return answer;
@@ -58,7 +62,8 @@ Answer answer(const std::string& options, const std::optional<std::string>& ppd 
 
 TEST(Passcode, MakesAJobConfidential) {
   const std::string warning =
-      "\nWARNING: PrintTo=JRVerify is not for a job with a PIN; JRConf is used instead.\n";
+      "\nWARNING: PrintTo=JRVerify cannot be used with a PIN; JRConf is used instead. "
+      "Print without a PIN to use another PrintTo.\n";
   struct Row {
     const char* options;
     const char* key;
@@ -80,9 +85,11 @@ TEST(Passcode, MakesAJobConfidential) {
       {"job-password=4711 PrintTo=JRConf JRHOLDKEY=None", "4711", ""},
       {"job-password=4711 PrintTo=JRVerify", "4711", warning},
       {"job-password=4711 PrintTo=JRSoon", "4711",
-       "\nWARNING: PrintTo=JRSoon is not for a job with a PIN; JRConf is used instead.\n"},
+       "\nWARNING: PrintTo=JRSoon cannot be used with a PIN; JRConf is used instead. "
+       "Print without a PIN to use another PrintTo.\n"},
       {"job-password=4711 PrintTo=a\\\nERROR:\\ b", "4711",
-       "\nWARNING: PrintTo=a ERROR: b is not for a job with a PIN; JRConf is used instead.\n"},
+       "\nWARNING: PrintTo=a ERROR: b cannot be used with a PIN; JRConf is used instead. "
+       "Print without a PIN to use another PrintTo.\n"},
       // both
       {"job-password=4711 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
       {"job-password=x job-password-encryption=md5 PrintTo=JRConf JRHOLDKEY=123456", "123456", ""},
@@ -101,8 +108,8 @@ TEST(Passcode, MakesAJobConfidential) {
 }
 
 TEST(Passcode, OfAnotherFormIsRefused) {
-  const std::string bad = "the PIN must be 4 to 8 digits.";
-  const std::string badPassword = "the PIN (job-password) must be 4 digits.";
+  const std::string bad = "the PIN (JRHOLDKEY) is not 4 to 8 digits.";
+  const std::string badPassword = "the PIN (job-password) is not 4 digits.";
   const std::string encrypted =
       "the printer cannot read an encrypted PIN (job-password-encryption).";
   const std::pair<const char*, std::string> rows[] = {
@@ -140,8 +147,7 @@ TEST(Passcode, OfAnotherFormIsRefused) {
 
 TEST(Passcode, IsMissing) {
   const std::string none = "a confidential job needs a PIN of 4 to 8 digits.";
-  const std::string ofTheQueue =
-      "the default PIN of the queue is no secret; the job needs one of its own.";
+  const std::string ofTheQueue = "the default PIN of the queue is not secret.";
   const std::string withDefault = ppdText("JRConf", "Custom.9999");
   EXPECT_EQ(answer("PrintTo=JRConf").refusal, none);
   EXPECT_EQ(answer("PrintTo=jrconf JRHOLDKEY=None").refusal, none);
@@ -159,8 +165,7 @@ TEST(Passcode, NeedsAPrinterThatKeepsConfidentialJobs) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"));
   for (const char* options :
        {"job-password=4711", "PrintTo=JRConf", "printto=jrconf JRHOLDKEY=1234"}) {
-    EXPECT_EQ(answer(options, ppd).refusal,
-              "the job is confidential, but the printer keeps no such jobs.")
+    EXPECT_EQ(answer(options, ppd).refusal, "this printer cannot keep confidential jobs.")
         << options;
   }
 }
@@ -170,11 +175,12 @@ TEST(Passcode, IsNotLostInAnOptionThatDoesNotEnd) {
        {"a={b PrintTo=JRConf JRHOLDKEY=1234", "a={b jrholdkey=1234", "a=\"b JOB-PASSWORD=1234",
         "PrintTo={JRConf", "=x JRHOLDKEY=1234", "a='b\"printto=jrconf"}) {
     EXPECT_EQ(answer(options).refusal,
-              "its options cannot be read to their end, and it may be confidential.")
+              "the job may be confidential, but its options cannot be read to their end.")
         << options;
   }
   EXPECT_EQ(answer("a={b", ppdText("JRConf")).refusal,
-            "its options cannot be read to their end, and jobs of this queue are confidential.");
+            "jobs of this queue are confidential, but the options of this one cannot be read to "
+            "their end.");
   EXPECT_EQ(answer("a={b", ppdText("JRVerify")).refusal, "");
   EXPECT_EQ(answer("PrintTo=JRConf JRHOLDKEY=1234 a={b").keeps, "JRConf 1234");
 }
@@ -183,9 +189,34 @@ TEST(Passcode, IsNotLostInAnotherChoice) {
   for (const char* options : {"PrintTo=JRConf,JRHOLDKEY=1234", "printto=jrconf;JRHOLDKEY=1234",
                               "PrintTo=JRConf<20> JRHOLDKEY=1234", "PrintTo=JRConf2"}) {
     const Answer got = answer(options);
-    EXPECT_EQ(got.refusal, "PrintTo begins with JRConf, but has more in it.") << options;
+    EXPECT_EQ(got.refusal, "PrintTo begins with JRConf, but has more text.") << options;
     EXPECT_EQ(got.said, "") << options;  // which would contain the PIN
   }
+}
+
+TEST(Passcode, RefusalSaysWhatToDo) {
+  struct Row {
+    std::string options;
+    std::string ppd;
+    std::string advice;
+  };
+  const std::string other = "again with another PIN.";
+  const Row rows[] = {
+      {"PrintTo=JRConf", kPpd, "again with JRHOLDKEY=PIN."},
+      {"JRHOLDKEY=x", kPpd, other},
+      {"job-password=x", kPpd, other},
+      {"job-password=1234 job-password-encryption=md5", kPpd,
+       "again without encryption of the PIN, or with JRHOLDKEY."},
+      {"", ppdText("JRConf", "Custom.9999"), "again with a PIN of your own (JRHOLDKEY)."},
+      {"PrintTo=JRConf", ppdWith(ppdOption("PrintTo", "JRPrinter", "JRPrinter")),
+       "on another printer, or without PrintTo=JRConf and PIN."},
+      {"PrintTo=JRConf,JRHOLDKEY=1234", kPpd, "again with blanks between the options."},
+      {"PrintTo={JRConf", kPpd,
+       "again without open quotes and braces, for example in the file name."},
+      {"a={b", ppdText("JRConf"),
+       "again without open quotes and braces, for example in the file name."},
+  };
+  for (const Row& row : rows) EXPECT_EQ(answer(row.options, row.ppd).advice, row.advice);
 }
 
 TEST(Passcode, LeavesOtherJobsAlone) {

@@ -56,7 +56,8 @@ GET_JOB = """{
   STATUS successful-ok
 }
 """
-NOT_PRINTED = "Not printed: {} Cancel the job and print it again."
+NOT_PRINTED = "Not printed: {} Cancel the job and print it again with{}."
+BAD_PASSWORD = ("the PIN (job-password) is not 4 digits.", " another PIN")
 
 
 class ConfidentialTest(unittest.TestCase):
@@ -134,16 +135,17 @@ class ConfidentialTest(unittest.TestCase):
         self.assertEqual(lines, [])
 
     def test_bad_pins(self):
-        bad = "the PIN must be 4 to 8 digits."
         # The queue has no part in it, whatever it does with errors of the printer.
         rows = (
-            ("abort-job", {"PrintTo": "JRConf"}, "a confidential job needs a PIN of 4 to 8 digits."),
-            ("stop-printer", {"PrintTo": "JRConf", "JRHOLDKEY": "Custom.47x11"}, bad),
-            ("retry-job", {"job-password": "47x11"}, "the PIN (job-password) must be 4 digits."),
+            ("abort-job", {"PrintTo": "JRConf"}, ("a confidential job needs a PIN of 4 to 8 digits.", " JRHOLDKEY=PIN")),
+            ("stop-printer", {"PrintTo": "JRConf", "JRHOLDKEY": "Custom.47x11"},
+             ("the PIN (JRHOLDKEY) is not 4 to 8 digits.", " another PIN")),
+            ("retry-job", {"job-password": "47x11"}, BAD_PASSWORD),
             ("retry-current-job", {"job-password": "4711", "job-password-encryption": "sha2-256"},
-             "the printer cannot read an encrypted PIN (job-password-encryption)."),
+             ("the printer cannot read an encrypted PIN (job-password-encryption).",
+              "out encryption of the PIN, or with JRHOLDKEY")),
             ("abort-job", {"PrintTo": "JRConf"},
-             "the default PIN of the queue is no secret; the job needs one of its own."))
+             ("the default PIN of the queue is not secret.", " a PIN of your own (JRHOLDKEY)")))
         count = len(self.received())
         numbers = []
         for row, (policy, options, _) in enumerate(rows):
@@ -155,7 +157,7 @@ class ConfidentialTest(unittest.TestCase):
                 self.cups.wait_for(number)
                 self.assertEqual(self.cups.state_of(number), "stopped")
                 self.assertEqual(self.status_of(self.cups, number),
-                                 "Status: " + NOT_PRINTED.format(reason))
+                                 "Status: " + NOT_PRINTED.format(*reason))
                 self.assertRegex(self.cups.command("lpstat", "-p", f"Queue{row}"),
                                  "is idle.*enabled since")
                 self.assert_no_trace_of("47x11", number)
@@ -246,7 +248,7 @@ class ConfidentialTest(unittest.TestCase):
         # The user of the client is told, and cancels there.
         count = len(self.received())
         number = client.lp("Remote", self.work / "document-a4.pdf", {"job-password": "x"})
-        refused = NOT_PRINTED.format("the PIN (job-password) must be 4 digits.")
+        refused = NOT_PRINTED.format(*BAD_PASSWORD)
         private_cups.wait_until(lambda: refused in self.status_of(client, number), 20,
                                 "what is wrong with the job")
         client.cancel(number)

@@ -311,7 +311,7 @@ class SchedulerTest(unittest.TestCase):
         # What has code comes as PostScript alone.
         self.assertIn(b"<</SlipSheet 2>>setpagedevice", job.body)
         self.assert_warnings(job, "QvnSaturation=7 is not a choice of this printer; PrinterS is "
-                             "used instead.")
+                             "used instead. lpoptions -l lists them.")
 
     def test_color(self):
         for options, model in (({}, b"CMYK"), ({"ColorModel": "Gray"}, b"BLACK"),
@@ -440,9 +440,9 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual(job.argv[2].decode(), "Zo\u00eb \"2\"")
         self.assert_warnings(
             job, "QVBookletFold=No such {fold} is not a choice of this printer; false is used "
-            "instead.", "QvnBlankPage=maybe is not a choice of this printer; PrinterS is used "
-            "instead.", "InputSlot=Tray99 is not a choice of this printer; Auto is used "
-            "instead.")
+            "instead. lpoptions -l lists them.", "QvnBlankPage=maybe is not a choice of this printer; PrinterS is used "
+            "instead. lpoptions -l lists them.", "InputSlot=Tray99 is not a choice of this printer; Auto is used "
+            "instead. lpoptions -l lists them.")
         # Nothing but the header that a harmless job would have.
         self.assertEqual([line.split(b" = ")[0] for line in job.header.splitlines()], [
             UEL + b"@PJL JOB", b"@PJL COMMENT Quorvan Macintosh driver", b"@PJL SET STRINGCODESET",
@@ -463,7 +463,7 @@ class SchedulerTest(unittest.TestCase):
 
     def assert_warnings(self, job, *expected):
         lines = [line for line in self.cups.log.lines_of(job.number)
-                 if re.search("is used instead|not be completed|not used", line)
+                 if re.search("is used instead|is ignored|not used", line)
                  and not line.startswith("Set job-printer-state-message")]
         self.assertEqual(lines, list(expected))
 
@@ -478,7 +478,7 @@ class SchedulerTest(unittest.TestCase):
         self.assertNotIn(b"/Fold", job.body)
         self.assertNotIn(b"/Staple", job.body)
         self.assert_warnings(job, "QVBookletFold=SaddleStitch is not a choice of this printer; "
-                             "false is used instead.")
+                             "false is used instead. lpoptions -l lists them.")
 
     def test_choice_without_its_equipment(self):
         self.add_queue("Bare", "color-finisher", "-o", "OptionFinisher=False")
@@ -488,7 +488,8 @@ class SchedulerTest(unittest.TestCase):
                                      queue="Bare")
             self.assertNotRegex(job.body, rb"/Fold|/Staple")
             self.assert_warnings(job, f"QVBookletFold={fold} needs equipment that is not installed "
-                                 "(OptionFinisher=False); Booklet is used instead.")
+                                 "(OptionFinisher=False); Booklet is used instead. If it is installed, "
+                                 "tell the queue with lpadmin -o.")
 
     def test_paper_tray_that_is_not_installed(self):
         self.add_queue("Trays", "color-finisher", "-o", "OptionTray5=False")
@@ -497,7 +498,7 @@ class SchedulerTest(unittest.TestCase):
         self.check_start(job)
         self.assertIn(b"%%BeginFeature: *InputSlot Tray5\n%%EndFeature\n", job.body)
         self.assert_warnings(job, "InputSlot=Tray5 needs equipment that is not installed "
-                             "(OptionTray5=False); nothing is used instead.")
+                             "(OptionTray5=False); it is ignored. If it is installed, tell the queue with lpadmin -o.")
 
     def test_name_of_a_kept_job(self):
         for mode in ("JRVerify", "JRRepeat", "JRReserve", "JRPrinter", None):
