@@ -230,6 +230,7 @@ int main(int argc, char* argv[]) {
     }
   }
   if (optind == argc) {
+    std::fputs("pjlLines: the option string is missing; give '' for none\n", stderr);
     std::fputs(kUsage, stderr);
     return kWrongCall;
   }

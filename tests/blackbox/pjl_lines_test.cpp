@@ -138,8 +138,9 @@ TEST(PjlLines, RefusesASetterWithAMissingOrNeedlessArgument) {
 }
 
 TEST(PjlLines, RefusesACallWithoutOptionString) {
-  expectWrongCall({}, kUsage);
-  expectWrongCall({"-u", "ada"}, kUsage);
+  const std::string missing = "pjlLines: the option string is missing; give '' for none\n";
+  expectWrongCall({}, missing + kUsage);
+  expectWrongCall({"-u", "ada"}, missing + kUsage);
   expectWrongCall({"-u"}, std::string("pjlLines: option requires an argument -- 'u'\n") + kUsage);
   expectWrongCall({"-q"}, std::string("pjlLines: invalid option -- 'q'\n") + kUsage);
 }
