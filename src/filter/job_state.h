@@ -24,18 +24,19 @@ struct ReplacedFeature {
   std::string code;
 };
 
-// What is added to a run by those who start the filter for a queue. Nothing for `jobshaper`.
+// What jobshaper-queue adds to a run. Empty for `jobshaper`.
 struct JobAdditions {
   std::vector<pjlCreation::Setter> settings;  // their lines end the header, in this order
-  std::string jobName;                        // for the JOBNAME line
+  std::string jobName;                        // for the JOBNAME line; without quotes
   std::vector<ReplacedFeature> replacedFeatures;
   bool countPages = false;   // tell CUPS of each page on standard error
   bool wholeSheets = false;  // a copy ends with its last sheet, whose blank back counts
-  // The page that is the first side of a booklet's cover sheet, after which the paper is again what
-  // it was. With 0 the rule for the number of pages holds.
+  // The number of the page, from 1, that is the first side of a booklet's cover sheet; after that
+  // sheet the paper is what it was before. 0: the rule for the number of pages decides.
   int coverSide = 0;
 };
 
+// Filled by setUpJob() and runJob(). Options and texts are the bytes that CUPS passes.
 struct JobState {
   JobAdditions additions;
 
@@ -47,7 +48,7 @@ struct JobState {
   std::string tempDirectory;
 
   Descriptor inputFile;  // the named job file, or the reordered job; else none
-  int inputStream = 0;   // descriptor of the job: inputFile or standard input; not owned
+  int inputStream = 0;   // descriptor to read the job from: inputFile or standard input; not owned
 
   bool captureEnabled = false;  // the marker file exists; recorded only, no rule reads it
   Descriptor captureIn;         // copy of the incoming job; none if off or not created
@@ -56,7 +57,7 @@ struct JobState {
   argumentStore jobOptions;
   PPDValues ppdValues;
   std::optional<std::string> printTo;  // job retention mode: the value of the option "PrintTo"
-  pjlCreation pjlHeader;               // refers to jobOptions
+  pjlCreation pjlHeader;               // refers to jobOptions, so a JobState must not be moved
   bool isAppleTalk = false;            // the device URI begins with "pap:"; recorded only
 
   bool onlyInside = false;           // the booklet's cover is printed on its inside only

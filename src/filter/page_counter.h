@@ -13,20 +13,20 @@ namespace jobshaper {
 // documents within the job do not count, nor does what the filter adds.
 class PageCounter {
  public:
-  // Refers to `job`.
+  // Keeps a reference to `job`.
   explicit PageCounter(const JobState& job) : job_(job) {}
   ~PageCounter() { report(); }
   PageCounter(const PageCounter&) = delete;
   PageCounter& operator=(const PageCounter&) = delete;
 
-  // A line of the job as the rules get it: those with a trigger at least.
+  // To be called with the lines of the job, in order; those without a trigger may be left out.
   void see(std::string_view line);
 
-  // Writes the messages of the pages so far. One write for each of them would cost more than all
-  // the rest of the counting.
+  // Writes the messages for the pages so far to standard error, all at once: a write for each would
+  // cost more than the rest of the counting. Ignores errors.
   void report();
 
-  // To be called at the end of the job.
+  // Counts what is known only at the end of the job, and reports. Not for a canceled job.
   void finish();
 
  private:

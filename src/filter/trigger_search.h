@@ -1,5 +1,5 @@
-// The triggers: texts that can make a rule act. What lies before the next one passes the rules
-// untouched, so the search for it comes first.
+// The triggers: texts that can make a rule act. What comes before the next trigger is passed on
+// unchanged without applying the rules, so the search is what most bytes of a job cost.
 #pragma once
 
 #include <algorithm>
@@ -79,10 +79,11 @@ consteval TriggerSet triggerSet(const Trigger& trigger) {
   }
 }
 
-// Where in `bytes` the first of the wanted triggers begins that is there whole; npos when none is.
+// Returns the position in `bytes` of the first complete text of a wanted trigger; npos if there is
+// none.
 std::size_t findTrigger(std::string_view bytes, TriggerSet wanted);
 
-// A way to search. All give the same answers.
+// A way to search. All return the same positions.
 struct TriggerSearch {
   const char* name;
   std::size_t (*find)(std::string_view bytes, TriggerSet wanted);

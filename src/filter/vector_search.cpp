@@ -136,7 +136,7 @@ std::size_t findInRest(std::string_view bytes, std::size_t end, TriggerSet wante
   const __m256i high0 = twice(kHalfTables[0].high);
   const __m256i high1 = twice(kHalfTables[1].high);
   const __m256i high2 = twice(kHalfTables[2].high);
-  // The lookup in a low table needs no mask: it takes the lower half of its index, and answers 0
+  // The lookup in a low table needs no mask: it takes the lower half of its index, and returns 0
   // when the highest bit is set, which no byte of a fingerprint has.
   const auto triggersAt = [&](const char* at) __attribute__((target("avx2"), always_inline)) {
     const __m256i byte0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));

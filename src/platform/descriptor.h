@@ -15,13 +15,15 @@ namespace jobshaper {
 class Descriptor {
  public:
   Descriptor() = default;
+  // Takes ownership.
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
   Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
   Descriptor& operator=(Descriptor&& other) noexcept;
   ~Descriptor() { reset(); }
 
   bool valid() const { return descriptor_ >= 0; }
-  int get() const { return descriptor_; }
+  int get() const { return descriptor_; }  // still owned by this object
+  // Closes the descriptor, if there is one, and ignores errors.
   void reset();
   // The same, but returns false if what was written could not be stored: a file server or a quota
   // may report that only now.
@@ -45,8 +47,12 @@ inline constexpr std::size_t kPipeSize = 256 * 1024;
 // nothing for other descriptors.
 void enlargePipe(int descriptor);
 
-// Whether a read would return at once, with bytes or at end of input.
+// Whether a read would return at once: with bytes, at the end of the input, or with an error.
 bool inputWaits(int descriptor);
+
+// The functions below work on descriptors that the caller owns. They repeat calls that a signal has
+// interrupted, and wait for non-blocking descriptors. When a system call fails, the reason is in
+// errno.
 
 // Reads up to `size` bytes and returns how many: at least 1, as soon as any are available; 0 at end
 // of input, -1 after a read error.

@@ -1,10 +1,10 @@
-// Who reads the other end of a pipe.
+// The process that reads the other end of a pipe.
 #pragma once
 
 namespace jobshaper {
 
-// Waits until the other end has read all that was written, for at most five seconds. Does nothing
-// for descriptors other than pipes.
+// Waits until it has read all that was written, for at most five seconds. Does nothing for
+// descriptors other than pipes.
 void waitUntilRead(int descriptor);
 
 }  // namespace jobshaper

@@ -5,12 +5,12 @@
 
 namespace jobshaper {
 
-// Puts what IPP clients call job-account-id and job-accounting-user-id under the names that the
-// filter reads, JAACCTNUM and JAUSERID, unless the job has those.
+// Copies the values of the IPP attributes job-account-id and job-accounting-user-id to the options
+// that the filter reads, JAACCTNUM and JAUSERID, unless the job has those.
 void takeAccounting(OptionList& options);
 
-// Puts the accounting values into Mac OS Roman, which the filter takes them for, where they can be
-// expressed in it; CUPS passes UTF-8.
+// Converts the accounting values from UTF-8, which CUPS passes, to Mac OS Roman, which the filter
+// reads. Leaves a value that is not UTF-8, or that Mac OS Roman cannot express, as it is.
 void encodeAccounting(OptionList& options);
 
 }  // namespace jobshaper

@@ -13,30 +13,32 @@
 
 namespace jobshaper {
 
-// How many pages the job has: 0 if it is not divided into pages that can be arranged, no value if
-// it cannot be read or held, which has been reported.
+// Returns how many pages the job has: 0 if it is not divided into pages that can be arranged, no
+// value if it cannot be read or kept, after reporting it on standard error.
 using CountPages = std::function<std::optional<int>()>;
 
 // Where a job comes from.
 struct JobOrigin {
-  std::string contentType;  // of the document, before the filters of CUPS
+  std::string contentType;  // MIME type of the document before CUPS filtered it; "" if unknown
   bool isBanner = false;    // a cover sheet of the queue (job-sheets), not a document of the user
 };
 
 struct Booklet {
   bool isBooklet = false;
-  std::vector<Side> sides;  // on which the pages are to be arranged; none if they are to stay
-  bool isManual = false;    // in two passes, on a printer without a duplexer
-  bool failed = false;      // the job could not be held, which has been reported
+  std::vector<Side> sides;  // to arrange the pages on, in printing order; empty: leave the pages
+  bool isManual = false;    // printed in two passes, on a printer without a duplexer
+  bool failed = false;      // the pages could not be counted, which has been reported
 };
 
-// Settles what a booklet needs, in the options for the filter and in what is added for it:
+// Decides whether the job is a booklet. If it is, sets what a booklet needs, in the options for the
+// filter, `wanted`, and in `additions`:
 // - the fold, if the job asks for a booklet only (booklet=true);
 // - printing on both sides, turned at the short edge, and collated copies;
 // - the arrangement of the pages, if neither CUPS nor the application has arranged them;
 // - the page at which paper is requested for the cover sheet.
-// Of a job that cannot be arranged, says so on standard error, and it is no booklet. `wanted` has
-// the choices of the PPD file. Calls `countPages` at most once, and only if it has to.
+// `wanted` must have the choices of the PPD file. A job that asks for a booklet but cannot be
+// arranged is reported on standard error, and is not a booklet. Calls `countPages` at most once,
+// and only if the result depends on it. Keeps no reference to the arguments.
 Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionList& jobOptions,
                       const QueuePpd& ppd, const JobOrigin& origin, const CountPages& countPages);
 

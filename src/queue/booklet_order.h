@@ -7,7 +7,7 @@ namespace jobshaper {
 
 inline constexpr int kBlankPage = 0;
 
-// A page of each half, counted from 1, or kBlankPage.
+// The number of the page on each half, counted from 1, or kBlankPage.
 struct Side {
   int left = kBlankPage;
   int right = kBlankPage;
@@ -23,10 +23,10 @@ struct CoverFaces {
   bool operator==(const CoverFaces&) const = default;
 };
 
-// The sides of a booklet of so many pages, two for each sheet, from the outermost sheet inward: the
-// order of CUPS. The pages run through the cover, and blank pages fill up its end. If a face of the
-// cover is to stay blank, the cover gets the first and the last pages on its other faces, and the
-// blank pages come before its back.
+// Returns the sides of a booklet of this many pages (at least 1), two for each sheet, from the
+// outermost sheet to the innermost, as CUPS orders them. If all faces of the cover have pages, the
+// pages run from its front to its back, and blank pages fill the end. Otherwise the first and the
+// last pages go on the faces that have pages, and the blank pages come before the back cover.
 std::vector<Side> bookletSides(int pages, const CoverFaces& faces);
 
 }  // namespace jobshaper

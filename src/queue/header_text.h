@@ -6,8 +6,9 @@
 
 namespace jobshaper {
 
-// The text as it may be between quotes in a PJL line or in a line of the log: quotes become
-// apostrophes and control characters blanks, those of UTF-8 included.
+// Returns the text in the form that is safe between quotes in a PJL line, and in a line of the log:
+// double quotes become apostrophes, and control characters blanks, also those encoded in UTF-8. The
+// text need not be valid UTF-8.
 std::string headerText(std::string_view text);
 
 }  // namespace jobshaper

@@ -14,10 +14,10 @@
 
 namespace jobshaper {
 
-// Bytes of the held job.
+// A range of the job.
 struct Part {
-  off_t from = 0;
-  off_t size = 0;
+  off_t from = 0;  // in bytes from the start of the job
+  off_t size = 0;  // in bytes
 };
 
 // Report on standard error, with the reason from errno, that no file of the job can be written in
@@ -25,25 +25,27 @@ struct Part {
 void reportUnwritable(const std::string& directory);
 void reportUnreadable();
 
-// Keeps the job in a file without a name, which is freed with this object.
+// Keeps the job in a file without a name, which is freed with this object. Call read() first, once;
+// if it fails, call nothing else.
 class HeldJob {
  public:
-  // Reads the job to its end and finds its pages: they begin with "%%Page:" at the start of a line
-  // outside of documents and data within the job, and end at "%%Trailer" or the PJL after the
-  // PostScript. Returns false if the input cannot be read or the file not be written, and reports
-  // it on standard error. `directory` is where the file is created.
+  // Reads the job from the descriptor `input`, which it does not close, to its end and finds its
+  // pages: they begin with "%%Page:" at the start of a line outside of documents and data within
+  // the job, and end at "%%Trailer" or the PJL after the PostScript. `directory` is where the file
+  // is created. Returns false if the job cannot be read or the file not be written, after reporting
+  // it on standard error.
   [[nodiscard]] bool read(int input, const std::string& directory);
 
-  // Whether the job has pages, and the prolog with which CUPS begins what it has divided into
-  // pages.
+  // Whether the job has pages and the prolog that CUPS puts before pages.
   bool hasPages() const { return hasProlog_ && !pages_.empty(); }
 
   const Part& header() const { return header_; }  // all before the first page
   const std::vector<Part>& pages() const { return pages_; }
   const Part& trailer() const { return trailer_; }  // all after the last page
 
-  // Calls `take` with the bytes of the part in order, in blocks. A block is valid only during the
-  // call. Returns false if they cannot be read back, or as soon as `take` does.
+  // Calls `take` with the bytes of the part, which must be in the job, in order and in blocks. A
+  // block is valid only during the call. Returns false if the bytes cannot be read back, with the
+  // reason in errno, or as soon as `take` returns false.
   [[nodiscard]] bool forEachBlock(const Part& part,
                                   const std::function<bool(std::string_view)>& take) const;
 

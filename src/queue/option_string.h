@@ -9,24 +9,26 @@
 
 namespace jobshaper {
 
-// What CUPS starts a filter with.
+// What CUPS starts a filter with. The texts are not owned.
 struct QueueJob {
   const char* user = "";          // argv[2]
   const char* title = "";         // argv[3]
   const char* copies = "";        // argv[4]
   const char* options = "";       // argv[5]
-  const char* ppdPath = nullptr;  // environment variable PPD; none when it is not set
+  const char* ppdPath = nullptr;  // environment variable PPD; null if it is not set
   JobOrigin origin;
   CountPages countPages = [] { return 0; };
 };
 
+// If `refusal` has a value, or booklet.failed is true, the job must not be printed, and the other
+// members are not complete.
 struct CompletedJob {
-  std::string user;     // for the header
-  std::string options;  // for the filter
-  JobAdditions additions;
+  std::string user;        // argv[2] for the filter
+  std::string options;     // argv[5] for the filter
+  JobAdditions additions;  // what else the filter needs
   Booklet booklet;
-  bool ppdIsUnusable = false;  // and reported; the filter is not to read it
-  // Why the job must not be printed, in words for its user; nothing if it may be.
+  bool ppdIsUnusable = false;  // which has been reported; the filter must not read it
+  // Why the job must not be printed and what its user can do, as a message without a line end.
   std::optional<std::string> refusal;
 };
 
@@ -45,10 +47,11 @@ struct CompletedJob {
 // - texts for the header in which a quote or a control character would break it, without those;
 // - the accounting values in Mac OS Roman, where they can be expressed in it.
 // Of two values under one name the later wins. If an option has to be left out or spelled
-// otherwise, the string is a new one with all the others.
+// differently, the string is a new one with all other options.
 //
-// A PPD file that cannot be used is reported on standard error and adds nothing. So does a string
-// to which nothing can be added because it ends inside a quoted value; only its texts are cleaned.
+// A PPD file that cannot be used is reported on standard error, and nothing is added from it. The
+// same holds for an option string that nothing can be appended to (see isWholeOptionString()); its
+// texts for the header are still cleaned. Does not read the job, unless job.countPages does.
 CompletedJob completedJob(const QueueJob& job);
 
 }  // namespace jobshaper

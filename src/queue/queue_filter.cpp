@@ -47,7 +47,7 @@ JobOrigin originOfJob() {
           .isBanner = fileType && std::string_view(fileType) == "job-sheet"};
 }
 
-// Reads the job from the named file or standard input; answers as HeldJob::read().
+// Reads the job from the named file or standard input; returns what HeldJob::read() returns.
 bool hold(HeldJob& held, const char* path) {
   if (!path) return held.read(STDIN_FILENO, temporaryDirectory());
   const Descriptor file = openForReading(path);

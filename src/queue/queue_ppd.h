@@ -11,31 +11,36 @@ struct ppd_file_s;
 
 namespace jobshaper {
 
-// Names of options and choices match in either case.
+// The case of option and choice names does not matter. Arguments that name an option, a choice or a
+// keyword must not be null. Pointers that are returned are valid as long as this object.
 class QueuePpd {
  public:
-  // Opens the PPD file and marks what the job asks for, under whatever name, and the defaults of
-  // all other options. Without a path there is none, and none of what follows. Reports on standard
-  // error a file that cannot be used: one that is no regular file, is not a PPD file or of another
-  // maker, or is larger than any PPD file needs to be and would take libcups seconds to read.
+  // Opens the PPD file and marks in it what the job asks for, under any of the names that CUPS
+  // knows, and the defaults of all other options. Keeps no reference to the arguments. `path` may
+  // be null: then there is no PPD file. Reports on standard error a file that cannot be used: one
+  // that cannot be read, is empty, not a regular file, not a PPD file, that of another maker, or so
+  // large that libcups would take seconds to read it.
   QueuePpd(const char* path, const OptionList& jobOptions);
 
-  // Whether there is such a file.
+  // Whether there is a PPD file. If not, the functions below return false, null or nothing.
   bool isUsable() const { return ppd_ != nullptr; }
+  // `keyword` is without the asterisk.
   bool hasKeyword(const char* keyword) const;
   bool hasOption(const char* option) const;
   bool hasChoice(const char* option, const char* choice) const;
-  // The marked choice as the file spells it; null without one.
+  // The marked and the default choice of an option, as the file spells them; null if the file does
+  // not have the option, or no such choice.
   const char* choice(const char* option) const;
   const char* defaultChoice(const char* option) const;
-  // Whether the choice comes with PostScript code, which CUPS puts into the job.
+  // The PostScript code of a choice, which CUPS puts into the job; "" if it has none.
   bool hasCode(const char* option, const char* choice) const {
     return !code(option, choice).empty();
   }
   std::string code(const char* option, const char* choice) const;
-  // The installable option that rules the choice out, "OptionFinisher=False"; "" when none does.
+  // The installable option that rules the choice out, such as "OptionFinisher=False"; "" if none
+  // does.
   std::string missingEquipment(const char* option, const char* choice) const;
-  // The options with a marked choice that has code and is ruled out so.
+  // The options whose marked choice has code and is ruled out in this way.
   std::vector<const char*> optionsWithoutEquipment() const;
 
  private:
