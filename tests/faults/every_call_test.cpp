@@ -3,7 +3,7 @@
 // that everything was printed that could be read.
 //
 // JOBSHAPER_ATTACKS=long tries each call and more errors, which takes minutes; otherwise it is one
-// call in three.
+// call in five.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -101,7 +101,7 @@ const Kind kKinds[] = {
 };
 
 const bool kLong = getenv("JOBSHAPER_ATTACKS") != nullptr;
-const int kStep = kLong ? 1 : 3;
+const int kStep = kLong ? 1 : 5;
 
 class EveryCall : public ::testing::TestWithParam<Kind> {
  protected:

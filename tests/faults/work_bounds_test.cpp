@@ -225,10 +225,10 @@ TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
 
 // Every page is moved on its own, and the longest of the files holds half of them.
 TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
-  const std::size_t count = std::max<std::size_t>(scaled(20000), 200);
+  const std::size_t count = std::max<std::size_t>(scaled(5000), 200);
   const std::string text = repeated("%%Page:\n", 8 * count);
   Job job = manualJob(text);
-  job.preload("small_disk").env("DISK_SIZE", "524288");
+  job.preload("small_disk").env("DISK_SIZE", "131072");
   // Besides, there are the two passes' requests, and the blank page.
   const FileSizeLimit limit(text.size() + 1024);
   expectOutcome(job.run(),

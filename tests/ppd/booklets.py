@@ -10,7 +10,8 @@ import re
 import sys
 import tempfile
 
-from ppd import Checks, Ppd, ghostscript, pstops, run, without_pjl
+from ghostscript import Ghostscript
+from ppd import Checks, Ppd, pstops, run, without_pjl
 
 program, *paths = [os.path.abspath(path) for path in sys.argv[1:]]
 finisher, duplex, small = (Ppd(path) for path in paths)
@@ -62,12 +63,12 @@ def arrives(ppd, pages, options, content=None, document_text=None, copies="1"):
 
 def sides_of(body):
     """Of each side: left and right page, and the paper."""
-    log = ghostscript(PRELUDE + body, "bbox", "-")
+    log, _ = ghostscript.run(PRELUDE + body)
     sides, halves = [], [0, 0]
-    for line in (log or "").splitlines():
+    for line in log.splitlines():
         if line.startswith("PAGE "):
             number, _, y = line[5:].split()
-            halves[float(y) > 4210] = int(number)
+            halves[float(y) < 421] = int(number)
         elif line.startswith("SIDE "):
             sides.append((tuple(halves), line[5:].strip()))
             halves = [0, 0]
@@ -219,6 +220,7 @@ def copies_by_hand():
         check("pages", done.stderr.count(b"PAGE: "), 4 * int(copies))
 
 
-for part in (every_fold, who_arranges, as_it_is, covers, faces, copies_by_hand):
-    part()
+with Ghostscript("nullpage", "-r72") as ghostscript:
+    for part in (every_fold, who_arranges, as_it_is, covers, faces, copies_by_hand):
+        part()
 checks.exit(at_least=200)

@@ -8,9 +8,9 @@ lost on the way, and Ghostscript finds all pages, their texts and the size of th
 import concurrent.futures
 import os
 import sys
-import tempfile
 
-from ppd import UEL, Checks, Ppd, ghostscript, pstops, run, without_pjl
+from ghostscript import Ghostscript
+from ppd import UEL, Checks, Ppd, pstops, run, without_pjl
 
 program = os.path.abspath(sys.argv[1])
 ppds = [Ppd(os.path.abspath(path)) for path in sys.argv[2:]]
@@ -114,16 +114,6 @@ def filtered(case):
     return ppd, job_options, filter_options, paper, job, output
 
 
-def rendered(body):
-    with tempfile.TemporaryDirectory() as directory:
-        log = ghostscript(body, "txtwrite", f"{directory}/%d.txt")
-        texts = []
-        while os.path.exists(path := f"{directory}/{len(texts) + 1}.txt"):
-            with open(path, encoding="utf-8", errors="replace") as file:
-                texts.append(file.read().strip())
-        return log, texts
-
-
 def main():
     bodies = {}
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
@@ -151,17 +141,16 @@ def main():
             drawn = b"\n".join(l for l in body.split(b"\n") if not l.startswith(b"%"))
             drawn = drawn.replace(b"[{\n} stopped cleartomark\n", b"")
             bodies.setdefault(drawn, (title, ppd, paper))
-        for (drawn, (title, ppd, paper)), (log, texts) in zip(
-                bodies.items(), pool.map(rendered, bodies)):
+    with Ghostscript("txtwrite") as ghostscript:
+        for drawn, (title, ppd, paper) in bodies.items():
+            log, pages = ghostscript.run(drawn)
             size = paper
             if isinstance(paper, str):
                 dimension = next(v for k, c, _, v in ppd.entries
                                  if k == "PaperDimension" and c == paper)
                 size = tuple(round(float(n)) for n in dimension.split())
-            if not checks.check(log is not None, f"{title}: Ghostscript"):
-                continue
-            wanted = [f"mark-{n}" for n in range(1, PAGES + 1)]
-            checks.check(texts == wanted, f"{title}: pages {texts}")
+            wanted = [f"mark-{n}".encode() for n in range(1, PAGES + 1)]
+            checks.check([page.strip() for page in pages] == wanted, f"{title}: pages {pages}")
             sizes = {tuple(round(float(n)) for n in line[6:].strip("[] ").split())
                      for line in log.splitlines() if line.startswith("SIZE ")}
             checks.check(sizes == {size}, f"{title}: paper {sizes} and not {size}")

@@ -11,24 +11,13 @@ import subprocess
 import sys
 import tempfile
 
-from ppd import Checks, ghostscript, pstops, run, without_pjl
+from ghostscript import Ghostscript
+from ppd import Checks, pstops, run, without_pjl
 
 jobshaper_at, instruction, make_jobs, ppd = (os.path.abspath(path) for path in sys.argv[1:])
 checks = Checks()
 work = tempfile.mkdtemp()
-
-
-def drawn(job, name):
-    """The job's pages as pictures; an empty list after an error."""
-    directory = f"{work}/{name}"
-    os.mkdir(directory)
-    if ghostscript(job, "pbmraw", f"{directory}/%d.pbm", "-r20") is None:
-        return []
-    pictures = []
-    while os.path.exists(path := f"{directory}/{len(pictures) + 1}.pbm"):
-        with open(path, "rb") as file:
-            pictures.append(file.read())
-    return pictures
+ghostscript = Ghostscript("pbmraw", "-r20")
 
 
 def is_white(picture):
@@ -60,8 +49,8 @@ def booklet(name, job, options, filter_options=None, blanks=1, empty=True):
     errors = [l for l in result.stderr.decode().splitlines() if not l.startswith("tmp at")]
     checks.check(result.returncode == 0 and not errors, f"{name}: {errors}")
 
-    sides = drawn(without_pjl(from_pstops), f"{name}.in")
-    found = drawn(without_pjl(result.stdout), f"{name}.out")
+    _, sides = ghostscript.run(without_pjl(from_pstops))
+    _, found = ghostscript.run(without_pjl(result.stdout))
     white = [is_white(picture) for picture in found]
     checks.check(len(sides) > 0 and not any(is_white(s) for s in sides),
                  f"{name}: the job itself")
@@ -114,6 +103,7 @@ try:
     pdf = made('make_pdf "$1.ps" > "$1.pdf"; pdftops -paper A4 "$1.pdf" -', f"{work}/document")
     booklet("pdf", pdf, fold)
 finally:
+    ghostscript.close()
     shutil.rmtree(work)
 
 checks.exit(at_least=110)

@@ -87,14 +87,3 @@ def without_pjl(job):
     """The part for a PostScript interpreter."""
     lines = job.split(b"\n")
     return b"\n".join(l for l in lines if not l.startswith(UEL) and not l.startswith(b"@PJL"))
-
-
-def ghostscript(job, device, output, *arguments):
-    """Runs a job to its end. Returns what it printed, or None after an error."""
-    result = run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", *arguments,
-                  "-o", output, "-"], job)
-    log = result.stdout + result.stderr
-    if result.returncode != 0 or b"Error" in log:
-        print(log.decode(errors="replace"))
-        return None
-    return log.decode()

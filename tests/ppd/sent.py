@@ -7,6 +7,7 @@ default, and the table in docs/ppd.md tells it.
 """
 
 import concurrent.futures
+import functools
 import os
 import re
 import sys
@@ -37,12 +38,21 @@ ARRANGE = {"QvnBookletPages", "QVBookletCoverPage", "QVInsideFrontCover", "QVOut
            "QVInsideBackCover", "QVOutsideBackCover"}
 
 
+@functools.cache
+def from_pstops(path, text):
+    return pstops(JOB, text, path)
+
+
 def arrives(case):
     """The lines that the printer gets, without comments."""
     ppd, option, choice = case
-    text = f"{WITH.get(option, '')}{option}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
+    needed = WITH.get(option, "")
+    text = f"{needed}{option}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
+    # For an option without code, pstops adds nothing but comments.
+    has_code = any(code for _, code in ppd.options[option].choices.values())
+    job = from_pstops(ppd.path, text if has_code else needed)
     with tempfile.TemporaryDirectory() as directory:
-        done = run([program, "7", "ada", "", "1", text], pstops(JOB, text, ppd.path),
+        done = run([program, "7", "ada", "", "1", text], job,
                    {"PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": directory})
     checks.check(done.returncode == 0 and b"WARNING" not in done.stderr,
                  f"{ppd.name}: {text}: {done.stderr}")

@@ -17,22 +17,18 @@ compare() { # NAME
   cmp plain-1.png "$1-1.png" || fail "$1: looks different"
 }
 
-for size in '595 842' '612 792'; do
-  width=${size% *} height=${size#* }
-
-  # ---- Exactly one page, well inside the paper.
-  { begin_job "$size"; cat "$page"; } > plain.ps
-  "$gs" -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=bbox plain.ps 2> box
-  test "$(grep -c '^%%BoundingBox' box)" = 1 || { cat box; fail "not one page"; }
-  grep '^%%BoundingBox' box | awk -v width="$width" -v height="$height" '{
-      exit !($2 >= 36 && $3 >= 36 && $4 <= width - 36 && $5 <= height - 36 &&
-             $4 - $2 > width * 0.75 && $5 - $3 > height * 0.75) }' ||
-    { cat box; fail "not placed well on $size"; }
-done
+# ---- Exactly one page, well inside the paper.
+{ begin_job '595 842'; cat "$page"; } > a4.ps
+{ begin_job '612 792'; cat "$page"; } > plain.ps
+"$gs" -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=bbox a4.ps plain.ps 2> box
+printf '%s\n' '595 842' '612 792' > sizes
+grep '^%%BoundingBox' box | paste -d ' ' - sizes | awk 'NF != 7 { exit 1 } {
+    width = $6; height = $7
+    if (!($2 >= 36 && $3 >= 36 && $4 <= width - 36 && $5 <= height - 36 &&
+          $4 - $2 > width * 0.75 && $5 - $3 > height * 0.75)) exit 1 }' ||
+  { cat box; fail "not one page, or not placed well"; }
 
 # ---- The paper does not matter for the rest. Well filled:
-run pnggray plain-%d.png plain.ps
-test "$(ls plain-*.png)" = plain-1.png || fail "pages: $(ls plain-*.png)"
 "$gs" -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=inkcov -o - plain.ps > ink
 awk '$4 < 0.02 || $4 > 0.4 { exit 1 }' ink || { cat ink; fail "too little or too much ink"; }
 
@@ -47,6 +43,11 @@ run txtwrite text plain.ps
 sed 's/\xc2\xa0/ /g' text | tr -s ' \r' '\n' | sed '/^$/d' | sort > words
 test "$(wc -l < expected)" -gt 100 || fail "no texts in $words"
 diff expected words || fail "other words than in $words"
+
+# The pages differ in their texts alone, but for fonts of two bytes.
+case $language in en | ja) ;; *) exit 0 ;; esac
+run pnggray plain-%d.png plain.ps
+size='612 792'
 
 # ---- Inside a job with an odd state, alone and wrapped as on old systems.
 { begin_job "$size"; cat "$here/odd_state.ps"; report before

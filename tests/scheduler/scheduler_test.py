@@ -35,6 +35,12 @@ LOG_LINE = re.compile(r"^(. )\[[^]]*\] (?:\[Job (\d+)\] )?(.*)$")
 FILTER, ENTRY_PROGRAM, RECORDER, PPDS = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
 
 
+def draw(device, document, output):
+    """Converts a PostScript document by a device of Ghostscript."""
+    subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", "-r20",
+                    "-o", output, document], timeout=60, check=True)
+
+
 class Documents:
     """What is printed, made by the tools that applications use."""
 
@@ -47,12 +53,21 @@ class Documents:
         script = SOURCE / "tests" / "real_jobs" / "make-jobs.sh"
         subprocess.run(["bash", "-ec", '. "$0"; make_document > "$1"; make_pdf "$1" > "$2"',
                         script, self.postscript, self.pdf], check=True, timeout=60)
+        # Pages that say their number, and hardly cost anything to convert.
+        self.numbered, self.numbered_pdf = (directory / name for name in ("numbered.ps", "numbered.pdf"))
+        self.numbered.write_text("%!PS\n/Courier findfont 40 scalefont setfont\n" + "".join(
+            f"100 400 moveto (page {n}) show showpage\n" for n in range(1, self.pages + 1)))
+        draw("pdfwrite", self.numbered, self.numbered_pdf)
         # More than pipes and sockets hold, so that it is on its way for as long as one wants.
         self.large = directory / "large.ps"
         text = self.postscript.read_bytes()
         padding = b"% " + b"x" * 77 + b"\n"
         self.large.write_bytes(text.replace(b"\n%%Page: 3", b"\n" + padding * 150000
                                             + b"%%Page: 3", 1))
+
+    def quick(self, options=None):
+        """The document that takes the shortest way, and options with which it does."""
+        return self.postscript, {"document-format": APPLICATION_POSTSCRIPT, **(options or {})}
 
 
 class SchedulerTest(unittest.TestCase):
@@ -98,6 +113,10 @@ class SchedulerTest(unittest.TestCase):
         job = self.cups.print(queue, self.printer, file, options, **arguments)
         self.check(job)
         return job
+
+    def print_quickly(self, options=None, **arguments):
+        """Prints a document by the shortest way through the scheduler, with one filter before ours."""
+        return self.print(*self.documents.quick(options), **arguments)
 
     def print_booklet(self, file, options, sides, **arguments):
         """Prints a file that becomes a booklet of so many sides. What jobshaper-queue makes of its
@@ -164,67 +183,67 @@ class SchedulerTest(unittest.TestCase):
         self.assert_pages(job, self.documents.pages)
 
     def test_three_copies(self):
-        for file in (self.documents.pdf, self.documents.postscript):
-            for options in ({"collate": "false"}, {"collate": "true"}, {}):
-                with self.subTest(file=file.name, options=options):
-                    job = self.print(file, {"copies": "3", **options})
-                    collate = options.get("collate", "true")
-                    self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
-                    self.assertIn("com.apple.print.PrintSettings.PMCopyCollate..b.=" + collate,
-                                  job.added)
-                    self.assertIn(b"<</Collate " + collate.encode() + b">>setpagedevice", job.body)
-                    self.assertNotIn(b"@PJL SET COPIES", job.received)
-                    self.assertIn(b"%RBINumCopies: 3\n", job.body)
-                    self.assert_pages(job, self.documents.pages)
+        for file, options in ((self.documents.pdf, {"collate": "false"}),
+                              (self.documents.pdf, {"collate": "true"}),
+                              (self.documents.postscript, {})):
+            with self.subTest(file=file.name, options=options):
+                job = self.print(file, {"copies": "3", **options})
+                collate = options.get("collate", "true")
+                self.assertIn("com.apple.print.PrintSettings.PMCopies..n.=3", job.added)
+                self.assertIn("com.apple.print.PrintSettings.PMCopyCollate..b.=" + collate,
+                              job.added)
+                self.assertIn(b"<</Collate " + collate.encode() + b">>setpagedevice", job.body)
+                self.assertNotIn(b"@PJL SET COPIES", job.received)
+                self.assertIn(b"%RBINumCopies: 3\n", job.body)
+                self.assert_pages(job, self.documents.pages)
 
     # ---- pages
 
-    def count(self, queue, printer, file, options):
-        """What the page log tells of a job on this queue."""
-        count = len(printer.jobs) + 1
-        number = self.cups.lp(queue, file, options)
-        self.cups.wait_for(number)
-        private_cups.wait_until(lambda: len(printer.jobs) >= count, 10, "the printer's last byte")
-        return self.cups.pages_of(number)
+    def counts(self, file, options, *queues):
+        """What the page log tells of a job on each of these queues."""
+        numbers = [self.cups.lp(queue, file, options) for queue in queues]
+        for number in numbers:
+            self.cups.wait_for(number)
+        return [self.cups.pages_of(number) for number in numbers]
 
     def test_pages_are_counted_as_by_cups_itself(self):
+        printer = listener.Listener()  # of its own, since nobody waits for what it gets
+        self.addCleanup(printer.close)
         self.cups.command("lpadmin", "-p", "Generic-PostScript", "-E", "-v",
-                          self.second_printer.uri, "-m", "drv:///sample.drv/generic.ppd")
+                          printer.uri, "-m", "drv:///sample.drv/generic.ppd")
+        self.add_queue("Counted", "color-finisher", uri=printer.uri)
         application = {"document-format": APPLICATION_POSTSCRIPT}
         for file, options, pages in (
-                (self.documents.pdf, {}, 5),
-                (self.documents.pdf, {"copies": "3", "collate": "false"}, 15),
-                (self.documents.pdf, {"copies": "3", "collate": "true"}, 15),
-                (self.documents.pdf, {"number-up": "2"}, 3),
-                (self.documents.pdf, {"number-up": "2", "copies": "2", "collate": "true"}, 6),
-                (self.documents.pdf, {"booklet": "true"}, 4),
-                (self.documents.pdf, {"sides": "two-sided-long-edge", "copies": "2",
+                (self.documents.numbered_pdf, {}, 5),
+                (self.documents.numbered_pdf, {"copies": "3", "collate": "false"}, 15),
+                (self.documents.numbered_pdf, {"copies": "3", "collate": "true"}, 15),
+                (self.documents.numbered_pdf, {"number-up": "2", "copies": "2", "collate": "true"}, 6),
+                (self.documents.numbered_pdf, {"booklet": "true"}, 4),
+                (self.documents.numbered_pdf, {"sides": "two-sided-long-edge", "copies": "2",
                                       "collate": "true"}, 12),
-                (self.documents.pdf, {"page-ranges": "1-2", "copies": "2"}, 4),
-                (self.documents.pdf, {"job-sheets": "standard,none"}, 6),
-                (self.documents.postscript, {"copies": "2", "collate": "true"}, 10),
+                (self.documents.numbered_pdf, {"page-ranges": "1-2", "copies": "2"}, 4),
+                (self.documents.numbered_pdf, {"job-sheets": "standard,none"}, 6),
                 (self.documents.postscript, {**application, "copies": "2"}, 10),
                 (self.documents.postscript, {**application, "number-up": "4"}, 2),
                 (self.documents.postscript, {**application, "page-set": "odd"}, 3)):
             with self.subTest(file=file.name, options=options):
-                counts = {queue: self.count(queue, printer, file, options) for queue, printer in (
-                    ("Generic-PostScript", self.second_printer), ("Office", self.printer))}
-                self.assertEqual(counts, {"Generic-PostScript": pages, "Office": pages})
+                counts = self.counts(file, options, "Generic-PostScript", "Counted")
+                self.assertEqual(counts, [pages, pages])
 
     def test_pages_of_booklets(self):
         for queue, fold in (("Office", "SaddleStitch"), ("Small", "Booklet")):
-            job = self.cups.print(queue, self.printer, self.documents.pdf,
-                                  {"QVBookletFold": fold, "copies": "2"})
+            options = {"QVBookletFold": fold, "copies": "2"}
+            job = self.cups.print(queue, self.printer, *self.documents.quick(options))
             self.assertEqual(self.cups.pages_of(job.number), 8)
 
     def test_limit_of_pages(self):
         self.add_queue("Limited", "mono-duplex", "-o", "job-quota-period=86400",
                        "-o", "job-page-limit=6")
         for _ in range(2):
-            job = self.print(self.documents.pdf, queue="Limited")
+            job = self.print_quickly(queue="Limited")
             self.assertEqual(self.cups.pages_of(job.number), 5)
         with self.assertRaisesRegex(private_cups.Failure, "(?i)quota"):
-            self.cups.lp("Limited", self.documents.pdf)
+            self.cups.lp("Limited", *self.documents.quick())
         # The refusal is the last error in the log, and the only one.
         log = self.cups.log.lines()
         self.assertEqual(re.findall("^E .* Returning (IPP [a-z-]+)", "\n".join(log[self.log_start:]), re.M),
@@ -232,8 +251,8 @@ class SchedulerTest(unittest.TestCase):
         self.log_start = len(log)
 
     def test_file_name_with_blanks(self):
-        path = self.work / "The \"first\" draft's 2nd {copy}.pdf"
-        shutil.copyfile(self.documents.pdf, path)
+        path = self.work / "The \"first\" draft's 2nd {copy}.ps"
+        shutil.copyfile(self.documents.postscript, path)
         job = self.print(path)
         self.assertEqual(job.argv[3].decode(), path.name)
 
@@ -241,7 +260,7 @@ class SchedulerTest(unittest.TestCase):
         uri = self.printer.uri + "&filler="
         uri += "x" * (112 - len(uri))
         self.add_queue("Far", "mono-duplex", uri=uri)
-        job = self.print(self.documents.pdf, queue="Far")
+        job = self.print_quickly(queue="Far")
         self.assertEqual(job.environment[b"DEVICE_URI"].decode(), uri)
 
     # ---- the options of our printers
@@ -249,7 +268,7 @@ class SchedulerTest(unittest.TestCase):
     def test_retained_job_with_a_pin(self):
         for collate in ("false", "true"):
             with self.subTest(collate=collate):
-                job = self.print(self.documents.pdf, {
+                job = self.print_quickly({
                     "copies": "2", "collate": collate, "PrintTo": "JRConf", "JRHOLDKEY": "1234"})
                 self.assertIn(b'@PJL SET HOLD = ON\n@PJL SET HOLDTYPE = PRIVATE\n'
                               b'@PJL SET HOLDKEY = "1234"\n', job.header)
@@ -274,15 +293,13 @@ class SchedulerTest(unittest.TestCase):
         self.assertGreater(len(options), len(choices))
         for wanted, choice in options:
             with self.subTest(wanted):
-                # The shortest way through the scheduler: there are many of them.
-                wanted["document-format"] = APPLICATION_POSTSCRIPT
                 if choice in ("false", "DoNotFoldAndStaple"):
-                    job = self.print(self.documents.postscript, wanted)
+                    job = self.print_quickly(wanted)
                     self.assert_pages(job, self.documents.pages)
                 else:
                     # What is finished only, stays as it is.
                     arranged = wanted.get("finishings") in ("8", "10")
-                    job = self.print_booklet(self.documents.postscript, wanted, 5 if arranged else 4)
+                    job = self.print_booklet(*self.documents.quick(wanted), 5 if arranged else 4)
                 self.assert_fold(job, choice, commands[choice])
 
     def assert_fold(self, job, choice, command):
@@ -296,7 +313,7 @@ class SchedulerTest(unittest.TestCase):
 
     def test_settings_without_code(self):
         self.add_queue("Toner", "color-finisher", "-o", "TonerDarkness=4", "-o", "ColorModel=Gray")
-        job = self.print(self.documents.pdf, {
+        job = self.print_quickly({
             "OutputBin": "finisherbin2", "MediaColor": "Manual", "ManualCMYK": "USCMYK",
             "CyanBalance": "-3", "QvnImageQuality": "2400IQ", "SepPages": "Jobs",
             "SepSource": "Tray5", "QvnSaturation": "7"}, queue="Toner")
@@ -318,9 +335,9 @@ class SchedulerTest(unittest.TestCase):
                                ({"print-color-mode": "monochrome"}, b"BLACK"),
                                ({"print-color-mode": "color"}, b"CMYK"), ({"BLW": "TrueM"}, b"BLACK")):
             with self.subTest(options):
-                job = self.print(self.documents.pdf, options)
+                job = self.print_quickly(options)
                 self.assertEqual(re.findall(rb"@PJL SET QCOLORMODEL = (.*)\n", job.received), [model])
-        self.assertNotIn(b"QCOLORMODEL", self.print(self.documents.pdf, queue="Small").received)
+        self.assertNotIn(b"QCOLORMODEL", self.print_quickly(queue="Small").received)
 
     def test_names_for_ipp_clients(self):
         names = set(re.findall(rb"\0[\1-\xff]([a-z0-9][a-z0-9._-]+)", self.cups.ipp_answer("Office")))
@@ -336,7 +353,7 @@ class SchedulerTest(unittest.TestCase):
     def test_defaults_of_the_administrator(self):
         self.add_queue("Booklets", "color-finisher", "-o", "QVBookletFold=SaddleStitch",
                        "-o", "PrintTo=JRVerify", "-o", "QvnBlankPage=false")
-        job = self.print_booklet(self.documents.pdf, {}, 4, queue="Booklets")
+        job = self.print_booklet(*self.documents.quick(), 4, queue="Booklets")
         for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=true"):
             self.assertIn(option, job.added)
         self.assertIn(b"@PJL SET HOLD = PROOF\n", job.header)
@@ -344,11 +361,12 @@ class SchedulerTest(unittest.TestCase):
         self.assertIn(b"@PJL SET QBLANKPAGES = PRINT\n", job.header)
         self.assertIn(b"\n<< /CollatedCopies 1 >> setuserparams\n", job.body)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
-        job = self.print_booklet(self.documents.pdf, {"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"},
-                                 4, queue="Booklets")
+        job = self.print_booklet(
+            *self.documents.quick({"QVBookletFold": "BiFold", "PrintTo": "JRPrinter"}), 4,
+            queue="Booklets")
         self.assertNotIn(b"@PJL SET HOLD", job.header)
         self.assert_fold(job, "BiFold", b"<< /Fold 1 >> setpagedevice")
-        job = self.print(self.documents.pdf, {"QVBookletFold": "false"}, queue="Booklets")
+        job = self.print_quickly({"QVBookletFold": "false"}, queue="Booklets")
         self.assertIn(b"@PJL SET QBLANKPAGES = DONOTPRINT\n", job.header)
 
     def test_booklet_of_a_driver_that_counts_pages(self):
@@ -377,13 +395,9 @@ class SchedulerTest(unittest.TestCase):
                 for n in range(1, count + 1)]
 
     def test_booklets(self):
-        numbered = self.work / "numbered.ps"
-        numbered.write_text("%!PS\n/Courier findfont 40 scalefont setfont\n" + "".join(
-            f"100 400 moveto (page {n}) show showpage\n" for n in range(1, 6)))
-        pdf, text, image = (self.work / name for name in ("numbered.pdf", "lines.txt", "one.png"))
-        for device, file in (("pdfwrite", pdf), ("pnggray", image)):
-            subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", "-r20",
-                            "-dLastPage=5", "-o", file, numbered], timeout=60, check=True)
+        pdf = self.documents.numbered_pdf
+        text, image = (self.work / name for name in ("lines.txt", "one.png"))
+        draw("pnggray", self.documents.numbered, image)
         text.write_text("\f".join(f"page {n}\n" for n in range(1, 6)))
         five = [{"1"}, {"2"}, {"3"}, {"4", "5"}]
         self.add_queue("Always", "color-finisher", "-o", "booklet-default=true")
@@ -420,7 +434,7 @@ class SchedulerTest(unittest.TestCase):
                 ("generic-mono",
                  b"@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n")):
             self.add_queue("Generic", model)
-            job = self.print(self.documents.pdf, queue="Generic")
+            job = self.print_quickly(queue="Generic")
             self.assertTrue(job.header.endswith(header), job.header)
 
     def test_hostile_values(self):
@@ -436,7 +450,7 @@ class SchedulerTest(unittest.TestCase):
             "QvnBlankPage": "maybe",
             "media": "Custom.1x1",
         }
-        job = self.print(self.documents.pdf, values, user="Zo\u00eb \"2\"", title="<20> %s {\"")
+        job = self.print_quickly(values, user="Zo\u00eb \"2\"", title="<20> %s {\"")
         self.assertEqual(job.argv[2].decode(), "Zo\u00eb \"2\"")
         self.assert_warnings(
             job, "QVBookletFold=No such {fold} is not a choice of this printer; false is used "
@@ -468,13 +482,13 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual(lines, list(expected))
 
     def test_choice_in_other_letters(self):
-        job = self.print_booklet(self.documents.pdf, {"QVBookletFold": "saddlestitch"}, 4)
+        job = self.print_booklet(*self.documents.quick({"QVBookletFold": "saddlestitch"}), 4)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
         self.assert_warnings(job)
 
     def test_choice_that_the_model_lacks(self):
         self.add_queue("Mono", "mono-duplex")
-        job = self.print(self.documents.pdf, {"QVBookletFold": "SaddleStitch"}, queue="Mono")
+        job = self.print_quickly({"QVBookletFold": "SaddleStitch"}, queue="Mono")
         self.assertNotIn(b"/Fold", job.body)
         self.assertNotIn(b"/Staple", job.body)
         self.assert_warnings(job, "QVBookletFold=SaddleStitch is not a choice of this printer; "
@@ -484,8 +498,8 @@ class SchedulerTest(unittest.TestCase):
         self.add_queue("Bare", "color-finisher", "-o", "OptionFinisher=False")
         for options in ({"QVBookletFold": "SaddleStitch"}, {"finishings": "10"}):
             fold = options.get("QVBookletFold", "BiFold")
-            job = self.print_booklet(self.documents.pdf, options, 4 if fold == "SaddleStitch" else 5,
-                                     queue="Bare")
+            job = self.print_booklet(*self.documents.quick(options),
+                                     4 if fold == "SaddleStitch" else 5, queue="Bare")
             self.assertNotRegex(job.body, rb"/Fold|/Staple")
             self.assert_warnings(job, f"QVBookletFold={fold} needs equipment that is not installed "
                                  "(OptionFinisher=False); Booklet is used instead. If it is installed, "
@@ -494,7 +508,7 @@ class SchedulerTest(unittest.TestCase):
     def test_paper_tray_that_is_not_installed(self):
         self.add_queue("Trays", "color-finisher", "-o", "OptionTray5=False")
         # Unlike what the filter alone makes of it.
-        job = self.cups.print("Trays", self.printer, self.documents.pdf, {"InputSlot": "Tray5"})
+        job = self.cups.print("Trays", self.printer, *self.documents.quick({"InputSlot": "Tray5"}))
         self.check_start(job)
         self.assertIn(b"%%BeginFeature: *InputSlot Tray5\n%%EndFeature\n", job.body)
         self.assert_warnings(job, "InputSlot=Tray5 needs equipment that is not installed "
@@ -502,8 +516,8 @@ class SchedulerTest(unittest.TestCase):
 
     def test_name_of_a_kept_job(self):
         for mode in ("JRVerify", "JRRepeat", "JRReserve", "JRPrinter", None):
-            job = self.print(self.documents.pdf, {"PrintTo": mode} if mode else {},
-                             title="The \"first\" draft")
+            job = self.print_quickly({"PrintTo": mode} if mode else {},
+                                     title="The \"first\" draft")
             name = b"The 'first' draft" if mode not in ("JRPrinter", None) else b""
             self.assertEqual(re.findall(rb'@PJL SET JOBNAME = "(.*)"\n', job.received), [name])
 
@@ -550,7 +564,7 @@ class SchedulerTest(unittest.TestCase):
         self.assert_same(job.received[:-len(TRAILER)],
                          job.expected[:len(job.received) - len(TRAILER)])
         self.check_directories()
-        self.print(self.documents.pdf)
+        self.print_quickly()
 
     def test_printer_hangs_up_in_mid_job(self):
         count = len(self.printer.jobs) + 1
@@ -562,7 +576,7 @@ class SchedulerTest(unittest.TestCase):
         self.assertGreaterEqual(len(job.received), 100000)
         self.assertEqual(self.end_of_filter(number), "exited with no errors.")
         self.check_directories()
-        self.print(self.documents.pdf)
+        self.print_quickly()
 
     def test_two_jobs_at_once(self):
         self.add_queue("Second", "mono-duplex", uri=self.second_printer.uri)
@@ -591,7 +605,7 @@ class SchedulerTest(unittest.TestCase):
         write_log_settings(temp)
         (temp / "qvn_log").write_bytes(b"")
         try:
-            job = self.cups.print("Office", self.printer, self.documents.pdf)
+            job = self.cups.print("Office", self.printer, *self.documents.quick())
             self.check_directories(["Debug", "qvn_log", "qvn_ps", "qvn_ps2", "debug.log"])
             self.assert_same((temp / "qvn_ps2").read_bytes(), job.received)
             # The feature that the filter replaces is skipped unread.
