@@ -9,8 +9,8 @@ import concurrent.futures
 import os
 import sys
 
-from ghostscript import Ghostscript
 from ppd import UEL, Checks, Ppd, pstops, run, without_pjl
+from ghostscript import Ghostscript
 
 program = os.path.abspath(sys.argv[1])
 ppds = [Ppd(os.path.abspath(path)) for path in sys.argv[2:]]

@@ -11,8 +11,8 @@ import subprocess
 import sys
 import tempfile
 
-from ghostscript import Ghostscript
 from ppd import Checks, pstops, run, without_pjl
+from ghostscript import Ghostscript
 
 jobshaper_at, instruction, make_jobs, ppd = (os.path.abspath(path) for path in sys.argv[1:])
 checks = Checks()

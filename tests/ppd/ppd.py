@@ -6,6 +6,8 @@ import subprocess
 import sys
 from collections import Counter, namedtuple
 
+sys.path.append(os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "support"))
+
 UEL = b"\x1b%-12345X"
 
 Option = namedtuple("Option", "text default choices")  # choices: name -> Choice

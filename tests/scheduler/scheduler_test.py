@@ -20,6 +20,10 @@ import private_cups
 from recorded_cups import RecordedCups, TRAILER, UEL, write_log_settings
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
+sys.path.append(str(SOURCE / "tests" / "support"))
+from booklet_pages import SIDES, document, sides_of
+from ghostscript import Ghostscript
+
 # PostScript that goes through pstops alone, as an application made it.
 APPLICATION_POSTSCRIPT = "application/vnd.adobe-reader-postscript"
 # The page that explains a manual booklet, where the package installs it.
@@ -275,7 +279,8 @@ class SchedulerTest(unittest.TestCase):
                 self.assertIn(b"<< /CollatedCopies 2 >> setuserparams\n%EndUserSetup\n"
                               b"%RBINumCopies: 2\n", job.body)
 
-    def test_every_finishing(self):
+    def test_every_fold(self):
+        """Every choice of a dialog, for 1 to 16 pages: which page is on which half of which side."""
         commands = {
             "false": None,
             "Booklet": b"",
@@ -284,23 +289,42 @@ class SchedulerTest(unittest.TestCase):
             "DoNotFoldAndStaple": b"<< /Fold 0 /Staple 0>> setpagedevice",
         }
         ppd = (PPDS / "quorvan-color-finisher.ppd").read_text()
-        choices = re.findall(r"^\*QVBookletFold ([^/:]*)", ppd, re.M)
-        self.assertEqual(set(choices), set(commands))
-        options = [({"QVBookletFold": choice}, choice) for choice in choices]
-        for number, choice in re.findall(
-                r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (\w+).*"$', ppd, re.M):
-            options.append(({"finishings": number}, choice))
-        self.assertGreater(len(options), len(choices))
-        for wanted, choice in options:
-            with self.subTest(wanted):
-                if choice in ("false", "DoNotFoldAndStaple"):
-                    job = self.print_quickly(wanted)
-                    self.assert_pages(job, self.documents.pages)
-                else:
-                    # What is finished only, stays as it is.
-                    arranged = wanted.get("finishings") in ("8", "10")
-                    job = self.print_booklet(*self.documents.quick(wanted), 5 if arranged else 4)
-                self.assert_fold(job, choice, commands[choice])
+        self.assertEqual(set(re.findall(r"^\*QVBookletFold ([^/:]*)", ppd, re.M)), set(commands))
+        rows = [(choice, pages) for pages in SIDES for choice in commands]
+        first = len(self.printer.jobs) + 1
+        numbers = []
+        for choice, pages in rows:
+            file = self.work / f"{pages}-pages.ps"
+            file.write_bytes(document(pages))
+            _, options = self.documents.quick({"QVBookletFold": choice})
+            numbers.append(self.cups.lp("Office", file, options))
+        with Ghostscript("nullpage", "-r72") as ghostscript:
+            for count, ((choice, pages), number) in enumerate(zip(rows, numbers), first):
+                with self.subTest(choice=choice, pages=pages):
+                    job = self.cups.finish(number, self.printer, count)
+                    self.assert_fold(job, choice, commands[choice])
+                    sides = [halves for halves, _ in sides_of(ghostscript, job.body)]
+                    two_sided = re.findall(rb"\*Duplex \w+\n(.*)\n", job.body)
+                    if choice in ("false", "DoNotFoldAndStaple"):
+                        self.assertEqual([max(halves) for halves in sides], list(range(1, pages + 1)))
+                        self.assertEqual(two_sided, [b"<</Duplex false>>setpagedevice"])
+                    else:
+                        self.assertEqual(sides, SIDES[pages])
+                        self.assertEqual(two_sided, [b"<</Duplex true/Tumble true>>setpagedevice"])
+
+    def test_every_finishing_of_ipp(self):
+        ppd = (PPDS / "quorvan-color-finisher.ppd").read_text()
+        rows = re.findall(r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (\w+).*"$', ppd, re.M)
+        commands = {"8": b"<< /Fold 2 /Staple 4>> setpagedevice",
+                    "10": b"<< /Fold 1 >> setpagedevice",
+                    "13": b"<< /Fold 2 /Staple 4>> setpagedevice"}
+        self.assertEqual({number for number, _ in rows}, set(commands))
+        for number, choice in rows:
+            with self.subTest(number):
+                # The others finish only.
+                job = self.print_booklet(*self.documents.quick({"finishings": number}),
+                                         4 if number == "13" else 5)
+                self.assert_fold(job, choice, commands[number])
 
     def assert_fold(self, job, choice, command):
         line = b"%%BeginFeature: *QVBookletFold " + choice.encode() + b"\n"
