@@ -205,7 +205,8 @@ int BookletRules::coverPage() const {
   return job_.onlyInside ? job_.halfPageCount : job_.halfPageCount - 1;
 }
 
-// The cover of a queue's job may be its first sheet. The others then need the paper from before.
+// The cover of a queue's job may be its first sheet. The other sheets then need the paper that was
+// requested before it.
 void BookletRules::keepPaper(int pageNumber, Line& line) const {
   const int cover = job_.additions.coverSide;
   if (cover == 0) return;

@@ -20,13 +20,15 @@ void PageCounter::see(std::string_view line) {
     countPage();
   } else if (line.starts_with(triggers::kRetainedCopies.text) && pages_ == 0) {
     line.remove_prefix(triggers::kRetainedCopies.text.size());
-    // Only pstops knows the number; a line of the document's own could evade the queue's limits.
+    // Accepts only the number that CUPS was given: with a line of its own, a document could evade
+    // the queue's limits.
     const std::int32_t copies = integerValue(line);
     if (copies == integerValue(job_.copiesArgument)) copies_ = std::max(copies, 1);
   }
 }
 
-// The blank pages of a manual booklet look like pages of the job, so its pages are told at the end.
+// The blank pages of a manual booklet look like pages of the job, so its pages are reported at the
+// end.
 void PageCounter::countPage() {
   ++pages_;
   if (!job_.manualBooklet) tell(pages_);

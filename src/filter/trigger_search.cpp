@@ -16,8 +16,8 @@ constexpr std::size_t kStep = 4;
 static_assert(std::all_of(kTriggers.begin(), kTriggers.end(),
                           [](const Trigger& trigger) { return trigger.text.size() > kStep; }));
 
-// Small enough to stay in the nearest cache beside the job. Pairs that share an entry cost a
-// comparison, no more.
+// Small enough to stay in the first-level cache together with the job. If pairs share an entry,
+// that costs only a comparison.
 constexpr std::size_t kEntries = 4096;
 
 constexpr std::size_t entryOf(unsigned char first, unsigned char second) {

@@ -73,11 +73,11 @@ std::uint8_t tableBits(TriggerSet wanted) {
   return static_cast<std::uint8_t>(bits);
 }
 
-// What the tables say of a block: for each position the bits of triggers with their fingerprint
-// there.
+// The result of looking up a block: for each position, the bits of the triggers that have their
+// fingerprint there.
 using Positions = std::array<std::uint8_t, kBlock>;
 
-// Where the wanted trigger with one of these bits begins that has its fingerprint at `at`.
+// The start of the wanted trigger that has one of these bits and its fingerprint at `at`.
 std::size_t confirmPosition(std::string_view bytes, std::size_t at, unsigned bits,
                             TriggerSet wanted) {
   for (; bits != 0; bits &= bits - 1) {
@@ -108,7 +108,7 @@ std::size_t confirmPosition(std::string_view bytes, std::size_t at, unsigned bit
   return bytes.npos;
 }
 
-// Where the last block has ended, a trigger may have begun whose fingerprint is not yet complete.
+// At the end of the last block, a trigger may have begun whose fingerprint is not yet complete.
 std::size_t findInRest(std::string_view bytes, std::size_t end, TriggerSet wanted) {
   const std::size_t rest = end - std::min(end, kLongestStart);
   const std::size_t found = findTriggerPlain(bytes.substr(rest), wanted);
@@ -179,9 +179,9 @@ std::size_t findTriggerNeon(std::string_view bytes, TriggerSet wanted) {
   const uint8x16_t high0 = vld1q_u8(kHalfTables[0].high.data());
   const uint8x16_t high1 = vld1q_u8(kHalfTables[1].high.data());
   const uint8x16_t high2 = vld1q_u8(kHalfTables[2].high.data());
-  // Shifting what the tables say by a position costs one instruction here, and loading the bytes
-  // again from the next position four. So the result is that of the position where a fingerprint
-  // ends, and what the bytes before say is kept from vector to vector.
+  // Shifting the result of a lookup by one position costs one instruction here, and loading the
+  // bytes again from the next position costs four. So each result belongs to the position where a
+  // fingerprint ends, and the lookups of the bytes before it are kept from vector to vector.
   uint8x16_t before0 = vdupq_n_u8(0);
   uint8x16_t before01 = vdupq_n_u8(0);
   const auto triggersEndingAt = [&](const std::uint8_t* at) __attribute__((always_inline)) {
@@ -213,8 +213,8 @@ std::size_t findTriggerNeon(std::string_view bytes, TriggerSet wanted) {
     vst1q_u8(positions.data() + kVector, second);
     vst1q_u8(positions.data() + 2 * kVector, third);
     vst1q_u8(positions.data() + 3 * kVector, fourth);
-    // From where they end to where they begin. The first two positions of all bytes are always
-    // empty.
+    // Converts the positions of ends to positions of starts. The first two positions of all bytes are
+    // never an end.
     const std::size_t found = confirmBlock(bytes, at - (kFingerprint - 1), positions, wanted);
     if (found != bytes.npos) return found;
   }

@@ -43,8 +43,8 @@ bool isFileWithContent(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_size > 0;
 }
 
-// A link or another user's file could direct the filter's rights at a file that the person who put
-// it there cannot write.
+// Through a link or another user's file, the person who put it there could make the filter write a
+// file that they cannot write themselves.
 bool isOurs(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1;
 }
@@ -187,7 +187,7 @@ Descriptor createNamelessFile(const std::string& directory) {
 void allocateSpace([[maybe_unused]] int descriptor, [[maybe_unused]] off_t position,
                    [[maybe_unused]] off_t size) {
 #if defined(__linux__)
-  // When space is short, do not take it away from files that need it now.
+  // If the disk is nearly full, leave the space to files that need it now.
   struct statvfs disk {};
   if (::fstatvfs(descriptor, &disk) != 0) return;
   const double free = static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);

@@ -110,8 +110,8 @@ ssize_t PieceReader::readOn(char* place) {
 
 void PieceReader::finishPiece() {
   while (end_ > 0 && isUnfinishedPiece({buffer_.get(), end_}) && inputWaits(tap_.input())) {
-    // As much as there may be: a pipe that keeps writes apart drops what one read leaves of a
-    // write.
+    // Reads as much as possible: a pipe that keeps writes apart (O_DIRECT) drops what one read
+    // leaves of a write.
     const ssize_t n = readSome(tap_.input(), buffer_.get() + end_, block_);
     if (n <= 0) return;
     end_ = firstPiece({buffer_.get(), end_ + static_cast<std::size_t>(n)}).size();

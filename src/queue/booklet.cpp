@@ -21,7 +21,7 @@ constexpr char kUnfolded[] = "DoNotFoldAndStaple";
 constexpr char kPages[] = "QvnBookletPages";
 constexpr char kArranged[] = "Arranged";
 
-// What a booklet is finished with if the job does not say it: the first that the printer has.
+// The fold of a booklet whose job does not choose one: the first of these that the printer has.
 constexpr const char* kFolds[] = {"SaddleStitch", "Booklet"};
 
 constexpr char kNotArranged[] =
@@ -43,7 +43,7 @@ bool isOneOf(const char* value, std::initializer_list<const char*> words) {
 
 bool isTrue(const char* value) { return isOneOf(value, {"true", "on", "yes"}); }
 
-// Whether the document has come through the filter of CUPS that obeys booklet=true.
+// Whether the document has passed through pdftopdf, the filter of CUPS that obeys booklet=true.
 bool goesThroughPdf(std::string_view contentType) {
   constexpr std::string_view kPastIt[] = {
       "application/postscript", "application/vnd.adobe-reader-postscript",
@@ -87,14 +87,14 @@ bool hasCoverPaper(const OptionList& wanted) {
   return (source && !isOneOf(source, {"PrinterS"})) || (type && !isOneOf(type, {"Printers"}));
 }
 
-// Reversed: the pages come from the last to the first, and so do the sides.
+// For a job whose pages come from the last to the first: its sides must do the same.
 void reverse(std::vector<Side>& sides, int pages) {
   const auto mirrored = [&](int page) { return page == kBlankPage ? page : pages + 1 - page; };
   for (Side& side : sides) side = {mirrored(side.left), mirrored(side.right)};
   std::reverse(sides.begin(), sides.end());
 }
 
-// The code of a choice in the job gives way to that of another.
+// The code of one choice in the job is replaced by that of another.
 void replaceCode(JobAdditions& additions, const QueuePpd& ppd, const char* option,
                  const char* choice, const char* instead) {
   if (!ppd.hasCode(option, instead)) return;
@@ -108,9 +108,8 @@ void printAsItIs(OptionList& wanted, JobAdditions& additions, const QueuePpd& pp
   if (!foldsNothing(wanted.find(kFold))) wanted.put(kFold, kOff);
 }
 
-// Whether the pages are on the sides of a booklet when they get here, or must stay as they are. Who
-// names a file with the number of pages has arranged them, and who says booklet=false wants none of
-// it.
+// Whether the pages are already arranged, or must be left as they are. A driver that names a file
+// with the number of pages has arranged them, and booklet=false asks to leave them.
 bool isArranged(const OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
                 const JobOrigin& origin) {
   const char* const asked = jobOptions.find("booklet");
@@ -118,7 +117,7 @@ bool isArranged(const OptionList& wanted, const OptionList& jobOptions, const Qu
   return isOneOf(ppd.choice(kPages), {kArranged}) || wanted.find(kPageCount);
 }
 
-// Whether the job has a fold at the end.
+// Makes sure that the job has a fold. Returns false if the printer has none, which it reports.
 bool settleFold(OptionList& wanted, const QueuePpd& ppd) {
   const char* const fold = wanted.find(kFold);
   if (!foldsNothing(fold) || isOneOf(fold, {kUnfolded})) return true;
@@ -137,7 +136,7 @@ void settleSheets(OptionList& wanted, JobAdditions& additions, const QueuePpd& p
   for (const char* const choice : {"None", "DuplexNoTumble"}) {
     replaceCode(additions, ppd, "Duplex", choice, "DuplexTumble");
   }
-  // A blank side is part of it.
+  // A booklet needs its blank sides.
   if (isOneOf(wanted.find("QvnBlankPage"), {"false"})) wanted.put("QvnBlankPage", "true");
   wanted.put(kCollateOption.data(), "true");
   replaceCode(additions, ppd, "Collate", "False", "True");
@@ -184,7 +183,7 @@ Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionL
   settleSheets(wanted, additions, ppd);
   if (needsCover) additions.coverSide = reversed ? std::max(sides - 1, 1) : 1;
   if (knowsCover) {
-    // The rule of the filter for these holds where the cover comes last.
+    // The filter's rule for these options is for jobs whose cover is the last sheet.
     for (const char* const option : kCoverOptions) wanted.remove(option);
   }
   return booklet;

@@ -10,7 +10,7 @@ namespace {
 // The pages of the booklet from its front to its back, four for each sheet.
 std::vector<int> pagesInReadingOrder(int pages, const CoverFaces& faces) {
   std::vector<int> order;
-  std::vector<int> back;  // of the cover, from outside in
+  std::vector<int> back;  // of the cover: the outside face first
   if (faces == CoverFaces{}) {
     for (int page = 1; page <= pages; ++page) order.push_back(page);
   } else {

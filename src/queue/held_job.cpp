@@ -13,7 +13,7 @@ namespace jobshaper {
 namespace {
 
 constexpr std::size_t kBlock = 64 * 1024;
-constexpr std::size_t kLongestStart = 16;  // of a line: as much as tells what it is
+constexpr std::size_t kLongestStart = 16;  // of a line, in bytes: enough to recognize it
 
 }  // namespace
 

@@ -12,10 +12,11 @@ namespace jobshaper {
 
 namespace {
 
-// Comes before the procedures of the document, so that what those bind is ours. On a side, a page
-// may do what ends it, or sets up the device or the whole of the paper, only within its half.
+// Comes before the procedures of the document, so that these bind our operators. While a page is
+// drawn on a side, operators that would end the page, set up the device or affect the whole sheet
+// do nothing or are limited to the page's half.
 //
-// The sheet is turned so that its halves are side by side, as CUPS does it.
+// A portrait sheet is turned so that its halves are side by side, as CUPS does it.
 constexpr std::string_view kProcedures = R"(userdict/QvnBooklet 16 dict put
 QvnBooklet begin
 /onPage false def
@@ -74,7 +75,7 @@ class JobWriter {
   }
   bool endLine() { return !inLine_ || put("\n"); }
 
-  // The file, at its start; none if not everything could be written.
+  // Returns the file, positioned at its start; none if it could not be written completely.
   Descriptor finish() {
     if (!flush() || ::lseek(file_.get(), 0, SEEK_SET) != 0) file_.reset();
     return std::move(file_);
@@ -94,8 +95,8 @@ class JobWriter {
   bool inLine_ = false;
 };
 
-// Copies the header of a job, with the procedures after its first line of the prolog and with one
-// copy, as wanted. CUPS always writes these lines.
+// Copies the header of a job. If asked to, inserts the procedures after the line that begins the
+// prolog, and sets the number of copies to 1, in the lines that CUPS writes for both.
 class HeaderCopier {
  public:
   HeaderCopier(JobWriter& writer, bool addProcedures, bool oneCopy)
@@ -107,7 +108,7 @@ class HeaderCopier {
       const bool whole = end != bytes.npos;
       line_.append(bytes.substr(0, whole ? end + 1 : end));
       bytes.remove_prefix(whole ? end + 1 : bytes.size());
-      // No line that matters is longer, and nothing that begins in its middle is one.
+      // The lines to change are shorter than this. What follows is not the start of a line.
       if ((whole || line_.size() > kLongestLine) && !handOn(whole)) return false;
     }
     return true;
@@ -124,7 +125,7 @@ class HeaderCopier {
     if (atStart_ && oneCopy_ && line.starts_with("%RBINumCopies: ")) {
       done = writer_.put("%RBINumCopies: 1\n");
     } else if (atStart_ && oneCopy_ && copiesFollow_) {
-      // The number, before what sets it.
+      // The line begins with the number, which the operator that sets it follows.
       const std::size_t after = line.find_first_not_of("0123456789");
       done = writer_.put("1") && writer_.put(after == line.npos ? "\n" : line.substr(after));
     } else {
@@ -152,7 +153,7 @@ bool copyPart(const HeldJob& job, const Part& part, JobWriter& writer) {
   return job.forEachBlock(part, [&](std::string_view bytes) { return writer.put(bytes); });
 }
 
-// Without its first line: the side has one of its own.
+// Leaves out the first line, "%%Page:": the side has its own.
 bool copyPageContent(const HeldJob& job, const Part& page, JobWriter& writer) {
   bool inFirstLine = true;
   return job.forEachBlock(page, [&](std::string_view bytes) {
@@ -173,8 +174,8 @@ bool writeHalf(const HeldJob& job, int page, bool right, JobWriter& writer) {
          writer.put("QvnBooklet/close get exec\n");
 }
 
-// The first four lines draw nothing: the blank page of a manual booklet begins with those of the
-// first page.
+// The first four lines must draw nothing: the blank page of a manual booklet begins with the first
+// lines of the first page.
 bool writeSide(const HeldJob& job, const Side& side, std::size_t number, JobWriter& writer) {
   const std::string label = std::to_string(number);
   return writer.put("%%Page: " + label + " " + label + "\n%%BeginPageSetup\n%%EndPageSetup\n") &&

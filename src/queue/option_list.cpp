@@ -34,14 +34,14 @@ const char* OptionList::find(const char* name) const {
 }
 
 void OptionList::put(const char* name, const std::string& value) {
-  remove(name);  // it may be spelled otherwise
+  remove(name);  // it may be spelled differently
   count_ = cupsAddOption(name, value.c_str(), count_, &options_);
 }
 
 void OptionList::remove(const char* name) {
   count_ = cupsRemoveOption(name, count_, &options_);
   if (count_ > 0) return;
-  std::free(options_);  // libcups frees no empty list, and begins a new one in its place
+  std::free(options_);  // libcups does not free an empty list, but allocates a new one later
   options_ = nullptr;
 }
 

@@ -22,8 +22,8 @@ namespace jobshaper {
 namespace {
 
 // Every option that the filter reads and a PPD file may have, in two lists: choices and texts. A
-// test compares them with the filter's sources. JRHOLDKEY is neither: a default of the PPD file is
-// no PIN of the job.
+// test compares them with the filter's sources. JRHOLDKEY is in neither: the default of
+// the PPD file is not a PIN of the job.
 constexpr const char* kChoiceOptions[] = {
     "PrintTo",
     "QVBookletCoverPage",
@@ -44,7 +44,7 @@ constexpr const char* kTextOptions[] = {
     "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRUSERNAME", "QVBookletPageCountFilename",
 };
 
-// The texts that the header takes over as they are.
+// The texts that the filter copies into the header unchanged.
 constexpr const char* kHeaderTexts[] = {
     "JAACCTNUM",
     "JADEPTNUM",
@@ -52,7 +52,8 @@ constexpr const char* kHeaderTexts[] = {
     "JRUSERNAME",
 };
 
-// The settings for which a PPD file may have options without code, in the order of the builder.
+// The settings for which a PPD file may have options without code, in the order of their
+// lines in the header.
 struct Setting {
   const char* option;
   pjlCreation::Setter setter;
@@ -86,7 +87,7 @@ constexpr Setting kSettings[] = {
     {"Resolution", &pjlCreation::setResolution},
 };
 
-// CUPS takes no value of Resolution but a number, so the PPD files have an option of their own for
+// CUPS accepts only numbers as values of Resolution, so the PPD files have a separate option for
 // the image-quality modes.
 constexpr char kImageQuality[] = "QvnImageQuality";
 
@@ -98,7 +99,7 @@ constexpr char kBlackAndWhite[] = "BLW";
 
 constexpr char kPrintersChoice[] = "PrinterS";
 
-// What it is called in the options of whose choices CUPS makes names of IPP.
+// Its name in the options whose choices CUPS converts to IPP names.
 constexpr char kIppPrintersChoice[] = "Auto";
 constexpr const char* kIppOptions[] = {"InputSlot", "MediaType", "OutputBin"};
 
@@ -121,8 +122,8 @@ const char* asJobOption(const char* choice) {
   return choice;
 }
 
-// Whether a default is no more than what happens to a job without the option. Named in every
-// job, it would make the filter collate the copies of all of them.
+// Whether a default is what happens to a job without the option. If it were added to every job, the
+// filter would collate the copies of all of them.
 bool isBehaviorWithoutOption(std::string_view option, std::string_view choice) {
   return option == "PrintTo" && choice == "JRPrinter";
 }
@@ -131,7 +132,7 @@ bool isCopyCount(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-// Whether copies are collated; nothing when neither the job nor the PPD file says it.
+// Whether copies are collated, as "true" or "false"; null if neither the job nor the PPD file says.
 const char* collation(const OptionList& jobOptions, const QueuePpd& ppd) {
   const char* collate = jobOptions.find("collate");
   if (!collate) {
@@ -172,8 +173,8 @@ void warnOfCopies(const char* option, const char* value, const char* instead) {
                headerText(value).c_str(), outcome(instead).c_str());
 }
 
-// What is left of a choice that the equipment rules out. CUPS has put the code of a fold into the
-// job; only a booklet makes the filter take it out.
+// What to use instead of a choice that the equipment rules out; null for nothing. CUPS has put the
+// code of a fold into the job, and the filter removes it from booklets only, so a fold becomes one.
 const char* replacement(const QueuePpd& ppd, const char* option, const char* choice) {
   const bool folds = strcasecmp(option, kFold) == 0 && strcasecmp(choice, kPlainBooklet) != 0;
   if (folds && ppd.hasChoice(kFold, kPlainBooklet)) return kPlainBooklet;
@@ -181,8 +182,8 @@ const char* replacement(const QueuePpd& ppd, const char* option, const char* cho
   return usual && ppd.missingEquipment(option, usual).empty() ? usual : nullptr;
 }
 
-// The choice that is marked in the PPD file, which is that of the job if the file has it; null for
-// none.
+// The choice that is marked in the PPD file, which is that of the job if the file has it; null if
+// there is none. Warns of a choice that the file does not have.
 const char* markedChoice(const OptionList& jobOptions, const QueuePpd& ppd, const char* option) {
   const char* const choice = ppd.choice(option);
   const char* const asked = jobOptions.find(option);
@@ -192,7 +193,7 @@ const char* markedChoice(const OptionList& jobOptions, const QueuePpd& ppd, cons
   return choice;
 }
 
-// The choice, or what is left of it with the printer's equipment; null for nothing.
+// The choice, or what to use instead with the printer's equipment; null for nothing.
 const char* possibleChoice(const QueuePpd& ppd, const char* option, const char* choice) {
   if (!choice) return nullptr;
   const std::string missing = ppd.missingEquipment(option, choice);
@@ -216,7 +217,8 @@ void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueueP
   }
 }
 
-// What the PPD file has code for is in the job already.
+// Returns whether a setter must send the choice. If the choice has code, CUPS has put that into the
+// job already.
 bool settleSetting(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
                    const char* option, const char* settingOption) {
   if (!ppd.hasOption(option)) return false;
@@ -252,7 +254,8 @@ void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settin
   }
 }
 
-// CUPS has put the code of these choices into the job. That of a fold the filter replaces itself.
+// Removes the code of choices without their equipment, which CUPS has put into the job. The filter
+// itself replaces that of a fold.
 void dropFeatures(std::vector<ReplacedFeature>& features, const QueuePpd& ppd) {
   for (const char* const option : ppd.optionsWithoutEquipment()) {
     if (strcasecmp(option, kFold) == 0) continue;
@@ -262,14 +265,14 @@ void dropFeatures(std::vector<ReplacedFeature>& features, const QueuePpd& ppd) {
   }
 }
 
-// The filters of CUPS for PDF documents forget that a job asks for other than collated copies, and
-// put in the code of the default.
+// The filters of CUPS for PDF documents ignore a request for uncollated copies, and insert the code
+// of the default.
 void uncollate(std::vector<ReplacedFeature>& features, const QueuePpd& ppd, const char* collate) {
   if (!collate || std::strcmp(collate, "false") != 0 || !ppd.hasCode("Collate", "False")) return;
   features.push_back({"Collate True", ppd.code("Collate", "False") + "\n"});
 }
 
-// It goes into PostScript as it is.
+// The filter inserts the number into PostScript unchanged, so it must be a number.
 void settleCopies(OptionList& wanted, const char* copies) {
   const char* const name = kCopiesOption.data();
   const char* const instead = isCopyCount(copies) ? copies : nullptr;
@@ -290,7 +293,8 @@ void cleanTexts(OptionList& wanted) {
   }
 }
 
-// CUPS itself adds a blank page to such copies, if they have an odd number of pages.
+// Whether each copy ends with a whole sheet: CUPS adds a blank page to two-sided collated copies
+// with an odd number of pages.
 bool hasWholeSheets(const QueuePpd& ppd, const char* collate) {
   const char* const duplex = ppd.choice("Duplex");
   return duplex && strcasecmp(duplex, "None") != 0 && collate && std::strcmp(collate, "true") == 0;
@@ -351,7 +355,7 @@ CompletedJob completedJob(const QueueJob& job) {
   completed.additions.countPages = true;
   completed.user = headerText(job.user);
   completed.options = wanted == passedOptions ? job.options : optionString(job.options, wanted);
-  // Jobs that the printer keeps are told apart by it.
+  // Users find the jobs that the printer keeps by their names.
   const char* const printTo = wanted.find("PrintTo");
   if (printTo && std::string_view(printTo) != "JRPrinter") {
     completed.additions.jobName = headerText(job.title);

@@ -23,7 +23,7 @@ constexpr char kEncryption[] = "job-password-encryption";
 // What *cupsJobPassword of the PPD files tells IPP clients.
 constexpr std::size_t kPasswordLength = 4;
 
-// As many digits as that.
+// Whether the text is digits only, and as many as that.
 bool isPin(std::string_view text, std::size_t shortest, std::size_t longest) {
   return text.size() >= shortest && text.size() <= longest &&
          text.find_first_not_of("0123456789") == text.npos;
@@ -38,7 +38,7 @@ constexpr char kWithAnotherPin[] = "print it again with another PIN.";
 constexpr char kWithoutOpenQuotes[] =
     "print it again without open quotes and braces, for example in the file name.";
 
-// What the user has typed; nothing when the job has no key.
+// What the user typed; no value if the job has no JRHOLDKEY, or only the choice "None".
 std::optional<std::string_view> typedKey(const OptionList& options) {
   const char* const value = options.find(kKey);
   if (!value || !isPasscodeChoice(value)) return std::nullopt;
@@ -49,8 +49,8 @@ std::optional<std::string_view> typedKey(const OptionList& options) {
   return key;
 }
 
-// A PrintTo of a job with a PIN says little: dialogs name every option in the job, also those that
-// the user has left alone.
+// Overrides any other PrintTo, since dialogs send every option with the job, also those that the
+// user has not changed.
 std::optional<std::string> makeConfidential(OptionList& options, const std::string& pin) {
   const char* const asked = options.find(kPrintTo);
   if (asked && !isConfidential(options)) {
@@ -64,7 +64,7 @@ std::optional<std::string> makeConfidential(OptionList& options, const std::stri
   return std::nullopt;
 }
 
-// As of options whose separator was mistyped.
+// For example, options that are separated by a comma.
 bool hasMoreThanConfidential(const OptionList& options) {
   const char* const printTo = options.find(kPrintTo);
   return printTo && !isConfidential(options) &&

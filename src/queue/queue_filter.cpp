@@ -33,7 +33,7 @@ constexpr std::size_t kCopiesArgument = 4;
 constexpr std::size_t kOptionsArgument = 5;
 constexpr std::size_t kFileArgument = 6;
 
-// The filter takes no longer DEVICE_URI, and looks at its beginning only.
+// The filter does not accept a longer DEVICE_URI, and reads only its beginning.
 void shortenDeviceUri() {
   const char* const uri = std::getenv("DEVICE_URI");
   if (!uri || std::strlen(uri) <= kLongestDeviceUri) return;
@@ -66,7 +66,7 @@ int cannotRead() {
 int filterQueueJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
   shortenDeviceUri();
-  if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // which says what is wrong
+  if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // reports what is wrong
   std::optional<HeldJob> held;
   const auto holdJob = [&] {
     if (!held) held.emplace();
@@ -86,17 +86,18 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   CompletedJob completed = completedJob(job);
   if (completed.refusal) {
     std::fprintf(stderr, "\nERROR: %s\n", completed.refusal->c_str());
-    // The scheduler shows no message that it reads after it knows that the filter has failed.
+    // The scheduler does not show a message that it reads after it knows that the filter has
+    // failed.
     waitUntilRead(STDERR_FILENO);
     return 1;
   }
   if (completed.booklet.failed) return 1;
-  if (completed.ppdIsUnusable) unsetenv("PPD");  // the filter would complain again, or read it all
+  if (completed.ppdIsUnusable) unsetenv("PPD");  // the filter would warn again, or read it all
   std::vector<char*> arguments(argv, argv + argc + 1);
   arguments[kUserArgument] = completed.user.data();
   arguments[kOptionsArgument] = completed.options.data();
 
-  // Copies of a manual booklet are booklets one after another, each with its own two passes.
+  // Copies of a manual booklet are printed one after another, each with its own two passes.
   std::string oneCopy = "1";
   int times = 1;
   if (completed.booklet.isManual) {

@@ -16,7 +16,7 @@
 #include "queue/header_text.h"
 #include "settings/ppd_values.h"
 
-// libcups calls its PPD functions deprecated since PPD files are; our printers have nothing else.
+// libcups marks its PPD functions as deprecated, but our printers have no other driver.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace jobshaper {
@@ -29,14 +29,14 @@ constexpr off_t kLargestPpd = 2 * 1024 * 1024;
 constexpr int kMostLines = 50000;
 constexpr int kMostSlowLines = 4000;
 
-// The lines for each of which libcups looks through all of the kind that came before.
+// For each of these lines, libcups searches all earlier lines of the same kind.
 constexpr std::string_view kSlowLines[] = {
     "*Open",          "*JCLOpen",     "*PageSize", "*PaperDimension",
     "*ImageableArea", "*ParamCustom", "*Custom",
 };
 
 bool isSlow(const char* line) {
-  // Nearly all lines end here, or most of the time would go into these comparisons.
+  // Nearly all lines return here; otherwise the comparisons would take most of the time.
   if (line[0] != '*' || !std::strchr("OoJjPpIiCc", line[1])) return false;
   for (const std::string_view start : kSlowLines) {
     if (strncasecmp(line, start.data(), start.size()) == 0) return true;
@@ -44,12 +44,12 @@ bool isSlow(const char* line) {
   return false;
 }
 
-// Whether libcups will read the file in little time and memory. The position counts what a
-// compressed file unfolds to.
+// Whether libcups will read the file in little time and memory. For a compressed file,
+// cupsFileTell() counts uncompressed bytes.
 bool isWithinLimits(const Descriptor& file) {
   const std::unique_ptr<_cups_file_s, CupsFileCloser> lines(cupsFileOpenFd(::dup(file.get()), "r"));
   if (!lines) return false;
-  char line[1024];  // a longer line comes in pieces, each taken as a line
+  char line[1024];  // a longer line is split, and each part counts as a line
   int count = 0;
   int slow = 0;
   while (cupsFileGets(lines.get(), line, sizeof line)) {
@@ -69,7 +69,7 @@ void report(const char* path, const std::string& reason) {
                headerText(path).c_str(), reason.c_str());
 }
 
-// The file, or nothing and the reason on standard error.
+// Opens the file; returns none, after reporting the reason on standard error, if it cannot be used.
 Descriptor openWithinLimits(const char* path) {
   Descriptor file = openRegularFile(path);
   if (!file.valid()) {
@@ -87,7 +87,7 @@ Descriptor openWithinLimits(const char* path) {
 // One half of a constraint.
 struct Side {
   const char* option;
-  const char* choice;  // "" for all but those that switch the option off
+  const char* choice;  // "" for every choice except those that switch the option off
 };
 
 bool concerns(const Side& side, const char* option, const char* choice) {

@@ -186,6 +186,27 @@ class PagesTest(unittest.TestCase):
                     for entry in page.sections[section] if entry.tags]
                 self.assertIn([], missing, f"{table}: {min(missing, key=len)} in no entry")
 
+    def test_small_text_has_one_wording(self):
+        driver = (SOURCE / "ppd" / "quorvan.drv").read_text()
+        entry = next(entry for entry in self.filter_page.sections["OPTIONS"]
+                     if any(tag.startswith("QvnPixelBoost") for tag in entry.tags))
+        text = " ".join(entry.text.split())
+        found = 0
+        for option in ("QvnDoubleStomp", "QvnPixelBoost"):
+            block = re.search(rf'Option "{option}/.*?\n\n', driver, re.S).group()
+            for choice, meaning in re.findall(r'Choice "(\w+)/([^"]+)"', block):
+                if choice != "PrinterS":
+                    found += 1
+                    self.assertRegex(text, rf'\b{choice}\b( or \w+| \(any case\))? means "{meaning.lower()}"')
+        self.assertEqual(found, 8)
+
+    def test_texts_of_the_dialog(self):
+        driver = (SOURCE / "ppd" / "quorvan.drv").read_text()
+        rows = re.findall(r"(?m)^\| `(\w+)`[^|]* \| ([^|]+) \|", (SOURCE / "docs" / "booklets.md").read_text())
+        self.assertEqual(rows.pop(0), ("QVBookletFold", "In the dialog"))
+        self.assertGreater(len(rows), 5)
+        self.assertEqual([row for row in rows if "/".join(row) not in driver], [])
+
     # ---- other input of the programs
 
     def test_arguments(self):
@@ -291,6 +312,20 @@ class PagesTest(unittest.TestCase):
             with tempfile.TemporaryDirectory() as directory:
                 output = self.run_filter(directory, f"JRUSERNAME=a{code_point}b").stdout
             self.assertIn(f'USERNAME = "a{character}b"\n'.encode(), output)
+
+    def test_no_page_removes_files_of_a_running_job(self):
+        for path in [SOURCE / "README.md", *(SOURCE / "docs").glob("*.*[18d]")]:
+            self.assertNotIn("qvn_*", path.read_text(), path)
+
+    def test_options_of_a_job_without_a_ppd_file(self):
+        before, after = next(text for text in self.queue_page.examples if "PMCopies" in text).splitlines()
+        program = pathlib.Path(FILTER).with_name("jobshaper-queue")
+        runs = [subprocess.run([path, "42", "ada", "", "3", options], input=b"%!PS\n%RBINumCopies: 3\n",
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=30, check=True,
+                               env={"PATH": os.environ["PATH"]})
+                for path, options in ((program, before), (FILTER, after), (FILTER, before))]
+        self.assertEqual(runs[0].stdout, runs[1].stdout)
+        self.assertNotEqual(runs[0].stdout, runs[2].stdout)
 
     def test_marker(self):
         with tempfile.TemporaryDirectory() as directory:
