@@ -1,5 +1,5 @@
 // Compares the sides of a booklet with the same sides put together from whole strings, and tests
-// that a held job of which nothing is arranged stays as it is.
+// that a held job that is not arranged is unchanged.
 //
 // Input: a setting, which faces of the cover are printed; then the job.
 

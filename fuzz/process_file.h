@@ -1,6 +1,5 @@
 // Files without system calls: the linker replaces the functions with which the filter reads and
-// writes
-// (--wrap), so that millions of runs take minutes.
+// writes (--wrap), so that millions of runs take minutes.
 #pragma once
 
 #include <string>

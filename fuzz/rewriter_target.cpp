@@ -1,5 +1,5 @@
-// The rules of the line loop: the search before them must give what the plain loop gives, piece
-// by piece, however the job is cut by its reads.
+// The rules of the line loop: with the search for triggers, the output must be the same as without
+// it, however the reads divide the job.
 //
 // Input: four settings (options, booklet, page count, cuts), then the job.
 
@@ -55,13 +55,13 @@ struct Destination {
   }
 };
 
-// A number from 1 to `limit`, another one at each call.
+// Returns a number from 1 to `limit`, a different one at each call.
 std::size_t atMost(std::size_t limit, unsigned& random) {
   random = random * 1103515245U + 12345U;
   return 1 + (random >> 8) % limit;
 }
 
-// Every way to search, with any set of triggers to look for.
+// Compares all ways to search, for any set of triggers.
 void compareSearches(std::string_view job, unsigned random) {
   const auto wanted = static_cast<TriggerSet>(atMost(0xFFFF, random));
   const auto searches = triggerSearches();
@@ -164,7 +164,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   compareSearches(job, static_cast<unsigned>(size));
 
-  // Only a manual booklet, whose page is missing here, has something to say.
+  // Only a manual booklet writes a message, because its instruction page is missing here.
   std::optional<Redirected> quiet;
   if (state.manualBooklet) quiet.emplace(STDERR_FILENO, nowhere.descriptor());
   {

@@ -14,7 +14,7 @@ constexpr std::string_view kTray1 = "/ManualFeed false /MediaPosition 0 ";
 
 // ---- which covers have print on the inside only
 
-// Two pages, the cover sheet from tray 1: the answer is visible at page 1 or at page 2.
+// Two pages, the cover sheet from tray 1: it is requested at page 1 or at page 2.
 void expectOnlyInside(bool onlyInside, const std::string& start,
                       const std::vector<std::string>& rows, Where where = Where::here()) {
   const std::string body = onlyInside
@@ -139,7 +139,7 @@ TEST(CoverMedia, EveryTypeHasItsName) {
   for (const auto& [type, name] : rows) {
     expectParameters("QVBookletCoverType=" + type, "/MediaType (" + name + ")");
   }
-  // Any other leaves the tray alone.
+  // With any other value, the tray does not change.
   const std::string tray3 = "/ManualFeed false /MediaPosition 3 ";
   expectParameters("QVBookletCoverSource=Tray3", tray3);
   for (const std::string type :

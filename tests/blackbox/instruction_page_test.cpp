@@ -29,7 +29,7 @@ class InstructionPage : public ::testing::Test {
     job_.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", directory_.path()).env("LANG", "de_DE");
   }
 
-  // The file is named after the missing object that its name is formed with.
+  // The installed files are literally named like this.
   std::string file(std::string_view code) const {
     return directory_.file(join(code, ".lproj/instruction(null)"));
   }
@@ -121,7 +121,7 @@ TEST_F(InstructionPage, LanguageNamesTheDirectory) {
   for (const auto& [version, lang, code] : rows) {
     job_.unsetEnv("LANG");
     if (lang) job_.env("LANG", lang);
-    // Others would be read if the file's name had another end.
+    // These would be read if the file's name were different.
     const std::string path = directory_.file(code + ".lproj");
     writeFile(path + "/instruction(null)", kText);
     writeFile(path + "/instruction", "not this one");

@@ -1,4 +1,4 @@
-// Jobs that cannot be brought to their end: manual booklets without space for their temporary
+// Jobs that cannot be completed: manual booklets without space for their temporary
 // files, and jobs of every kind that are canceled.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -373,7 +373,7 @@ TEST(CanceledJob, LeavesFilesOfPrinterMadeBookletsAlone) {
 std::string manyLines() {
   std::string result;
   for (int i = 0; i < 40000; ++i) result += "0 0 moveto (some text of the page) show\n";
-  return result;  // 1.6 million bytes, far more than all buffers on the way
+  return result;  // 1.6 million bytes, far more than all buffers
 }
 
 // Canceled while its output is blocked, the job ends early, after a whole line, and with the

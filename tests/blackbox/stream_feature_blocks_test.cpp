@@ -86,7 +86,7 @@ TEST(StreamFeatureBlocks, SwitchOfTheStyleChangesTheMarkersThatFollow) {
        kSize + "InputSlot\nsfcl{ cleartomark\n}efcl\n" + kSizeBlock},
       {kSize + "InputSlot\nsfcl{ }efcl\nb\n",
        kSize + "InputSlot\nsfcl{ }efcl\n" + kSizeBlock + "b\n"},
-      // Lines that meet no rule do not switch.
+      // Lines that no rule sees do not switch.
       {"JobPatchFile\nsfcl{\nsfcl{\n" + kA4 + kTray1, kA4 + kTray1 + kA4},
       {bytes("sfcl{\0\n") + kA4 + kTray1, bytes("sfcl{\0\n") + kA4 + kTray1 + kA4},
   });

@@ -1,6 +1,6 @@
-// Jobs of every kind, in which one system call after the other fails, and in which a cancellation
-// arrives at every system call. However a run ends: it ends, it does not crash, and status 0 means
-// that everything was printed that could be read.
+// Jobs of every kind, in which each system call in turn fails, and in which a cancellation arrives
+// at each system call. Every run must end, without a crash, and with status 0 only if everything
+// that could be read was printed.
 //
 // JOBSHAPER_ATTACKS=long tries each call and more errors, which takes minutes; otherwise it is one
 // call in five.
@@ -44,10 +44,10 @@ const TemporaryDirectory& instructions() {
   return directory;
 }
 
-// Adds to a job what it may lose by a fault without failing, or leaves it out.
+// Something that a job may lose by a fault without failing, such as a capture.
 struct Extra {
   void (*leaveOut)(Job& job);
-  const char* message;  // on standard error, if it is lost
+  const char* message;  // on standard error if it is lost
 };
 
 struct Kind {
@@ -58,7 +58,7 @@ struct Kind {
 
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
-// A PPD file of which a read fails ends there, without a message.
+// A read error in a PPD file counts as its end, without a message.
 const Extra kPpd = {[](Job& job) { job.unsetEnv("PPD"); }, ""};
 const Extra kCapture = {[](Job& job) { fs::remove(job.tmpFile("qvn_log")); }, ""};
 
@@ -121,7 +121,7 @@ class EveryCall : public ::testing::TestWithParam<Kind> {
   static std::string input() { return GetParam().job == withLongFeature ? "" : text(); }
   static bool isManual() { return std::string_view(GetParam().name) == "ManualBooklet"; }
 
-  // Everything was printed; or everything but an extra, as it is without it, and that was reported.
+  // Everything was printed; or all but an extra, whose loss was reported.
   bool isComplete(const Outcome& outcome) {
     if (outcome.out == plain_.out) return true;
     std::string out = plain_.out;
@@ -137,7 +137,7 @@ class EveryCall : public ::testing::TestWithParam<Kind> {
     });
   }
 
-  // Captures end early at a fault, but hold nothing else.
+  // A fault may truncate captures, but does not change what is in them.
   void expectGoodCaptures(const Job& job, const Outcome& outcome) const {
     const auto isStart = [&](const char* name, std::string_view whole) {
       return !fs::exists(job.tmpFile(name)) || whole.starts_with(readFile(job.tmpFile(name)));
@@ -167,12 +167,12 @@ bool isMemory(long number) {
   return false;
 }
 
-// The others do not answer with an error, or the C library relies on their success.
+// The other calls do not return errors, or the C library relies on their success.
 bool canFail(long number) {
   return number != SYS_brk && number != SYS_futex && number != SYS_exit_group;
 }
 
-// The printer's side, where the scheduler takes care of errors.
+// Writes to the printer, whose errors the scheduler handles.
 bool isOutput(const SystemCall& call) {
   return ((call.number == SYS_write || call.number == SYS_writev) && call.arguments[0] == 1) ||
          (call.number == SYS_splice && call.arguments[2] == 1);
@@ -211,7 +211,7 @@ TEST_P(EveryCall, MayFail) {
       }
       EXPECT_EQ(outcome.exitStatus, 0);
       if (isOutput(failed) || isComplete(outcome)) continue;
-      // A read error ends an ordinary job, and breaks off a repeated feature.
+      // A read error ends an ordinary job, and cuts a repeated feature short.
       EXPECT_TRUE(isRead(failed) || outcome.err.find("ERROR: ") != std::string::npos);
       EXPECT_FALSE(isManual());
       EXPECT_TRUE(outcome.out.ends_with(trailer()));
@@ -234,7 +234,7 @@ TEST_P(EveryCall, MayBeTheLastBeforeACancellation) {
     const Outcome outcome = traced.run(input());
     SCOPED_TRACE(std::to_string(index) + "\n" + outcome.err);
     EXPECT_FALSE(traced.hung());
-    if (!canceled) continue;  // reads take more calls at one time than at another
+    if (!canceled) continue;  // the number of reads varies
     ++cancellations;
     EXPECT_EQ(outcome.signal, SIGTERM);
     EXPECT_TRUE(outcome.out.empty() || outcome.out.ends_with(trailer()));

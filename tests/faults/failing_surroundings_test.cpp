@@ -30,7 +30,7 @@ constexpr std::string_view kNoCaptureIn =
 constexpr std::string_view kNoCaptureOut =
     "ERROR: Cannot write outgoing print data to a log file.\n";
 
-// More than any pipe or buffer on the way holds.
+// More than all pipes and buffers hold.
 std::string longText(std::string_view line = "0 0 moveto 100 100 lineto str\n") {
   std::string text;
   while (text.size() < 600000) text += line;
@@ -41,7 +41,7 @@ std::string printed(std::string_view body) { return join(plainHeader(), body, tr
 
 // ---- standard streams
 
-// A standard stream that is closed must not give its number to a file of the filter.
+// No file of the filter may get the number of a closed standard stream.
 TEST(ClosedStream, OutputLosesTheJobButNotItsCapture) {
   Job job;
   job.capture().input(longText());
@@ -94,7 +94,7 @@ TEST(ClosedStream, AllOfThemLeaveTheCapture) {
 // A pipe whose reader is the test itself.
 class OutputPipe {
  public:
-  // As large as the filter makes its output, so that it stays so.
+  // As large as the filter makes its output pipe, so that the size does not change.
   OutputPipe() {
     EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
     fcntl(ends_[1], F_SETPIPE_SZ, 256 * 1024);
@@ -116,7 +116,7 @@ class OutputPipe {
     if (ends_[0] >= 0) close(ends_[0]);
     ends_[0] = -1;
   }
-  // So many bytes, or all up to the end.
+  // Reads this many bytes, or all to the end.
   std::string read(std::size_t most) const {
     std::string bytes(most, '\0');
     std::size_t filled = 0;
@@ -132,7 +132,7 @@ class OutputPipe {
     EXPECT_EQ(ioctl(ends_[0], FIONREAD, &bytes), 0);
     return static_cast<std::size_t>(bytes);
   }
-  // Until a writer would have to wait.
+  // Fills the pipe until a writer would have to wait.
   void fill() const {
     fcntl(ends_[1], F_SETFL, O_NONBLOCK);
     const std::string block(4096, 'x');
@@ -145,7 +145,8 @@ class OutputPipe {
   int ends_[2] = {-1, -1};
 };
 
-// A starter that shares its descriptors may have made them non-blocking: no byte is lost by it.
+// The process that starts the filter may have made shared descriptors non-blocking: no byte is
+// lost.
 TEST(NonBlockingStream, IsWaitedFor) {
   Job job;
   job.capture();
@@ -327,7 +328,7 @@ TEST(ManualBookletFault, ReadOnlyDiskEndsTheJob) {
 
 // ---- few descriptors
 
-// The three standard streams and so many more.
+// Allows the three standard streams and this many more descriptors.
 BeforeExec descriptors(unsigned more) {
   return [more] {
     for (int inherited = 3; inherited < 1024; ++inherited) close(inherited);
@@ -359,7 +360,7 @@ TEST(FewDescriptors, CostWhatThereIsNoneFor) {
     SCOPED_TRACE(row.more);
     Job job;
     job.capture().log(7).ppd("*QVGeneric: Color\n").input(longText());
-    job.asanOption("detect_leaks=0");  // which would open files
+    job.asanOption("detect_leaks=0");  // leak detection would open files
     const std::string out =
         headerWith(row.color ? kColourLines : std::string_view()) + longText() + trailer();
     expectOutcome(job.run(descriptors(row.more)), out, join(tmpLines(job), kCaptureOn, row.err));
@@ -392,7 +393,7 @@ TEST(FewDescriptors, EndAManualBookletOrLetItBePrinted) {
 
 // ---- many descriptors
 
-// All numbers up to the first that select does not know are in use, so the job has that one.
+// All descriptors that select() can handle are in use, so the job gets a higher one.
 TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -438,7 +439,7 @@ TEST(CanceledStart, LeavesNothing) {
   EXPECT_FALSE(fs::exists(job.tmpFile("qvn_ps")));
 }
 
-// The filter has no say over a signal that its starter holds back.
+// A signal that was blocked when the filter was started stays blocked.
 TEST(CanceledStart, WithTheSignalHeldBackIsNone) {
   Job job;
   job.input("%!PS\n");
@@ -468,7 +469,7 @@ TEST(CanceledHeader, IsFollowedByTheTrailer) {
   EXPECT_EQ(process.finish().signal, SIGTERM);
 }
 
-// A job that has been printed but for its trailer, for which the pipe has no space.
+// A job that has been printed except for its trailer, for which the pipe has no space.
 class BlockedTrailer {
  public:
   BlockedTrailer() {
@@ -520,7 +521,7 @@ TEST(CanceledTrailer, IsLeftAtTheSecondSignal) {
 
 // ---- many jobs at once
 
-// A job of a kind that its number chooses, whose every line tells the number.
+// A job whose number chooses its kind, and is in each of its lines.
 Job numberedJob(int number) {
   const std::string name = std::to_string(number);
   Job job;

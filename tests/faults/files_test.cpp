@@ -1,5 +1,5 @@
-// The files that the filter creates, in a directory where others may have been before it, and those
-// that it only reads: neither leads it to a file elsewhere, holds it up or fills its memory.
+// The files that the filter creates, in a directory that others can write to, and those that it
+// only reads: none of them leads it to a file elsewhere, blocks it or exhausts its memory.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -74,7 +74,7 @@ constexpr Obstacle kObstacles[] = {
     {"a socket", [](auto& path, auto&) { EXPECT_EQ(mknod(path.c_str(), S_IFSOCK | 0600, 0), 0); }},
 };
 
-// Something in the place of a file, which is open and thus can be read afterwards.
+// Something in the place of a file. It stays open, so it can be read afterward.
 class Obstructed {
  public:
   Obstructed(const std::string& path, void (*put)(const std::string&, const std::string&)) {
@@ -124,7 +124,7 @@ TEST_P(CreatedFile, TakesThePlaceOfAnythingButADirectory) {
   }
 }
 
-// Someone may have opened the file of the same name before the job, when it could be read.
+// Someone may have opened an old file of the same name while it was readable.
 TEST_P(CreatedFile, IsNotReadThroughADescriptorOfAnEarlierOne) {
   for (const std::string_view before : {"", "earlier\n"}) {
     const Job job = GetParam().job();
@@ -137,7 +137,7 @@ TEST_P(CreatedFile, IsNotReadThroughADescriptorOfAnEarlierOne) {
   }
 }
 
-// An old file could be emptied there, but others may have it open.
+// It would not be enough to empty an old file, because others may have it open.
 TEST_P(CreatedFile, IsNotCreatedInADirectoryThatTakesNoNewOnes) {
   const Job job = GetParam().job();
   for (const char* name : {"qvn_ps", "qvn_ps2", "qvn_manualPS42", "pageReOrdered42", "pageEven42",
@@ -186,7 +186,7 @@ TEST(LogFile, IsNotOneOfAnotherUser) {
   EXPECT_EQ(readFile(job.tmpFile("debug.log")), kForeign);
 }
 
-// Not even in a directory of the filter's own.
+// Not even in a directory of the filter's user.
 TEST(LogFile, IsNotBeyondALinkedDirectory) {
   for (const char* name : {"linked/debug.log", "/linked/debug.log", "logs/linked/debug.log"}) {
     const Job job = loggedJob();
@@ -235,7 +235,7 @@ class EachCreatedFileMode : public ::testing::TestWithParam<mode_t> {};
 TEST_P(EachCreatedFileMode, IsForTheOwnerAlone) {
   Job job = manualJob("");
   job.capture();
-  // Files of an earlier run keep no permissions of theirs.
+  // The permissions of files of an earlier run are not kept.
   for (const char* name : {"qvn_ps", "pageEven42"}) {
     writeFile(job.tmpFile(name), "");
     fs::permissions(job.tmpFile(name), fs::perms(0666));
@@ -252,7 +252,7 @@ TEST_P(EachCreatedFileMode, IsForTheOwnerAlone) {
 
 INSTANTIATE_TEST_SUITE_P(Umask, EachCreatedFileMode, ::testing::Values(0000, 0022, 0077, 0777));
 
-// What others could read is not written at all; the log is for everyone anyway.
+// Nothing is written to a file that others can read, except for the log, which is for everyone.
 TEST(CreatedFileMode, IsNotLeftToADiskThatKnowsNone) {
   const auto refuse = [](Job& job) -> Job& {
     return job.preload("refusing_calls").env("REFUSED_CALL", "fchmod");
@@ -267,7 +267,7 @@ TEST(CreatedFileMode, IsNotLeftToADiskThatKnowsNone) {
   EXPECT_NE(readFile(logged.tmpFile("debug.log")), "");
 }
 
-// A program that the filter never starts would not get hold of its files either.
+// The filter starts no programs; if it did, they would not inherit its files.
 TEST(OpenFiles, AreClosedOnExec) {
   Job job = manualJob("");
   job.capture().log(7).fileWith("");
@@ -297,7 +297,7 @@ TEST(OpenFiles, AreClosedOnExec) {
   EXPECT_EQ(process.finish().exitStatus, 0);
 }
 
-// ---- files of ours that are read back
+// ---- files of the filter that are read back
 
 // Puts something else in the place of a file while the job waits.
 TEST(ReadBack, IsNoLinkToAFileElsewhere) {
@@ -317,8 +317,8 @@ TEST(ReadBack, IsNoLinkToAFileElsewhere) {
   }
 }
 
-// The reordered job may be replaced between its writing and its opening: it is opened as a file
-// of ours all the same.
+// The reordered job may be replaced after it was written and before it is opened: the opening
+// checks that it is still the filter's file.
 TEST(ReadBack, OfTheReorderedJobFollowsNoLink) {
   const TemporaryDirectory outside;
   writeFile(outside.file("elsewhere"), kForeign);
@@ -357,7 +357,7 @@ TEST(DebugFileName, MayHoldDots) {
 
 // ---- what is only read
 
-// The job is printed as without the file, and soon, though nobody writes into the pipe.
+// The job is printed as without the file, and does not wait for a writer of the pipe.
 void expectPrintedSoon(const Job& job, std::string_view err) {
   Process process(job.program(), job.argv(), job.environment());
   process.write(kText);
@@ -366,7 +366,7 @@ void expectPrintedSoon(const Job& job, std::string_view err) {
   expectOutcome(process.finish(), join(plainHeader(), kText, trailer()), err);
 }
 
-// Something that is no file, below a directory of its own.
+// Something other than a regular file, in a directory of its own.
 class NoFile {
  public:
   enum Kind { pipe, heldPipe, awaitedPipe, endless };
@@ -384,7 +384,7 @@ class NoFile {
       EXPECT_TRUE(sleeps(awaiting_));
     }
   }
-  // Nobody must have opened the pipe: its writer would have lost what it writes.
+  // The filter must not have opened the pipe: its writer would lose what it writes.
   ~NoFile() {
     if (writer_ >= 0) close(writer_);
     if (awaiting_ < 0) return;
@@ -451,7 +451,7 @@ TEST(FileOfTheSystem, IsAPpdWithoutLines) {
   expectPrintedSoon(job, tmpLines(job));
 }
 
-// A file of many gigabytes, most of it a hole, that begins and ends with these bytes.
+// A sparse file of many gigabytes that begins and ends with these bytes.
 std::string hugeFile(const TemporaryDirectory& directory, std::string_view begin, off_t size,
                      std::string_view end) {
   std::string path = directory.file("huge");
@@ -474,7 +474,7 @@ TEST(HugeFile, IsAPpdOnlyUpTo64MiB) {
       tmpLines(job));
 }
 
-// A line that begins there is beyond them, one that ends there is not.
+// A line that begins at the limit is not read, one that ends there is.
 TEST(HugeFile, IsAPpdOfExactly64MiB) {
   for (const off_t size : {off_t{1} << 26, (off_t{1} << 26) - 1}) {
     const TemporaryDirectory directory;

@@ -1,5 +1,5 @@
-// System calls that a signal interrupts and that read or write less than they could: no byte is
-// lost or doubled by it.
+// System calls that a signal interrupts, or that read or write less than they could, do not lose or
+// duplicate a byte.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,8 +13,8 @@
 namespace jobshaper::testing {
 namespace {
 
-// Runs the job as it is and with every call interrupted: both outcomes and captures are the same.
-// The calls named are among those that were interrupted.
+// Runs the job normally and with every call interrupted, and compares outcomes and captures. The
+// named calls must be among those that were interrupted.
 void expectTheSame(Job job, const std::vector<std::string>& calls) {
   const Outcome plain = job.run();
   EXPECT_EQ(plain.exitStatus, 0);

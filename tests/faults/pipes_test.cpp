@@ -1,5 +1,5 @@
-// Jobs that come through a pipe and go through another: large blocks that no rule touches are sent
-// on without being copied, and nobody may notice.
+// Jobs from one pipe to another: large blocks that no rule changes are forwarded without a copy,
+// which must make no difference to sender or reader.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ std::string lines(std::size_t size) {
   return text;
 }
 
-// A filter between two pipes of the test's.
+// A filter between two pipes of the test.
 class PipedJob : public ::testing::Test {
  protected:
   void start(Pipe& in, Pipe& out) {
@@ -47,7 +47,7 @@ class PipedJob : public ::testing::Test {
   std::optional<Process> process_;
 };
 
-// Everything up to the end.
+// Reads everything to the end.
 std::string readAll(const Pipe& pipe, std::size_t atOnce = 65536) {
   std::string all, part(atOnce, '\0');
   for (ssize_t n; (n = read(pipe.reading(), part.data(), part.size())) > 0;) {
@@ -56,7 +56,8 @@ std::string readAll(const Pipe& pipe, std::size_t atOnce = 65536) {
   return all;
 }
 
-// A sender's pipe may keep each write apart. Its reader must read it whole; the filter's need not.
+// A pipe may keep writes apart (O_DIRECT). Its reader must read each write completely; the reader
+// of the filter's output need not.
 TEST_F(PipedJob, OfPacketsIsReadInAnyParts) {
   Pipe in(kLarge, O_DIRECT), out(kLarge);
   std::string text;
@@ -71,9 +72,9 @@ TEST_F(PipedJob, OfPacketsIsReadInAnyParts) {
   EXPECT_EQ(readAll(out, 16), printed(text));
 }
 
-// The sender changes its mind: it keeps writes apart after a large block of lines, when the filter
-// no longer reads what it passes on. The output must not be kept apart, since its reader may lose
-// bytes.
+// The sender begins to keep writes apart only after a large block of lines, when the filter
+// forwards blocks without reading them. The output must not be kept apart, since its reader could
+// lose bytes.
 TEST_F(PipedJob, OfPacketsAfterALargeBlockIsReadInAnyParts) {
   Pipe in(kLarge), out(kLarge);
   start(in, out);
@@ -140,7 +141,7 @@ TEST_F(PipedJob, EndsWithAWholeLineWhenCanceled) {
   EXPECT_EQ(all.substr(all.size() - end.size()), end);
 }
 
-// Nothing that is due is held back while the filter waits.
+// The filter holds back no output while it waits for input.
 TEST_F(PipedJob, IsOutAsFarAsItsLinesHaveEnded) {
   Pipe in(kLarge), out(kLarge);
   start(in, out);

@@ -1,4 +1,4 @@
-// A second process changes a name at the very moment at which the filter uses it.
+// A second process changes what is at a path at the moment at which the filter uses it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -32,7 +32,7 @@ bool opens(const TracedRun& run, const SystemCall& call, std::string_view name) 
   return call.number == SYS_openat && fs::path(run.pathOf(call)).filename() == name;
 }
 
-// While the filter opens the file, and only then, its name is another one of a private file.
+// Only while the filter opens the file, its name is that of a private file.
 TEST_F(Race, OfASecondNameDoesNotReachAnotherFile) {
   const struct {
     const char* name;
@@ -75,7 +75,7 @@ TEST_F(Race, OfASecondNameDoesNotReachAnotherFile) {
   }
 }
 
-// The file is examined before it is opened; then it is another one.
+// Between the check and the opening of the file, another file takes its place.
 TEST_F(Race, AfterTheExaminationOfAPageCountIsLost) {
   const TemporaryDirectory outside;
   const std::string path = outside.file("count");
@@ -93,7 +93,7 @@ TEST_F(Race, AfterTheExaminationOfAPageCountIsLost) {
                 tmpLines(job));
 }
 
-// Until the process has ended, a cancellation ends it by its signal.
+// A cancellation at any time before the process has ended must end it by the signal.
 TEST_F(Race, OfACancellationWithTheEndIsNeverSuccess) {
   Job job;
   job.log(1);

@@ -1,5 +1,5 @@
-// Files that can be opened but not read to their end, or not closed. Nothing is printed in part
-// with status 0, except that a read error ends an ordinary job like the end of its input.
+// Files that can be opened but not read to their end, or not closed without an error. No job is
+// printed in part with status 0, except that a read error counts as the end of an ordinary job.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -28,7 +28,7 @@ class ReadFault : public ::testing::Test {
   }
 };
 
-// Lets the nth read of a file fail that was opened by this name, and in this way.
+// Makes the nth read of a file fail that was opened under this name with these flags.
 void failRead(TracedRun& run, std::string_view name, unsigned mode, int nth) {
   const auto file = std::make_shared<long long>(-1);
   run.before = [file, nth, reads = 0](const SystemCall& call) mutable {
@@ -59,7 +59,7 @@ TEST_F(ReadFault, OfTheReorderedJobFailsTheBooklet) {
   expectNoManualFiles(job);
 }
 
-// A quota or a file server may tell only now that there was no space.
+// A quota or a file server may report only at close() that there was no space.
 TEST_F(ReadFault, OfAClosingFileFailsTheBooklet) {
   const std::string text = join(kTop, pages("123456"));
   int closed = 0;

@@ -20,7 +20,7 @@
 #include "tests/queue/queue_ppd.h"
 #include "tests/support/instrumented.h"
 
-// Set by a build that counts which lines have run, because it writes files of its own.
+// Set by a build that measures coverage, because that writes files itself.
 #ifndef COUNTS_LINES
 #define COUNTS_LINES 0
 #endif
@@ -67,7 +67,7 @@ constexpr long kAllowed[] = {
     SYS_close,
     SYS_dup,     // jobshaper-queue
     SYS_ioctl,   // the same, for a job that it refuses
-#ifdef SYS_dup2  // the same, for a job that it holds
+#ifdef SYS_dup2  // the same, for a job that it keeps in a file
     SYS_dup2,
 #else
     SYS_dup3,
@@ -194,7 +194,7 @@ class CallFilter {
     ifNot(number, 1);
     answer(action);
   }
-  // Skips this many steps unless the value is equal, or has one of these bits.
+  // Skips this many instructions unless the value is equal, or has one of these bits.
   void ifNot(std::int64_t value, std::uint8_t steps) {
     code_.push_back(
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(value), 0, steps));
@@ -208,7 +208,7 @@ class CallFilter {
 
 Outcome runConfined(Job job, std::string input) {
   job.asanOption("detect_leaks=0");                             // leak detection starts a process
-  const bool queue = job.program() == Job().queue().program();  // the C library reads a cache there
+  const bool queue = job.program() == Job().queue().program();  // there the C library reads a cache
   const CallFilter filter(job.program().c_str(), queue);
   return job.input(std::move(input)).run([&] { filter.install(); });
 }

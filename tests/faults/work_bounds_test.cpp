@@ -1,4 +1,4 @@
-// How much memory, time and disk a job may cost, whatever is in it.
+// The most memory, time and disk space that a job may need, whatever it contains.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -26,7 +26,7 @@ constexpr std::size_t kMiB = 1024 * 1024;
 
 // ---- memory
 
-// A text and how often it comes.
+// A text and how often it is repeated.
 struct Part {
   std::string text;
   std::size_t times = 1;
@@ -64,7 +64,7 @@ void expectParts(int descriptor, const Parts& parts) {
   EXPECT_EQ(read(descriptor, buffer.data(), 1), 0);
 }
 
-// A run in 64 MiB of memory, its input written and its output compared as it goes.
+// A run in 64 MiB of memory, whose output is compared while its input is written.
 void expectInLittleMemory(const Job& job, const Parts& input, const Parts& output,
                           std::string (*messages)(const Job&) = tmpLines) {
   int in[2], out[2];
@@ -84,7 +84,7 @@ void expectInLittleMemory(const Job& job, const Parts& input, const Parts& outpu
     close(in[1]);
   });
   expectParts(out[0], output);
-  close(out[0]);  // a run that has gone wrong ends as well
+  close(out[0]);  // lets a failed run end, too
   writer.join();
   expectOutcome(process.finish(), "", messages(job));
 }
@@ -103,7 +103,7 @@ TEST(Memory, DoesNotGrowWithAnOrdinaryJob) {
                        {{plainHeader() + "%!PS\n"}, pages, {"%%EOF" + trailer()}});
 }
 
-// A page-size feature that never ends is repeated whole, however long it is.
+// A page-size feature is repeated completely, however long it is.
 TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
   const Part filler = sized("0 0 moveto (of the feature) show\n", scaled(100 * kMiB));
   const std::string begin = "%%BeginFeature: *PageSize A4\n";
@@ -118,7 +118,7 @@ TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
                         {source + close + trailer()}});
 }
 
-// It comes from the driver's directory; ours have a few KiB. More than 16 MiB is as good as none.
+// An instruction page of more than 16 MiB is not used; those of the package have a few KiB.
 TEST(Memory, DoesNotGrowWithAnInstructionPage) {
   const TemporaryDirectory directory;
   const std::string path = directory.file("de_DE.lproj/instruction(null)");
@@ -138,7 +138,7 @@ double seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-// What the processor does for this job. Its output goes nowhere.
+// Returns the CPU time of this job in seconds. The output is discarded.
 double workOf(Job job, std::string_view text) {
   job.fileWith(text);
   rusage before{}, after{};
@@ -156,8 +156,8 @@ std::string repeated(std::string_view text, std::size_t bytes) {
   return result;
 }
 
-// A job of eight times the size costs little more than eight times the work; work that grows with
-// the square would be 64 times as much.
+// A job of eight times the size needs little more than eight times the work; quadratic work would
+// be 64 times as much.
 void expectLinear(const Job& job, const std::function<std::string(std::size_t)>& text,
                   std::size_t bytes) {
   bytes = std::max<std::size_t>(scaled(bytes), 1024);
@@ -209,7 +209,8 @@ std::string withSources(std::size_t block, std::size_t times) {
          repeated("*InputSlot cleartomark\n", 23 * times);
 }
 
-// Repeating a feature costs what it prints, whichever of the two numbers grows.
+// The work of repeating a feature grows only with what is printed, whether the feature is longer or
+// repeated more often.
 TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
   for (const char* options : {"", "QVBookletFold=BiFold"}) {
     Job job;
@@ -223,13 +224,13 @@ TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
 
 // ---- disk
 
-// Every page is moved on its own, and the longest of the files holds half of them.
+// Each page is moved separately, and the longest of the files contains half of the pages.
 TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
   const std::size_t count = std::max<std::size_t>(scaled(5000), 200);
   const std::string text = repeated("%%Page:\n", 8 * count);
   Job job = manualJob(text);
   job.preload("small_disk").env("DISK_SIZE", "131072");
-  // Besides, there are the two passes' requests, and the blank page.
+  // There are also the requests for the two passes, and the blank page.
   const FileSizeLimit limit(text.size() + 1024);
   expectOutcome(job.run(),
                 join(plainHeader(), kFirstPass, kInstruction, text.substr(0, text.size() / 2),

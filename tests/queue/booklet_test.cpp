@@ -1,4 +1,4 @@
-// Which jobs become booklets, and how the pages of a held job are found and put on the sides.
+// Which jobs become booklets, and how the pages of a held job are found and arranged.
 #include "queue/booklet.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// The entry program as CUPS starts it. What it answers is what the filter answers to the job with
-// completed options.
+// jobshaper-queue as CUPS starts it: its output is that of the filter for the job with completed
+// options.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -29,10 +29,10 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-// Kept in the printer, but without a title, which would be its name there.
+// A job that the printer keeps, without a title, which would be its name there.
 const Strings kJob = {"Office", "42", "ada", "", "3", "PrintTo=JRVerify"};
 const std::string kOptions = "PrintTo=JRVerify com.apple.print.PrintSettings.PMCopies..n.=3";
-// Whose pages stay as they come.
+// A PPD file whose default is not to arrange the pages.
 const std::string kFoldPpd = ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold") +
                                      ppdOption("QvnBookletPages", "Arrange Arranged", "Arranged"));
 const std::string kInput = bytes(
@@ -310,7 +310,7 @@ TEST(ArrangedJob, ThatCannotBeKeptIsReported) {
     return "\nERROR: The job cannot be kept in " + queue.environment["TMPDIR"] + ": " + reason +
            ". Free space there or make it writable, and restart the job.\n";
   };
-  // None of the job, all of it but not the sides made of it.
+  // The disk holds nothing; then the job, but not the sides made from it.
   for (const std::size_t limit : {std::size_t{0}, kPages.size()}) {
     const FileSizeLimit fileSize(limit);
     const Outcome outcome = queue.run(kBookletJob, kPages);
@@ -348,7 +348,7 @@ TEST(RefusedJob, SendsNothingAndTellsItsUserWhy) {
     EXPECT_EQ(outcome.exitStatus, 1) << options;
     EXPECT_TRUE(outcome.err.starts_with("\nERROR: Not printed: ")) << outcome.err;
     EXPECT_EQ(outcome.err.find('\n', 1), outcome.err.size() - 1) << outcome.err;
-    // Not even a wrong PIN is told to others.
+    // Not even a wrong PIN is in the messages.
     EXPECT_EQ(outcome.err.find("secret"), std::string::npos);
     EXPECT_EQ(outcome.err.find("47"), std::string::npos);
   }
@@ -363,7 +363,7 @@ TEST(RefusedJob, EndsAfterItsMessageHasBeenRead) {
   ::close(pipe[1]);
   char text[200];
   ASSERT_EQ(::read(pipe[0], text, 1), 1);
-  ::usleep(100000);  // in which it would end
+  ::usleep(100000);  // in which it would end if it did not wait
   siginfo_t ended = {};
   ASSERT_EQ(::waitid(P_PID, static_cast<id_t>(process.pid()), &ended, WEXITED | WNOHANG | WNOWAIT),
             0);
@@ -418,7 +418,7 @@ TEST(BadPpd, OfAnotherMaker) {
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
-// Little memory and processor time, with which libcups could not read these files.
+// Limits memory and processor time, so that libcups could not read these files.
 void limitResources() {
   const rlimit time = {20, 20};
   ::setrlimit(RLIMIT_CPU, &time);

@@ -1,4 +1,4 @@
-// What the entry program puts after a job's options, for which job.
+// The options that jobshaper-queue adds to a job.
 #include "queue/option_string.h"
 
 #include <cups/cups.h>
@@ -21,8 +21,8 @@
 namespace jobshaper::testing {
 namespace {
 
-// The log says once a process where its directory is. The messages of a test are without that,
-// whether it runs alone or after others.
+// The log names its directory once per process. Marks that as done, so that the messages of a test
+// do not depend on whether it runs alone.
 [[maybe_unused]] const bool kLogIsSilent = logDoneSetup = true;
 
 constexpr char kNoPpd[] = "";
@@ -47,7 +47,7 @@ std::string completed(const std::string& options, const std::string& ppd = kNoPp
   return completedJob(job).options;
 }
 
-// What is after the job's own options, which must be there byte for byte.
+// Returns what follows the job's own options, which must be unchanged.
 std::string added(const std::string& options, const std::string& ppd = kNoPpd,
                   const std::string& copies = "1") {
   const std::string all = completed(options, ppd, copies);
@@ -59,7 +59,7 @@ std::string added(const std::string& options, const std::string& ppd = kNoPpd,
   return !options.empty() && rest.starts_with(" ") ? rest.substr(1) : rest;
 }
 
-// The options that the filter makes of a string.
+// The options that the filter parses from a string.
 argumentStore::Options filterOptions(const std::string& text) {
   argumentStore store;
   store.initWithOptionString(text.c_str());
@@ -193,7 +193,7 @@ std::set<std::string> namesInSources() {
 TEST(MarkedChoices, AreThoseOfEveryOptionThatTheFilterReads) {
   std::set<std::string> names = namesInSources();
   ASSERT_GE(names.size(), 20U);
-  ASSERT_EQ(names.erase("JRHOLDKEY"), 1U);  // a PIN that everyone has is none
+  ASSERT_EQ(names.erase("JRHOLDKEY"), 1U);  // a PIN that everyone knows is useless
   std::string text;
   for (const std::string& name : names) text += ppdOption(name, "One Two", "Two");
   const argumentStore::Options options = filterOptions(completed("", ppdWith(text)));
@@ -222,7 +222,7 @@ TEST(UnusablePpd, AddsNothing) {
 
 // ---- choices that the printer has
 
-// What is written on standard error meanwhile.
+// Returns what `work` writes to standard error.
 template <typename Work>
 std::string said(Work work) {
   ::testing::internal::CaptureStderr();
@@ -495,7 +495,7 @@ TEST(Setting, ComesInTheOrderOfTheBuilder) {
   std::string ppd;
   std::string lines;
   for (const Row& row : rows) {
-    ppd = ppdOption(row.option, row.choice, row.choice) + ppd;  // the other way round
+    ppd = ppdOption(row.option, row.choice, row.choice) + ppd;  // in the other order
     lines.append("@PJL SET ").append(row.line).append("\n");
   }
   EXPECT_EQ(settingLines("", ppdWith(ppd)), lines);
@@ -520,7 +520,7 @@ TEST(HeaderText, IsMadeOfEveryTextOfAUser) {
   const std::string evil = "x\\\"\\\n@PJL\\ SET";
   const std::string clean = "=x\\'\\ @PJL\\ SET";
   for (const char* name : {"JRUSERNAME", "JAUSERID", "JAACCTNUM", "JADEPTNUM"}) {
-    // Also where libcups takes the string, but nothing can be added to it.
+    // Also if libcups parses the string, but nothing can be appended to it.
     for (const std::string rest : {"", " z={b"}) {
       argumentStore::Options options;
       const std::string warning =
@@ -551,7 +551,7 @@ TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
           "it.\n");
   EXPECT_EQ(said([&] { EXPECT_EQ(completed("a=1 " + name + "=x", kNoPpd, "x"), "a=1"); }),
             "\nWARNING: " + name + "=x is not a number of copies; it is ignored. lp -n sets it.\n");
-  // In a string to which nothing can be added, too.
+  // Also in a string that nothing can be appended to.
   EXPECT_NE(said([&] {
               EXPECT_EQ(filterOptions(completed(name + "=x z={b", kNoPpd, "3"))[name], "3");
             }).find("is not a number of copies"),
@@ -691,7 +691,7 @@ TEST(Accounting, OfOneValueDoesNotTouchTheNext) {
 TEST(Accounting, OfEveryByteReachesTheFilter) {
   for (int byte = 1; byte < 256; ++byte) {
     for (const char* around : {"", "x", "{", "}", "'", "\"", "\\", " "}) {
-      // In front, in the middle and at the end of a value that has to be converted.
+      // At the start, in the middle and at the end of a value that has to be converted.
       const std::string mac = around + std::string(1, static_cast<char>(byte)) + "\xDF" + around;
       const std::string utf8 = utf8FromMacRoman(mac);
       std::string quoted;

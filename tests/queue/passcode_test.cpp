@@ -1,4 +1,4 @@
-// The PIN of a confidential job: which one the printer is told, and which jobs are not printed.
+// The PIN of a confidential job: which one is sent, and which jobs are not printed.
 #include "queue/passcode.h"
 
 #include <gtest/gtest.h>
@@ -132,9 +132,9 @@ TEST(Passcode, OfAnotherFormIsRefused) {
       {"job-password=Custom.4711", badPassword},
       {"job-password=4711 job-password-encryption=sha2-256", encrypted},
       {"job-password=4711 job-password-encryption=", encrypted},
-      // the job's own key counts
+      // JRHOLDKEY wins
       {"job-password=4711 PrintTo=JRConf JRHOLDKEY=x", bad},
-      // where nothing can be added
+      // in a string that nothing can be appended to
       {"PrintTo=JRConf JRHOLDKEY=x a={b", bad},
       {"job-password=x a={b", badPassword},
   };

@@ -21,7 +21,7 @@ inline std::string ppdOption(std::string_view name, std::string_view choices,
   return text + "*CloseUI: " + keyword + "\n";
 }
 
-// The least that libcups takes for a PPD file, with `options` in it.
+// The smallest PPD file that libcups accepts, with `options` in it.
 inline std::string ppdWith(std::string_view options) {
   return "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*FileVersion: \"1.0\"\n"
          "*LanguageVersion: English\n*LanguageEncoding: ISOLatin1\n*PCFileName: \"QVTEST.PPD\"\n"

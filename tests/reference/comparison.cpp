@@ -6,7 +6,8 @@
 namespace jobshaper::reference {
 namespace {
 
-// Both in full when they are short, and in any case around the first difference.
+// Adds both texts to the report: all of them if they are short, else the part around the first
+// difference.
 void compare(std::string_view what, const std::string& expected, const std::string& actual,
              std::string& report) {
   if (expected == actual) return;
@@ -23,7 +24,7 @@ void compare(std::string_view what, const std::string& expected, const std::stri
             literal(std::string_view(actual).substr(std::min(begin, actual.size()), length)) + "\n";
 }
 
-// Tries changes for a few seconds and keeps those after which the two still differ.
+// Tries changes to a job for a few seconds, and keeps those with which the outputs still differ.
 template <typename Job>
 class Shrinker {
  public:
@@ -40,7 +41,7 @@ class Shrinker {
     return true;
   }
 
-  // Takes ever smaller stretches away.
+  // Tries to remove ranges of bytes, the largest first.
   void shrinkBytes(const std::function<std::string&(Job&)>& bytes) {
     bool again = true;
     while (again && Clock::now() < end_) {

@@ -1,4 +1,4 @@
-// The filter against the reference implementation, on one job at a time.
+// Compares the filter with the reference implementation, on one job at a time.
 #pragma once
 
 #include <functional>
@@ -10,20 +10,19 @@
 
 namespace jobshaper::reference {
 
-// Whether the filter made of the job what the reference implementation makes of it. If not,
-// `report` says what differs, with the whole job; the job is as it came, not made smaller.
+// Whether filter and reference implementation have the same output for the job. If not, `report`
+// gets the differences and the whole job, which is not reduced.
 bool matchesReference(const RandomJob& random, std::string& report);
 bool matchesReference(const ReorderingJob& random, std::string& report);
 
-// The same for a run that the caller has made.
+// The same for the output of a run that the caller made.
 bool matchesReference(const RandomJob& random, const FilterOutput& actual, std::string& report);
 
-// One page moved by the filter and by the reference implementation: side file, reversed file and
-// page number from random numbers.
+// Compares how both move one page, with a random side file, reversed file and page number.
 bool rearrangesLikeReference(std::uint64_t seed, std::string& report);
 
-// The smallest job found that still differs: options, bytes and reads that do not matter are
-// taken away. `same` compares.
+// Reduces a job for which `same` returns false: removes options, bytes and reads while it still
+// returns false. Returns the smallest job found.
 template <typename Job>
 using Comparison = std::function<bool(const Job&, std::string& report)>;
 RandomJob smallest(RandomJob random, const Comparison<RandomJob>& same);

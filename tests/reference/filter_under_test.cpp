@@ -21,7 +21,7 @@
 #include "platform/files.h"
 #include "platform/system.h"
 
-// Under the sanitizers: where their reports go, as standard error is not at its place.
+// Sends the reports of sanitizers to this file, because standard error is redirected.
 extern "C" __attribute__((weak)) void __sanitizer_set_report_fd(void* descriptor);
 
 namespace jobshaper::reference {
@@ -36,7 +36,7 @@ constexpr const char* kManualFiles[] = {"/qvn_manualPS", "/pageReOrdered", "/pag
   std::abort();
 }
 
-// A file without a name, used again and again.
+// A file in memory, reused by each run.
 class MemoryFile {
  public:
   MemoryFile() : descriptor_(memfd_create("output", MFD_CLOEXEC)) {
@@ -76,14 +76,14 @@ class MemoryFile {
   int descriptor_;
 };
 
-// Standard error in a file for as long as this lives.
+// Redirects standard error to a file while this object exists.
 class StandardErrorAside {
  public:
   explicit StandardErrorAside(MemoryFile& file) : file_(file) {
     static const int own = [] {
       const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
       if (copy >= 0 && __sanitizer_set_report_fd) {
-        // The sanitizers take a number in the shape of a pointer.
+        // The function takes a number in a pointer.
         // NOLINTNEXTLINE(performance-no-int-to-ptr)
         __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::intptr_t>(copy)));
       }
@@ -110,12 +110,12 @@ class StandardErrorAside {
   int own_ = -1;
 };
 
-// The job's bytes, to be read in small parts: from a pipe whose packets have random sizes, or,
-// where it cannot hold the job, from a file in blocks of one random size.
+// Delivers the job in small reads: from a pipe with packets of random sizes, or, if the job does
+// not fit into a pipe, from a file in blocks of one random size.
 class Feeder {
  public:
   Feeder(const std::string& bytes, const Delivery& delivery) {
-    // A small job comes in reads as small as wanted; a large one would take too long.
+    // Only small jobs are delivered in very small reads; large ones would take too long.
     std::size_t largest = delivery.largestRead == 0 ? bytes.size() + 1 : delivery.largestRead;
     largest = std::max(largest, bytes.size() / 100 + 1);
     if (delivery.pipe && largest <= kLargestPacket) fillPipe(bytes, delivery.seed, largest);
@@ -128,7 +128,7 @@ class Feeder {
 
   Descriptor takeReadingEnd() { return std::move(reading_); }
 
-  // How many bytes are to be read at once; 0 for as many as there are.
+  // The number of bytes to read at a time; 0 for all that are available.
   std::size_t block() const { return block_; }
 
  private:

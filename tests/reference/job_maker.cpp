@@ -34,7 +34,7 @@ constexpr std::string_view kTexts[] = {
 };
 constexpr std::size_t kTextCount = std::size(kTexts);
 
-// What is around the texts: nothing that a rule looks for.
+// What surrounds the triggers: nothing that matches a rule.
 constexpr std::string_view kFillers[] = {
     "",
     " ",
@@ -88,8 +88,7 @@ class Writer {
  public:
   explicit Writer(RandomGenerator& generator) : random_(generator) {}
 
-  // A job in which only some kinds of fragments and texts occur, so that jobs differ in which
-  // rules meet.
+  // Each job has only some kinds of fragments and texts, so that different rules meet in each.
   std::string job(bool booklet) {
     ending_ = random_.below(std::size(kEndings) + 2);
     for (std::size_t& weight : weights_) weight = random_.below(3) * random_.between(1, 4);
@@ -109,7 +108,7 @@ class Writer {
     for (std::size_t i = 0; i < fragments; ++i) fragment(pick(), 0);
     if (random_.oneIn(300)) farApart();
     if (random_.oneIn(4)) damage();
-    // The last line, without its end.
+    // The last line, unterminated.
     if (random_.oneIn(5))
       add(random_.oneIn(4) ? nearly(std::string(text())) : random_.from(kTexts));
     return std::move(job_);
@@ -214,7 +213,7 @@ class Writer {
   void filler() { add(random_.from(kFillers)); }
   std::string_view text() { return random_.from(texts_); }
 
-  // The line ending of the job, or any.
+  // Usually the line end of the job, sometimes any other.
   void end() {
     const std::size_t kind =
         ending_ < std::size(kEndings) && !random_.oneIn(20) ? ending_ : random_.below(17);
@@ -226,7 +225,7 @@ class Writer {
     end();
   }
 
-  // One step away from the text, and now and then two.
+  // Makes one small change to a text, sometimes two, so that it nearly matches.
   std::string nearly(std::string text) {
     for (std::size_t steps = random_.oneIn(5) ? 2 : 1; steps > 0 && !text.empty(); --steps) {
       const std::size_t at = random_.below(text.size());
@@ -274,11 +273,11 @@ class Writer {
     job_.append(length, c);
   }
 
-  // Text at, before, after and across the place where an overlong line is cut.
+  // Text at, before, after and across the position at which an overlong line is split.
   void textAtCut() {
     std::string_view first = text();
     const std::size_t cut = 1024 * (random_.oneIn(4) ? random_.between(1, 4) : 1);
-    // The line begins where the last one ended, or the run is only nearly a line.
+    // How many bytes precede the text: it ends a little before the split, or begins a little after.
     std::size_t length = cut - first.size() - 3 + random_.below(first.size() + 7);
     if (random_.oneIn(4)) {
       add(text());
@@ -312,7 +311,7 @@ class Writer {
     end();
   }
 
-  // Much that no rule touches between two texts: they meet the ends of large reads.
+  // Much unmatched text between two triggers, so that these are at the ends of large reads.
   void farApart() {
     static constexpr std::size_t kSizes[] = {16384, 65536, 131072, 262144, 1048576};
     const std::size_t size = random_.from(kSizes);
@@ -328,7 +327,7 @@ class Writer {
     for (std::size_t i = random_.below(4); i > 0; --i) fragment(pick(), 1);
   }
 
-  // A byte, a line or a part of the job in the wrong place.
+  // Puts a byte, a line or a part of the job in the wrong place.
   void damage() {
     for (std::size_t i = random_.between(1, 4); i > 0 && !job_.empty(); --i) {
       const std::size_t at = random_.below(job_.size());
@@ -361,7 +360,7 @@ class Writer {
   }
 
   void closing() {
-    // The closing line stays in front of a repeated block, which then begins as it does.
+    // The closing line stays before the repeated block, which then begins like it.
     static constexpr std::string_view kStarts[] = {
         "%%BeginProlog", "%%Page: ", "%RBINumCopies: ", "@PJL ", "\x1b%-12345X"};
     if (random_.oneIn(10)) add(random_.from(kStarts));
@@ -406,8 +405,8 @@ class Writer {
             random_.oneIn(3) ? "" : "<< /MediaPosition 1 >> setpagedevice");
   }
 
-  // A page-size block about as large as what the output, or the rules, keep in memory, or larger,
-  // and its uses.
+  // A page-size block about as large as the buffers of the output or of the rules, or larger, and
+  // paper sources that repeat it.
   void largeBlock() {
     static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
     const std::size_t begin = job_.size();
@@ -432,7 +431,7 @@ class Writer {
     if (job_.size() < end) run(end - job_.size());
     job_ += '\n';
     if (cutText) {
-      // A text of the block that no line of it has.
+      // A text across the position at which an overlong line of the block is split.
       const std::string_view whole = random_.oneIn(2) ? "QVBookletFold" : text();
       run(1024 - random_.below(whole.size() + 1));
       add(whole);
@@ -469,7 +468,7 @@ class Writer {
   int page_ = 0;
 };
 
-// The values that the filter knows, and some that are nearly so.
+// The values that the filter knows, and some that are nearly the same.
 constexpr std::string_view kRetention[] = {
     "JRVerify", "JRRepeat",  "JRConf",         "JRReserve", "JRPrinter", "JRVerify",  "JRRepeat",
     "JRConf",   "JRReserve", "JRPrinter",      "jrverify",  "JRVerif",   "JRVerifyX", "JRHOLDKEY",
@@ -522,7 +521,7 @@ constexpr std::string_view kLanguages[] = {
     "en",     "en_US", "en_US.UTF-8", "de_DE",    "fr_FR.UTF-8", "de", "en_GB.UTF-8",
     ".UTF-8", "",      "C",           "de_DE.x.y"};
 
-// By directory: what the page of that language holds. de is there and empty.
+// The content of the instruction page in each directory; that of de is empty.
 const std::map<std::string, std::string>& installedPages() {
   static const std::map<std::string, std::string> pages{
       {"en", "%!PS\n(turn the stack) show\nshowpage\n"},
@@ -559,7 +558,7 @@ class OptionMaker {
     if (random_.oneIn(2)) set("PrintTo", kRetention);
     if (random_.oneIn(2)) set(kCopiesName, kCopyCounts);
     if (random_.oneIn(3)) {
-      // A poster needs three things at once.
+      // A poster needs three options together.
       set("QVPosterEnablePS", kSwitches);
       if (!random_.oneIn(8)) set(kCollateName, kSwitches);
       if (random_.oneIn(8)) job_.options.erase("QVPosterEnablePS");
@@ -623,12 +622,12 @@ std::string text(const Delivery& delivery) {
          std::to_string(delivery.seed) + (delivery.byPiece ? ", piece by piece" : "");
 }
 
-// Choices from the bytes of a fuzzer; 0 when there are no more.
+// Takes choices from the bytes of a fuzzer; 0 when there are no more bytes.
 class Choices {
  public:
   explicit Choices(std::string_view bytes) : bytes_(bytes.substr(0, kChoiceBytes)) {}
   std::size_t next() { return at_ < bytes_.size() ? static_cast<unsigned char>(bytes_[at_++]) : 0; }
-  // None for the first value.
+  // No value for the first choice.
   template <typename Rows>
   std::optional<std::string> from(const Rows& rows) {
     const std::size_t choice = next() % (std::size(rows) + 1);
@@ -735,7 +734,7 @@ std::string literal(std::string_view bytes) {
   std::string result = "\"";
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     const auto byte = static_cast<unsigned char>(bytes[i]);
-    // A long run of one byte is only counted.
+    // A long run of one byte is shown as its length.
     std::size_t length = 1;
     while (i + length < bytes.size() && bytes[i + length] == bytes[i]) ++length;
     if (length > 40) {

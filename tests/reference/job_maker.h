@@ -1,5 +1,5 @@
-// Random jobs that are hard on the rewriting rules: the texts that rules look for, what is nearly
-// such a text, whole features, every line ending, cuts, zero bytes, and options to go with them.
+// Makes random jobs that are difficult for the rewriting rules: triggers, texts that nearly match,
+// whole features, every kind of line end, truncation, zero bytes, and matching options.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace jobshaper::reference {
 
-// The same numbers everywhere for the same seed.
+// Returns the same numbers for the same seed on every machine.
 class RandomGenerator {
  public:
   explicit RandomGenerator(std::uint64_t seed) : state_(seed) {}
@@ -35,20 +35,20 @@ class RandomGenerator {
 // How the job reaches the filter.
 struct Delivery {
   bool pipe = false;            // otherwise a file
-  std::size_t largestRead = 0;  // most bytes that a read gives; 0: as many as fit
-  std::uint64_t seed = 0;       // of the sizes of the reads
-  bool byPiece = false;         // each piece goes through the rules on its own, not in one search
+  std::size_t largestRead = 0;  // the most bytes that one read returns; 0: all that fit
+  std::uint64_t seed = 0;       // for the sizes of the reads
+  bool byPiece = false;         // pass each piece to the rules separately, without the search
 };
 
 struct RandomJob {
-  std::uint64_t seed = 0;  // that made the job; 0 for one from bytes
+  std::uint64_t seed = 0;  // of the generator; 0 for a job from bytes
   JobParameters job;
   Delivery delivery;
 };
 
 RandomJob randomJob(std::uint64_t seed);
 
-// A job for the reordering alone: pages, and whether they face up.
+// A job for the reordering alone.
 struct ReorderingJob {
   std::uint64_t seed = 0;
   std::string input;
@@ -60,13 +60,14 @@ struct ReorderingJob {
 
 ReorderingJob randomReorderingJob(std::uint64_t seed);
 
-// The same from a fuzzer's bytes: the first kChoiceBytes, as far as there are so many, choose
-// options and delivery, each byte a fixed one of them; the rest is the job as it is.
+// The same from a fuzzer's bytes: each of the first kChoiceBytes chooses one option or one property
+// of the delivery; the rest is the job.
 inline constexpr std::size_t kChoiceBytes = 16;
 RandomJob jobFromBytes(std::string_view bytes);
 ReorderingJob reorderingJobFromBytes(std::string_view bytes);
 
-// For reports: every setting a line, and the bytes as a C literal, a line of theirs a line.
+// For reports: one line per setting, and the bytes as a C literal with one line per line of the
+// job.
 std::string describe(const RandomJob& random);
 std::string describe(const ReorderingJob& random);
 std::string literal(std::string_view bytes);

@@ -9,7 +9,7 @@
 namespace jobshaper::reference {
 namespace {
 
-// As the print dialog writes a value: what CUPS would take for its own has a placeholder.
+// Writes a value as the print dialog does: with placeholders for characters that CUPS interprets.
 std::string encoded(const std::string& value) {
   std::string result;
   for (const char c : value) {
@@ -52,7 +52,7 @@ FilterOutput runProgram(const RandomJob& random) {
     options += "QVBookletPageCountFilename=" + pageCountPath(*parameters.pageCountFile);
   }
   job.copies(parameters.copiesArgument).options(options);
-  // Without a version the program is the one that is installed, which has no instruction pages.
+  // Without a version, the program is jobshaper itself, which finds no instruction pages here.
   const bool installed =
       parameters.version == 0x1050 && !parameters.manualPpd && random.seed % 2 == 0;
   if (!installed) {

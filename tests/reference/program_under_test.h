@@ -1,4 +1,4 @@
-// The same job through the built program, started as CUPS starts it.
+// Runs the same job with the program, started as CUPS starts it.
 #pragma once
 
 #include "tests/reference/filter_under_test.h"

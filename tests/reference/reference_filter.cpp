@@ -38,7 +38,7 @@ bool equalsInAnyCase(const Value& value, const std::string& lowerCase) {
   return true;
 }
 
-// White space, a sign, digits; clamped to 32 bits.
+// Reads white space, a sign and digits; the result is clamped to 32 bits.
 std::int32_t leadingInteger(const std::string& text) {
   std::size_t at = 0;
   while (at < text.size() && (text[at] == ' ' || (text[at] >= '\t' && text[at] <= '\r'))) ++at;
@@ -129,7 +129,7 @@ Value coverMedia(const std::string& type) {
   return std::nullopt;
 }
 
-// The job on its way through the filter, with everything that is remembered from line to line.
+// The job while it is rewritten, with all state that is kept between lines.
 class Run {
  public:
   explicit Run(const JobParameters& job)

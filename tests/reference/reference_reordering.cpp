@@ -8,7 +8,7 @@ const char kFirstPass[] =
 const char kSecondPass[] =
     "statusdict dup /setmanualduplexmode known {begin 2 setmanualduplexmode end}{pop}ifelse\n";
 
-// Mac OS Roman from 0x80 on, as Apple maps it.
+// The code points of Mac OS Roman from 0x80, in Apple's mapping.
 // clang-format off
 const char32_t kMacRoman[128] = {
     0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1,  // 80
@@ -38,7 +38,7 @@ bool beginsWith(const std::string& line, const std::string& text) {
   return true;
 }
 
-// What is written of a line: its text up to a zero byte.
+// The part of a line that is written: its text up to a zero byte.
 std::string written(const std::string& line) {
   std::string result;
   for (const char c : line) {
@@ -134,7 +134,7 @@ ReorderedJob reorder(const std::string& input, const std::optional<std::string>&
       even.side += written(whole);
     }
   }
-  // A last line without a terminator is dropped.
+  // An unterminated last line is dropped.
 
   std::string blankPage = prefix + "cg_md begin\nbp\nsdmtx\nep\nend\n";
   if (version < 0x1050) blankPage += "userdict /ESPsave get restore\n";

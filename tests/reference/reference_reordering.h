@@ -1,5 +1,5 @@
-// What a manual booklet must be reordered into, worked out a second time in the plainest way:
-// whole strings instead of files, one byte after the other. Shares no code with the filter.
+// Reorders a manual booklet in the plainest way: whole strings instead of files, one byte after the
+// other. Shares no code with the filter.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ struct ReorderedJob {
   std::string evenSide;               // pageEven
   std::string reversedEvens;          // newEvenOrder
   std::string reversedOdds;           // newOddOrder
-  std::optional<std::string> header;  // headerPS: only for pages that face up
+  std::optional<std::string> header;  // headerPS: with orientation "Up" only
   std::string output;                 // the reordered job
 };
 
@@ -24,7 +24,7 @@ struct PageFiles {
   std::string reversed;
 };
 
-// The page in the side file goes to the front of the reversed file, before page `pageNumber`.
+// Moves the page in the side file to the start of the reversed file, as before page `pageNumber`.
 void rearrange(std::int32_t pageNumber, PageFiles& files);
 
 // `orientation` is "Up", "Down" or none.

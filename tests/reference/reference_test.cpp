@@ -1,6 +1,6 @@
-// The filter against the reference implementation on random jobs. JOBSHAPER_REFERENCE_JOBS says on
-// how many, and JOBSHAPER_REFERENCE_SEED where the seeds begin: job i has that number plus i, so
-// that one that differs can be had again alone.
+// Compares the filter with the reference implementation on random jobs. JOBSHAPER_REFERENCE_JOBS is
+// the number of jobs, and JOBSHAPER_REFERENCE_SEED the seed of the first; each further job has the
+// next seed, so that a job that differs can be repeated alone.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -22,7 +22,7 @@ std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
 std::uint64_t jobs() { return numberFrom("JOBSHAPER_REFERENCE_JOBS", 5000); }
 std::uint64_t firstSeed() { return numberFrom("JOBSHAPER_REFERENCE_SEED", 1); }
 
-// At least one job, whatever the share.
+// A fraction of the jobs, at least one.
 std::uint64_t shareOfJobs(std::uint64_t share) { return (jobs() + share - 1) / share; }
 
 template <typename Job, typename Make>
@@ -79,7 +79,7 @@ TEST(ReferenceComparison, AgreesOnJobsFromBytes) {
   }
 }
 
-// The comparison itself: whatever is not as it should be is told.
+// Tests the comparison itself: it reports every difference.
 TEST(ReferenceComparison, TellsEveryDifference) {
   RandomJob random;
   random.job.input = "%!PS\n@PJL JOB\n%%Page: 1 1\n";
@@ -132,8 +132,8 @@ TEST(ReferenceComparison, JobsAreTheSameForTheSameSeed) {
   EXPECT_NE(describe(randomReorderingJob(5)), describe(randomReorderingJob(6)));
 }
 
-// Results typed manually, so that the reference implementation and the filter cannot be wrong
-// together.
+// Expected results that are written out, so that the reference implementation and the filter cannot
+// be wrong together.
 TEST(ReferenceComparison, ReordersPagesOfAShortJob) {
   const std::string first =
       "statusdict dup /setmanualduplexmode known {begin 1 setmanualduplexmode end}{pop}ifelse\n";

@@ -1,5 +1,5 @@
-// Starts the built filter the way CUPS does: argument vector, environment and
-// three pipes; and collects what it answers.
+// Starts a program as CUPS does, with arguments, environment and three pipes, and collects its
+// output.
 #pragma once
 
 #include <sys/types.h>
@@ -15,7 +15,7 @@
 
 namespace jobshaper::testing {
 
-// What a finished run left.
+// The result of a run.
 struct Outcome {
   std::string out;      // standard output, every byte
   std::string err;      // standard error, every byte
@@ -38,34 +38,34 @@ class TemporaryDirectory {
   std::string path_;
 };
 
-// Whole file as bytes; a missing file fails the test and reads as "".
+// Returns the bytes of a file; for a missing one, fails the test and returns "".
 std::string readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);
 
-// What a started process does to itself before it becomes the program: limits, other descriptors.
+// Called in the new process before it executes the program, for example to set limits.
 using BeforeExec = std::function<void()>;
 
 class Job;
 
-// A started process whose input is fed step by step.
+// A running process, whose input the test writes step by step.
 class Process {
  public:
   explicit Process(const Job& job, const BeforeExec& beforeExec = nullptr);
   Process(const std::string& program, const std::vector<std::string>& argv,
           const std::map<std::string, std::string>& environment,
           const BeforeExec& beforeExec = nullptr);
-  ~Process();  // kills a process that still runs
+  ~Process();  // kills the process if it is still running
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  void write(std::string_view bytes);  // all of them; reads output meanwhile
+  void write(std::string_view bytes);  // writes all of them, and reads output at the same time
   void closeInput();
   // Reads until standard output (standard error) holds this many bytes in all; false after 20 s.
   bool waitForOutput(std::size_t bytes);
   bool waitForError(std::size_t bytes);
   // Like waitForOutput, until the text occurs.
   bool waitForOutputText(std::string_view text);
-  void closeOutput();  // the reader of standard output leaves
+  void closeOutput();  // closes the reading end of standard output
   void kill(int signal);
   pid_t pid() const { return pid_; }
   const std::string& out() const { return outcome_.out; }
@@ -84,9 +84,9 @@ class Process {
   Outcome outcome_;
 };
 
-// One print job. Defaults: job id "42", user "ada", title "Title", copies "1", no
-// options, job on standard input, DEVICE_URI "socket://printer", PPD unset, TMPDIR a
-// new directory; the environment holds nothing else.
+// One print job. Defaults: job id "42", user "ada", title "Title", copies "1", no options, job on
+// standard input. The environment contains only DEVICE_URI "socket://printer" and TMPDIR, which is
+// a new directory.
 class Job {
  public:
   Job();
@@ -100,20 +100,20 @@ class Job {
   Job& file(std::string path);                   // argv[6]
   Job& fileWith(std::string_view bytes);         // argv[6], a new file outside TMPDIR
   Job& arguments(std::vector<std::string> all);  // replaces argv[1]...
-  // The system version, as jobshaperAt takes it: "0x1049" or "failed". Without this
-  // call the run is jobshaper itself.
+  // The system version for jobshaperAt: "0x1049" or "failed". Without this call, the program is
+  // jobshaper itself.
   Job& version(std::string value);
-  // The run is jobshaper-queue.
+  // The program is jobshaper-queue.
   Job& queue();
   Job& env(const std::string& name, std::string value);
   Job& unsetEnv(const std::string& name);
-  Job& asanOption(const std::string& option);  // counts in a build with the address sanitizer
+  Job& asanOption(const std::string& option);  // used only in builds with the address sanitizer
   // Loads a library of tests/support/ into the program, before the C library.
   Job& preload(const std::string& library);
   Job& ppd(std::string_view text);  // PPD names a new file with this text
   Job& capture();                   // puts the capture marker into TMPDIR
-  // Switches the diagnostic log on: writes the settings file into TMPDIR. The debug
-  // file is TMPDIR/"debug.log".
+  // Turns on the diagnostic log: writes the settings file into TMPDIR. The debug file is
+  // TMPDIR/"debug.log".
   Job& log(int level, int module = 1);
 
   const std::string& tmp() const { return tmp_->path(); }
@@ -135,7 +135,7 @@ class Job {
   std::shared_ptr<TemporaryDirectory> other_;
 };
 
-// Bytes with their zeros: a literal loses what follows "\0" when it becomes a string_view.
+// The bytes of a literal, including zero bytes, at which a string_view of it would end.
 template <std::size_t n>
 std::string bytes(const char (&literal)[n]) {
   return std::string(literal, n - 1);
@@ -146,9 +146,9 @@ inline std::string operator+(std::string left, std::string_view right) {
   return left.append(right);
 }
 
-// The host name that the header's QJOBINFO line carries on this machine.
+// The host name in the header's QJOBINFO line on this machine.
 std::string hostName();
-// The header of user's job with this name in its USERNAME line and these lines after it.
+// The header of this user's job, with `name` in the USERNAME line and these lines after it.
 std::string headerOf(std::string_view user, std::string_view userName, std::string_view lines);
 // The header of ada's job with these lines before the switch to PostScript.
 std::string headerWith(std::string_view lines);
@@ -162,20 +162,20 @@ std::string trailer();
 inline constexpr std::string_view kCaptureOn = "INFO: Logging enabled by the user.\n";
 // Standard error of a run for an AppleTalk printer.
 inline constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk connection\n";
-// The two lines with which every run that gets past its argument check opens standard error.
+// The first two lines on standard error of every run with the right number of arguments.
 std::string tmpLines(const Job& job);
 // A debug file with process ids, times and source lines masked: "AI######\t[time]\tmain\tL#\t{".
 std::string maskLog(std::string_view log);
-// A record of a masked debug file.
+// Makes a record of a masked debug file.
 std::string logRecord(std::string_view function, std::string_view message);
-// The records "{" and "}" of a function that does not write others.
+// The records "{" and "}" of a function that writes no others.
 std::string logBraces(std::string_view function);
 // Runs the job with the diagnostic log and returns its masked debug file.
 std::string maskedLogOf(Job job);
 // The part of maskedLogOf(job) after the last line of the header.
 std::string logAfterHeader(const Job& job);
 
-// The line of a test that called a check. Failures point at it.
+// The line of the test that called a check, which failures show.
 struct Where {
   static Where here(const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     return {file, line};

@@ -30,7 +30,7 @@ int create(const std::string& path) {
   return file;
 }
 
-// False when the reader has left.
+// Returns false if the reader has closed its end.
 bool writeAll(int file, const char* bytes, std::size_t size) {
   while (size > 0) {
     const ssize_t n = ::write(file, bytes, size);
@@ -101,7 +101,7 @@ int main(int argc, char* argv[]) {
   const pid_t child = fork();
   if (child < 0) fail("fork");
   if (child == 0) {
-    // Outlives a canceled job, and keeps nothing open that other processes wait for.
+    // Survives the cancellation of the job, and closes everything that other processes wait for.
     signal(SIGTERM, SIG_IGN);
     signal(SIGPIPE, SIG_IGN);
     for (int i = 1; i < 64; ++i) {

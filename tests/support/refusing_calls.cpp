@@ -1,11 +1,11 @@
 // Loaded into the filter before the C library. REFUSED_CALL names what fails as it does on a
 // system that lacks or forbids it:
 //   tee, splice    always
-//   fchmod         always, as on a disk that knows no permissions
-//   pipe size      a larger pipe is not granted; a look into a small one then ends the process
-//   copy           what tee has shown first can be read to its half only at once
+//   fchmod         always, as on a disk without permissions
+//   pipe size      a pipe cannot be enlarged; peeking at a small one then ends the process
+//   copy           only half of what the first tee has duplicated can be read at once
 //   writing        as on a read-only disk
-//   ownership      a file that everybody may write to belongs to another user
+//   ownership      a file that everyone can write to belongs to another user
 //   null device    /dev/null is missing
 // A run in which nothing was refused ends with status 97.
 
@@ -35,7 +35,7 @@ bool refuse(const char* call, int error) {
   return true;
 }
 
-// The read that follows a look is short.
+// The read that follows a tee is short.
 bool shortensRead = false;
 
 struct Check {
@@ -56,7 +56,7 @@ EXPORTED int fcntl(int descriptor, int command, ...) {
   if (command == F_SETPIPE_SZ && refuse("pipe size", EPERM)) return -1;
   return static_cast<int>(syscall(SYS_fcntl, descriptor, command, argument));
 }
-// The same by the name that large files have given it.
+// The same under its name for large files.
 EXPORTED int fcntl64(int descriptor, int command, ...) __attribute__((alias("fcntl")));
 
 EXPORTED ssize_t tee(int from, int to, size_t size, unsigned flags) {

@@ -1,5 +1,5 @@
 // Preloaded into the filter: all files that it writes share a disk of DISK_SIZE bytes. A file
-// occupies what was written to it or reserved for it.
+// occupies what was written to it or allocated for it.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -42,7 +42,7 @@ File& fileOf(ino_t number) {
   abort();
 }
 
-// Null for a pipe, which is not on the disk.
+// Returns null for a pipe, which is not on the disk.
 File* find(int descriptor) {
   struct stat status {};
   const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);

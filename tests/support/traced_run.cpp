@@ -56,9 +56,8 @@ constexpr bool kKnown = false;
 
 #endif
 
-// The first thing that the filter does is to examine its standard input. Only there the kernel
-// stops a process that asked for this; the loader's calls, more than ten times as many, run
-// untraced.
+// The filter first examines its standard input. The traced process asks the kernel to stop it only
+// at that call, so that the calls of the loader, more than ten times as many, are not traced.
 bool stopAtStartOfMain() {
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -77,7 +76,7 @@ bool stopAtStartOfMain() {
 
 constexpr int kStartOfMain = SIGTRAP | (PTRACE_EVENT_SECCOMP << 8);
 
-// Returns from a wait for a process that does not go on.
+// Ends a wait for a process that hangs.
 class Alarm {
  public:
   Alarm() {
@@ -116,7 +115,8 @@ TracedRun::TracedRun(std::string program, std::vector<std::string> argv,
                      std::map<std::string, std::string> environment)
     : program_(std::move(program)), argv_(std::move(argv)), environment_(std::move(environment)) {
   std::string& options = environment_["ASAN_OPTIONS"];
-  options += (options.empty() ? "" : ":") + std::string("detect_leaks=0");  // it traces, too
+  options += (options.empty() ? "" : ":") +
+             std::string("detect_leaks=0");  // leak detection uses ptrace, too
 }
 
 Outcome TracedRun::run(std::string_view input) {
@@ -179,13 +179,13 @@ void TracedRun::trace() {
         after(call);
         inCall = false;
       } else {
-        // Begins like the information of a call that the kernel's filter stopped.
+        // The information begins like that of a call that the kernel's filter stopped.
         call.number = static_cast<long>(info.entry.nr);
         for (int i = 0; i < 6; ++i) call.arguments[i] = info.entry.args[i];
         atCall(call, error);
         inCall = true;
       }
-    } else if (WSTOPSIG(status_) != SIGTRAP) {  // which comes after execve, too
+    } else if (WSTOPSIG(status_) != SIGTRAP) {  // execve also causes a SIGTRAP
       signal = WSTOPSIG(status_);
     }
     const bool stops = inMain && calls_ <= lastIndex;

@@ -22,7 +22,7 @@ struct SystemCall {
 
 class TracedRun {
  public:
-  // Why this system cannot trace; "" if it can.
+  // Why this system cannot trace processes; "" if it can.
   static std::string obstacle();
 
   TracedRun(std::string program, std::vector<std::string> argv,
@@ -42,8 +42,8 @@ class TracedRun {
   // The path among the arguments of a call: "" if it has none.
   std::string pathOf(const SystemCall& call) const;
   pid_t pid() const { return pid_; }
-  int calls() const { return calls_; }  // how many there were
-  bool hung() const { return hung_; }   // it had to be killed
+  int calls() const { return calls_; }  // the number of calls
+  bool hung() const { return hung_; }   // it was killed because it did not end
 
  private:
   void trace();

@@ -1,6 +1,6 @@
-// What the tests of the diagnostic log share: its process-wide state put back before and
-// after each test, a temporary directory of the test's own, captured standard error, and
-// the sockets of a debugging application.
+// Shared by the tests of the diagnostic log: resets its global state before and after each test,
+// creates a temporary directory, captures standard error, and has the sockets of a debugging
+// application.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,9 +27,9 @@
 
 namespace jobshaper::testing {
 
-// A debug file (or a datagram) with process id and times masked as maskLog does it, but with
-// the source lines kept: "AI######\t[time]\tmain\tL302\t{". Whatever has another form, or the
-// process id of another process, stays as it is.
+// Masks process id and times of a debug file or a datagram like maskLog(), but keeps the source
+// lines: "AI######\t[time]\tmain\tL302\t{". Leaves lines of another form or another process
+// unchanged.
 inline std::string masked(std::string_view log) {
   constexpr std::string_view form = "\t[dd:dd:dd.ddd]\t";
   char pid[16];
@@ -56,7 +56,7 @@ inline std::string masked(std::string_view log) {
   return result;
 }
 
-// The file's text with what the XML format has around every property list.
+// Returns the text of a settings file: `root` within what every XML property list has.
 inline std::string propertyList(std::string_view root) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
@@ -65,7 +65,7 @@ inline std::string propertyList(std::string_view root) {
          std::string(root) + "\n</plist>\n";
 }
 
-// This program's entry; each value is its XML element, an empty one leaves the key out.
+// The entry of this program. Each value is an XML element; an empty one omits the key.
 inline std::string entry(std::string_view level, std::string_view module = "<integer>1</integer>",
                          std::string_view file = "<string>debug.log</string>") {
   const auto pair = [](std::string_view key, std::string_view value) {
@@ -80,7 +80,7 @@ inline std::string integer(long long value) {
   return "<integer>" + std::to_string(value) + "</integer>";
 }
 
-// The next message on a socket, or none within the time.
+// Returns the next message on a socket, or nothing after a timeout.
 inline std::optional<std::string> receive(int socket, int timeoutMs = 5000) {
   pollfd waiting{socket, POLLIN, 0};
   if (::poll(&waiting, 1, timeoutMs) <= 0) return std::nullopt;
@@ -91,7 +91,7 @@ inline std::optional<std::string> receive(int socket, int timeoutMs = 5000) {
   return message;
 }
 
-// Two connected sockets: the log's end and the debugging application's.
+// Two connected sockets: one for the log, one for the debugging application.
 class SocketPair {
  public:
   explicit SocketPair(int type = SOCK_DGRAM) {
@@ -112,7 +112,7 @@ class SocketPair {
 
   int log() const { return log_; }
   int application() const { return application_; }
-  void forgetLog() { log_ = -1; }  // the log has closed it
+  void forgetLog() { log_ = -1; }  // because the log has closed it
   void closeLog() { close(log_); }
   void closeApplication() { close(application_); }
 
@@ -126,7 +126,7 @@ class SocketPair {
   int application_ = -1;
 };
 
-// An unconnected datagram socket for the log, and the bound one it is to reach.
+// An unconnected datagram socket for the log, and the bound socket that it sends to.
 class DatagramSockets {
  public:
   DatagramSockets() {
@@ -193,7 +193,7 @@ class DebugLog : public ::testing::Test {
     logSocketFileSize = 16;
   }
 
-  // A log that is set up: this level, module A, process 4242, "debug.log" open.
+  // Sets up the log: this level, module A, process 4242, "debug.log" open.
   void on(std::int32_t level) {
     onWithoutFile(level);
     logDebugFilePtr = std::fopen(file("debug.log").c_str(), "a");
@@ -216,7 +216,7 @@ class DebugLog : public ::testing::Test {
   }
   std::string log() const { return masked(readFile(file("debug.log"))); }
 
-  // Standard error up to here; once a test.
+  // What was written to standard error so far. To be called once in a test.
   std::string err() {
     capturing_ = false;
     return ::testing::internal::GetCapturedStderr();
@@ -230,7 +230,7 @@ class DebugLog : public ::testing::Test {
     EXPECT_FALSE(exists());
   }
 
-  // Runs `action` in a child process of its own, which must end well.
+  // Runs `action` in a child process, which must exit with 0.
   template <typename Action>
   static void inChild(Action action) {
     const pid_t child = ::fork();
@@ -244,7 +244,7 @@ class DebugLog : public ::testing::Test {
     ASSERT_EQ(WEXITSTATUS(status), 0);
   }
 
-  // The same bound by file permissions, even when the tests run as root.
+  // The same with file permissions in effect, even if the tests run as root.
   template <typename Action>
   static void inChildThatObeysPermissions(Action action) {
     inChild([&] {

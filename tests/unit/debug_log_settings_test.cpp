@@ -1,5 +1,5 @@
-// The setup of the diagnostic log: which settings file switches it on, its notes, and every
-// way in which it stays off without disturbing the job.
+// The setup of the diagnostic log: which settings file turns it on, its notes, and every way in
+// which it stays off without disturbing the job.
 #include <functional>
 #include <ostream>
 
@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
                  propertyList("<dict>\n<key>debugFile</key>\n<string>debug.log</string>\n"
                               "<key>debugLevel</key>\n<integer>7</integer>\n"
                               "<key>moduleNumber</key>\n<integer>1</integer>\n</dict>")},
-        // Without a socket nobody can be asked to get an entry.
+        // Without a socket, there is no application to ask for an entry.
         Settings{"TraceAllOnly", propertyList("<dict>\n<key>traceAll</key>\n<true/>\n</dict>")},
         Settings{"RootIsAnArray", propertyList("<array>\n<string>Feiprion</string>\n</array>")},
         Settings{"RootIsAString", propertyList("<string>Feiprion</string>")},
@@ -184,7 +184,7 @@ TEST_F(DebugLogSetup, StaysOffForEveryTruncatedFile) {
   }
 }
 
-// Whatever a damaged byte makes of the settings, the log is off or has a file.
+// With any byte of the settings damaged, the log is off or has a file.
 TEST_F(DebugLogSetup, OutlivesEveryDamagedByte) {
   for (const char damage : {'\0', '<', '\xff'}) {
     for (std::size_t at = 0; at < kGood.size(); ++at) {
@@ -201,7 +201,7 @@ TEST_F(DebugLogSetup, OutlivesEveryDamagedByte) {
   }
 }
 
-// ---- settings that switch it on ----
+// ---- settings that turn it on ----
 
 TEST_F(DebugLogSetup, WritesItsNotesAndDumpsTheSettings) {
   settings(entry(integer(7)));

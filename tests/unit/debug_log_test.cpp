@@ -454,7 +454,7 @@ TEST_F(DebugLogDump, ShowsAListThatIsNoDictionary) {
             "<plist version=\"1.0\">\n<string>only</string>\n</plist>\n\n");
 }
 
-// What stands for a text that is no ASCII is nobody's promise; that the record comes is.
+// How text that is not ASCII is shown is not specified, but there must be a record.
 void expectErrorThenDump(const std::string& log, const std::string& error,
                          const std::string& dumpHead) {
   EXPECT_EQ(log.substr(0, error.size() + dumpHead.size()), error + dumpHead);

@@ -1,4 +1,4 @@
-// The pages of a job that CUPS is told of, and how often.
+// The messages about the pages of a job that CUPS reads.
 #include "filter/page_counter.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@ namespace {
 
 using Lines = std::initializer_list<const char*>;
 
-// What is written on standard error for a job of these lines.
+// What is written to standard error for a job of these lines.
 std::string messages(const JobState& job, Lines lines) {
   ::testing::internal::CaptureStderr();
   PageCounter counter(job);
@@ -51,7 +51,7 @@ TEST(PageCounter, TellsOnceAndAtLastWhenTheJobIsCanceled) {
 TEST(PageCounter, TellsTheCopiesThatThePrinterMakes) {
   EXPECT_EQ(messages(jobOf("3"), {"%RBINumCopies: 3\n", "%%Page: 1 1\n", "%%Page: 2 2\n"}),
             "PAGE: 1 3\nPAGE: 2 3\n");
-  // CUPS has repeated the pages, or there is one copy only.
+  // CUPS has repeated the pages, or there is only one copy.
   EXPECT_EQ(messages(jobOf("3"), {"%!PS\n", "%%Page: 1 1\n"}), "PAGE: 1 1\n");
   EXPECT_EQ(messages(jobOf(""), {"%RBINumCopies: 0\n", "%%Page: 1 1\n"}), "PAGE: 1 1\n");
 }

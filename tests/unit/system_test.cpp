@@ -11,12 +11,12 @@
 
 namespace {
 
-// The machine's name, or what a machine without a name answers.
+// Which name gethostname() returns; kUnknown makes it fail.
 enum class Name { kOwn, kEmpty, kUnknown } machineName = Name::kOwn;
 
 }  // namespace
 
-// In place of the C library's.
+// Replaces the function of the C library.
 extern "C" int gethostname(char* name, size_t size) noexcept {
   if (machineName == Name::kUnknown) return -1;
   utsname machine{};
