@@ -64,10 +64,17 @@ void logArguments(int argc, char* const argv[]) {
   }
 }
 
+// Returns whether there are any.
+bool readPpdValues(JobState& job) {
+  if (!job.additions.ppdKeywords) return initPPDValues(job.ppdValues);
+  job.ppdValues.values = *job.additions.ppdKeywords;
+  return !job.ppdValues.values.empty();
+}
+
 // With the generic driver, the header must tell the printer the color model.
 void addGenericDriverOption(JobState& job) {
   bool isColor = false;
-  if (initPPDValues(job.ppdValues) && isQvnGenericDriver(isColor, job.ppdValues)) {
+  if (readPpdValues(job) && isQvnGenericDriver(isColor, job.ppdValues)) {
     job.jobOptions.addOption("QVGeneric"_option, isColor ? "Color" : "Mono");
   }
 }

@@ -28,6 +28,7 @@ struct ReplacedFeature {
 struct JobAdditions {
   std::vector<pjlCreation::Setter> settings;  // their lines end the header, in this order
   std::string jobName;                        // for the JOBNAME line; without quotes
+  std::optional<PpdKeywords> ppdKeywords;     // of the PPD file, if it has been read already
   std::vector<ReplacedFeature> replacedFeatures;
   bool countPages = false;   // tell CUPS of each page on standard error
   bool wholeSheets = false;  // a copy ends with its last sheet, whose blank back counts

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -135,6 +136,15 @@ Descriptor openRegularFile(const std::string& path) {
     file.reset();
     errno = 0;
   }
+  return file;
+}
+
+Descriptor fileInMemory([[maybe_unused]] std::string_view bytes) {
+  Descriptor file;
+#if defined(__linux__)
+  file = Descriptor(::memfd_create("jobshaper", MFD_CLOEXEC));
+  if (!writeAll(file.get(), bytes) || ::lseek(file.get(), 0, SEEK_SET) != 0) file.reset();
+#endif
   return file;
 }
 

@@ -22,6 +22,10 @@ Descriptor openForReading(const std::string& path);
 // failure errno is 0 if there is something else, or an empty file.
 Descriptor openRegularFile(const std::string& path);
 
+// A file with these bytes that is in memory only, to be read from its beginning. Only Linux has
+// such files.
+Descriptor fileInMemory(std::string_view bytes);
+
 // The other functions open files in a directory where others may write too.
 
 // Creates a file for reading and writing with mode 0600. It is always a new file, which nobody else

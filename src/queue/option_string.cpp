@@ -305,6 +305,7 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
   const QueuePpd ppd(job.ppdPath, jobOptions);
   completed.ppdIsUnusable = job.ppdPath && !ppd.isUsable();
   JobAdditions& additions = completed.additions;
+  if (ppd.isUsable()) additions.ppdKeywords = ppd.keywords();
   const auto putMissing = [&](const char* name, const char* value) {
     if (value && !jobOptions.find(name)) wanted.put(name, value);
   };

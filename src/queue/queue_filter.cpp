@@ -1,5 +1,6 @@
 #include "queue/queue_filter.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -65,6 +66,7 @@ int cannotRead() {
 
 int filterQueueJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
+  signal(SIGXFSZ, SIG_IGN);  // where files must be small, a write only fails
   shortenDeviceUri();
   if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // reports what is wrong
   std::optional<HeldJob> held;

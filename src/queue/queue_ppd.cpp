@@ -1,20 +1,20 @@
 #include "queue/queue_ppd.h"
 
 #include <cups/cups.h>
-#include <cups/file.h>
 #include <cups/ppd.h>
 #include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "platform/files.h"
 #include "queue/header_text.h"
-#include "settings/ppd_values.h"
+#include "queue/ppd_text.h"
 
 // libcups marks its PPD functions as deprecated, but our printers have no other driver.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -22,43 +22,6 @@
 namespace jobshaper {
 
 namespace {
-
-// Far more than our PPD files have, in eight languages: 140 KB in 3,400 lines, 200 of them of the
-// kinds below.
-constexpr off_t kLargestPpd = 2 * 1024 * 1024;
-constexpr int kMostLines = 50000;
-constexpr int kMostSlowLines = 4000;
-
-// For each of these lines, libcups searches all earlier lines of the same kind.
-constexpr std::string_view kSlowLines[] = {
-    "*Open",          "*JCLOpen",     "*PageSize", "*PaperDimension",
-    "*ImageableArea", "*ParamCustom", "*Custom",
-};
-
-bool isSlow(const char* line) {
-  // Nearly all lines return here; otherwise the comparisons would take most of the time.
-  if (line[0] != '*' || !std::strchr("OoJjPpIiCc", line[1])) return false;
-  for (const std::string_view start : kSlowLines) {
-    if (strncasecmp(line, start.data(), start.size()) == 0) return true;
-  }
-  return false;
-}
-
-// Whether libcups will read the file in little time and memory. For a compressed file,
-// cupsFileTell() counts uncompressed bytes.
-bool isWithinLimits(const Descriptor& file) {
-  const std::unique_ptr<_cups_file_s, CupsFileCloser> lines(cupsFileOpenFd(::dup(file.get()), "r"));
-  if (!lines) return false;
-  char line[1024];  // a longer line is split, and each part counts as a line
-  int count = 0;
-  int slow = 0;
-  while (cupsFileGets(lines.get(), line, sizeof line)) {
-    if (isSlow(line)) ++slow;
-    if (++count > kMostLines || slow > kMostSlowLines) return false;
-    if (cupsFileTell(lines.get()) > kLargestPpd) return false;
-  }
-  return true;
-}
 
 constexpr char kInstallable[] = "InstallableOptions";
 
@@ -69,19 +32,17 @@ void report(const char* path, const std::string& reason) {
                headerText(path).c_str(), reason.c_str());
 }
 
-// Opens the file; returns none, after reporting the reason on standard error, if it cannot be used.
-Descriptor openWithinLimits(const char* path) {
-  Descriptor file = openRegularFile(path);
+// Opens and reads the file; returns nothing, after reporting the reason on standard error, if it
+// cannot be used.
+std::optional<PpdText> readFile(Descriptor& file, const char* path) {
+  file = openRegularFile(path);
   if (!file.valid()) {
     report(path, errno == 0 ? "it is empty or not a regular file" : std::strerror(errno));
-  } else if (!isWithinLimits(file)) {
-    report(path, "it has more than 2 MiB, 50,000 lines or 4,000 definitions");
-    file.reset();
-  } else if (::lseek(file.get(), 0, SEEK_SET) != 0) {
-    report(path, std::strerror(errno));
-    file.reset();
+    return std::nullopt;
   }
-  return file;
+  std::optional<PpdText> text = readPpdText(file);
+  if (!text) report(path, "it has more than 2 MiB, 50,000 lines or 4,000 definitions");
+  return text;
 }
 
 // One half of a constraint.
@@ -114,24 +75,28 @@ bool isInstallable(ppd_file_t* ppd, const char* option) {
 
 void QueuePpd::Closer::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 
-QueuePpd::Ppd QueuePpd::open(const char* path) {
-  if (!path) return nullptr;
-  Descriptor file = openWithinLimits(path);
-  if (!file.valid()) return nullptr;
-  Ppd ppd(ppdOpenFd(file.release()));
-  if (!ppd) {
+bool QueuePpd::open(const char* path) {
+  Descriptor file;
+  std::optional<PpdText> text = readFile(file, path);
+  if (!text) return false;
+  // libcups would uncompress once more what looks compressed.
+  if (text->lines.starts_with('*')) ppd_.reset(ppdOpenFd(fileInMemory(text->lines).release()));
+  // An error is reported with its line in the whole file.
+  if (!ppd_ && ::lseek(file.get(), 0, SEEK_SET) == 0) ppd_.reset(ppdOpenFd(file.release()));
+  if (!ppd_) {
     int line = 0;
     const ppd_status_t reason = ppdLastError(&line);
     report(path, std::string(ppdErrorString(reason)) + ", line " + std::to_string(line));
-  } else if (!ppd->manufacturer || strcasecmp(ppd->manufacturer, "Quorvan") != 0) {
+  } else if (!ppd_->manufacturer || strcasecmp(ppd_->manufacturer, "Quorvan") != 0) {
     report(path, "its manufacturer is not Quorvan");
-    ppd.reset();
+    ppd_.reset();
   }
-  return ppd;
+  keywords_ = std::move(text->keywords);
+  return isUsable();
 }
 
-QueuePpd::QueuePpd(const char* path, const OptionList& jobOptions) : ppd_(open(path)) {
-  if (!ppd_) return;
+QueuePpd::QueuePpd(const char* path, const OptionList& jobOptions) {
+  if (!path || !open(path)) return;
   ppdMarkDefaults(ppd_.get());
   cupsMarkOptions(ppd_.get(), jobOptions.count(), jobOptions.options());
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "queue/option_list.h"
+#include "settings/ppd_values.h"
 
 struct ppd_file_s;
 
@@ -24,6 +25,8 @@ class QueuePpd {
 
   // Whether there is a PPD file. If not, the functions below return false, null or nothing.
   bool isUsable() const { return ppd_ != nullptr; }
+  // What the filter would read in it.
+  const PpdKeywords& keywords() const { return keywords_; }
   // `keyword` is without the asterisk.
   bool hasKeyword(const char* keyword) const;
   bool hasOption(const char* option) const;
@@ -47,11 +50,11 @@ class QueuePpd {
   struct Closer {
     void operator()(ppd_file_s* ppd) const;
   };
-  using Ppd = std::unique_ptr<ppd_file_s, Closer>;
 
-  static Ppd open(const char* path);
+  bool open(const char* path);
 
-  const Ppd ppd_;
+  std::unique_ptr<ppd_file_s, Closer> ppd_;
+  PpdKeywords keywords_;
 };
 
 }  // namespace jobshaper

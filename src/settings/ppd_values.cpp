@@ -56,8 +56,9 @@ std::size_t startsWithOneOf(std::string_view text, const std::string_view (&tabl
   return 0;
 }
 
-bool beginsWithKeyword(const char* line, std::string_view keyword) {
-  return strncasecmp(line, keyword.data(), keyword.size()) == 0;
+bool beginsWithKeyword(std::string_view line, std::string_view keyword) {
+  return line.size() >= keyword.size() &&
+         strncasecmp(line.data(), keyword.data(), keyword.size()) == 0;
 }
 
 }  // namespace
@@ -79,6 +80,21 @@ std::optional<std::string> ppdLineValue(std::string_view line) {
   return value;
 }
 
+bool storeKeyword(std::string_view line, PpdKeywords& values) {
+  // Nearly all lines return here; otherwise the comparisons would take most of the time.
+  if (line.size() < 2 || (line[1] != 'Q' && line[1] != 'q')) return false;
+  bool isStored = false;
+  for (const std::string_view keyword : kKeywords) {
+    // This is a prefix test, so a longer keyword matches too; the last matching line wins.
+    if (!beginsWithKeyword(line, keyword)) continue;
+    std::optional<std::string> value = ppdLineValue(line.substr(0, line.find('\0')));
+    if (!value || value->empty()) continue;
+    values.insert_or_assign(std::string(keyword), std::move(*value));
+    isStored = true;
+  }
+  return isStored;
+}
+
 bool initPPDValues(PPDValues& ppdValues) {
   const char* const path = std::getenv("PPD");
   if (!path) return false;
@@ -94,17 +110,11 @@ bool initPPDValues(PPDValues& ppdValues) {
   }
   bool anyStored = false;
   char line[1024];  // a longer line is split, and each part treated as a line
+  std::size_t length = 0;
   // For a compressed file, cupsFileTell() counts uncompressed bytes.
   while (cupsFileTell(ppdValues.file.get()) < kLargestPpd &&
-         cupsFileGetLine(ppdValues.file.get(), line, sizeof line) > 0) {
-    for (const std::string_view keyword : kKeywords) {
-      // This is a prefix test, so a longer keyword matches too; the last matching line wins.
-      if (!beginsWithKeyword(line, keyword)) continue;
-      std::optional<std::string> value = ppdLineValue(line);
-      if (!value || value->empty()) continue;
-      ppdValues.values.insert_or_assign(std::string(keyword), std::move(*value));
-      anyStored = true;
-    }
+         (length = cupsFileGetLine(ppdValues.file.get(), line, sizeof line)) > 0) {
+    if (storeKeyword({line, length}, ppdValues.values)) anyStored = true;
   }
   return anyStored;
 }

@@ -16,9 +16,11 @@ struct CupsFileCloser {
   void operator()(_cups_file_s* file) const;
 };
 
+// Keyword, with its asterisk and in the spelling of getTheValue(), to value without double quotes.
+using PpdKeywords = std::map<std::string, std::string, std::less<>>;
+
 struct PPDValues {
-  // Keyword, with its asterisk and in the spelling below, to value without double quotes.
-  std::map<std::string, std::string, std::less<>> values;
+  PpdKeywords values;
   // The PPD file, which stays open as long as this object lives.
   std::unique_ptr<_cups_file_s, CupsFileCloser> file;
 };
@@ -26,6 +28,9 @@ struct PPDValues {
 // Reads the keywords from the file that the environment variable PPD names. Returns true when it
 // stored at least one. Reports a file that cannot be opened on standard error and in the log.
 bool initPPDValues(PPDValues& ppdValues);
+
+// Stores the value if this line of a PPD file has one of the keywords. Returns whether it has.
+bool storeKeyword(std::string_view line, PpdKeywords& values);
 
 // Copies the value of `keyword`, such as "*QvnManualBooklet", to `value` and returns true. If the
 // PPD does not have it, returns false and leaves `value` unchanged.

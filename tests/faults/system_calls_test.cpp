@@ -65,9 +65,10 @@ constexpr long kAllowed[] = {
     SYS_munmap,
     SYS_madvise,
     SYS_close,
-    SYS_dup,     // jobshaper-queue
-    SYS_ioctl,   // the same, for a job that it refuses
-#ifdef SYS_dup2  // the same, for a job that it keeps in a file
+    SYS_dup,           // jobshaper-queue
+    SYS_memfd_create,  // the same
+    SYS_ioctl,         // the same, for a job that it refuses
+#ifdef SYS_dup2        // the same, for a job that it keeps in a file
     SYS_dup2,
 #else
     SYS_dup3,

@@ -254,7 +254,7 @@ TEST(EntryProgram, LeavesNoFileOpenBesidesTheFilters) {
     }
     process.finish();
   }
-  EXPECT_EQ(open[0].count(queue.file("printer.ppd")), 1U);
+  EXPECT_EQ(open[1].erase(queue.file("printer.ppd")), 1U);  // a queue has read it before
   EXPECT_EQ(open[0], open[1]);
 #endif
 }
@@ -409,6 +409,13 @@ TEST(BadPpd, ThatIsNoPpdFile) {
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
+TEST(BadPpd, IsReportedWithTheLineThatIsWrong) {
+  Queue queue;
+  queue.ppd(ppdWith("*de.QVBookletFold BiFold/Mitte: \"\"\nwrong\n"));
+  expectWarning(queue, queue.run(kJob), "Missing asterisk in column 1, line 15",
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
+}
+
 TEST(BadPpd, OfAnotherMaker) {
   Queue queue;
   std::string text = kFoldPpd;
@@ -463,12 +470,54 @@ TEST(BadPpd, ThatUnfoldsToMuch) {
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
-TEST(GoodPpd, MayBeCompressed) {
+TEST(GoodPpd, MayBeCompressedOnce) {
   Queue queue;
   queue.ppd(kFoldPpd);
   ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
   expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+  const std::string twice = queue.file("twice");
+  ASSERT_EQ(std::system(("gzip -n <'" + queue.environment["PPD"] + "' >'" + twice + "'").c_str()),
+            0);
+  queue.environment["PPD"] = twice;
+  expectWarning(queue, queue.run(kJob), "Missing asterisk in column 1, line 1",
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
+}
+
+// libcups takes no choice with such a name, not even in a translation.
+TEST(GoodPpd, MayHaveAnyTranslations) {
+  Queue queue;
+  queue.ppd(kFoldPpd + "*de.QVBookletFold " + std::string(100, 'x') + "/Mitte: \"\"\n");
+  expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+}
+
+TEST(GoodPpd, IsReadWhereNoFileCanBeWritten) {
+  Queue queue;
+  queue.ppd(kFoldPpd);
+  const BeforeExec limitFiles = [] {
+    const rlimit size = {0, 0};
+    ::setrlimit(RLIMIT_FSIZE, &size);
+  };
+  expectSame(queue.run(kJob, kInput, limitFiles),
+             queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+}
+
+TEST(GoodPpd, MayHaveAnyLineEnds) {
+  for (const char* const end : {"\r", "\r\n"}) {
+    std::string text;
+    for (const char c : kFoldPpd + "*QVGeneric: \"Color\"\n") {
+      if (c == '\n') {
+        text += end;
+      } else {
+        text += c;
+      }
+    }
+    Queue queue;
+    queue.ppd(text);
+    const Outcome outcome = queue.run(kJob);
+    expectSame(outcome, queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+    EXPECT_NE(outcome.out.find("@PJL SET RENDERMODE"), std::string::npos) << outcome.out;
+  }
 }
 
 }  // namespace
