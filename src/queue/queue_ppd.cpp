@@ -45,33 +45,30 @@ std::optional<PpdText> readFile(Descriptor& file, const char* path) {
   return text;
 }
 
-// One half of a constraint.
-struct Side {
-  const char* option;
-  const char* choice;  // "" for every choice except those that switch the option off
-};
-
-bool concerns(const Side& side, const char* option, const char* choice) {
-  if (strcasecmp(side.option, option) != 0) return false;
-  if (*side.choice) return strcasecmp(side.choice, choice) == 0;
-  for (const char* const off : {"None", "False", "Off"}) {
-    if (strcasecmp(choice, off) == 0) return false;
+const ppd_group_t* installableOptions(const ppd_file_t& ppd) {
+  for (int i = 0; i < ppd.num_groups; ++i) {
+    if (strcasecmp(ppd.groups[i].name, kInstallable) == 0) return &ppd.groups[i];
   }
-  return true;
+  return nullptr;
 }
 
-bool isInstallable(ppd_file_t* ppd, const char* option) {
-  for (int i = 0; i < ppd->num_groups; ++i) {
-    const ppd_group_t& group = ppd->groups[i];
-    if (strcasecmp(group.name, kInstallable) != 0) continue;
-    for (int k = 0; k < group.num_options; ++k) {
-      if (strcasecmp(group.options[k].keyword, option) == 0) return true;
-    }
+bool isIn(const ppd_group_t* group, const char* option) {
+  for (int i = 0; group && i < group->num_options; ++i) {
+    if (strcasecmp(group->options[i].keyword, option) == 0) return true;
   }
   return false;
 }
 
 }  // namespace
+
+bool QueuePpd::Side::concerns(const char* someOption, const char* someChoice) const {
+  if (strcasecmp(option, someOption) != 0) return false;
+  if (*choice) return strcasecmp(choice, someChoice) == 0;
+  for (const char* const off : {"None", "False", "Off"}) {
+    if (strcasecmp(someChoice, off) == 0) return false;
+  }
+  return true;
+}
 
 void QueuePpd::Closer::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 
@@ -99,6 +96,23 @@ QueuePpd::QueuePpd(const char* path, const OptionList& jobOptions) {
   if (!path || !open(path)) return;
   ppdMarkDefaults(ppd_.get());
   cupsMarkOptions(ppd_.get(), jobOptions.count(), jobOptions.options());
+  findMissingEquipment();
+}
+
+void QueuePpd::findMissingEquipment() {
+  const ppd_group_t* const installable = installableOptions(*ppd_);
+  for (int i = 0; i < ppd_->num_consts; ++i) {
+    const ppd_const_t& constraint = ppd_->consts[i];
+    const Side sides[] = {{constraint.option1, constraint.choice1},
+                          {constraint.option2, constraint.choice2}};
+    for (int own = 0; own < 2; ++own) {
+      const Side& other = sides[1 - own];
+      if (!isIn(installable, other.option)) continue;
+      const char* const installed = choice(other.option);
+      if (!installed || !other.concerns(other.option, installed)) continue;
+      missing_.push_back({sides[own], std::string(other.option) + "=" + installed});
+    }
+  }
 }
 
 bool QueuePpd::hasKeyword(const char* keyword) const {
@@ -132,20 +146,8 @@ std::string QueuePpd::code(const char* option, const char* choice) const {
 }
 
 std::string QueuePpd::missingEquipment(const char* option, const char* choice) const {
-  if (!ppd_) return "";
-  for (int i = 0; i < ppd_->num_consts; ++i) {
-    const ppd_const_t& constraint = ppd_->consts[i];
-    const Side sides[] = {{constraint.option1, constraint.choice1},
-                          {constraint.option2, constraint.choice2}};
-    for (int own = 0; own < 2; ++own) {
-      const Side& other = sides[1 - own];
-      if (!concerns(sides[own], option, choice) || !isInstallable(ppd_.get(), other.option))
-        continue;
-      const char* const installed = this->choice(other.option);
-      if (installed && concerns(other, other.option, installed)) {
-        return std::string(other.option) + "=" + installed;
-      }
-    }
+  for (const Missing& missing : missing_) {
+    if (missing.ruledOut.concerns(option, choice)) return missing.equipment;
   }
   return "";
 }

@@ -50,11 +50,25 @@ class QueuePpd {
   struct Closer {
     void operator()(ppd_file_s* ppd) const;
   };
+  // One half of a constraint.
+  struct Side {
+    const char* option;
+    const char* choice;  // "" for every choice except those that switch the option off
+
+    bool concerns(const char* someOption, const char* someChoice) const;
+  };
+  // A constraint that applies with the equipment of the queue.
+  struct Missing {
+    Side ruledOut;
+    std::string equipment;  // such as "OptionFinisher=False"
+  };
 
   bool open(const char* path);
+  void findMissingEquipment();
 
   std::unique_ptr<ppd_file_s, Closer> ppd_;
   PpdKeywords keywords_;
+  std::vector<Missing> missing_;
 };
 
 }  // namespace jobshaper
