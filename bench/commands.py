@@ -63,7 +63,7 @@ class Command:
         }
 
     def left_traces(self, directory: pathlib.Path) -> bool:
-        """Whether capture or trace, if they were to be on, have written their files."""
+        """Whether capture and trace, if they are on, have written their files."""
         wanted = ["qvn_ps", "qvn_ps2"] if self.capture else ["trace"] if self.trace else []
         return all((directory / name).is_file() and (directory / name).stat().st_size for name in wanted)
 
@@ -86,7 +86,7 @@ PSTOPS = _command("pstops", cups_arguments("/usr/lib/cups/filter/pstops"))
 TEE = _command("tee, two files", ["sh", "-c", 'exec tee "$TMPDIR/1" "$TMPDIR/2"'])
 PARSE = _command("parse_only", cups_arguments(PARSE_ONLY))
 
-# What a queue runs, and the filter alone with the PPD file of the queue.
+# The filter of a queue, and jobshaper alone with the same PPD file.
 QUEUE = _command("jobshaper-queue", cups_arguments(QUEUE_PROGRAM), ppd=QUEUE_PPD)
 PLAIN_OF_QUEUE = _command("jobshaper", cups_arguments(FILTER), ppd=QUEUE_PPD)
 # The filters that CUPS starts for a PDF document. pdftops itself runs pstops.

@@ -29,7 +29,7 @@ USUAL = ["text", "hex", "ascii85", "binary"]
 
 
 def one_by_one(emulator: str) -> str:
-    """The option to translate single instructions, which has been renamed."""
+    """The option to translate single instructions, whose name depends on the version."""
     usage = subprocess.run([emulator, "--help"], capture_output=True, text=True, check=False).stdout
     return "-one-insn-per-tb" if "-one-insn-per-tb" in usage else "-singlestep"
 

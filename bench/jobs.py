@@ -1,4 +1,4 @@
-"""Makes jobs of any size out of the small documents of make-documents.sh, by repeating their pages.
+"""Makes jobs of any size from the small documents of make-documents.sh, by repeating their pages.
 
 The pages get new numbers. Prolog, setup and trailer occur once, as in any job.
 """
@@ -26,7 +26,7 @@ class Document:
         begin = job.index(b"\n%%Page:") + 1
         end = job.rindex(b"\n%%Trailer") + 1
         self.head, self.tail = job[:begin], job[end:]
-        # Each without its "%%Page:" line.
+        # The pages, without their "%%Page:" lines.
         parts = re.split(rb"^%%Page:[^\n]*\n", job[begin:end], flags=re.MULTILINE)[1:]
         self.pages = parts
 
@@ -57,7 +57,8 @@ class Document:
             yield b"%%%%Page: %d %d\n" % (number, number) + set_up + filling + close
 
     def write(self, target: pathlib.Path, size: int, pages: int = 0, cut: bool = False) -> pathlib.Path:
-        """`pages` makes so many pages of equal size; `cut` ends the last page where the size ends."""
+        """With `pages`, the job has this many pages of equal size; with `cut`, its last page is truncated at
+        the size."""
         with target.open("wb") as job:
             job.write(self.head)
             for text in self.fixed(size, pages) if pages else self.repeated(size):

@@ -30,7 +30,7 @@ gs_pdf pdfimage24 color.pdf
 
 # Text with one or two numbers on each line.
 pdftops document.pdf - | through_cups short-lines
-# groff's own lines of about 60 bytes.
+# Text as groff writes it, in lines of about 60 bytes.
 with_blank_page_procedures < document.ps | through_cups text
 # Pictures in hexadecimal, in ASCII85, compressed, and uncompressed.
 pdftops -level1 gray.pdf - | through_cups hex
@@ -38,7 +38,7 @@ pdftops -level3 color.pdf - | through_cups ascii85
 gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=ps2write -dASCII85EncodePages=false -sOutputFile=- \
   color.pdf < /dev/null | through_cups binary
 pdftops -level1 -binary gray.pdf - | through_cups long-runs
-# Whole documents, for the filters before this one too.
+# Documents that also go through the filters that come before this one.
 mkdir chain
 pdfseparate -l 2 document.pdf page-%d.pdf
 pdfunite document.pdf{,,,,,,,} page-1.pdf page-2.pdf chain/long.pdf

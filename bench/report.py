@@ -1,4 +1,4 @@
-"""What was measured, as Markdown for people, and as a bar chart."""
+"""Formats the results as Markdown and as a bar chart."""
 
 import pathlib
 
@@ -24,7 +24,7 @@ KIND_NOTES = {
 
 
 def table(header, rows, texts=1):
-    """The first `texts` columns hold text, the others numbers."""
+    """A table whose first `texts` columns contain text, and the others numbers."""
     rule = ["---"] * texts + ["---:"] * (len(header) - texts)
     return "\n".join("| " + " | ".join(row) + " |" for row in [header, rule, *rows])
 
@@ -49,7 +49,7 @@ def mebibytes(kib):
 
 
 def above(results, name, row):
-    """Peak memory above the program that only parses the options; not for those without libcups."""
+    """Peak memory above that of parse_only; empty for commands that do not use libcups."""
     if name in (CAT.name, CAT_AGAIN.name, TEE.name, SED.name):
         return "–"
     return f"{(row['memory'] - results['start'][PARSE.name]['memory']) / 1024:+.1f}"
@@ -96,13 +96,13 @@ def start_table(results):
 
 
 def times_less(results, name):
-    """How many times the filter's CPU seconds another command takes: over the kinds, least first."""
+    """CPU seconds of a command divided by those of the filter, for each kind of job, sorted."""
     values = [results["stream"][kind][name]["cpu"] / results["stream"][kind][PLAIN.name]["cpu"] for kind in KINDS]
     return f"{factor(min(values))} to {factor(max(values))} times"
 
 
 def least_and_most(results, command, other, column):
-    """What a command takes as a share of what another takes: over the kinds, least first."""
+    """CPU seconds of a command divided by those of another, for each kind of job, sorted."""
     shares = [results["stream"][kind][command.name][column] / results["stream"][kind][other.name][column]
               for kind in KINDS]
     return f"{percent(min(shares))} to {percent(max(shares))}"
@@ -152,7 +152,7 @@ def tables(results):
 
 
 def queue_section(results):
-    """What is measured against the limits that we set ourselves."""
+    """The results for a queue, compared with the limits of this project."""
     shares = results["shares"]
     rows = [[CHAIN_DOCUMENTS[name], percent(share)] for name, share in shares.items()]
     kept = results["wall"] <= MOST_OF_FILTER and shares["long"] <= MOST_OF_CHAIN

@@ -133,8 +133,8 @@ def summary(runs: dict, size: int) -> dict:
 
 
 def same_bytes_as_sed(job: pathlib.Path, work: pathlib.Path) -> int:
-    """sed must print what the filter prints between header and trailer, or its time cannot be compared.
-    Returns the length of these two."""
+    """Checks that sed prints what the filter prints between header and trailer; otherwise their times
+    could not be compared. Returns the length of header and trailer."""
     outputs = []
     for command in (PLAIN, SED):
         with prepared(command, work) as (_, environment, messages), job.open("rb") as stream:
@@ -183,7 +183,7 @@ def instructions(results, documents, options, work):
                 for size in (small, large)
             ]
             for command in candidates:
-                if command not in options.counted or command == TEE:  # which the shell starts
+                if command not in options.counted or command == TEE:  # the shell starts it
                     continue
                 counts = [pool.submit(count_instructions, command, job, work) for job in sized]
                 tasks.append((str(pages or kind), command, [job.stat().st_size for job in sized], counts))
@@ -211,7 +211,8 @@ def start_up(job, options, work) -> dict:
 
 
 def of_queue(one_page, documents, options, work) -> dict:
-    """What a queue costs: against the filter alone, and as a share of all filters of a job."""
+    """Measures the cost of a queue: compared with the filter alone, and as a share of all filters of a
+    job."""
     load = os.getloadavg()[0]
     pair = [PLAIN_OF_QUEUE, QUEUE]
     runs = interleave(pair, one_page, ["file"], options.starts, work)["file"]

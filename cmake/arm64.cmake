@@ -17,9 +17,9 @@ set(ENV{PKG_CONFIG_LIBDIR} ${libraries}/pkgconfig)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${root})
 
 set(CMAKE_CXX_FLAGS_INIT "-isystem \"${root}/usr/include\"")
-# Where the libraries are that the libraries need.
+# The directory of the libraries that the libraries need.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "\"-Wl,-rpath-link,${libraries}\"")
 
-# Static, since what is preloaded into a program must not be preloaded into the emulator.
+# A static emulator, because what is preloaded into a program must not be preloaded into the emulator.
 find_program(QEMU_PROGRAM NAMES qemu-aarch64-static qemu-aarch64 REQUIRED)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${QEMU_PROGRAM} -L ${root})

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the tests of a build. What failed, and why tests were skipped, comes after all names.
+"""Runs the tests of a build. At the end, shows the output of failed tests and why tests were skipped.
 
 usage: tests/run.py PRESET [CTEST-OPTION...]
 """
@@ -20,7 +20,7 @@ def report(results):
         if test.get("status") == "fail":
             print(f"\n== Failed: {name}\n{output}")
         elif test.find("skipped") is not None:
-            # The reason is the last line: of GoogleTest's it follows that with the place.
+            # The reason is the last line; GoogleTest writes the place before it.
             reason = [line for line in output.splitlines() if line and not line.startswith("[")]
             print(f"Skipped: {name}: {reason[-1].removeprefix('Skipped: ') if reason else 'without a reason'}")
 

@@ -213,7 +213,7 @@ std::size_t findTriggerNeon(std::string_view bytes, TriggerSet wanted) {
     vst1q_u8(positions.data() + kVector, second);
     vst1q_u8(positions.data() + 2 * kVector, third);
     vst1q_u8(positions.data() + 3 * kVector, fourth);
-    // Converts the positions of ends to positions of starts. The first two positions of all bytes are
+    // Converts the positions of ends to those of starts. The first two positions of all bytes are
     // never an end.
     const std::size_t found = confirmBlock(bytes, at - (kFingerprint - 1), positions, wanted);
     if (found != bytes.npos) return found;

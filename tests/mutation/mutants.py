@@ -1,4 +1,4 @@
-"""Finds mutants: small changes of the product's sources that some test should notice."""
+"""Finds mutants: small changes to the sources in src/ that a test should detect."""
 
 import collections
 import hashlib
@@ -23,12 +23,12 @@ TABLE_ROW = re.compile(r'(\s*\{\s*(?:"(?:\\.|[^"\\])*"))(,.*\S)(\s*\},)')
 
 
 def without_comment(line):
-    """Of the code alone, so that explanations outlast a new comment or column."""
+    """A key made of the code alone, so that explanations stay valid if comments or columns change."""
     return " ".join(re.sub(r"//.*", "", line).split())
 
 
 class Mutant:
-    """The bytes from `begin` to `end` of a source become `text`."""
+    """A mutant in which `text` replaces the bytes from `begin` to `end` of a source."""
 
     def __init__(self, file, source, kind, begin, end, text):
         self.file, self.kind, self.begin, self.end, self.text = file, kind, begin, end, text

@@ -1,11 +1,11 @@
-"""Runs a command within limits of time and memory, and ends all that it has started."""
+"""Runs a command with limits of time and memory, and ends all processes that it has started."""
 
 import os
 import signal
 import subprocess
 import threading
 
-# Set when the run is to end: commands that are still running are killed then.
+# When this is set, commands that are still running are killed.
 stopping = threading.Event()
 running = set()
 
@@ -26,8 +26,8 @@ def stop():
 
 
 def run(command, seconds, cpu_seconds=None, **options):
-    """(exit status, or None after the time; output). A process of the command that uses more than
-    `cpu_seconds` is killed: the limit for loops without end, whatever else the machine does."""
+    """Returns the exit status, or None after a timeout, and the output. A process of the command that uses
+    more than `cpu_seconds` is killed, which limits endless loops even on a busy machine."""
     cpu = [f"--cpu={int(cpu_seconds) + 1}"] if cpu_seconds else []
     process = subprocess.Popen([*LIMITS, *cpu, *command], stdout=subprocess.PIPE,
                                stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,

@@ -1,4 +1,4 @@
-"""Results that outlast a run, the mutants known to be equivalent, and the mutation score."""
+"""Results that are kept between runs, the mutants known to be equivalent, and the mutation score."""
 
 import collections
 import json
@@ -9,7 +9,7 @@ COLUMNS = ("killed", "timeout", "survived", "equivalent", "unfinished")
 
 
 class Results:
-    """What became of each mutant, kept as long as its file is the same."""
+    """The outcome of each mutant, which is kept until its file changes."""
 
     def __init__(self, path):
         self.by_key = {}
@@ -52,8 +52,8 @@ def equivalent_mutants(path):
 
 
 def show(outcomes):
-    """Prints what became of (mutant, outcome) pairs, and returns the mutation score: the share of
-    killed mutants among those that are not equivalent."""
+    """Prints a summary of (mutant, outcome) pairs, and returns the mutation score: the share of killed
+    mutants among those that are not equivalent."""
     rows = collections.defaultdict(collections.Counter)
     for mutant, outcome in outcomes:
         rows[mutant.library][outcome] += 1

@@ -16,22 +16,22 @@ RUNNING = re.compile(r"^\[ RUN      \] ([\w/.]+)", re.M)
 
 class Suite:
     def __init__(self, build, program, used, inputs):
-        """`used` are the other programs and modules that the tests start or load, `inputs` all
-        files from which they and the program are made."""
+        """`used` lists the other programs and modules that the tests start or load, `inputs` all files
+        that they and the program are built from."""
         self.build, self.program, self.used, self.inputs = build, program, used, inputs
         self.name = program.rsplit("/")[-1]
         self.seconds = {}
         self.original = None
 
     def digest(self):
-        """Of everything that can change the tests' results."""
+        """A digest of everything that can change the results of the tests."""
         digest = hashlib.sha1()
         for file in (self.program, *self.used):
             digest.update((self.build / file).read_bytes())
         return digest.digest()
 
     def measure(self):
-        """Runs all tests of the original. Returns what is wrong with it, or ""."""
+        """Runs all tests of the original. Returns what failed, or ""."""
         report = self.build / f"{self.name}.json"
         status, text = run([self.build / self.program, f"--gtest_output=json:{report}"], 3600,
                            cwd=self.build)

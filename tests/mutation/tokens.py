@@ -1,4 +1,4 @@
-"""The tokens of a C++ source: as much of the language as finding mutants needs."""
+"""Splits a C++ source into tokens, as far as finding mutants needs it."""
 
 import re
 

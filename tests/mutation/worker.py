@@ -23,7 +23,7 @@ class Invalid(Exception):
 
 
 class Kills:
-    """Which tests have killed mutants: they are likely to kill those nearby."""
+    """Records which tests killed mutants: they are likely to kill mutants near them."""
 
     def __init__(self, earlier):
         self.by_file = collections.defaultdict(list)
@@ -48,7 +48,7 @@ class Worker:
     def __init__(self, root, directory, kills):
         self.root, self.directory, self.kills = root, directory, kills
         self.source, self.build = directory / "source", directory / "build"
-        # The compiler cache, if there is one, knows the originals and learns no mutants.
+        # The compiler cache, if there is one, is used for the originals only.
         self.store = os.environ | {"CCACHE_DEPEND": "1", "CCACHE_BASEDIR": str(directory)}
         self.read_only = self.store | {"CCACHE_READONLY": "1"}
         self.originals = {}  # object files of sources without a mutant
@@ -65,7 +65,7 @@ class Worker:
                  # Compiles as fast as -O0, and the tests run in half the time.
                  "-DCMAKE_CXX_FLAGS_DEBUG=-O1",
                  "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", "-DJOBSHAPER_TEST_BYTE_READS=OFF",
-                 # A program that cannot even start is for the tests to find, not for the build.
+                 # A program that cannot start must fail in the tests, not in the build.
                  "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST"]
         if shutil.which("ccache"):
             flags.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
@@ -141,7 +141,7 @@ class Worker:
     # --- A mutant ------------------------------------------------------------------------------
 
     def test(self, mutant):
-        """(outcome, what decided it)"""
+        """Returns the outcome and what decided it."""
         self.deadline = time.monotonic() + LONGEST
         self.affected = {}
         try:
@@ -178,7 +178,7 @@ class Worker:
         return self.replay_all()
 
     def in_order(self, mutant, favorites):
-        """The suite with the best favorite first; then that which is built soonest."""
+        """Sorts suites: first those with the best favorite, then those that are built soonest."""
         objects = self.objects_of[str(self.source / mutant.file)]
 
         def rank(suite):
@@ -203,7 +203,7 @@ class Worker:
         outcome, test = suite.run(tests, self.left())
         if outcome == "killed" and test in suite.seconds:
             again, _ = suite.run([test], self.left())
-            if not again:  # an accident, after which the others did not run
+            if not again:  # a crash, after which the other tests did not run
                 outcome, test = suite.run(tests, self.left())
         if outcome == "timeout" and self.left() <= 0:
             return "unfinished", suite.name
@@ -228,7 +228,7 @@ class Worker:
         return "timeout" if status is None else "killed"
 
     def same_code(self, mutant, original):
-        """Whether the programs are the same, or an optimizing compiler makes the same of both."""
+        """Whether the object files are identical, or are identical when compiled with optimization."""
         if not any(self.affected.values()):
             return True
         path = self.source / mutant.file

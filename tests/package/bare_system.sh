@@ -101,7 +101,7 @@ lpoptions -p office -l | grep -E '^(QvnBlankPage|TonerDarkness)/'
 (($(lpoptions -p office -l | grep -cE '^(QvnBlankPage/.* \*false|TonerDarkness/.* \*4)') == 2)) ||
   fail 'the defaults of the queue are lost'
 
-# ---- Remove everything. The package tells of the queue that is left.
+# ---- Remove everything. The package names the queue that is left.
 say 'lpadmin -x, apt purge'
 lpadmin -x office
 rm -rf "$tmp/Debug" "$tmp/jobshaper.log"

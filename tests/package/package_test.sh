@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# package_test.sh SOURCES BUILD-DIRECTORY: the package of a build holds what an administrator needs with
-# the modes that CUPS asks for, is the same bytes at every time, and goes without a trace. Needs no
-# root.
+# package_test.sh SOURCES BUILD-DIRECTORY: the package of a build contains what an administrator needs,
+# with the modes that CUPS requires, is reproducible, and is removed completely. Does not need root.
 set -euo pipefail
 export LC_ALL=C
 source=$1 build=$2
@@ -12,8 +11,8 @@ fail() {
   exit 1
 }
 
-# ---- The same bytes at every time, in every place and for every user.
-# Later than any file, so that no time of a file shows through.
+# ---- It is reproducible, at any time, in any directory and for any user.
+# Later than all files, so that the time of a file would make a difference.
 export SOURCE_DATE_EPOCH=4000000000
 make_deb() { # DIRECTORY
   "$source/packaging/make-deb" "$build" "$1" > "$work/path" 2> "$work/errors" || fail "$(cat "$work/errors")"
@@ -24,7 +23,7 @@ deb=$(make_deb "$work/first")
 again=$(umask 077 && cd / && TZ=Pacific/Auckland LANG=de_DE.UTF-8 make_deb "$work/second")
 cmp "$deb" "$again" || fail 'two packages of one build differ'
 
-# ---- What is in it: everything is root's, readable by all and writable by nobody else.
+# ---- Content: everything belongs to root, and is readable by everyone and writable only by root.
 dpkg-deb --fsys-tarfile "$deb" | tar --list --verbose --numeric-owner --quoting-style=literal \
   > "$work/list"
 (($(wc -l < "$work/list") > 600)) || fail 'a short list'
@@ -59,8 +58,8 @@ pages=$(grep -c '^-rw-r--r-- .*\.resource/[a-z][a-z]\.lproj/instruction(null)$' 
 ((pages == 8)) || fail "$pages instruction pages"
 ! grep '^d' "$work/list" | grep -v '^drwxr-xr-x ' || fail 'modes of directories'
 
-# ---- It needs what this system has: CUPS and the packages of the libraries that the programs load,
-# whatever this system calls them. One of them is loaded by its name.
+# ---- Dependencies: CUPS, and the packages of this system that contain the libraries. One library is
+# loaded by its name.
 package_of() { # FILE; which dpkg may know at its place of earlier times
   local place
   for place in "$1" "/usr$1" "${1#/usr}"; do
@@ -131,7 +130,7 @@ head=$(printf '%%!PS\nshowpage\n' |
 "$work/system/usr/bin/pjlLines" 'PrintTo=JRVerify' 2> "$work/errors" | grep -q 'HOLD = PROOF' ||
   fail "pjlLines: $(cat "$work/errors")"
 
-# ---- And gone. Queues that would be left without their filter are named.
+# ---- Removed. Queues that would be left without their filter are named.
 run_dpkg --remove jobshaper
 ! grep -q 'cannot print' "$work/log" || fail "queues where there are none: $(cat "$work/log")"
 run_dpkg --install "$deb"

@@ -19,8 +19,7 @@ make_pdf() { # IN.ps
   gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=pdfwrite -sOutputFile=- "$1" < /dev/null
 }
 
-# A PDF file printed through CUPS to a queue of printer.ppd: this is what the
-# filter gets as its input.
+# A PDF file printed through CUPS to a queue with printer.ppd: this is the input of the filter.
 make_cups_job() { # IN.pdf OPTIONS
   local pages status=0
   pages=$(mktemp)

@@ -108,7 +108,7 @@ check_unchanged() { # NAME JOB MIN-PAGES
   check "$1" '' "$2" expected "$3"
 }
 
-# Checks that a job contains what it is here for.
+# Checks that a job contains what it is meant to test.
 name='the jobs'
 require() { # WHAT COMMAND...
   local what=$1
@@ -187,7 +187,7 @@ done
 expected_of_cups jobs/cups.ps > expected-cups
 check 'CUPS' '' jobs/cups.ps expected-cups 5
 
-# The printer collates a job that it holds.
+# The printer collates the copies of a job that it holds.
 sed '/^%RBINumCopies: /i\
 %!\
 %Set collate copies = copy:\

@@ -1,4 +1,4 @@
-# generator_test.sh MAKER RESOURCES: what make_instruction_page does with texts of every kind.
+# generator_test.sh MAKER RESOURCES: tests make_instruction_page with texts of every kind.
 maker=$1 resources=$2
 here=$(cd "$(dirname "$0")" && pwd)
 gs=

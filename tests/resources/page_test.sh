@@ -3,7 +3,7 @@ gs=$1 language=$2 page=$3 texts=$4
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/common.sh"
 
-# ---- The file: 7-bit lines that no rule of the filter and no reader of DSC comments minds.
+# ---- The file: 7-bit lines that neither match a rule of the filter nor look like DSC comments.
 test "$(tail -c 1 "$page" | od -An -to1 | tr -d ' ')" = 012 || fail "no newline at the end"
 ! grep -n '[^ -~]' "$page" || fail "not printable ASCII"
 ! awk 'length > 255' "$page" | grep . || fail "a line of more than 255 bytes"
@@ -28,7 +28,7 @@ grep '^%%BoundingBox' box | paste -d ' ' - sizes | awk 'NF != 7 { exit 1 } {
           $4 - $2 > width * 0.75 && $5 - $3 > height * 0.75)) exit 1 }' ||
   { cat box; fail "not one page, or not placed well"; }
 
-# ---- The paper does not matter for the rest. Well filled:
+# ---- The rest is the same on any paper. The page is well filled:
 "$gs" -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=inkcov -o - plain.ps > ink
 awk '$4 < 0.02 || $4 > 0.4 { exit 1 }' ink || { cat ink; fail "too little or too much ink"; }
 
@@ -44,7 +44,7 @@ sed 's/\xc2\xa0/ /g' text | tr -s ' \r' '\n' | sed '/^$/d' | sort > words
 test "$(wc -l < expected)" -gt 100 || fail "no texts in $words"
 diff expected words || fail "other words than in $words"
 
-# The pages differ in their texts alone, but for fonts of two bytes.
+# The pages differ only in their texts, and in the use of a two-byte font.
 case $language in en | ja) ;; *) exit 0 ;; esac
 run pnggray plain-%d.png plain.ps
 size='612 792'
