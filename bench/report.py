@@ -96,13 +96,13 @@ def start_table(results):
 
 
 def times_less(results, name):
-    """CPU seconds of a command divided by those of the filter, for each kind of job, sorted."""
+    """The range, over all kinds of jobs, of the CPU seconds of a command divided by those of the filter."""
     values = [results["stream"][kind][name]["cpu"] / results["stream"][kind][PLAIN.name]["cpu"] for kind in KINDS]
     return f"{factor(min(values))} to {factor(max(values))} times"
 
 
 def least_and_most(results, command, other, column):
-    """CPU seconds of a command divided by those of another, for each kind of job, sorted."""
+    """The range, over all kinds of jobs, of a figure of a command divided by that of another command."""
     shares = [results["stream"][kind][command.name][column] / results["stream"][kind][other.name][column]
               for kind in KINDS]
     return f"{percent(min(shares))} to {percent(max(shares))}"

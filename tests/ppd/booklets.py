@@ -79,7 +79,7 @@ def who_arranges():
 
 
 def as_it_is():
-    """What has no pages, and the banner of a queue."""
+    """Documents without page comments, and the banner of a queue, are not arranged."""
     text = b"%!\n/Helvetica findfont 20 scalefont setfont 50 50 moveto(page)show showpage\n"
     done = run([program, "7", "ada", "", "1", "booklet=true"], text, {
         "PPD": finisher.path, "DEVICE_URI": "socket://printer", "CONTENT_TYPE": "application/postscript"})
@@ -104,7 +104,7 @@ def covers():
         text = f"QVBookletFold=SaddleStitch {options}"
         body = without_pjl(arrives(finisher, pages, text).stdout)
         count = (pages + 3) // 4 * 2
-        if not paper:  # Ghostscript does not tell of it
+        if not paper:  # Ghostscript does not show it
             request = b"/ManualFeed true  >> setpagedevice"
             check(text, body.split(b"%%Page: 1 1\n")[1].split(b"\n")[1].endswith(request), True)
             continue

@@ -45,7 +45,7 @@ media = {name: f"/MediaType ({text})" for name, text in re.findall(
     r'\{"(\w+)",\s*"([^"]+)"\}', read("src/filter/booklet_rules.cpp"))}
 folds = {option: device_entries(command.strip('"'))
          for option, _, command in table("src/filter/booklet_rules.cpp", "kFoldRows")}
-# Choices of which CUPS makes names of IPP.
+# Choices that CUPS converts to IPP names.
 media |= {"StationeryBond": media["Bond"], "StationeryColored": media["Colored"],
           "StationeryLightweight": media["Light"], "StationeryHeavyweight": media["Heavy"]}
 checks.check(len(positions) == 9 and len(media) == 24 and len(folds) == 4, "tables of the sources")
@@ -128,7 +128,7 @@ for ppd in ppds:
         checks.check(("DUPLEXER" in lines) == (name == "QVBookletFold"), f"{title}: the duplexer")
         # The page setup comes where a manual booklet splits its first page.
         section = ppd.content.split(f"*OpenUI *{name}/")[1].split("\n")[1]
-        # That of a PIN must not come at all.
+        # The code of a PIN must not be in the job at all.
         wanted = "ExitServer" if name == "JRHOLDKEY" else "AnySetup"
         checks.check(re.fullmatch(rf"\*OrderDependency: \d+ {wanted} \*{name}", section), section)
     lines = found.get("custom", [])

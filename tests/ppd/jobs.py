@@ -38,7 +38,7 @@ def lines_to_keep(job, options, ppd):
     del lines[patch:patch + 3]
     fold = dict(o.split("=") for o in options.split() if "=" in o).get("QVBookletFold")
     if fold not in (None, "false", "PrinterS"):
-        # Only the choice's own code before the duplexer line, whatever the job looks like.
+        # The filter may remove only the choice's own code before the duplexer line.
         for feature in [i for i, line in enumerate(lines) if b"*QVBookletFold" in line][::-1]:
             choice = lines[feature].split()[-1].decode()
             code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
@@ -54,8 +54,8 @@ def first_missing(lines, text):
 
 
 def combined(ppd, tried):
-    """Every choice with code that no earlier PPD file has, in as few jobs as possible: each job takes
-    another choice of every option."""
+    """Every choice whose code no earlier PPD file has, in as few jobs as possible: each job has a
+    different choice of every option."""
     left = {}
     for name, option in ppd.options.items():
         if name in ("PageRegion", "QVBookletFold"):
@@ -96,7 +96,7 @@ def cases(ppd, tried):
 
 
 def distinct(work):
-    """Of choices with the same code in several PPD files, those of the first."""
+    """The jobs of all PPD files, without those that have the same options and code as an earlier one."""
     seen = set()
     for ppd, case in work:
         pairs = [pair.partition("=")[::2] for pair in case[0].split()]

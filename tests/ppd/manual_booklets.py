@@ -71,7 +71,7 @@ try:
     fold = "QVBookletFold=Booklet"
     for count in (1, 2, 5, 6):
         booklet(f"{count}-pages", pages(count), fold)
-    # What pstops itself adds to the pages: saved states, scaled and rotated coordinates, a showpage that
+    # What pstops itself adds to pages: saved states, scaled and rotated coordinates, a showpage that
     # does nothing, a border.
     for count in (6, 7):
         booklet(f"number-up-{count}", pages(count), f"{fold} number-up=2")

@@ -25,7 +25,7 @@ END = "<!-- sent:end -->\n"
 JOB = (b"%!PS-Adobe-3.0\n%%Pages: 2\n%%EndComments\n%%Page: 1 1\nshowpage\n%%Page: 2 2\nshowpage\n"
        b"%%Trailer\n%%EOF\n")
 
-# With which a choice does something.
+# Options without which a choice has no effect.
 COVER = "QVBookletFold=Booklet QvnBookletPages=Arranged "
 FACES = "QVBookletFold=Booklet QVBookletCoverPage=true QVInsideFrontCover=true "
 WITH = {"QVBookletFold": "QvnBookletPages=Arranged ", "QvnBookletPages": "QVBookletFold=Booklet ",
@@ -33,7 +33,7 @@ WITH = {"QVBookletFold": "QvnBookletPages=Arranged ", "QvnBookletPages": "QVBook
         "QVBookletCoverPage": "QVBookletFold=Booklet QVInsideFrontCover=true ",
         "QVInsideFrontCover": "QVBookletFold=Booklet QVBookletCoverPage=true QVOutsideFrontCover=true ",
         "QVOutsideFrontCover": FACES, "QVInsideBackCover": FACES, "QVOutsideBackCover": FACES}
-# What these do is not told by single lines: the order of the pages.
+# The effect of these is not in single lines: they change the order of the pages.
 ARRANGE = {"QvnBookletPages", "QVBookletCoverPage", "QVInsideFrontCover", "QVOutsideFrontCover",
            "QVInsideBackCover", "QVOutsideBackCover"}
 
@@ -61,7 +61,7 @@ def arrives(case):
 
 
 def missing_in(lines, others):
-    """The lines that are not among the others, as often as they are there more often."""
+    """The lines that are missing from `others`, each as often as it is missing."""
     rest = list(others)
     found = []
     for line in lines:
@@ -76,13 +76,13 @@ def cases(ppd):
     installable = ppd.content.split("*OpenGroup: InstallableOptions")
     installable = installable[1].split("*CloseGroup")[0] if len(installable) > 1 else ""
     for name, option in ppd.options.items():
-        # The PIN is no choice.
+        # The PIN is not a choice.
         if name not in ("PageRegion", "JRHOLDKEY") and f"*OpenUI *{name}/" not in installable:
             for choice in option.choices:
                 yield ppd, name, choice
 
 
-# What is ruled out by the equipment is not sent, so everything is installed.
+# Everything is installed, because choices without their equipment are not sent.
 def with_equipment(ppd, directory):
     text = ppd.content
     for name in ("OptionFinisher", "OptionMailbox", "OptionEnvFeeder", "OptionTray5"):
@@ -99,7 +99,7 @@ def with_equipment(ppd, directory):
 
 
 def fits(ppd, choice):
-    """Whether a slot holds what the choice names: an envelope drawer or a tray."""
+    """Whether a slot contains what the choice names: an envelope drawer or a tray."""
     drawers = os.path.basename(ppd.path).startswith("EnvelopeDrawer")
     if re.fullmatch("EnvDrawr[234]", choice):
         return drawers
@@ -107,8 +107,7 @@ def fits(ppd, choice):
 
 
 def distinct():
-    """Of options that are the same in several PPD files, with all that rules them out, those of the
-    first."""
+    """The options of all PPD files, without those that an earlier file has with the same constraints."""
     seen = set()
     for ppd in ppds:
         for name, option in ppd.options.items():
@@ -143,7 +142,7 @@ def read_all(directory):
                 checks.check(differs or choice == default,
                              f"{ppd.name}: {name}={choice} sends what {default} sends")
                 if ppd.by_hand and name == "QVBookletFold":
-                    lines = None  # the order of the pages, too
+                    lines = None  # the order of the pages changes, too
                 known = table.setdefault(name, {})
                 if lines is not None and choice not in known:
                     others = choices[default] if choice != default else \
@@ -153,7 +152,7 @@ def read_all(directory):
 
 
 def cell(lines):
-    """Lines of PJL as they are, those of PostScript that set the printer likewise, in one cell."""
+    """PJL lines and the PostScript lines that set up the printer, in one table cell."""
     if lines is None:
         return "the order of the pages"
     lines = [line for line in lines if line.startswith("@PJL") or line.endswith("setpagedevice")]

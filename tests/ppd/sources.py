@@ -50,17 +50,17 @@ ROWS = {
 SMALL_TEXT = ["QvnDoubleStomp", "QvnPixelBoost"]
 SMALL_TEXT_ROWS = ("src/pjl/pjl_creation.cpp", "kSmallFontRows")
 NOT_OF_OPTIONS = {
-    ("src/pjl/quality_settings.cpp", "kRotatePaperRows"),  # of an option that is left out
+    ("src/pjl/quality_settings.cpp", "kRotatePaperRows"),  # the option is left out
     ("src/pjl/pjl_creation.cpp", "kAccountingRows"),       # these are options, read below
 }
 
-# Choices of a PPD file that are called otherwise in the sources, since CUPS makes names of IPP of them.
+# Choices with other names in the sources, because CUPS converts those in the PPD files to IPP names.
 RENAMED = {("MediaType", "Bond"): "StationeryBond", ("MediaType", "Colored"): "StationeryColored",
            ("MediaType", "Light"): "StationeryLightweight",
            ("MediaType", "Heavy"): "StationeryHeavyweight",
            ("InputSlot", "PrinterS"): "Auto", ("MediaType", "PrinterS"): "Auto",
            ("OutputBin", "PrinterS"): "Auto"}
-# What each printer is or has, or can have.
+# The properties of each printer, and what can be installed in it.
 MODELS = {
     "quorvan-color-finisher.ppd": {"color", "duplexer", "finisher"},
     "quorvan-generic-color.ppd": {"generic", "color", "duplexer", "finisher"},
@@ -154,7 +154,7 @@ for name in option_names - left_out_options:
         wanted[name] |= set(rows[pair])
     if name not in NO_PRINTERS_CHOICE:
         wanted[name].add("Printers" if name == "QVBookletCoverType" else "PrinterS")
-# An option of its own for values of another.
+# A separate option for some values of another.
 wanted["QvnImageQuality"] = in_ppds.get("QvnImageQuality", set())
 checks.check({"PrinterS", "1200IQ", "2400IQ"} == wanted["QvnImageQuality"]
              <= set(rows["src/pjl/quality_settings.cpp", "kResolutionRows"]) | {"PrinterS"},
@@ -177,7 +177,7 @@ for name in left_out_options:
 for name, choice in left_out_choices:
     checks.check(choice in wanted.get(name, ()), f"docs/ppd.md: nobody knows {name} {choice}")
 
-# ---- And there is nothing else.
+# ---- There is nothing else.
 for name, choices in in_ppds.items():
     if name in OF_THE_PPD:
         continue

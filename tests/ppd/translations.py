@@ -35,7 +35,7 @@ def read_catalog(language):
 
 def custom_texts(ppd):
     """The texts of the PIN that a user types: (keyword, name) -> text."""
-    # libcups has a text of its own for the choice in English, so ppdc leaves it out there.
+    # libcups itself has the English text of the choice, so ppdc leaves it out.
     return {(key, option): text or "A PIN of your own" for key, option, text, _ in ppd.entries
             if key in ("CustomJRHOLDKEY", "ParamCustomJRHOLDKEY")}
 
@@ -49,7 +49,7 @@ for ppd in ppds:
 texts = {text for text in texts if in_words(text)}
 checks.check(len(texts) > 150, f"only {len(texts)} texts")
 
-# A language may have the word of English, but hardly for everything.
+# A translation may be the same as the English text, but only a few may.
 for language in sorted(languages):
     catalog = read_catalog(language)
     for text in texts:
@@ -82,7 +82,7 @@ for language in sorted(languages):
             expect("Translation", name, text)
         for name, option in ppd.options.items():
             if name == "PageRegion":
-                continue  # no user chooses it
+                continue  # users do not see it
             expect("Translation", name, option.text)
             for choice, (text, _) in option.choices.items():
                 expect(name, choice, text)

@@ -19,7 +19,7 @@ from recorded_cups import PrintedJob, RecordedCups
 
 FILTER, ENTRY_PROGRAM, RECORDER, PPDS = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
 IPP_TESTS = pathlib.Path("/usr/share/cups/ipptool")
-# What none but CUPS itself supports or a printer without CUPS: the one test that may fail.
+# The only test that may fail: it needs something that these queues do not support.
 BEYOND_CUPS = "PWG 5100.14 section 5.1/5.2 - Required Operations and Attributes"
 # The privacy that CUPS has by default, and the one that docs/driverless.md recommends.
 POLICIES = "".join(f"""
@@ -90,11 +90,11 @@ class ConfidentialTest(unittest.TestCase):
                          *options)
 
     def received(self):
-        """The jobs of which anything has arrived at the printer."""
+        """The jobs that have arrived at the printer, completely or in part."""
         return [job for job in self.printer.jobs if job]
 
     def next_job(self, count):
-        """What arrives after that many jobs."""
+        """Waits for the job that follows this many jobs."""
         private_cups.wait_until(lambda: len(self.received()) > count, 20, "the next job")
         return self.received()[count]
 
@@ -108,7 +108,7 @@ class ConfidentialTest(unittest.TestCase):
         return re.findall(rb'@PJL SET HOLDTYPE = PRIVATE\n@PJL SET HOLDKEY = "(.*)"\n', received)
 
     def status_of(self, cups, number):
-        """What a user sees of an unfinished job."""
+        """The status of an unfinished job, as its user sees it."""
         lines = cups.command("lpstat", "-l", "-W", "not-completed", "-o").split("\n")
         at = next(i for i, line in enumerate(lines) if re.match(rf"\S+-{number} ", line))
         return lines[at + 1].strip()
@@ -135,7 +135,7 @@ class ConfidentialTest(unittest.TestCase):
         self.assertEqual(lines, [])
 
     def test_bad_pins(self):
-        # The queue has no part in it, whatever it does with errors of the printer.
+        # The queue goes on, whatever its policy for errors of the printer.
         rows = (
             ("abort-job", {"PrintTo": "JRConf"}, ("a confidential job needs a PIN of 4 to 8 digits.", " JRHOLDKEY=PIN")),
             ("stop-printer", {"PrintTo": "JRConf", "JRHOLDKEY": "Custom.47x11"},
@@ -200,7 +200,7 @@ class ConfidentialTest(unittest.TestCase):
                 self.assertNotIn("123456", answer)
 
     def test_conformance(self):
-        # The tests print documents that their package lacks.
+        # The tests print documents that are not in their package.
         for path in IPP_TESTS.glob("ipp-*.test"):
             (self.work / path.name).symlink_to(path)
         self.draw("jpeg", "color.jpg", "-r36")
@@ -213,7 +213,7 @@ class ConfidentialTest(unittest.TestCase):
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_bytes(b"RaS2")
         # ipp-everywhere.test includes ipp-2.0.test, and that includes ipp-1.1.test.
-        printer = listener.Listener()  # of its own, since the tests do not wait for their jobs
+        printer = listener.Listener()  # a separate one, since the tests do not wait for their jobs
         self.addCleanup(printer.close)
         self.add_queue("Tested", uri=printer.uri)
         answer = self.ipptool("Tested", "ipp-everywhere.test", "-t", "-f", "document-a4.pdf")
@@ -245,7 +245,7 @@ class ConfidentialTest(unittest.TestCase):
                          'QJOBCREDUSERNAME = "Zo\u00eb"'.encode()):
                 self.assertTrue(text in received, (queue, text))
 
-        # The user of the client is told, and cancels there.
+        # The user of the client sees the reason, and cancels the job there.
         count = len(self.received())
         number = client.lp("Remote", self.work / "document-a4.pdf", {"job-password": "x"})
         refused = NOT_PRINTED.format(*BAD_PASSWORD)

@@ -1,4 +1,4 @@
-"""A printer on the loopback interface: takes jobs as a network printer does on port 9100."""
+"""A printer on the loopback interface, which accepts jobs like a network printer on port 9100."""
 
 import socket
 import struct
@@ -14,7 +14,7 @@ class Listener:
 
     def __init__(self):
         self._server = socket.socket()
-        # A small window, so that a held job does not fit into the buffers on the way.
+        # A small window, so that a job that is not read does not fit into the network buffers.
         self._server.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
         self._server.bind(("127.0.0.1", 0))
         self._server.listen()
@@ -65,7 +65,7 @@ class Listener:
                 job += piece
                 if self._hang_up_at is not None and len(job) >= self._hang_up_at:
                     self._hang_up_at = None
-                    # Broken off, not ended: what was on the way is lost.
+                    # The connection is reset, not closed: bytes in transit are lost.
                     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
                                           struct.pack("ii", 1, 0))
                     break

@@ -19,7 +19,7 @@ from recorded_cups import PrintedJob, RecordedCups
 
 
 def print_shared(cups, port, printer, file, options):
-    """Prints through a scheduler that knows the queue by IPP alone; gives the job of the other one."""
+    """Prints through a scheduler that knows the queue by IPP alone. Returns the job of the other one."""
     client = private_cups.PrivateCups()
     try:
         client.start()
@@ -66,7 +66,7 @@ def main(*arguments):
 
 
 if __name__ == "__main__":
-    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends all processes that were started
     try:
         main(*sys.argv[1:])
     except private_cups.Failure as failure:

@@ -1,4 +1,4 @@
-"""A CUPS scheduler of one's own: private directories, a unix socket, no system service.
+"""A private CUPS scheduler: private directories, a unix socket, no system service.
 
 It runs as root, then its filters run as the user "lp", or as anybody else. Everything lies below
 one new directory in /tmp and goes with stop(), at the latest when Python ends; the scheduler itself
@@ -25,17 +25,17 @@ import unittest
 
 SYSTEM_BIN = pathlib.Path("/usr/lib/cups")
 CUPSD = "/usr/sbin/cupsd"
-# The log line with which the scheduler settles the fate of a job.
+# The log line that shows the final state of a job.
 END_OF_JOB = re.compile(r"^Job (completed|canceled|aborted|stopped)\b", re.M)
 SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
 class Failure(Exception):
-    """Something that must not happen, in words for the developer."""
+    """A failed step of a test, with a message for the developer."""
 
 
 def wait_until(condition, seconds, what):
-    """Polls until the condition gives something true, which is the answer."""
+    """Polls until the condition returns a true value, and returns that."""
     end = time.monotonic() + seconds
     while True:
         answer = condition()
@@ -47,7 +47,7 @@ def wait_until(condition, seconds, what):
 
 
 def end_with_parent():
-    """For a child process: a parent that dies takes it along."""
+    """To be called in a child process: it ends when its parent ends."""
     pr_set_pdeathsig = 1
     ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGTERM)
 
@@ -66,8 +66,8 @@ def what_is_missing():
 
 
 def run_tests(arguments):
-    """Runs the tests of the program, with these arguments of unittest, or says why it cannot."""
-    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what was started
+    """Runs the tests of the program with these arguments of unittest, or prints why it cannot."""
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends all processes that were started
     missing = what_is_missing()
     if missing:
         print("Skipped:", missing)
@@ -117,7 +117,7 @@ class Log:
 
 class PrivateCups:
     def __init__(self):
-        os.umask(0o022)  # the scheduler's user is another one
+        os.umask(0o022)  # the scheduler runs as another user
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="cups-", dir="/tmp"))
         self.directory.chmod(0o755)
         self.bin = self.directory / "bin"
@@ -129,7 +129,7 @@ class PrivateCups:
         for name in ("etc/ppd", "bin/filter", "bin/backend", "cache", "run", "spool", "tmp",
                      "log", "home"):
             (self.directory / name).mkdir(parents=True)
-        # As the scheduler makes it when it is not there.
+        # As the scheduler creates it if it is missing.
         self.temp.chmod(0o1770)
         if os.geteuid() == 0:
             shutil.chown(self.temp, "root", "lp")
@@ -142,7 +142,7 @@ class PrivateCups:
         for name in ("daemon", "monitor", "notifier"):
             if (SYSTEM_BIN / name).exists():
                 (self.bin / name).symlink_to(SYSTEM_BIN / name)
-        # The package keeps its backends here and copies them when it is configured.
+        # The package has its backends here, and copies them when it is configured.
         (self.bin / "backend" / "socket").symlink_to(SYSTEM_BIN / "backend-available" / "socket")
         (self.bin / "backend" / "ipp").symlink_to(SYSTEM_BIN / "backend" / "ipp")
 
@@ -240,7 +240,7 @@ ErrorPolicy abort-job
         return True
 
     def stop(self):
-        """Ends the scheduler and removes everything; more than once does no harm."""
+        """Ends the scheduler and removes its files. Can be called more than once."""
         if self._cupsd and self._cupsd.poll() is None:
             self._cupsd.terminate()
             try:
@@ -254,7 +254,7 @@ ErrorPolicy abort-job
         return self._cupsd is not None and self._cupsd.poll() is None
 
     def command(self, *arguments):
-        """Runs a command of CUPS for this scheduler; gives what it printed."""
+        """Runs a command of CUPS with this scheduler, and returns its output."""
         environment = {"PATH": SYSTEM_PATH, "CUPS_SERVER": str(self.socket),
                        "HOME": str(self.directory / "home"), "LANG": "C.UTF-8"}
         done = subprocess.run(arguments, env=environment, stdin=subprocess.DEVNULL, timeout=30,
@@ -268,12 +268,12 @@ ErrorPolicy abort-job
                      "-o", "printer-error-policy=abort-job", *options)
 
     def pages_of(self, job):
-        """What the page log tells of a job that has ended."""
+        """The lines of the page log for a job that has ended."""
         text = (self.directory / "log" / "page_log").read_text()
         return int(re.search(rf"^\S+ \S+ {job} \[[^]]*\] total (\d+) ", text, re.M).group(1))
 
     def ipp_answer(self, queue):
-        """What IPP clients are told of a queue: the bytes of a Get-Printer-Attributes response."""
+        """The attributes of a queue for IPP clients: the bytes of a Get-Printer-Attributes response."""
         def attribute(tag, name, value):
             return struct.pack(">BH", tag, len(name)) + name + struct.pack(">H", len(value)) + value
         request = (b"\x02\x00\x00\x0b\x00\x00\x00\x01\x01" +
@@ -291,12 +291,12 @@ ErrorPolicy abort-job
             connection.close()
 
     def lp(self, queue, file, options=None, user="ada", title=None):
-        """Prints a file; gives the number of the job."""
+        """Prints a file, and returns the number of the job."""
         command = ["lp", "-d", queue, "-U", user]
         if title is not None:
             command += ["-t", title]
         for name, value in (options or {}).items():
-            # lp takes a backslash for the character after it, as CUPS does in option strings.
+            # In lp, too, a backslash escapes the character after it, as in option strings.
             quoted = "".join("\\" + c if c in " \t\n'\"\\{}" else c for c in value)
             command += ["-o", f"{name}={quoted}"]
         answer = self.command(*command, "--", str(file))

@@ -1,4 +1,4 @@
-"""A private scheduler whose queues run the built entry program, after a recorder."""
+"""A private scheduler whose queues run jobshaper-queue of this build, started by a recorder."""
 
 import functools
 import pathlib
@@ -32,7 +32,7 @@ def write_log_settings(directory):
 
 
 def header_text(text):
-    """A text that does not break a line of the header."""
+    """The text as it is in a line of the header."""
     return re.sub(rb"[\0-\x1f\x7f]", b" ", text.replace(b'"', b"'"))
 
 
@@ -47,19 +47,19 @@ class RecordedCups(private_cups.PrivateCups):
         self.records.chmod(0o777)
 
     def print(self, queue, printer, file, options=None, **arguments):
-        """Prints a file and waits for what the printer gets of it."""
+        """Prints a file and waits until the printer has received it."""
         count = len(printer.jobs) + 1
         return self.finish(self.lp(queue, file, options, **arguments), printer, count)
 
     def finish(self, number, printer, count):
-        """Waits for a job that will be the printer's `count`th."""
+        """Waits for the job that is number `count` at the printer."""
         self.wait_for(number)
         private_cups.wait_until(lambda: len(printer.jobs) >= count, 10, "the printer's last byte")
         return PrintedJob(self, number, printer.jobs[count - 1])
 
 
 class PrintedJob:
-    """A job that has been printed: what was recorded on the way, and what the printer got."""
+    """A job that has been printed: what was recorded, and what the printer received."""
 
     def __init__(self, cups, number, received):
         def strings(name):
@@ -73,7 +73,7 @@ class PrintedJob:
         self.input = cups.records / f"{number}.jobshaper-queue.input"
 
     def run_again(self, program, argv=None, **environment):
-        """What a program makes of the same arguments, environment and input."""
+        """The output of a program for the same arguments, environment and input."""
         environment = {name.encode(): value for name, value in environment.items()}
         with open(self.input, "rb") as recorded:
             done = subprocess.run(argv or self.argv, executable=program,
@@ -95,10 +95,10 @@ class PrintedJob:
 
     @functools.cached_property
     def expected(self):
-        """What the filter itself makes of the completed job, with the additions of a queue."""
+        """The output of the filter itself for the completed job, with the additions of a queue."""
         argv = [*self.argv[:2], header_text(self.argv[2]), *self.argv[3:5], self.completed,
                 *self.argv[6:]]
-        # It takes no longer one.
+        # The filter does not accept a longer one.
         output = self.run_again(self._cups.real_filter, argv,
                                 DEVICE_URI=self.environment[b"DEVICE_URI"][:99])
         if b"PMCopyCollate..b.=false" in self.completed:
@@ -107,7 +107,7 @@ class PrintedJob:
         if b"@PJL SET HOLD = " in output[:output.index(SWITCH)]:
             output = output.replace(b'JOBNAME = ""', b'JOBNAME = "%s"' % header_text(self.argv[3]),
                                     1)
-        # A test of its own tells which lines these are.
+        # Another test checks these lines.
         header = output[:output.index(SWITCH)].splitlines(True)
         settings = self.header.splitlines(True)[len(header):]
         return output.replace(SWITCH, b"".join(settings) + SWITCH, 1)
@@ -124,5 +124,5 @@ class PrintedJob:
 
     @property
     def added(self):
-        """What the entry program put after the options."""
+        """The options that jobshaper-queue added."""
         return self.completed[len(self.argv[5]):].decode("latin-1").split()

@@ -29,24 +29,24 @@ APPLICATION_POSTSCRIPT = "application/vnd.adobe-reader-postscript"
 # The page that explains a manual booklet, where the package installs it.
 INSTRUCTIONS = pathlib.Path(
     "/Library/Printers/Quorvan/filter/.resource/en.lproj/instruction(null)")
-# What the scheduler writes of a program or file that is not as it must be.
+# What the scheduler writes about a program or file that is not installed correctly.
 CRASH = re.compile(r"crashed|insecure permissions|Sanitizer|runtime error:|core dumped")
-# What is wrong with a job, unless it was to end early.
+# Log lines that only jobs that end early may have.
 TROUBLE = re.compile(r"^E |stopped with status|did not catch|Backend returned status"
-                     r"|Job (?:canceled|aborted|stopped)|not be completed|not used")
+                     r"|Job (?:canceled|aborted|stopped)|not used")
 LOG_LINE = re.compile(r"^(. )\[[^]]*\] (?:\[Job (\d+)\] )?(.*)$")
 
 FILTER, ENTRY_PROGRAM, RECORDER, PPDS = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
 
 
 def draw(device, document, output):
-    """Converts a PostScript document by a device of Ghostscript."""
+    """Converts a PostScript document with a device of Ghostscript."""
     subprocess.run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", "-r20",
                     "-o", output, document], timeout=60, check=True)
 
 
 class Documents:
-    """What is printed, made by the tools that applications use."""
+    """The documents to print, made with the tools that applications use."""
 
     pages = 5
 
@@ -57,12 +57,12 @@ class Documents:
         script = SOURCE / "tests" / "real_jobs" / "make-jobs.sh"
         subprocess.run(["bash", "-ec", '. "$0"; make_document > "$1"; make_pdf "$1" > "$2"',
                         script, self.postscript, self.pdf], check=True, timeout=60)
-        # Pages that say their number, and hardly cost anything to convert.
+        # Pages with their numbers, which are quick to convert.
         self.numbered, self.numbered_pdf = (directory / name for name in ("numbered.ps", "numbered.pdf"))
         self.numbered.write_text("%!PS\n/Courier findfont 40 scalefont setfont\n" + "".join(
             f"100 400 moveto (page {n}) show showpage\n" for n in range(1, self.pages + 1)))
         draw("pdfwrite", self.numbered, self.numbered_pdf)
-        # More than pipes and sockets hold, so that it is on its way for as long as one wants.
+        # More than pipes and sockets hold, so that the job does not end before the test reads it.
         self.large = directory / "large.ps"
         text = self.postscript.read_bytes()
         padding = b"% " + b"x" * 77 + b"\n"
@@ -70,7 +70,7 @@ class Documents:
                                             + b"%%Page: 3", 1))
 
     def quick(self, options=None):
-        """The document that takes the shortest way, and options with which it does."""
+        """A document that only one filter of CUPS processes, and the options for that."""
         return self.postscript, {"document-format": APPLICATION_POSTSCRIPT, **(options or {})}
 
 
@@ -119,7 +119,7 @@ class SchedulerTest(unittest.TestCase):
         return job
 
     def print_quickly(self, options=None, **arguments):
-        """Prints a document by the shortest way through the scheduler, with one filter before ours."""
+        """Prints a document that only one filter of CUPS processes before ours."""
         return self.print(*self.documents.quick(options), **arguments)
 
     def print_booklet(self, file, options, sides, **arguments):
@@ -204,14 +204,14 @@ class SchedulerTest(unittest.TestCase):
     # ---- pages
 
     def counts(self, file, options, *queues):
-        """What the page log tells of a job on each of these queues."""
+        """The lines of the page log for a job on each of these queues."""
         numbers = [self.cups.lp(queue, file, options) for queue in queues]
         for number in numbers:
             self.cups.wait_for(number)
         return [self.cups.pages_of(number) for number in numbers]
 
     def test_pages_are_counted_as_by_cups_itself(self):
-        printer = listener.Listener()  # of its own, since nobody waits for what it gets
+        printer = listener.Listener()  # a separate one, whose jobs the test does not wait for
         self.addCleanup(printer.close)
         self.cups.command("lpadmin", "-p", "Generic-PostScript", "-E", "-v",
                           printer.uri, "-m", "drv:///sample.drv/generic.ppd")
@@ -321,7 +321,7 @@ class SchedulerTest(unittest.TestCase):
         self.assertEqual({number for number, _ in rows}, set(commands))
         for number, choice in rows:
             with self.subTest(number):
-                # The others finish only.
+                # The others only fold and staple.
                 job = self.print_booklet(*self.documents.quick({"finishings": number}),
                                          4 if number == "13" else 5)
                 self.assert_fold(job, choice, commands[number])
@@ -349,7 +349,7 @@ class SchedulerTest(unittest.TestCase):
             b"QIMAGEENHANCETYPE = 4", b"QSCREENING = IET"]
         self.assertTrue(job.header.endswith(b"".join(b"@PJL SET " + line + b"\n" for line in lines)),
                         job.header)
-        # What has code comes as PostScript alone.
+        # Choices with code are sent as PostScript only.
         self.assertIn(b"<</SlipSheet 2>>setpagedevice", job.body)
         self.assert_warnings(job, "QvnSaturation=7 is not a choice of this printer; PrinterS is "
                              "used instead. lpoptions -l lists them.")
@@ -381,7 +381,7 @@ class SchedulerTest(unittest.TestCase):
         for option in ("QVBookletFold=SaddleStitch", "PrintTo=JRVerify", "QvnBlankPage=true"):
             self.assertIn(option, job.added)
         self.assertIn(b"@PJL SET HOLD = PROOF\n", job.header)
-        # A blank side is part of a booklet.
+        # A booklet needs its blank sides.
         self.assertIn(b"@PJL SET QBLANKPAGES = PRINT\n", job.header)
         self.assertIn(b"\n<< /CollatedCopies 1 >> setuserparams\n", job.body)
         self.assert_fold(job, "SaddleStitch", b"<< /Fold 2 /Staple 4>> setpagedevice")
@@ -481,7 +481,7 @@ class SchedulerTest(unittest.TestCase):
             "instead. lpoptions -l lists them.", "QvnBlankPage=maybe is not a choice of this printer; PrinterS is used "
             "instead. lpoptions -l lists them.", "InputSlot=Tray99 is not a choice of this printer; Auto is used "
             "instead. lpoptions -l lists them.")
-        # Nothing but the header that a harmless job would have.
+        # The header has the same lines as that of a harmless job.
         self.assertEqual([line.split(b" = ")[0] for line in job.header.splitlines()], [
             UEL + b"@PJL JOB", b"@PJL COMMENT Quorvan Macintosh driver", b"@PJL SET STRINGCODESET",
             b"@PJL QJOBINFO USERID", b"@PJL SET JOBNAME", b"@PJL SET USERNAME", b"@PJL SET COPIES",
@@ -531,7 +531,7 @@ class SchedulerTest(unittest.TestCase):
 
     def test_paper_tray_that_is_not_installed(self):
         self.add_queue("Trays", "color-finisher", "-o", "OptionTray5=False")
-        # Unlike what the filter alone makes of it.
+        # The output differs from that of the filter alone.
         job = self.cups.print("Trays", self.printer, *self.documents.quick({"InputSlot": "Tray5"}))
         self.check_start(job)
         self.assertIn(b"%%BeginFeature: *InputSlot Tray5\n%%EndFeature\n", job.body)
@@ -548,19 +548,19 @@ class SchedulerTest(unittest.TestCase):
     # ---- jobs that end early
 
     def start_large_job(self):
-        """A job that the filter is in the middle of; the printer does not read."""
+        """Starts a job, and waits until the filter is in the middle of it because the printer does not read."""
         self.printer.hold()
         number = self.cups.lp("Office", self.documents.large,
                               {"document-format": APPLICATION_POSTSCRIPT})
         self.early_ends.add(number)
-        # Only of a filter that is running can a trailer be expected.
+        # Only a filter that is running can write a trailer.
         private_cups.wait_until(lambda: any(re.match(r"Wrote \d+ bytes of print data", line)
                                             for line in self.cups.log.lines_of(number)),
                                 30, "the first bytes of the job")
         return number
 
     def wait_until_stuck(self, number):
-        """Waits until nothing moves any more."""
+        """Waits until no more bytes are transferred."""
         def size():
             path = self.cups.records / f"{number}.jobshaper-queue.input"
             return path.stat().st_size if path.exists() else 0

@@ -1,4 +1,4 @@
-"""Documents whose pages tell where they are printed, and what a booklet makes of them."""
+"""Documents whose pages print their position, and where they must be in a booklet."""
 
 # Pages from left to right on each side, 0 for a blank half: the order of CUPS, outermost sheet first.
 SIDES = {
@@ -11,7 +11,7 @@ SIDES = {
     8: [(8, 1), (2, 7), (6, 3), (4, 5)],
     16: [(16, 1), (2, 15), (14, 3), (4, 13), (12, 5), (6, 11), (10, 7), (8, 9)],
 }
-# Tells of each side the paper that the printer was requested to use, even after grestoreall.
+# Prints for each side the paper that was requested, even after grestoreall.
 PRELUDE = b"""/paper{currentpagedevice exch 2 copy known{get}{pop pop null}ifelse ==only( )print}def
 <</EndPage{exch pop 2 ne dup{(SIDE )print/MediaPosition paper/MediaType paper()=}if}>>setpagedevice
 save pop
@@ -19,7 +19,7 @@ save pop
 
 
 def document(pages):
-    """Every page tells where it is drawn, and does what would spoil the other half."""
+    """Each page prints its position, and executes code that could spoil the other half."""
     return (b"%%!PS-Adobe-3.0\n%%%%Pages: %d\n%%%%EndComments\n%%%%BeginProlog\n"
             b"/finish{grestoreall showpage}bind def\n%%%%EndProlog\n" % pages + b"".join(
                 b"%%%%Page: %d %d\ninitgraphics(PAGE %d )print matrix defaultmatrix setmatrix\n"
@@ -30,8 +30,8 @@ def document(pages):
 
 
 def sides_of(ghostscript, body):
-    """Of each side of such a document on A4: left and right page, and the paper. Takes a Ghostscript
-    of the device "nullpage" with 72 dots per inch."""
+    """Returns for each side of such a document on A4 the left and right page, and the paper. Needs a
+    Ghostscript with the device "nullpage" and 72 dots per inch."""
     log, _ = ghostscript.run(PRELUDE + body)
     sides, halves = [], [0, 0]
     for line in log.splitlines():

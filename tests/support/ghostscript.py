@@ -8,8 +8,7 @@ import tempfile
 
 
 class Ghostscript:
-    """Runs jobs on one device. Each finds what a new interpreter has, since what it changes is
-    restored after it."""
+    """Runs jobs on one device. The state of the interpreter is restored after each job."""
 
     END = b"=== end of job ==="
 
@@ -36,8 +35,8 @@ class Ghostscript:
         shutil.rmtree(self._directory)
 
     def run(self, job):
-        """Returns what a job printed and the content of each page's file; after an error, nothing
-        of both."""
+        """Returns the standard output of a job and the content of each page's file; after an error,
+        neither."""
         self._job.write_bytes(job)
         self._process.stdin.write(
             b"/job.save save def {(%s) run} stopped {handleerror} if clear cleardictstack "
