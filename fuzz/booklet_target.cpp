@@ -92,15 +92,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     HeldJob held;
     FUZZ_CHECK(held.read(input.descriptor(), directory()));
     checkParts(held, job);
-    FUZZ_CHECK(contentOf(rewrittenJob(held, {}, false, directory())) == job);
-    static_cast<void>(rewrittenJob(held, {}, true, directory()));
+    FUZZ_CHECK(contentOf(rewrittenJob(held, {}, directory())) == job);
+    static_cast<void>(rewrittenJob(held, {.sides = {}, .oneCopy = true, .hidesEmbeddedPages = true},
+                                   directory()));
     if (!held.pages().empty()) {
       const int pages = static_cast<int>(held.pages().size());
       const std::vector<Side> sides = bookletSides(pages, faces);
       checkSides(sides, pages);
       // Procedures of the same names in the prolog would be found, too.
       if (bytesOf(job, held.header()).find("QvnBooklet/open") == job.npos) {
-        checkArranged(contentOf(rewrittenJob(held, sides, false, directory())), job, held, sides);
+        checkArranged(contentOf(rewrittenJob(held, {.sides = sides}, directory())), job, held,
+                      sides);
       }
     }
   }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/files.h"
+#include "queue/embedded_pages.h"
 
 namespace jobshaper {
 
@@ -149,68 +150,86 @@ class HeaderCopier {
   std::string line_;
 };
 
-bool copyPart(const HeldJob& job, const Part& part, JobWriter& writer) {
-  return job.forEachBlock(part, [&](std::string_view bytes) { return writer.put(bytes); });
+bool copyHeader(const HeldJob& job, const Rewriting& rewriting, JobWriter& writer) {
+  HeaderCopier header(writer, !rewriting.sides.empty(), rewriting.oneCopy);
+  const EmbeddedPages::Put put = [&](std::string_view bytes) { return header.take(bytes); };
+  EmbeddedPages hidden(put);
+  return job.forEachBlock(job.header(),
+                          [&](std::string_view bytes) {
+                            return rewriting.hidesEmbeddedPages ? hidden.take(bytes) : put(bytes);
+                          }) &&
+         hidden.finish() && header.finish();
 }
 
-// Leaves out the first line, "%%Page:": the side has its own.
-bool copyPageContent(const HeldJob& job, const Part& page, JobWriter& writer) {
+// A side has a first line, "%%Page:", of its own.
+bool copyPage(const HeldJob& job, const Part& page, const Rewriting& rewriting, JobWriter& writer) {
+  const bool withFirstLine = rewriting.sides.empty();
+  const EmbeddedPages::Put put = [&](std::string_view bytes) { return writer.put(bytes); };
+  EmbeddedPages hidden(put);
   bool inFirstLine = true;
   return job.forEachBlock(page, [&](std::string_view bytes) {
     if (inFirstLine) {
       const std::size_t end = bytes.find_first_of("\r\n");
-      if (end == bytes.npos) return true;
-      inFirstLine = false;
-      bytes.remove_prefix(end + 1);
+      const std::size_t size = end == bytes.npos ? bytes.size() : end + 1;
+      if (withFirstLine && !put(bytes.substr(0, size))) return false;
+      inFirstLine = end == bytes.npos;
+      bytes.remove_prefix(size);
     }
-    return writer.put(bytes);
-  }) && writer.endLine();
+    return rewriting.hidesEmbeddedPages ? hidden.take(bytes) : put(bytes);
+  }) && hidden.finish();
 }
 
-bool writeHalf(const HeldJob& job, int page, bool right, JobWriter& writer) {
+bool writeHalf(const HeldJob& job, int page, bool right, const Rewriting& rewriting,
+               JobWriter& writer) {
   if (page == kBlankPage) return true;
   return writer.put(right ? "true" : "false") && writer.put(" QvnBooklet/open get exec\n") &&
-         copyPageContent(job, job.pages()[static_cast<std::size_t>(page) - 1], writer) &&
-         writer.put("QvnBooklet/close get exec\n");
+         copyPage(job, job.pages()[static_cast<std::size_t>(page) - 1], rewriting, writer) &&
+         writer.endLine() && writer.put("QvnBooklet/close get exec\n");
 }
 
 // The first four lines must draw nothing: the blank page of a manual booklet begins with the first
 // lines of the first page.
-bool writeSide(const HeldJob& job, const Side& side, std::size_t number, JobWriter& writer) {
+bool writeSide(const HeldJob& job, const Side& side, std::size_t number, const Rewriting& rewriting,
+               JobWriter& writer) {
   const std::string label = std::to_string(number);
   return writer.put("%%Page: " + label + " " + label + "\n%%BeginPageSetup\n%%EndPageSetup\n") &&
          writer.put("% Pages " + std::to_string(side.left) + " and " + std::to_string(side.right) +
                     " of the document; 0 is a blank one.\n") &&
-         writer.put("QvnBooklet/side get exec\n") && writeHalf(job, side.left, false, writer) &&
-         writeHalf(job, side.right, true, writer) && writer.put("QvnBooklet/print get exec\n");
+         writer.put("QvnBooklet/side get exec\n") &&
+         writeHalf(job, side.left, false, rewriting, writer) &&
+         writeHalf(job, side.right, true, rewriting, writer) &&
+         writer.put("QvnBooklet/print get exec\n");
 }
 
-bool writeSides(const HeldJob& job, const std::vector<Side>& sides, JobWriter& writer) {
+bool writeSides(const HeldJob& job, const Rewriting& rewriting, JobWriter& writer) {
   std::size_t number = 0;
-  for (const Side& side : sides) {
-    if (!writeSide(job, side, ++number, writer)) return false;
+  for (const Side& side : rewriting.sides) {
+    if (!writeSide(job, side, ++number, rewriting, writer)) return false;
   }
   return true;
 }
 
-bool writePages(const HeldJob& job, JobWriter& writer) {
+bool writePages(const HeldJob& job, const Rewriting& rewriting, JobWriter& writer) {
   for (const Part& page : job.pages()) {
-    if (!copyPart(job, page, writer)) return false;
+    if (!copyPage(job, page, rewriting, writer)) return false;
   }
   return true;
+}
+
+bool copyTrailer(const HeldJob& job, JobWriter& writer) {
+  return job.forEachBlock(job.trailer(), [&](std::string_view bytes) { return writer.put(bytes); });
 }
 
 }  // namespace
 
-Descriptor rewrittenJob(const HeldJob& job, const std::vector<Side>& sides, bool oneCopy,
+Descriptor rewrittenJob(const HeldJob& job, const Rewriting& rewriting,
                         const std::string& directory) {
   JobWriter writer(directory);
-  HeaderCopier header(writer, !sides.empty(), oneCopy);
-  const auto takeHeader = [&](std::string_view bytes) { return header.take(bytes); };
-  const bool written = writer.isOpen() && job.forEachBlock(job.header(), takeHeader) &&
-                       header.finish() &&
-                       (sides.empty() ? writePages(job, writer) : writeSides(job, sides, writer)) &&
-                       copyPart(job, job.trailer(), writer);
+  const bool keepsPages = rewriting.sides.empty();
+  const bool written =
+      writer.isOpen() && copyHeader(job, rewriting, writer) &&
+      (keepsPages ? writePages(job, rewriting, writer) : writeSides(job, rewriting, writer)) &&
+      copyTrailer(job, writer);
   Descriptor file = written ? writer.finish() : Descriptor();
   if (!file.valid()) reportUnwritable(directory);
   return file;

@@ -10,13 +10,19 @@
 
 namespace jobshaper {
 
-// Writes the job with these sides as its pages, two pages of the held job side by side on each, or
-// with its own pages if `sides` is empty. The numbers of pages in `sides` must be those of pages of
-// the job. With `oneCopy`, the number of copies that CUPS has put into the job becomes 1.
-//
+struct Rewriting {
+  // The pages of the new job, with two pages of the held one side by side on each. Only numbers of
+  // pages that it has. If empty, it keeps its own pages.
+  std::vector<Side> sides;
+  // The number of copies that CUPS has put into the job becomes 1.
+  bool oneCopy = false;
+  // The filter must not take pages of embedded documents for pages of the job: see EmbeddedPages.
+  bool hidesEmbeddedPages = false;
+};
+
 // Returns a file in `directory` without a name, positioned at its start; none if it cannot be
 // written or the held job not be read back, after reporting it on standard error.
-Descriptor rewrittenJob(const HeldJob& job, const std::vector<Side>& sides, bool oneCopy,
+Descriptor rewrittenJob(const HeldJob& job, const Rewriting& rewriting,
                         const std::string& directory);
 
 }  // namespace jobshaper

@@ -108,13 +108,16 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
       arguments[kCopiesArgument] = oneCopy.data();
       completed.options.append(" ").append(kCopiesOption).append("=1");
       arguments[kOptionsArgument] = completed.options.data();
-      if (!held && !holdJob()) return 1;
     }
+    if (!held && !holdJob()) return 1;
   }
   if (!held) return filterJob(argc, arguments.data(), system, std::move(completed.additions));
 
-  const Descriptor file =
-      rewrittenJob(*held, completed.booklet.sides, times > 1, temporaryDirectory());
+  const Descriptor file = rewrittenJob(*held,
+                                       {.sides = std::move(completed.booklet.sides),
+                                        .oneCopy = times > 1,
+                                        .hidesEmbeddedPages = completed.booklet.isManual},
+                                       temporaryDirectory());
   held.reset();
   if (!file.valid()) return 1;
   if (::dup2(file.get(), STDIN_FILENO) < 0) return cannotRead();

@@ -158,7 +158,19 @@ def copies_by_hand():
         check("pages", done.stderr.count(b"PAGE: "), 4 * int(copies))
 
 
+def embedded_by_hand():
+    """Pages with a picture that is a document of its own, arranged by us or by the application."""
+    picture = b"%%BeginDocument: a.eps\n%!PS-Adobe-3.0 EPSF-3.0\n%%Page: 1 1\n%%Trailer\n%%EOF\n%%EndDocument\n"
+    text = document(5).replace(b"initgraphics(PAGE", picture + b"initgraphics(PAGE")
+    for options, pages in (("booklet=true", [b"0", b"1", b"3", b"1", b"4", b"2"]),
+                           ("QVBookletFold=Booklet QvnBookletPages=Arranged",
+                            [b"0", b"1", b"3", b"5", b"1", b"4", b"2"])):
+        output = arrives(small, 5, options, document_text=text).stdout
+        check(options, re.findall(rb"(?m)^%%Page: \S+ (\d+)", output), pages)
+        check(options, output.count(b"PAGE "), 5)
+
+
 with Ghostscript("nullpage", "-r72") as ghostscript:
-    for part in (who_arranges, as_it_is, covers, faces, copies_by_hand):
+    for part in (who_arranges, as_it_is, covers, faces, copies_by_hand, embedded_by_hand):
         part()
 checks.exit(at_least=180)

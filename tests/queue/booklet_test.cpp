@@ -10,6 +10,7 @@
 #include <ostream>
 #include <set>
 
+#include "queue/embedded_pages.h"
 #include "queue/held_job.h"
 #include "queue/imposition.h"
 #include "queue/option_string.h"
@@ -126,14 +127,14 @@ TEST(HeldJob, HasNoPagesWithoutCommentsOrProlog) {
 
 // ---- sides
 
-std::string rewritten(const std::string& text, const std::vector<Side>& sides, bool oneCopy) {
+std::string rewritten(const std::string& text, const Rewriting& rewriting) {
   TemporaryDirectory directory;
   writeFile(directory.file("job"), text);
   HeldJob job;
   const int file = ::open(directory.file("job").c_str(), O_RDONLY);
   EXPECT_TRUE(job.read(file, directory.path()));
   ::close(file);
-  const Descriptor result = rewrittenJob(job, sides, oneCopy, directory.path());
+  const Descriptor result = rewrittenJob(job, rewriting, directory.path());
   std::string bytes(1000000, '\0');
   bytes.resize(readFully(result.get(), bytes.data(), bytes.size()));
   return bytes;
@@ -142,7 +143,7 @@ std::string rewritten(const std::string& text, const std::vector<Side>& sides, b
 TEST(Imposition, PutsPagesOnSidesAfterTheProcedures) {
   const std::string header = "%!PS\n%%BeginProlog\n/p{}def\n%%BeginProlog\n";
   const std::string job = header + "%%Page: i 1\r\n1 p\n%%Page: ii 2\n2 p%%Trailer\n%%Page: 3\n3 p";
-  const std::string text = rewritten(job, {{2, 1}, {kBlankPage, 3}}, false);
+  const std::string text = rewritten(job, {.sides = {{2, 1}, {kBlankPage, 3}}});
   const std::size_t first = text.find("userdict/QvnBooklet");
   EXPECT_EQ(text.substr(0, first), "%!PS\n%%BeginProlog\n");
   const std::size_t rest = text.find("/p{}def\n");
@@ -162,8 +163,9 @@ TEST(Imposition, PutsPagesOnSidesAfterTheProcedures) {
 
 TEST(Imposition, AddsTheProceduresWhateverEndsTheLines) {
   for (const std::string end : {"\r", "\r\n", "\n"}) {
-    const std::string text = rewritten(
-        "%!PS" + end + "%%BeginProlog" + end + "x" + end + "%%Page: 1 1" + end, {{0, 1}}, false);
+    const std::string text =
+        rewritten("%!PS" + end + "%%BeginProlog" + end + "x" + end + "%%Page: 1 1" + end,
+                  {.sides = {{0, 1}}});
     EXPECT_EQ(text.find("userdict/QvnBooklet"), ("%!PS%%BeginProlog" + end).size() + 1);
     EXPECT_NE(text.find("end\n" + end.substr(1) + "x" + end), text.npos);
   }
@@ -176,9 +178,71 @@ TEST(Imposition, MakesOneCopyOfMany) {
   const std::string set = "/languagelevel where{pop}if\n";
   const std::string pages = "%%Page: 1 1\n%RBINumCopies: 12\n%%Trailer\n";
   const std::string job = header + feature + "12" + set + feature + "12\n" + pages;
-  EXPECT_EQ(rewritten(job, {}, false), job);
-  EXPECT_EQ(rewritten(job, {}, true), "%!PS\n%RBINumCopies: 1\n%%BeginProlog\n" + long_line + "\n" +
-                                          feature + "1" + set + feature + "1\n" + pages);
+  EXPECT_EQ(rewritten(job, {}), job);
+  EXPECT_EQ(rewritten(job, {.sides = {}, .oneCopy = true}),
+            "%!PS\n%RBINumCopies: 1\n%%BeginProlog\n" + long_line + "\n" + feature + "1" + set +
+                feature + "1\n" + pages);
+}
+
+TEST(Imposition, HidesThePagesOfEmbeddedDocuments) {
+  const std::string document = "%%Page: 1 1\n(%%Trailer)show\n%%Trailer\n%%EndDocument\n";
+  const std::string hidden = "% %Page: 1 1\n(%%Trailer)show\n% %Trailer\n%%EndDocument\n";
+  const std::string begin = "%%BeginDocument: a.eps\n";
+  const std::string header = "%!PS\n%%BeginProlog\n" + begin;
+  const std::string page = "%%Page: 1 1\n" + begin;
+  const std::string trailer = "%%Trailer\n%%Pages: 1\n%%EOF\n";
+  const std::string job = header + document + page + document + trailer;
+  EXPECT_EQ(rewritten(job, {.sides = {}, .hidesEmbeddedPages = true}),
+            header + hidden + page + hidden + trailer);
+  const std::string sides =
+      rewritten(job, {.sides = {{kBlankPage, 1}}, .hidesEmbeddedPages = true});
+  EXPECT_NE(sides.find("end\n" + begin + hidden + "%%Page: 1 1\n%%BeginPageSetup\n"), sides.npos);
+  EXPECT_NE(sides.find("open get exec\n" + begin + hidden + "QvnBooklet/close"), sides.npos);
+}
+
+// ---- pages of embedded documents
+
+// What becomes of a text that comes in pieces of this size.
+std::string hidden(std::string_view text, std::size_t size) {
+  std::string result;
+  EmbeddedPages pages([&](std::string_view bytes) {
+    result += bytes;
+    return true;
+  });
+  for (std::size_t at = 0; at < text.size(); at += size) {
+    EXPECT_TRUE(pages.take(text.substr(at, size)));
+  }
+  EXPECT_TRUE(pages.finish());
+  return result;
+}
+
+TEST(EmbeddedPages, AreHiddenInWholeLinesOutsideOfData) {
+  const std::string long_line(100, 'x');
+  const std::string rows[][2] = {
+      {"", ""},
+      {"%%Trailer", "% %Trailer"},
+      {"%%Page: 1 1\r%%Trailer\r\n%%Page:", "% %Page: 1 1\r% %Trailer\r\n% %Page:"},
+      {"%%Page: " + long_line + "%%Page: 2\n", "% %Page: " + long_line + "%%Page: 2\n"},
+      {long_line + "\n\n%%Trailer\n", long_line + "\n\n% %Trailer\n"},
+      {"%%Pages: 1\n %%Page: 1\n%%PageTrailer\nx%%Trailer\n",
+       "%%Pages: 1\n %%Page: 1\n%%PageTrailer\nx%%Trailer\n"},
+      {"%%BeginData: 9 Binary Bytes\n%%Page: 1\n%%EndData\n%%Trailer\n",
+       "%%BeginData: 9 Binary Bytes\n%%Page: 1\n%%EndData\n% %Trailer\n"},
+      {"%%BeginBinary: 9\n%%Trailer\n%%EndBinary\n%%Trailer\n",
+       "%%BeginBinary: 9\n%%Trailer\n%%EndBinary\n% %Trailer\n"},
+  };
+  for (const auto& [text, expected] : rows) {
+    for (std::size_t size = 1; size <= 20; ++size) EXPECT_EQ(hidden(text, size), expected) << size;
+  }
+}
+
+TEST(EmbeddedPages, StopWhenTheirReceiverDoes) {
+  EmbeddedPages pages([](std::string_view) { return false; });
+  EXPECT_TRUE(pages.take("%%Tra"));
+  EXPECT_FALSE(pages.take("iler\nx"));
+  EmbeddedPages last([](std::string_view) { return false; });
+  EXPECT_TRUE(last.take("x"));
+  EXPECT_FALSE(last.finish());
 }
 
 // ---- which jobs
