@@ -46,44 +46,52 @@ bool isTranslation(std::string_view line) {
          line[3] == '.' && line.ends_with(": \"\"\n");
 }
 
-// The uncompressed content of the file; nothing if it is too large.
-std::optional<std::string> contentOf(const Descriptor& file) {
-  const std::unique_ptr<_cups_file_s, CupsFileCloser> input(cupsFileOpenFd(::dup(file.get()), "r"));
-  if (!input) return std::nullopt;
-  std::string content;
-  char block[16384];
-  for (ssize_t n; (n = cupsFileRead(input.get(), block, sizeof block)) > 0;) {
-    content.append(block, static_cast<std::size_t>(n));
-    if (content.size() > kLargestPpd) return std::nullopt;
-  }
-  return content;
-}
+// Reads a file, which may be compressed, line by line.
+class LineReader {
+ public:
+  explicit LineReader(const Descriptor& file) : file_(cupsFileOpenFd(::dup(file.get()), "r")) {}
 
-// Removes a line from the beginning of `rest` and returns it, with its end: LF or CR. A line that
-// is longer than libcups allows is split.
-std::string_view takeLine(std::string_view& rest) {
-  std::string_view line = rest.substr(0, kLongestLine);
-  for (const char end : {'\n', '\r'}) {
-    line = line.substr(0, std::min(line.find(end), line.size() - 1) + 1);
+  // The next line, with its end: LF or CR. A line that is longer than libcups allows is split.
+  // Returns "" at the end of the file or after an error. Valid until the next call.
+  std::string_view next() {
+    if (rest_.size() < kLongestLine && file_) fill();
+    std::string_view line = rest_.substr(0, kLongestLine);
+    for (const char end : {'\n', '\r'}) {
+      if (const std::size_t at = line.find(end); at != line.npos) line = line.substr(0, at + 1);
+    }
+    rest_.remove_prefix(line.size());
+    return line;
   }
-  rest.remove_prefix(line.size());
-  return line;
-}
+
+ private:
+  void fill() {
+    std::memmove(buffer_, rest_.data(), rest_.size());
+    const ssize_t n =
+        cupsFileRead(file_.get(), buffer_ + rest_.size(), sizeof buffer_ - rest_.size());
+    if (n <= 0) file_.reset();
+    rest_ = {buffer_, rest_.size() + static_cast<std::size_t>(std::max(n, ssize_t{0}))};
+  }
+
+  std::unique_ptr<_cups_file_s, CupsFileCloser> file_;
+  char buffer_[16384];
+  std::string_view rest_{buffer_, 0};  // what is not yet returned
+};
 
 }  // namespace
 
 std::optional<PpdText> readPpdText(const Descriptor& file) {
-  const std::optional<std::string> content = contentOf(file);
-  if (!content) return std::nullopt;
+  LineReader reader(file);
   PpdText text;
+  std::size_t size = 0;
   int count = 0;
   int slow = 0;
-  for (std::string_view rest = *content; !rest.empty();) {
-    const std::string_view line = takeLine(rest);
-    if (isSlow(line)) ++slow;
-    if (++count > kMostLines || slow > kMostSlowLines) return std::nullopt;
+  for (std::string_view line; !(line = reader.next()).empty();) {
+    size += line.size();
+    if (size > kLargestPpd || ++count > kMostLines) return std::nullopt;
+    if (isTranslation(line)) continue;
+    if (isSlow(line) && ++slow > kMostSlowLines) return std::nullopt;
     storeKeyword(line, text.keywords);
-    if (!isTranslation(line)) text.lines += line;
+    text.lines += line;
   }
   return text;
 }
