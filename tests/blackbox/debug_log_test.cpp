@@ -556,7 +556,7 @@ TEST(DebugSettings, WithAZeroByteInTheFileNameLetTheJobThrough) {
   }
 }
 
-TEST(DebugSettings, MadeDuringTheJobAreNotSeen) {
+TEST(DebugSettings, CreatedDuringTheJobAreIgnored) {
   Job job;
   Process process(job.program(), job.argv(), job.environment());
   ASSERT_TRUE(process.waitForOutput(plainHeader().size()));

@@ -157,7 +157,7 @@ TEST(TemporaryDirectory, NameIsUsedAsItIs) {
   }
 }
 
-TEST(TemporaryDirectory, MissingDirectoryIsNotMade) {
+TEST(TemporaryDirectory, MissingDirectoryIsNotCreated) {
   Job job;
   expectBody(job.env("TMPDIR", job.tmpFile("missing")).input(kJobText), kJobText);
   EXPECT_FALSE(fs::exists(job.tmpFile("missing")));
@@ -177,7 +177,7 @@ void expectCaptured(const Job& job, const BeforeExec& beforeExec = nullptr,
 
 Job jobWithOwnPjl() { return Job().input(kOwnPjl + kJobText); }
 
-TEST(Capture, AnyKindOfMarkerSwitchesItOn) {
+TEST(Capture, AnyKindOfMarkerTurnsItOn) {
   const std::vector<std::function<void(const std::string& path)>> makers{
       [](const std::string& path) { writeFile(path, "off\nfalse\n"); },
       [](const std::string& path) { fs::create_directory(path); },

@@ -51,7 +51,7 @@ INSTANTIATE_TEST_SUITE_P(Names, ManualBookletObstacle,
                          ::testing::Values("pageReOrdered", "pageEven", "newEvenOrder",
                                            "newOddOrder", "qvn_manualPS"));
 
-TEST(ManualBookletFault, InTheHeaderFileThatOnlyOtherOrientationsNeedIsNone) {
+TEST(ManualBookletFault, BlockedHeaderFileIsHarmless) {
   Job job = manualJob(join(kTop, pages("12345")));
   fs::create_directory(job.tmpFile("headerPS42"));
   expectOutcome(job.run(),
@@ -97,7 +97,7 @@ TEST(ManualBookletFault, JobIdHoldsASlash) {
   }
 }
 
-TEST(ManualBookletFault, IsNoneOfPlainJobsAndPrinterMadeBooklets) {
+TEST(ManualBookletFault, DoesNotAffectPlainJobsAndPrinterMadeBooklets) {
   for (const char* options : {"", "QVBookletFold=Booklet"}) {
     Job job;
     job.jobId("a/b").env("TMPDIR", job.tmpFile("no such directory"));
@@ -106,7 +106,7 @@ TEST(ManualBookletFault, IsNoneOfPlainJobsAndPrinterMadeBooklets) {
   }
 }
 
-TEST(ManualBookletFault, IsCapturedAsNothing) {
+TEST(ManualBookletFault, LeavesEmptyCaptures) {
   Job job = manualJob(join(kTop, pages("12345")));
   job.capture();
   fs::create_directory(job.tmpFile("pageEven42"));
@@ -418,13 +418,13 @@ std::string bodyOfCanceled(std::string_view text) {
   return body;
 }
 
-TEST(CanceledOutput, OfALongLineEndsWhereItIsCut) {
+TEST(CanceledOutput, OfALongLineEndsAtAPiece) {
   const std::string body = bodyOfCanceled(join("%!PS\n", std::string(1600000, 'x')));
   EXPECT_EQ((body.size() - 5) % 1024, 0U);
 }
 
 // The filter reads as much at once as a pipe holds, and the line begins just before its end.
-TEST(CanceledOutput, HoldsNoBeginningOfALineThatIsDropped) {
+TEST(CanceledOutput, HasNoPartOfADroppedLine) {
   const std::string before = std::string(256 * 1024 - 4, '\n');
   const std::string body = bodyOfCanceled(join(before, "@PJL EOJ\n", manyLines()));
   EXPECT_TRUE(body == before.substr(0, body.size()));
@@ -452,7 +452,7 @@ TEST(CanceledOutput, OfAManualBookletEndsWithTheTrailerAndRemovesItsFiles) {
   EXPECT_TRUE(fs::is_empty(job.tmp()));
 }
 
-TEST(CanceledOutput, ThatNobodyReadsAnyMoreEndsToo) {
+TEST(CanceledOutput, WithoutAReaderEndsToo) {
   Job job = manualJob("");
   job.fileWith(join(kTop, kPage1, manyLines()));
   Process process(job.program(), job.argv(), job.environment());

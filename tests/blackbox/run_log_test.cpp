@@ -190,7 +190,7 @@ TEST(RunLog, LevelWithoutInfoBitHoldsNoRecordOfTheRun) {
                                 note("mID   65") + note("E OK") + note("setup OK"));
 }
 
-TEST(RunLog, IsNotMadeWithoutASettingsFile) {
+TEST(RunLog, IsNotCreatedWithoutASettingsFile) {
   Job job;
   job.input(std::string(kJobText));
   expectOutcome(job.run(), plainJob(), tmpLines(job), 0);

@@ -68,7 +68,7 @@ TEST(ClosedStream, InputIsAnEmptyJob) {
 }
 
 // In a directory without devices, the next file would get the number of the stream.
-TEST(ClosedStream, HasItsNumberWithoutANullDeviceToo) {
+TEST(ClosedStream, KeepsItsNumberWithoutANullDevice) {
   for (const int stream : {0, 1}) {
     Job job;
     job.capture().preload("refusing_calls").env("REFUSED_CALL", "null device").input("%!PS\n");
@@ -337,11 +337,11 @@ BeforeExec descriptors(unsigned more) {
   };
 }
 
-constexpr std::string_view kColourLines =
+constexpr std::string_view kColorLines =
     "@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n";
 
 // One descriptor each for the log, the captures and the PPD. The log needs two until it is open.
-TEST(FewDescriptors, CostWhatThereIsNoneFor) {
+TEST(FewDescriptors, CostOnlyWhatCannotBeOpened) {
   const struct {
     unsigned more;
     std::string_view err;
@@ -362,7 +362,7 @@ TEST(FewDescriptors, CostWhatThereIsNoneFor) {
     job.capture().log(7).ppd("*QVGeneric: Color\n").input(longText());
     job.asanOption("detect_leaks=0");  // leak detection would open files
     const std::string out =
-        headerWith(row.color ? kColourLines : std::string_view()) + longText() + trailer();
+        headerWith(row.color ? kColorLines : std::string_view()) + longText() + trailer();
     expectOutcome(job.run(descriptors(row.more)), out, join(tmpLines(job), kCaptureOn, row.err));
   }
 }
@@ -394,7 +394,7 @@ TEST(FewDescriptors, EndAManualBookletOrLetItBePrinted) {
 // ---- many descriptors
 
 // All descriptors that select() can handle are in use, so the job gets a higher one.
-TEST(ManyDescriptors, LeaveTheJobWholeAndTheCancellationToItsNextBytes) {
+TEST(ManyDescriptors, LeaveTheJobCompleteAndDelayItsCancellation) {
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   if (limit.rlim_max < FD_SETSIZE + 20)
@@ -440,7 +440,7 @@ TEST(CanceledStart, LeavesNothing) {
 }
 
 // A signal that was blocked when the filter was started stays blocked.
-TEST(CanceledStart, WithTheSignalHeldBackIsNone) {
+TEST(CanceledStart, WithABlockedSignalDoesNotEndTheJob) {
   Job job;
   job.input("%!PS\n");
   expectOutcome(job.run([] {
@@ -556,7 +556,7 @@ std::string numberedText(int number) {
   return text;
 }
 
-TEST(ManyJobs, PrintWhatEachPrintsAlone) {
+TEST(ManyJobs, PrintTheSameAsEachAlone) {
   constexpr int kJobs = 100;
   const TemporaryDirectory shared;
   writeFile(shared.file("qvn_log"), "");

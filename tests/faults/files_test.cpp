@@ -112,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Created{"pageEven42", bookletJob}, Created{"newEvenOrder42", bookletJob},
                       Created{"newOddOrder42", bookletJob}));
 
-TEST_P(CreatedFile, TakesThePlaceOfAnythingButADirectory) {
+TEST_P(CreatedFile, ReplacesAnythingButADirectory) {
   for (const Obstacle& obstacle : kObstacles) {
     SCOPED_TRACE(obstacle.name);
     const Job job = GetParam().job();
@@ -167,7 +167,7 @@ void expectNoLog(const Job& job) {
   expectEqual(job.run(), printedWith(join(tmpLine(job), kNoDebugFile, tmpLine(job))));
 }
 
-TEST(LogFile, IsNothingButAFileOfItsOwn) {
+TEST(LogFile, MustBeARegularFileOfTheUser) {
   for (const Obstacle& obstacle : kObstacles) {
     SCOPED_TRACE(obstacle.name);
     const Job job = loggedJob();
@@ -177,7 +177,7 @@ TEST(LogFile, IsNothingButAFileOfItsOwn) {
   }
 }
 
-TEST(LogFile, IsNotOneOfAnotherUser) {
+TEST(LogFile, MustNotBelongToAnotherUser) {
   Job job = loggedJob();
   writeFile(job.tmpFile("debug.log"), kForeign);
   fs::permissions(job.tmpFile("debug.log"), fs::perms(0666));
@@ -187,7 +187,7 @@ TEST(LogFile, IsNotOneOfAnotherUser) {
 }
 
 // Not even in a directory of the filter's user.
-TEST(LogFile, IsNotBeyondALinkedDirectory) {
+TEST(LogFile, IsNotInALinkedDirectory) {
   for (const char* name : {"linked/debug.log", "/linked/debug.log", "logs/linked/debug.log"}) {
     const Job job = loggedJob();
     const TemporaryDirectory outside;
@@ -204,7 +204,7 @@ TEST(LogFile, IsNotBeyondALinkedDirectory) {
 }
 
 // Someone who can rename files could give the log's name to a private one.
-TEST(LogFile, IsOpenToEveryoneUnlessItWasPrivate) {
+TEST(LogFile, IsReadableByEveryoneUnlessItWasPrivate) {
   for (const mode_t before : {0600U, 0640U, 0644U, 0666U}) {
     const Job job = loggedJob();
     writeFile(job.tmpFile("debug.log"), "earlier\n");
@@ -253,7 +253,7 @@ TEST_P(EachCreatedFileMode, IsForTheOwnerAlone) {
 INSTANTIATE_TEST_SUITE_P(Umask, EachCreatedFileMode, ::testing::Values(0000, 0022, 0077, 0777));
 
 // Nothing is written to a file that others can read, except for the log, which is for everyone.
-TEST(CreatedFileMode, IsNotLeftToADiskThatKnowsNone) {
+TEST(CreatedFileMode, IsRequiredForCapturesAndBooklets) {
   const auto refuse = [](Job& job) -> Job& {
     return job.preload("refusing_calls").env("REFUSED_CALL", "fchmod");
   };
@@ -300,7 +300,7 @@ TEST(OpenFiles, AreClosedOnExec) {
 // ---- files of the filter that are read back
 
 // Puts something else in the place of a file while the job waits.
-TEST(ReadBack, IsNoLinkToAFileElsewhere) {
+TEST(ReadBack, FollowsNoLinkToAFileElsewhere) {
   for (const char* name : {"pageReOrdered42", "pageEven42"}) {
     const TemporaryDirectory outside;
     writeFile(outside.file("elsewhere"), kForeign);
@@ -408,14 +408,14 @@ INSTANTIATE_TEST_SUITE_P(Kinds, FileToRead,
                          ::testing::Values(NoFile::pipe, NoFile::heldPipe, NoFile::awaitedPipe,
                                            NoFile::endless));
 
-TEST_P(FileToRead, ThatIsNoneIsAPpdWithoutLines) {
+TEST_P(FileToRead, ThatIsNotRegularIsAnEmptyPpd) {
   const NoFile file(GetParam());
   Job job;
   job.env("PPD", file.path());
   expectPrintedSoon(job, tmpLines(job));
 }
 
-TEST_P(FileToRead, ThatIsNoneSwitchesNoLogOn) {
+TEST_P(FileToRead, ThatIsNotRegularDoesNotTurnOnTheLog) {
   const NoFile file(GetParam());
   const Job job;
   fs::create_directories(job.tmpFile("Debug/.DebugPlist"));
@@ -423,14 +423,14 @@ TEST_P(FileToRead, ThatIsNoneSwitchesNoLogOn) {
   expectPrintedSoon(job, tmpLines(job));
 }
 
-TEST_P(FileToRead, ThatIsNoneHoldsNoPageCount) {
+TEST_P(FileToRead, ThatIsNotRegularHasNoPageCount) {
   const NoFile file(GetParam());
   Job job;
   job.options("QVBookletFold=Booklet QVBookletPageCountFilename='" + file.path() + "'");
   expectPrintedSoon(job, tmpLines(job));
 }
 
-TEST_P(FileToRead, ThatIsNoneIsNoInstructionPage) {
+TEST_P(FileToRead, ThatIsNotRegularIsNotAnInstructionPage) {
   const NoFile file(GetParam());
   const TemporaryDirectory pages;
   fs::create_directory(pages.file("en.lproj"));
@@ -491,7 +491,7 @@ TEST(HugeFile, IsAPpdOfExactly64MiB) {
   }
 }
 
-TEST(HugeFile, SwitchesNoLogOn) {
+TEST(HugeFile, DoesNotTurnOnTheLog) {
   const TemporaryDirectory directory;
   const Job job = loggedJob();
   const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");

@@ -55,7 +55,7 @@ TEST(InterruptedCalls, LoseNothingOfAPlainJob) {
 }
 
 // Large blocks that no rule touches go from pipe to pipe.
-TEST(InterruptedCalls, LoseNothingOnTheShortWay) {
+TEST(InterruptedCalls, LoseNothingOfForwardedBlocks) {
   Job job;
   job.capture().env("FEW_BYTES", "9973").input(lines(50000));
   expectTheSame(job, {"read", "writev", "tee", "splice", "pselect"});

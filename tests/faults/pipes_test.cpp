@@ -93,7 +93,7 @@ TEST_F(PipedJob, OfPacketsAfterALargeBlockIsReadInAnyParts) {
 }
 
 // Each line is a block of its own.
-TEST_F(PipedJob, OfShortLinesWaitsForNobody) {
+TEST_F(PipedJob, OfShortLinesDoesNotBlock) {
   Pipe in, out(kUsual);
   start(in, out);
   std::string text;
@@ -108,7 +108,7 @@ TEST_F(PipedJob, OfShortLinesWaitsForNobody) {
   EXPECT_EQ(readAll(out), printed(text));
 }
 
-TEST_F(PipedJob, SleepsInFrontOfAFullPipeThatDoesNotWait) {
+TEST_F(PipedJob, WaitsForAFullNonBlockingPipe) {
   Pipe in(kLarge), out(kUsual);
   const std::string text = lines(900000);
   in.put(text);
@@ -142,7 +142,7 @@ TEST_F(PipedJob, EndsWithAWholeLineWhenCanceled) {
 }
 
 // The filter holds back no output while it waits for input.
-TEST_F(PipedJob, IsOutAsFarAsItsLinesHaveEnded) {
+TEST_F(PipedJob, IsWrittenUpToTheLastCompleteLine) {
   Pipe in(kLarge), out(kLarge);
   start(in, out);
   std::string expected = plainHeader();

@@ -91,7 +91,7 @@ TEST_F(ReadFault, OfAClosingFileFailsTheBooklet) {
   EXPECT_GT(closed, 6);
 }
 
-TEST_F(ReadFault, OfAnInstructionPageLeavesNoHalfOfIt) {
+TEST_F(ReadFault, OfAnInstructionPageOmitsThePage) {
   const TemporaryDirectory pages;
   std::string page;
   while (page.size() < 10000) page += "0 0 moveto (turn the stack over) show\n";

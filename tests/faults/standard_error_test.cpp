@@ -43,13 +43,13 @@ void expectSilence(const Job& job, std::string_view err, int status = 0) {
   EXPECT_EQ(outcome.exitStatus, status);
 }
 
-TEST(StandardErrorBytes, AreNoneOfAJob) {
+TEST(StandardErrorBytes, ContainNothingOfAJob) {
   Job job;
   job.input(hostile() + bytes("\0\n") + hostile());
   expectSilence(job, tmpLines(job));
 }
 
-TEST(StandardErrorBytes, AreNoneOfArgumentsAndOptions) {
+TEST(StandardErrorBytes, ContainNothingOfArgumentsAndOptions) {
   const std::string text = hostile();
   for (const char* fold : {"", "QVBookletFold=Booklet ", "QVBookletFold='\nSTATE: x\n' "}) {
     Job job;
@@ -59,7 +59,7 @@ TEST(StandardErrorBytes, AreNoneOfArgumentsAndOptions) {
   }
 }
 
-TEST(StandardErrorBytes, AreNoneOfArgumentsOfAWrongCall) {
+TEST(StandardErrorBytes, ContainNothingOfArgumentsOfAWrongCall) {
   const std::string text = hostile();
   const std::string usage =
       "ERROR: Version = 3.9 \n\tjobshaper job-id user title copies options [file]\n"
@@ -68,50 +68,50 @@ TEST(StandardErrorBytes, AreNoneOfArgumentsOfAWrongCall) {
   expectSilence(Job().arguments({text, text, text, text, text, text, text}), usage, 1);
 }
 
-TEST(StandardErrorBytes, AreNoneOfAJobFileThatIsMissing) {
+TEST(StandardErrorBytes, ContainNothingOfAMissingJobFile) {
   Job job;
   job.file(job.tmp() + "/\nSTATE: +paused\n");
   expectSilence(job, "tmp at " + job.tmp() + " \nERROR: Cannot read the print job.\n", 1);
 }
 
-TEST(StandardErrorBytes, AreNoneOfADeviceUriThatIsTooLong) {
+TEST(StandardErrorBytes, ContainNothingOfADeviceUriThatIsTooLong) {
   Job job;
   job.env("DEVICE_URI", std::string(100, 'x') + "\nSTATE: +paused\n");
   const Outcome outcome = job.run();
   EXPECT_EQ(outcome.err, "tmp at " + job.tmp() + " \nERROR: DEVICE_URI is longer than 99 bytes.\n");
 }
 
-TEST(StandardErrorBytes, AreNoneOfAPpdThatIsMissing) {
+TEST(StandardErrorBytes, ContainNothingOfAMissingPpd) {
   Job job;
   job.env("PPD", job.tmp() + "/\nSTATE: +paused\n");
   expectSilence(job, join(tmpLines(job), "ERROR: Unable to open PPD file\n"));
 }
 
-TEST(StandardErrorBytes, AreNoneOfAPpd) {
+TEST(StandardErrorBytes, ContainNothingOfAPpd) {
   Job job;
   job.ppd("*QVGeneric: \"\nSTATE: +paused\n\"\n" + hostile());
   expectSilence(job, tmpLines(job));
 }
 
-TEST(StandardErrorBytes, AreNoneOfAManualBooklet) {
+TEST(StandardErrorBytes, ContainNothingOfAManualBooklet) {
   Job job = manualJob(join("%%Page: 1 1\n", hostile(), "\n%%Page: 2 2\n", hostile()));
   job.jobId("\nSTATE: +paused\n").user(hostile()).title(hostile()).env("LANG", hostile());
   expectSilence(job, join(threeTmpLines(job), kNoInstruction));
 }
 
-TEST(StandardErrorBytes, AreNoneOfAManualBookletThatFails) {
+TEST(StandardErrorBytes, ContainNothingOfAManualBookletThatFails) {
   Job job = manualJob(join("%%Page: 1 1\n", hostile()));
   job.jobId("a/b\nSTATE: +paused\n");
   expectSilence(job, join(threeTmpLines(job), kNoFile, kFatal), 1);
 }
 
-TEST(StandardErrorBytes, AreNoneOfALog) {
+TEST(StandardErrorBytes, ContainNothingOfALog) {
   Job job;
   job.log(7).capture().user(hostile()).options(hostileOptions()).input(hostile());
   expectSilence(job, join(tmpLines(job), kCaptureOn));
 }
 
-TEST(StandardErrorBytes, AreNoneOfTheLogsSettings) {
+TEST(StandardErrorBytes, ContainNothingOfTheLogsSettings) {
   Job job;
   for (const std::string_view text :
        {"<plist version=\"1.0\"><dict><key>\nSTATE: x\n</key></plist>",
@@ -131,7 +131,7 @@ TEST(StandardErrorBytes, AreNoneOfTheLogsSettings) {
   expectSilence(job, join(line, "ERROR: Unable to open log file\n", line));
 }
 
-TEST(StandardErrorBytes, AreNoneOfAnInstructionPage) {
+TEST(StandardErrorBytes, ContainNothingOfAnInstructionPage) {
   const TemporaryDirectory pages;
   writeFile(pages.file("en.lproj/instruction(null)"), hostile());
   Job job = manualJob("%%Page: 1 1\n");

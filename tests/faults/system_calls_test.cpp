@@ -232,7 +232,7 @@ class SystemCalls : public ::testing::Test {
 
 TEST_F(SystemCalls, OfAPlainJobAreFewAndHarmless) { expectSame(Job(), "%!PS\nshowpage\n"); }
 
-TEST_F(SystemCalls, OfAJobWithEverythingSwitchedOnAreFewAndHarmless) {
+TEST_F(SystemCalls, OfAJobWithEverythingTurnedOnAreFewAndHarmless) {
   Job job;
   job.capture().log(7).ppd("*QVGeneric: Color\n").env("DEVICE_URI", "pap://*/Office");
   job.options("PrintTo=JRVerify QVBookletFold=BiFold QVBookletPageCountFilename=/etc/hostname");

@@ -328,7 +328,7 @@ TEST(Booklet, PrintsItsBlankSides) {
   EXPECT_EQ(blank("QvnBlankPage=false"), "false");
 }
 
-TEST(Booklet, WithoutADuplexerIsNone) {
+TEST(Booklet, WithoutADuplexerIsIgnored) {
   const Settled booklet = settled("booklet=true OptionDuplexer=False", 4, "application/postscript");
   EXPECT_EQ(booklet.said,
             "\nWARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False); "
@@ -337,7 +337,7 @@ TEST(Booklet, WithoutADuplexerIsNone) {
   EXPECT_EQ(booklet.counted, 0);
 }
 
-TEST(Booklet, ByHandIsThatOfAPrinterWithTheKeyword) {
+TEST(Booklet, IsManualOnAPrinterWithTheKeyword) {
   EXPECT_FALSE(settled("booklet=true", 4, "").job.booklet.isManual);
   EXPECT_TRUE(settled("booklet=true", 4, "", "*QvnManualBooklet: True\n").job.booklet.isManual);
 }

@@ -141,7 +141,7 @@ TEST(EntryProgram, LeavesTheHeaderWhole) {
   expectSame(queue.run(argv), queue.filter(withOptions(clean, kOptions)));
 }
 
-TEST(EntryProgram, TellsCupsOfThePages) {
+TEST(EntryProgram, ReportsThePages) {
   Queue queue;
   std::string job = "%!PS\n%RBINumCopies: 2\n";
   const std::string filler(300000, 'x');  // several reads
@@ -156,7 +156,7 @@ TEST(EntryProgram, TellsCupsOfThePages) {
   expectSame(queue.run(argv, job), expected);
 }
 
-TEST(EntryProgram, TellsCupsOfAPageBeforeItWaitsForTheNext) {
+TEST(EntryProgram, ReportsAPageBeforeItWaitsForTheNext) {
   Queue queue;
   Process process(QUEUE_PROGRAM, {"Office", "42", "ada", "", "1", ""}, queue.environment);
   process.write("%!PS\n");
@@ -168,7 +168,7 @@ TEST(EntryProgram, TellsCupsOfAPageBeforeItWaitsForTheNext) {
   EXPECT_EQ(process.finish().err, before + "PAGE: 1 1\n");
 }
 
-TEST(EntryProgram, TellsCupsOfThePagesOfAManualBooklet) {
+TEST(EntryProgram, ReportsThePagesOfAManualBooklet) {
   Queue queue;
   queue.ppd(ppdWith(ppdOption("QVBookletFold", "false Booklet", "Booklet") +
                     "*QvnManualBooklet: True\n"));
@@ -271,7 +271,7 @@ TEST(EntryProgram, TakesOptionsThatNoArgumentCouldHold) {
 
 // ---- choices without their equipment
 
-TEST(EntryProgram, TakesOutTheCodeOfAChoiceWithoutItsEquipment) {
+TEST(EntryProgram, RemovesTheCodeOfAChoiceWithoutItsEquipment) {
   Queue queue;
   const std::string slot =
       "*OpenUI *InputSlot/Slot: PickOne\n*OrderDependency: 30 AnySetup *InputSlot\n"
@@ -340,7 +340,7 @@ TEST(ArrangedJob, ThatCannotBeReadIsReported) {
 
 // ---- jobs that are not printed
 
-TEST(RefusedJob, SendsNothingAndTellsItsUserWhy) {
+TEST(RefusedJob, SendsNothingAndShowsItsUserTheReason) {
   Queue queue;
   for (const char* options : {"PrintTo=JRConf", "job-password=secret", "JRHOLDKEY=Custom.47x11"}) {
     const Outcome outcome = queue.run(withOptions(kJob, options));
@@ -375,7 +375,7 @@ TEST(RefusedJob, EndsAfterItsMessageHasBeenRead) {
 
 // ---- PPD files that cannot be used
 
-TEST(BadPpd, ThatIsNotSetIsNoReasonToWarn) {
+TEST(BadPpd, ThatIsNotSetCausesNoWarning) {
   Queue queue;
   expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions)));
 }
@@ -387,7 +387,7 @@ TEST(BadPpd, ThatIsMissing) {
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
-TEST(BadPpd, ThatIsNoFileWithContent) {
+TEST(BadPpd, ThatIsEmptyOrNotARegularFile) {
   Queue queue;
   ASSERT_EQ(::mkfifo(queue.file("fifo").c_str(), 0600), 0);
   writeFile(queue.file("empty"), "");
@@ -402,7 +402,7 @@ TEST(BadPpd, ThatIsNoFileWithContent) {
   }
 }
 
-TEST(BadPpd, ThatIsNoPpdFile) {
+TEST(BadPpd, ThatIsNotAPpdFile) {
   Queue queue;
   queue.ppd("This is no PPD file.\n");
   expectWarning(queue, queue.run(kJob), "Missing asterisk in column 1, line 1",
@@ -461,7 +461,7 @@ TEST(BadPpd, ThatIsTooLarge) {
   }
 }
 
-TEST(BadPpd, ThatUnfoldsToMuch) {
+TEST(BadPpd, ThatIsTooLargeWhenUncompressed) {
   Queue queue;
   queue.ppd(ppdWith(repeated(20, "*a", ": \"" + std::string(1 << 20, ' ') + "\"\n")));
   ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);

@@ -89,11 +89,11 @@ TEST(Copies, ComeFromTheirArgument) {
   EXPECT_EQ(added("copies=7", kNoPpd, "12"), "com.apple.print.PrintSettings.PMCopies..n.=12");
 }
 
-TEST(Copies, OfTheJobStand) {
+TEST(Copies, OfTheJobAreKept) {
   EXPECT_EQ(added("com.apple.print.PrintSettings.PMCopies..n.=5", kNoPpd, "2"), "");
 }
 
-TEST(Copies, ThatAreNoNumberAreLeftOut) {
+TEST(Copies, ThatAreNotANumberAreLeftOut) {
   for (const char* copies : {"", "x", "-1", "1 ", " 1", "1)exec(", "1\n"}) {
     EXPECT_EQ(added("media=A4", kNoPpd, copies), "") << copies;
   }
@@ -128,13 +128,13 @@ TEST(Collation, ComesFromThePpd) {
   EXPECT_EQ(added("nocollate", ppd), kOneCopy + " " + kCollate + "=false");
 }
 
-TEST(Collation, OfTheJobStands) { EXPECT_EQ(added("collate " + kCollate + "=false"), kOneCopy); }
+TEST(Collation, OfTheJobIsKept) { EXPECT_EQ(added("collate " + kCollate + "=false"), kOneCopy); }
 
-TEST(Collation, IsLeftOutWhenNobodySaysIt) { EXPECT_EQ(added("media=A4"), kOneCopy); }
+TEST(Collation, IsLeftOutIfNeitherJobNorPpdSays) { EXPECT_EQ(added("media=A4"), kOneCopy); }
 
 // ---- defaults and marked choices of the PPD file
 
-TEST(PpdDefaults, AreAddedWhereTheJobIsSilent) {
+TEST(PpdDefaults, AreAddedIfTheJobHasNoValue) {
   EXPECT_EQ(added("media=A4", kFoldPpd), kBooklet + " QVBookletFold=BiFold");
 }
 
@@ -250,14 +250,14 @@ TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
   }
 }
 
-TEST(Choice, ThatThePpdLacksLeavesNothingWhereTheDefaultSaysNothing) {
+TEST(Choice, ThatThePpdLacksIsRemovedIfTheDefaultHasNoEffect) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
   EXPECT_EQ(said([&] { EXPECT_EQ(completed("PrintTo=JRSoon a=1", ppd), "a=1 " + kOneCopy); }),
             "\nWARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead. "
             "lpoptions -l lists them.\n");
 }
 
-TEST(Choice, ThatThePpdLacksMakesNoLineOfTheLog) {
+TEST(Choice, ThatThePpdLacksCannotAddALineToTheLog) {
   EXPECT_EQ(said([] { completed("QVBookletFold=a\\\nERROR:\\ \\\"b", kFoldPpd); }),
             "\nWARNING: QVBookletFold=a ERROR: 'b is not a choice of this printer; BiFold is used "
             "instead. lpoptions -l lists them.\n");
@@ -306,7 +306,7 @@ TEST(Equipment, ThatIsMissingMakesAFoldAPlainBooklet) {
   }
 }
 
-TEST(Equipment, ThatTheJobItselfDeniesCounts) {
+TEST(Equipment, MayBeDeniedByTheJob) {
   EXPECT_NE(said([] {
               added("QVBookletFold=BiFold OptionFinisher=False", ppdWithEquipment("True"));
             }).find("OptionFinisher=False"),
@@ -333,7 +333,7 @@ TEST(Equipment, ThatIsMissingLeavesTheDefault) {
       "lpadmin -o.\n");
 }
 
-TEST(Equipment, ThatIsMissingForTheDefaultTooLeavesNothing) {
+TEST(Equipment, ThatIsMissingForTheDefaultTooRemovesTheOption) {
   std::string ppd = ppdWithEquipment("False");
   const std::string line = "*DefaultQVBookletCoverSource: ";
   ppd.replace(ppd.find(line + "PrinterS"), line.size() + 8, line + "Tray5");
@@ -417,7 +417,7 @@ TEST(Setting, ThatThePpdHasCodeForIsNotSent) {
   EXPECT_EQ(settingLines("SepPages=None", ppd), "@PJL SET QSEPARATORSHEETS = NONE\n");
 }
 
-TEST(Setting, WithAValueOfTheUsersIsNotSent) {
+TEST(Setting, WithAnUnknownValueIsNotSent) {
   const std::string ppd = ppdWith(ppdOption("CyanBalance", "PrinterS -5 0", "PrinterS") +
                                   ppdOption("TonerDarkness", "PrinterS 8", "8"));
   ::testing::internal::CaptureStderr();
@@ -455,7 +455,7 @@ TEST(Setting, OfImageQualityIsAnOptionOfItsOwn) {
   EXPECT_EQ(settingLines("Resolution=600dpi", ppd), "");
 }
 
-TEST(Setting, ComesInTheOrderOfTheBuilder) {
+TEST(Setting, ComesInTheOrderOfTheHeader) {
   struct Row {
     const char* option;
     const char* choice;
@@ -538,11 +538,11 @@ TEST(HeaderText, IsMadeOfTheUser) {
   EXPECT_EQ(completedJob(job).user, "o'hara ");
 }
 
-TEST(HeaderText, IsNoTextOfOtherOptions) {
+TEST(HeaderText, DoesNotChangeOtherOptions) {
   EXPECT_EQ(added("job-name=a\\\"b Color='\"'"), kOneCopy);
 }
 
-TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
+TEST(CopiesOfTheJob, ThatAreNotANumberAreReplaced) {
   const std::string name = "com.apple.print.PrintSettings.PMCopies..n.";
   EXPECT_EQ(
       said([&] { EXPECT_EQ(added(name + "=1\\ >>\\ setuserparams", kNoPpd, "3"), name + "=3"); }),
@@ -560,7 +560,7 @@ TEST(CopiesOfTheJob, ThatAreNoNumberAreReplaced) {
 
 // ---- features in the job
 
-TEST(Collation, ThatCupsForgetsIsPutRight) {
+TEST(Collation, ThatCupsIgnoresIsRestored) {
   const std::string ppd = ppdWith(
       "*OpenUI *Collate/Collate: Boolean\n*OrderDependency: 15 AnySetup *Collate\n"
       "*DefaultCollate: True\n*Collate False/Off: \"no\"\n*Collate True/On: \"yes\"\n"
@@ -634,14 +634,14 @@ TEST(JobName, IsTheTitleOfAJobThatThePrinterKeeps) {
 
 // ---- accounting
 
-TEST(Accounting, ComesFromWhatIppClientsSay) {
+TEST(Accounting, ComesFromIppAttributes) {
   EXPECT_EQ(added("job-account-id=12\\ a job-accounting-user-id=Zo\xC3\xAB"),
             kOneCopy + " JAACCTNUM=12\\ a JAUSERID=Zo\x91");
   EXPECT_EQ(added("job-account-id=1 job-accounting-user-id=2 JAACCTNUM=3 jauserid=4"), kOneCopy);
   EXPECT_EQ(added("job-account-id=a\\\"b"), kOneCopy + " JAACCTNUM=a\\'b");
 }
 
-TEST(Accounting, GoesOverInMacOsRoman) {
+TEST(Accounting, IsConvertedToMacOsRoman) {
   const std::string utf8 =
       "JAUSERID=Zo\xC3\xAB JAACCTNUM=\xE2\x82\xAC\\ 5 JADEPTNUM=Stra\xC3\x9F"
       "e";
@@ -675,7 +675,7 @@ TEST(Accounting, ReachesTheFilterAsItWasGiven) {
   cupsFreeOptions(n, options);
 }
 
-TEST(Accounting, OfOneValueDoesNotTouchTheNext) {
+TEST(Accounting, OfOneValueDoesNotChangeTheNext) {
   for (const char* value : {"{\xDF", "{\xDF y}", "'\xDF", "\"\xDF", "\xDF\\", "\xDF ", "\xDF\n"}) {
     std::string quoted;
     for (const char c : utf8FromMacRoman(value)) quoted.append({'\\', c});

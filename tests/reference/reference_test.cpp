@@ -80,7 +80,7 @@ TEST(ReferenceComparison, AgreesOnJobsFromBytes) {
 }
 
 // Tests the comparison itself: it reports every difference.
-TEST(ReferenceComparison, TellsEveryDifference) {
+TEST(ReferenceComparison, ReportsEveryDifference) {
   RandomJob random;
   random.job.input = "%!PS\n@PJL JOB\n%%Page: 1 1\n";
   random.job.capture = true;

@@ -450,7 +450,7 @@ TEST_F(DebugLogSetup, ReadsADeeplyNestedFile) {
   EXPECT_NE(log().find("<string>inmost</string>"), std::string::npos);
 }
 
-TEST_F(DebugLogSetup, StaysOffForAListOfNothingButNesting) {
+TEST_F(DebugLogSetup, StaysOffForAListThatOnlyNests) {
   std::string deep;
   for (int i = 0; i < 100000; ++i) deep += "<array>";
   for (int i = 0; i < 100000; ++i) deep += "</array>";

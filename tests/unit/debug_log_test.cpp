@@ -441,7 +441,7 @@ TEST_F(DebugLogDump, ShowsAPropertyListAsXml) {
             "</plist>\n\n");
 }
 
-TEST_F(DebugLogDump, ShowsAListThatIsNoDictionary) {
+TEST_F(DebugLogDump, ShowsAListThatIsNotADictionary) {
   on(4);
   plist_t text = plist_new_string("only");
   dumpDictBody("f", 1, "l", text);

@@ -97,7 +97,7 @@ TEST_F(JobOutputTest, KeepsEachCopyAfterAnyNumberOfPieces) {
   }
 }
 
-TEST_F(JobOutputTest, TakesCopiesOfAnyLength) {
+TEST_F(JobOutputTest, CopiesBytesOfAnyLength) {
   std::string expected;
   JobOutput output(out_, -1, captureOut_);
   for (std::size_t size : {1U, 16383U, 16384U, 16385U, 100000U, 5U}) {
@@ -189,7 +189,7 @@ TEST_F(JobOutputTest, WritesABlockThatARuleChanged) {
                                 kLargeBlock + kLargeBlock + kLargeBlock + "after");
 }
 
-TEST_F(JobOutputTest, GoesOnWhenThePipesReaderHasLeft) {
+TEST_F(JobOutputTest, GoesOnWhenTheReaderHasLeft) {
   signal(SIGPIPE, SIG_IGN);
   PipedOutput job(captureOut_);
   job.send(kLargeBlock);

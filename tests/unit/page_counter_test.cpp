@@ -28,13 +28,13 @@ JobState jobOf(const char* copies) {
   return job;
 }
 
-TEST(PageCounter, TellsOfEachPage) {
+TEST(PageCounter, ReportsEachPage) {
   EXPECT_EQ(messages({"%!PS\n", "%%Page: 1 1\n", "x %%Page: 1 1\n", "%%Page: (last) 2\n",
                       "%%Pages: 2\n", "%%page: 3 3\n"}),
             "PAGE: 1 1\nPAGE: 2 1\n");
 }
 
-TEST(PageCounter, TellsOnceAndAtLastWhenTheJobIsCanceled) {
+TEST(PageCounter, ReportsOnceAndAlsoWhenTheJobIsCanceled) {
   ::testing::internal::CaptureStderr();
   {
     const JobState job;
@@ -48,7 +48,7 @@ TEST(PageCounter, TellsOnceAndAtLastWhenTheJobIsCanceled) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "PAGE: 1 1\nlater\nPAGE: 2 1\n");
 }
 
-TEST(PageCounter, TellsTheCopiesThatThePrinterMakes) {
+TEST(PageCounter, ReportsTheCopiesThatThePrinterMakes) {
   EXPECT_EQ(messages(jobOf("3"), {"%RBINumCopies: 3\n", "%%Page: 1 1\n", "%%Page: 2 2\n"}),
             "PAGE: 1 3\nPAGE: 2 3\n");
   // CUPS has repeated the pages, or there is only one copy.

@@ -50,7 +50,7 @@ TEST(PieceReader, JoinsPiecesAcrossItsBlocks) {
   close(descriptor);
 }
 
-TEST(PieceReader, HandsOutWhatHasComeBeforeItWaitsForMore) {
+TEST(PieceReader, ReturnsWhatHasArrivedBeforeItWaits) {
   Pipe pipe;
   PipeTap tap(pipe.reading(), -1);
   PieceReader reader(tap, 100);
@@ -104,7 +104,7 @@ class ConnectedPieceReader : public ::testing::Test {
   PieceReader reader_{tap_, 96};  // six bytes already count as a large block
 };
 
-TEST_F(ConnectedPieceReader, TellsWhatIsStillInThePipe) {
+TEST_F(ConnectedPieceReader, KnowsWhatIsStillInThePipe) {
   forwardOne();
   const Block block = read("second\nthird\n");
   EXPECT_EQ(block.pieces, "second\nthird\n");

@@ -56,7 +56,7 @@ TEST(ThisSystem, ReadsInstructionPagesFromTheirOneInstalledPlace) {
   EXPECT_EQ(thisSystem().instructionDirectory, "/Library/Printers/Quorvan/filter/.resource");
 }
 
-TEST(TemporaryDirectory, IsTheEnvironmentsAsItStands) {
+TEST(TemporaryDirectory, IsThatOfTheEnvironmentUnchanged) {
   setenv("TMPDIR", "/some//where/", 1);
   EXPECT_EQ(temporaryDirectory(), "/some//where/");
 }
@@ -68,9 +68,9 @@ TEST(TemporaryDirectory, FallsBackWhenUnsetOrEmpty) {
   EXPECT_EQ(temporaryDirectory(), "/tmp");
 }
 
-TEST(HostName, IsTheMachinesOwn) { EXPECT_EQ(hostName(), testing::hostName()); }
+TEST(HostName, IsThatOfTheMachine) { EXPECT_EQ(hostName(), testing::hostName()); }
 
-TEST(HostName, IsThatOfEveryMachineWhereItHasNone) {
+TEST(HostName, IsLocalhostWithoutAName) {
   for (const Name name : {Name::kEmpty, Name::kUnknown}) {
     machineName = name;
     EXPECT_EQ(hostName(), "localhost");

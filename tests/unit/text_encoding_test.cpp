@@ -5,7 +5,7 @@
 namespace jobshaper {
 namespace {
 
-TEST(MacRoman, BecomesUtf8AsAppleMapsIt) {
+TEST(MacRoman, IsConvertedToUtf8WithApplesMapping) {
   EXPECT_EQ(utf8FromMacRoman(""), "");
   EXPECT_EQ(utf8FromMacRoman("plain \t~\x7f"), "plain \t~\x7f");
   EXPECT_EQ(utf8FromMacRoman("\x80\x8a\x9f"),
@@ -15,7 +15,7 @@ TEST(MacRoman, BecomesUtf8AsAppleMapsIt) {
   EXPECT_EQ(utf8FromMacRoman("a\xff z"), "a\xCB\x87 z");  // caron
 }
 
-TEST(MacRoman, IsMadeOfUtf8) {
+TEST(MacRoman, IsConvertedFromUtf8) {
   EXPECT_EQ(macRomanFromUtf8(""), "");
   EXPECT_EQ(macRomanFromUtf8("\xE2\x82\xAC \xEF\xA3\xBF \xC3\xA4"), "\xdb \xf0 \x8a");
   for (int byte = 1; byte < 256; ++byte) {
@@ -24,7 +24,7 @@ TEST(MacRoman, IsMadeOfUtf8) {
   }
 }
 
-TEST(MacRoman, IsNotMadeOfOtherCharacters) {
+TEST(MacRoman, DoesNotHaveOtherCharacters) {
   // Cyrillic, a combining accent, a supplementary character, a Latin 1 control, invalid UTF-8.
   for (const char* text :
        {"\xD0\x9E", "e\xCC\x81", "\xF0\x9F\x98\x80", "\xC2\x80", "a\xC3", "\x8E", "\xC1\xA1"}) {
@@ -32,7 +32,7 @@ TEST(MacRoman, IsNotMadeOfOtherCharacters) {
   }
 }
 
-TEST(Utf8, IsCheckedByteForByte) {
+TEST(Utf8, IsCheckedByteByByte) {
   for (const char* good : {"", "ascii", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
                            "\xEE\x80\x80", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
     EXPECT_TRUE(isValidUtf8(good)) << good;
