@@ -26,7 +26,7 @@ bool EmbeddedPages::take(std::string_view bytes) {
       const bool ended = wanted == line && end != bytes.npos;
       if (!ended && start_.size() < kLongestStart) return true;
       inStart_ = ended;
-      if (!handOnStart()) return false;
+      if (!putStart()) return false;
     } else {
       if (!put_(bytes.substr(0, line))) return false;
       bytes.remove_prefix(line);
@@ -36,9 +36,9 @@ bool EmbeddedPages::take(std::string_view bytes) {
   return true;
 }
 
-bool EmbeddedPages::finish() { return handOnStart(); }
+bool EmbeddedPages::finish() { return putStart(); }
 
-bool EmbeddedPages::handOnStart() {
+bool EmbeddedPages::putStart() {
   const std::string start = std::exchange(start_, {});
   if (inData_) {
     inData_ = !isOneOf(start, "%%EndData", "%%EndBinary");

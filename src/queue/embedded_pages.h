@@ -1,5 +1,5 @@
-// Hides the pages of embedded documents, such as EPS pictures, from the filter: it divides a manual
-// booklet at every "%%Page:" and "%%Trailer", whosever they are.
+// Hides the pages of embedded documents, such as EPS pictures, from the filter, which divides a
+// manual booklet at every "%%Page:" and "%%Trailer", even at those of embedded documents.
 #pragma once
 
 #include <functional>
@@ -9,28 +9,28 @@
 
 namespace jobshaper {
 
-// For one part of a job in which each page and trailer comment belongs to an embedded document: a
-// header, or a page without its first line.
+// Changes one part of a job: the header, or a page without its first line, so that each page and
+// trailer comment in it belongs to an embedded document.
 class EmbeddedPages {
  public:
-  // Receives bytes of the part in their order; they are valid during the call. Returns false to
-  // stop.
+  // Receives the changed bytes of the part in order; they are valid only during the call. Returns
+  // false to stop.
   using Put = std::function<bool(std::string_view)>;
 
   explicit EmbeddedPages(Put put) : put_(std::move(put)) {}
 
-  // Hands the next bytes of the part on, with a blank after the first percent sign of these
+  // Passes the next bytes of the part to Put, with a blank after the first percent sign of these
   // comments if they begin a line. Data between "%%BeginData" or "%%BeginBinary" and its end is not
-  // changed. Returns false if Put did.
+  // changed. Returns false if Put does.
   bool take(std::string_view bytes);
-  // Hands on what take() has kept. To be called once, after the last byte.
+  // Passes what take() has kept. To be called once, after the last byte. Returns false if Put does.
   bool finish();
 
  private:
-  bool handOnStart();
+  bool putStart();
 
   const Put put_;
-  std::string start_;  // of a line, as long as it is not known which one it is
+  std::string start_;  // of a line, until it is long enough to recognize
   bool inStart_ = true;
   bool inData_ = false;
 };

@@ -110,16 +110,16 @@ class HeaderCopier {
       line_.append(bytes.substr(0, whole ? end + 1 : end));
       bytes.remove_prefix(whole ? end + 1 : bytes.size());
       // The lines to change are shorter than this. What follows is not the start of a line.
-      if ((whole || line_.size() > kLongestLine) && !handOn(whole)) return false;
+      if ((whole || line_.size() > kLongestLine) && !putLine(whole)) return false;
     }
     return true;
   }
-  bool finish() { return handOn(true); }
+  bool finish() { return putLine(true); }
 
  private:
   static constexpr std::size_t kLongestLine = 1024;
 
-  bool handOn(bool whole) {
+  bool putLine(bool whole) {
     const std::string_view line = line_;
     const bool isProlog = atStart_ && line.starts_with("%%BeginProlog");
     bool done = true;
