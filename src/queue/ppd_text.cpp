@@ -46,6 +46,13 @@ bool isTranslation(std::string_view line) {
          line[3] == '.' && line.ends_with(": \"\"\n");
 }
 
+// Whether a job may need the line. Fonts are listed for applications, and the order of options for
+// the filter that writes their code.
+bool isNeeded(std::string_view line) {
+  return !isTranslation(line) && !line.starts_with("*Font ") &&
+         !line.starts_with("*OrderDependency: ");
+}
+
 // Reads a file, which may be compressed, line by line.
 class LineReader {
  public:
@@ -74,7 +81,7 @@ class LineReader {
 
   std::unique_ptr<_cups_file_s, CupsFileCloser> file_;
   char buffer_[16384];
-  std::string_view rest_{buffer_, 0};  // what is not yet returned
+  std::string_view rest_ = "";  // what is not yet returned
 };
 
 }  // namespace
@@ -88,7 +95,7 @@ std::optional<PpdText> readPpdText(const Descriptor& file) {
   for (std::string_view line; !(line = reader.next()).empty();) {
     size += line.size();
     if (size > kLargestPpd || ++count > kMostLines) return std::nullopt;
-    if (isTranslation(line)) continue;
+    if (!isNeeded(line)) continue;
     if (isSlow(line) && ++slow > kMostSlowLines) return std::nullopt;
     storeKeyword(line, text.keywords);
     text.lines += line;

@@ -10,8 +10,8 @@
 namespace jobshaper {
 
 struct PpdText {
-  // The file without its translations. They are for dialogs and most of the file, and libcups would
-  // take longer to read them than all the rest.
+  // The file without what only dialogs and other filters need, such as translations. That is most
+  // of it, and libcups would take longer to read it than all the rest.
   std::string lines;
   PpdKeywords keywords;  // what the filter would read in it
 };

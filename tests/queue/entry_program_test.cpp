@@ -484,11 +484,17 @@ TEST(GoodPpd, MayBeCompressedOnce) {
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 
-// libcups takes no choice with such a name, not even in a translation.
-TEST(GoodPpd, MayHaveAnyTranslations) {
-  Queue queue;
-  queue.ppd(kFoldPpd + "*de.QVBookletFold " + std::string(100, 'x') + "/Mitte: \"\"\n");
-  expectSame(queue.run(kJob), queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+// libcups rejects each of these lines.
+TEST(GoodPpd, MayHaveAnythingInLinesThatNoJobNeeds) {
+  const std::string name(100, 'x');
+  for (const std::string& line : {"*de.QVBookletFold " + name + "/Mitte: \"\"\n",
+                                  "*Font " + name + ": Standard \"(001.000)\" Standard ROM\n",
+                                  std::string("*OrderDependency: 10\n")}) {
+    Queue queue;
+    queue.ppd(kFoldPpd + line);
+    expectSame(queue.run(kJob),
+               queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
+  }
 }
 
 TEST(GoodPpd, IsReadWhereNoFileCanBeWritten) {
