@@ -1,4 +1,4 @@
-// The text of a PPD file, as far as a job needs it.
+// The parts of a PPD file that a job needs.
 #pragma once
 
 #include <optional>
@@ -13,11 +13,12 @@ struct PpdText {
   // The file without what only dialogs and other filters need, such as translations. That is most
   // of it, and libcups would take longer to read it than all the rest.
   std::string lines;
-  PpdKeywords keywords;  // what the filter would read in it
+  PpdKeywords keywords;  // those that the filter itself would read from the file
 };
 
-// Reads a PPD file, which may be compressed, from its beginning to its end. Nothing if libcups
-// would need much time or memory for it. The position of the descriptor is then undefined.
+// Reads a PPD file, which may be compressed, from its start to its end. Does not close `file`,
+// whose position is undefined afterward. Returns no value if libcups would need much time or memory
+// for the file.
 std::optional<PpdText> readPpdText(const Descriptor& file);
 
 }  // namespace jobshaper

@@ -239,5 +239,18 @@ TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
                 join(threeTmpLines(job), kNoInstruction));
 }
 
+// 0xC9 becomes three bytes in UTF-8.
+TEST(Disk, OfAManualBookletMayBeNineTimesTheJob) {
+  std::string text;
+  for (int i = 0; i < 40; ++i) text += "%%Page:\n" + std::string(1000, '\xC9') + "\n";
+  const auto statusWith = [&](std::size_t size) {
+    Job job = manualJob(text);
+    job.preload("small_disk").env("DISK_SIZE", std::to_string(size));
+    return job.run().exitStatus;
+  };
+  EXPECT_EQ(statusWith(9 * text.size() + 16384), 0);
+  EXPECT_EQ(statusWith(6 * text.size()), 1);
+}
+
 }  // namespace
 }  // namespace jobshaper::testing
