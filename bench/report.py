@@ -78,9 +78,9 @@ def stream_table(results):
     return table(COLUMNS, rows, texts=2)
 
 
-def by_hand_table(results):
+def manual_table(results):
     rows = [measured_row(results, f"{pages} pages", name, row)
-            for pages, by_command in results["by_hand"].items() for name, row in by_command.items()]
+            for pages, by_command in results["manual"].items() for name, row in by_command.items()]
     return table(COLUMNS, rows, texts=2)
 
 
@@ -148,7 +148,7 @@ def exactness(results):
 
 def tables(results):
     return "\n\n".join([conditions(results), summary_table(results), exactness(results), findings(results), stream_table(results),
-                        by_hand_table(results), start_table(results)])
+                        manual_table(results), start_table(results)])
 
 
 def queue_section(results):
@@ -225,7 +225,7 @@ memory* is the resident set, including the mapped parts of shared libraries and 
 
 ## Manual booklets
 
-{by_hand_table(results)}
+{manual_table(results)}
 
 Text jobs of {results['booklet_size']} MB each, so the pages of the first are 64 times as large as those of the
 last. The filter reorders the job through temporary files before it prints anything. `sed` and `pstops` do the
@@ -317,9 +317,9 @@ def stream_groups(results, key):
                      for command in (PLAIN, CAPTURE, SED, PSTOPS)]) for kind, title in KINDS.items()]
 
 
-def by_hand_groups(results):
+def manual_groups(results):
     return [(f"{pages} pages", [(command, by_command[command.name]["cpu"]) for command in (MANUAL, SED, PSTOPS)])
-            for pages, by_command in results["by_hand"].items()]
+            for pages, by_command in results["manual"].items()]
 
 
 def start_groups(results):
@@ -332,8 +332,8 @@ def chart(results):
                          stream_groups(results, "pipe"), percent, reference=1.0)
     cpu, _ = bars(right, 60, "CPU seconds per 100 MB (shorter is better)", stream_groups(results, "cpu"),
                   "{:.2f}".format)
-    by_hand, end = bars(16, bottom + 52, "Manual booklets: CPU seconds per 100 MB",
-                        by_hand_groups(results), "{:.2f}".format)
+    manual, end = bars(16, bottom + 52, "Manual booklets: CPU seconds per 100 MB",
+                        manual_groups(results), "{:.2f}".format)
     start, _ = bars(right, bottom + 52, "A job of one page: time (cat = 1)", start_groups(results),
                     "{:.1f}".format, reference=1.0)
     height = end + 40
@@ -342,7 +342,7 @@ def chart(results):
         f'height="{height}" font-family="Helvetica, Arial, sans-serif">',
         "<title>The filter beside cat, sed and pstops</title>",
         f'<rect width="{WIDTH}" height="{height}" fill="white"/>',
-        legend(16), share, cpu, by_hand, start,
+        legend(16), share, cpu, manual, start,
         text(16, height - 10, conditions(results), size=10, color="#555"),
         "</svg>\n",
     ])

@@ -189,7 +189,7 @@ def instructions(results, documents, options, work):
                 tasks.append((str(pages or kind), command, [job.stat().st_size for job in sized], counts))
         for where, command, sizes, counts in tasks:
             difference = counts[1].result() - counts[0].result()
-            table = results["by_hand" if where.isdigit() else "stream"]
+            table = results["manual" if where.isdigit() else "stream"]
             table[where][command.name]["instructions"] = difference / (sizes[1] - sizes[0])
         starts = {command.name: pool.submit(count_instructions, command, work / "one-page.ps", work)
                   for command in START}
@@ -262,7 +262,7 @@ def run_all(options, work) -> dict:
         "rounds": options.rounds,
         "starts": options.starts,
         "stream": {},
-        "by_hand": {},
+        "manual": {},
     }
     if results["machine"]["load"] > 0.5:
         say(f"the machine is busy (load {results['machine']['load']:.1f}): the shares of cat will be inexact")
@@ -295,7 +295,7 @@ def run_all(options, work) -> dict:
         job = documents["text"].write(work / "job.ps", options.booklet_size * MEGABYTE, pages=pages)
         runs = interleave(BY_HAND, job, ["pipe", "file"], options.rounds, work)
         check_lengths(runs, job.stat().st_size, 0, f"{pages} pages")
-        results["by_hand"][str(pages)] = summary(runs, job.stat().st_size)
+        results["manual"][str(pages)] = summary(runs, job.stat().st_size)
     job.unlink()
 
     say("a job of one page")

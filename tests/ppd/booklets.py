@@ -145,7 +145,7 @@ def faces():
         check(options, pages_of(found), SIDES[4])
 
 
-def copies_by_hand():
+def manual_copies():
     for copies in ("1", "3"):
         done = arrives(small, 5, "booklet=true collate=true", copies=copies,
                        document_text=document(5))
@@ -171,6 +171,6 @@ def embedded_by_hand():
 
 
 with Ghostscript("nullpage", "-r72") as ghostscript:
-    for part in (who_arranges, as_it_is, covers, faces, copies_by_hand, embedded_by_hand):
+    for part in (who_arranges, as_it_is, covers, faces, manual_copies, embedded_by_hand):
         part()
 checks.exit(at_least=180)

@@ -82,7 +82,7 @@ def cases(ppd, tried):
     # filter gets a different option.
     for choice in [*ppd.options["QVBookletFold"].choices, "TriFold"]:
         for fold in ("Booklet", "SaddleStitch", "TriFold"):
-            if ppd.by_hand:
+            if ppd.manual:
                 continue  # manual booklets have their own test
             yield f"QVBookletFold={choice} InputSlot=Tray1", f"QVBookletFold={fold}", "A4"
             # All features again in the setup of the first two pages.
@@ -119,7 +119,7 @@ def main():
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         tried = set()
         work = list(distinct((ppd, case) for ppd in ppds for case in cases(ppd, tried)
-                             if not (ppd.by_hand and "QVBookletFold=Booklet" in case[1])))
+                             if not (ppd.manual and "QVBookletFold=Booklet" in case[1])))
         for ppd, job_options, filter_options, paper, job, output in pool.map(filtered, work):
             title = f"{ppd.name}: {job_options} | {filter_options}"
             ends = output.startswith(UEL + b"@PJL JOB\n") and output.endswith(

@@ -28,7 +28,7 @@ class Ppd:
             (key, (option or "").strip(), text, value.strip('"'))
             for key, option, text, value in re.findall(pattern, self.content, re.MULTILINE)
         ]
-        self.by_hand = self.value("QvnManualBooklet") == "True"  # prints manual booklets
+        self.manual = self.value("QvnManualBooklet") == "True"  # prints manual booklets
         self.options = {}
         self.groups = {}
         for key, option, text, value in self.entries:

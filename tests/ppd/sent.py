@@ -141,7 +141,7 @@ def read_all(directory):
                 differs = sorted(lines) != sorted(choices[default])
                 checks.check(differs or choice == default,
                              f"{ppd.name}: {name}={choice} sends what {default} sends")
-                if ppd.by_hand and name == "QVBookletFold":
+                if ppd.manual and name == "QVBookletFold":
                     lines = None  # the order of the pages changes, too
                 known = table.setdefault(name, {})
                 if lines is not None and choice not in known:
