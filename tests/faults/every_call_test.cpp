@@ -83,7 +83,10 @@ const Kind kKinds[] = {
     {"Booklet", withPageCount, {{[](Job& job) { job.options("QVBookletFold=BiFold"); }, ""}}},
     {"ManualBooklet",
      [] {
-       return manualJob("").version("0x1050").env("JOBSHAPER_INSTRUCTIONS", instructions().path());
+       return manualJob("")
+           .version("0x1050")
+           .env("JOBSHAPER_INSTRUCTIONS", instructions().path())
+           .env("LANG", "en");
      },
      {kPpd,
       {[](Job& job) { job.env("JOBSHAPER_INSTRUCTIONS", "/nowhere"); }, kNoInstruction.data()}}},

@@ -436,7 +436,7 @@ TEST_P(FileToRead, ThatIsNotRegularIsNotAnInstructionPage) {
   fs::create_directory(pages.file("en.lproj"));
   fs::create_symlink(file.path(), pages.file("en.lproj/instruction(null)"));
   Job job = manualJob("");
-  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path());
+  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path()).env("LANG", "en");
   Process process(job.program(), job.argv(), job.environment());
   process.write("%%Page: 1 1\n");
   process.closeInput();

@@ -84,7 +84,7 @@ TEST(InterruptedCalls, LoseNothingOfAManualBooklet) {
   const TemporaryDirectory directory;
   writeFile(directory.file("en.lproj/instruction(null)"), lines(20));
   Job job = manualJob(join(kTop, pages("12345678"), kTrailer));
-  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).capture();
+  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).env("LANG", "en").capture();
   expectTheSame(job, {"open", "read", "pread", "pwrite", "writev", "fchmod", "pselect"});
 }
 

@@ -97,7 +97,7 @@ TEST_F(ReadFault, OfAnInstructionPageOmitsThePage) {
   while (page.size() < 10000) page += "0 0 moveto (turn the stack over) show\n";
   writeFile(pages.file("en.lproj/instruction(null)"), page);
   Job job = manualJob("");
-  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path());
+  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path()).env("LANG", "en");
   const auto printed = [&](std::string_view instruction) {
     return join(plainHeader(), kTop, kFirstPass, kInstruction, instruction, kPage1, kSecondPass,
                 kBlank, trailer());

@@ -135,7 +135,7 @@ TEST(StandardErrorBytes, ContainNothingOfAnInstructionPage) {
   const TemporaryDirectory pages;
   writeFile(pages.file("en.lproj/instruction(null)"), hostile());
   Job job = manualJob("%%Page: 1 1\n");
-  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path());
+  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", pages.path()).env("LANG", "en");
   expectSilence(job, threeTmpLines(job));
 }
 

@@ -253,7 +253,7 @@ TEST_F(SystemCalls, OfAManualBookletAreFewAndHarmless) {
   const TemporaryDirectory directory;
   writeFile(directory.file("en.lproj/instruction(null)"), "page\n");
   Job job = manualJob("");
-  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).capture();
+  job.version("0x1049").env("JOBSHAPER_INSTRUCTIONS", directory.path()).env("LANG", "en").capture();
   expectSame(job, join(kTop, pages("12345678")));
 }
 
