@@ -20,7 +20,7 @@ using testing::Pipe;
 // Returns what one read of at most `size` bytes returns.
 std::string readFrom(PipeTap& tap, std::size_t size) {
   std::string bytes(size, '\0');
-  bytes.resize(tap.read(bytes.data(), size));
+  bytes.resize(static_cast<std::size_t>(tap.read(bytes.data(), size)));
   return bytes;
 }
 
