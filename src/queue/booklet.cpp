@@ -3,12 +3,12 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <initializer_list>
 #include <iterator>
 #include <optional>
 #include <string_view>
 
+#include "queue/message.h"
 #include "settings/option_names.h"
 
 namespace jobshaper {
@@ -23,10 +23,6 @@ constexpr char kArranged[] = "Arranged";
 
 // The fold of a booklet whose job does not choose one: the first of these that the printer has.
 constexpr const char* kFolds[] = {"SaddleStitch", "Booklet"};
-
-constexpr char kNotArranged[] =
-    "\nWARNING: The pages of this document cannot be arranged as a booklet, because it is "
-    "PostScript without page comments; it is printed as it is. Convert it to PDF and print that.\n";
 
 constexpr char kSource[] = "QVBookletCoverSource";
 constexpr char kType[] = "QVBookletCoverType";
@@ -125,10 +121,10 @@ bool settleFold(OptionList& wanted, const QueuePpd& ppd) {
     wanted.put(kFold, own);
     return true;
   }
-  std::fprintf(stderr,
-               "\nWARNING: booklet=true needs equipment that is not installed (%s); it is ignored. "
-               "If it is installed, tell the queue with lpadmin -o.\n",
-               ppd.missingEquipment(kFold, kFolds[1]).c_str());
+  warn(
+      "booklet=true needs equipment that is not installed (%s); it is ignored. "
+      "If it is installed, tell the queue with lpadmin -p QUEUE -o.",
+      ppd.missingEquipment(kFold, kFolds[1]).c_str());
   return false;
 }
 
@@ -168,7 +164,10 @@ Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionL
     }
     sides = *pages;
     if (!arranged && *pages == 0) {
-      std::fputs(kNotArranged, stderr);
+      warn(
+          "The pages of this document cannot be arranged as a booklet, because it is PostScript "
+          "without usable page comments; it is printed as it is. Convert it to PDF and print "
+          "that.");
       printAsItIs(wanted, additions, ppd);
       return {};
     }

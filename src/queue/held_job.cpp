@@ -2,31 +2,33 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "platform/files.h"
 #include "queue/header_text.h"
+#include "queue/message.h"
 
 namespace jobshaper {
 
 namespace {
 
 constexpr std::size_t kBlock = 64 * 1024;
-constexpr std::size_t kLongestStart = 16;  // of a line, in bytes: enough to recognize it
+constexpr std::size_t kLongestStart = 24;  // of a line, in bytes: enough to recognize it
+
+// In PostScript without comments, CUPS makes one page of all pages.
+constexpr std::string_view kWithoutComments = "%%BeginDocument: nondsc";
 
 }  // namespace
 
 void reportUnwritable(const std::string& directory) {
-  std::fprintf(stderr,
-               "\nERROR: The job cannot be kept in %s: %s. Free space there or make it writable, "
-               "and restart the job.\n",
-               headerText(directory).c_str(), std::strerror(errno));
+  reportError(
+      "The job cannot be kept in %s: %s. Free space there or make it writable, "
+      "and restart the job.",
+      headerText(directory).c_str(), std::strerror(errno));
 }
 
 void reportUnreadable() {
-  std::fprintf(stderr, "\nERROR: Cannot read the print job: %s. Print it again.\n",
-               std::strerror(errno));
+  reportError("Cannot read the print job: %s. Print it again.", std::strerror(errno));
 }
 
 bool HeldJob::read(int input, const std::string& directory) {
@@ -75,7 +77,7 @@ void HeldJob::scanLine(off_t from) {
   } else if (line.starts_with("%%BeginData") || line.starts_with("%%BeginBinary")) {
     inData_ = true;
   } else if (line.starts_with("%%BeginDocument")) {
-    ++documents_;
+    if (documents_++ == 0 && line == kWithoutComments) hasComments_ = false;
   } else if (line.starts_with("%%EndDocument")) {
     documents_ = std::max(documents_ - 1, 0);
   } else if (documents_ > 0) {

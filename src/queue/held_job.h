@@ -36,8 +36,9 @@ class HeldJob {
   // it on standard error.
   [[nodiscard]] bool read(int input, const std::string& directory);
 
-  // Whether the job has pages and the prolog that CUPS puts before pages.
-  bool hasPages() const { return hasProlog_ && !pages_.empty(); }
+  // Whether the job has pages and the prolog that CUPS puts before pages. Returns false for one that
+  // CUPS has made of PostScript without comments, whose pages are not known.
+  bool hasPages() const { return hasComments_ && hasProlog_ && !pages_.empty(); }
 
   const Part& header() const { return header_; }  // all before the first page
   const std::vector<Part>& pages() const { return pages_; }
@@ -59,6 +60,7 @@ class HeldJob {
   std::vector<Part> pages_;
   Part trailer_;
   bool hasProlog_ = false;
+  bool hasComments_ = true;
 
   // While the job is being read.
   off_t size_ = 0;       // bytes read so far

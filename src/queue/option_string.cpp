@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "pjl/pjl_creation.h"
 #include "queue/accounting.h"
 #include "queue/header_text.h"
+#include "queue/message.h"
 #include "queue/option_list.h"
 #include "queue/passcode.h"
 #include "queue/queue_ppd.h"
@@ -152,25 +152,22 @@ std::string outcome(const char* instead) {
   return instead ? std::string(instead) + " is used instead." : "it is ignored.";
 }
 
-// All filters of a job write to the same pipe, some in pieces: the line end at the start keeps a
-// message a line of its own. All messages of the queue have it.
 void warnOfChoice(const char* option, const char* choice, const char* instead) {
-  std::fprintf(stderr,
-               "\nWARNING: %s=%s is not a choice of this printer; %s lpoptions -l lists them.\n",
-               option, headerText(choice).c_str(), outcome(instead).c_str());
+  warn("%s=%s is not a choice of this printer; %s lpoptions -p QUEUE -l lists them.", option,
+       headerText(choice).c_str(), outcome(instead).c_str());
 }
 
 void warnOfEquipment(const char* option, const char* choice, const std::string& missing,
                      const char* instead) {
-  std::fprintf(stderr,
-               "\nWARNING: %s=%s needs equipment that is not installed (%s); %s If it is "
-               "installed, tell the queue with lpadmin -o.\n",
-               option, headerText(choice).c_str(), missing.c_str(), outcome(instead).c_str());
+  warn(
+      "%s=%s needs equipment that is not installed (%s); %s If it is "
+      "installed, tell the queue with lpadmin -p QUEUE -o.",
+      option, headerText(choice).c_str(), missing.c_str(), outcome(instead).c_str());
 }
 
 void warnOfCopies(const char* option, const char* value, const char* instead) {
-  std::fprintf(stderr, "\nWARNING: %s=%s is not a number of copies; %s lp -n sets it.\n", option,
-               headerText(value).c_str(), outcome(instead).c_str());
+  warn("%s=%s is not a number of copies; %s lp -n sets it.", option, headerText(value).c_str(),
+       outcome(instead).c_str());
 }
 
 // What to use instead of a choice that the equipment rules out; null for nothing. CUPS has put the
@@ -339,10 +336,9 @@ CompletedJob completedJob(const QueueJob& job) {
   if (whole) {
     completeOptions(wanted, completed, jobOptions, job);
   } else {
-    std::fputs(
-        "\nWARNING: The defaults of the queue are not used, because the job's options cannot be "
-        "read to their end. Remove open quotes and braces, for example from the file name.\n",
-        stderr);
+    warn(
+        "The defaults of the queue are not used, because the job's options cannot be "
+        "read to their end. Remove open quotes and braces, for example from the file name.");
     const QueuePpd ppd(job.ppdPath, OptionList(""));
     completed.refusal = isConfidential(wanted)
                             ? whyNotConfidential(wanted, false)

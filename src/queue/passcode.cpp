@@ -2,11 +2,11 @@
 
 #include <strings.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
 #include "queue/header_text.h"
+#include "queue/message.h"
 
 namespace jobshaper {
 
@@ -54,10 +54,10 @@ std::optional<std::string_view> typedKey(const OptionList& options) {
 std::optional<std::string> makeConfidential(OptionList& options, const std::string& pin) {
   const char* const asked = options.find(kPrintTo);
   if (asked && !isConfidential(options)) {
-    std::fprintf(stderr,
-                 "\nWARNING: PrintTo=%s cannot be used with a PIN; JRConf is used instead. "
-                 "Print without a PIN to use another PrintTo.\n",
-                 headerText(asked).c_str());
+    warn(
+        "PrintTo=%s cannot be used with a PIN; JRConf is used instead. "
+        "Print without a PIN to use another PrintTo.",
+        headerText(asked).c_str());
   }
   options.put(kPrintTo, kConfidential);
   options.put(kKey, pin);

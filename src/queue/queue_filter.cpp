@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -21,6 +20,7 @@
 #include "platform/system.h"
 #include "queue/held_job.h"
 #include "queue/imposition.h"
+#include "queue/message.h"
 #include "queue/option_string.h"
 #include "settings/numbers.h"
 #include "settings/option_names.h"
@@ -87,7 +87,7 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   };
   CompletedJob completed = completedJob(job);
   if (completed.refusal) {
-    std::fprintf(stderr, "\nERROR: %s\n", completed.refusal->c_str());
+    reportError("%s", completed.refusal->c_str());
     // The scheduler does not show a message that it reads after it knows that the filter has
     // failed.
     waitUntilRead(STDERR_FILENO);

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -14,6 +13,7 @@
 
 #include "platform/files.h"
 #include "queue/header_text.h"
+#include "queue/message.h"
 #include "queue/ppd_text.h"
 
 // libcups marks its PPD functions as deprecated, but our printers have no other driver.
@@ -26,10 +26,10 @@ namespace {
 constexpr char kInstallable[] = "InstallableOptions";
 
 void report(const char* path, const std::string& reason) {
-  std::fprintf(stderr,
-               "\nWARNING: The PPD file %s is not used: %s. Set the driver of the queue again with "
-               "lpadmin -m.\n",
-               headerText(path).c_str(), reason.c_str());
+  warn(
+      "The PPD file %s is not used: %s. Set the driver of the queue again with "
+      "lpadmin -m.",
+      headerText(path).c_str(), reason.c_str());
 }
 
 // Opens and reads the file; returns nothing, after reporting the reason on standard error, if it

@@ -80,12 +80,16 @@ def who_arranges():
 
 def as_it_is():
     """Documents without page comments, and the banner of a queue, are not arranged."""
+    plain = b"%!PS\n(PAGE 1)= showpage\n(PAGE 2)= showpage\n"
+    done = arrives(finisher, 0, "booklet=true QVBookletFold=SaddleStitch", document_text=plain)
+    check("no comments", re.findall(rb"WARNING.*arranged", done.stderr), [b"WARNING: The pages of this document cannot be arranged"])
+    check("no comments", re.findall(rb"/Fold|/Staple|QvnBooklet/", done.stdout), [])
     text = b"%!\n/Helvetica findfont 20 scalefont setfont 50 50 moveto(page)show showpage\n"
     done = run([program, "7", "ada", "", "1", "booklet=true"], text, {
         "PPD": finisher.path, "DEVICE_URI": "socket://printer", "CONTENT_TYPE": "application/postscript"})
     check("no pages", re.findall(rb"WARNING.*", done.stderr), [
         b"WARNING: The pages of this document cannot be arranged as a booklet, because it is PostScript without "
-        b"page comments; it is printed as it is. Convert it to PDF and print that."])
+        b"usable page comments; it is printed as it is. Convert it to PDF and print that."])
     check("no pages", without_pjl(done.stdout).strip(), text.strip())
     for options in ("booklet=true", "QVBookletFold=SaddleStitch"):
         job = pstops(document(2), options, finisher.path)

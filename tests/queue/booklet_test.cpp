@@ -109,6 +109,7 @@ TEST(HeldJob, HasPages) {
        "%%Page: 2 2\n%%BeginBinary: 9\n%%Page: 3 3\n%%BeginDocument\n%%EndBinary\n",
        "%%Page: 3 3\n", "%%EOF\n"},
       {top + "%%Trailer\n", "%%Page: 1 1\n", ""},
+      {top, "%%Page: 1 1\n%%BeginDocument: nondsc.eps\n%%EndDocument\n", ""},
   };
   for (const auto& job : jobs) {
     std::string text;
@@ -120,7 +121,8 @@ TEST(HeldJob, HasPages) {
 TEST(HeldJob, HasNoPagesWithoutCommentsOrProlog) {
   for (const char* text :
        {"", "%!PS\n%%BeginProlog\nshowpage\n", "%!PS\n%%Page: 1 1\nshowpage\n",
-        "%!PS\n%%Page: 1 1\n%%BeginProlog\nshowpage\n", "%%BeginProlog\n %%Page: 1 1\n"}) {
+        "%!PS\n%%Page: 1 1\n%%BeginProlog\nshowpage\n", "%%BeginProlog\n %%Page: 1 1\n",
+        "%%BeginProlog\n%%Page: 1 1\n%%BeginDocument: nondsc\nshowpage showpage\n"}) {
     EXPECT_EQ(partsOf(text), std::vector<std::string>()) << text;
   }
 }
@@ -332,7 +334,7 @@ TEST(Booklet, WithoutADuplexerIsIgnored) {
   const Settled booklet = settled("booklet=true OptionDuplexer=False", 4, "application/postscript");
   EXPECT_EQ(booklet.said,
             "\nWARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False); "
-            "it is ignored. If it is installed, tell the queue with lpadmin -o.\n");
+            "it is ignored. If it is installed, tell the queue with lpadmin -p QUEUE -o.\n");
   EXPECT_FALSE(booklet.job.booklet.isBooklet);
   EXPECT_EQ(booklet.counted, 0);
 }

@@ -288,7 +288,7 @@ TEST(EntryProgram, RemovesTheCodeOfAChoiceWithoutItsEquipment) {
                                       begin + choice + "\n" + code + end);
     EXPECT_NE(outcome.err.find("\nWARNING: InputSlot=Tray5 needs equipment that is not installed "
                                "(OptionTray5=False); it is ignored. If it is installed, "
-                               "tell the queue with lpadmin -o.\n"),
+                               "tell the queue with lpadmin -p QUEUE -o.\n"),
               std::string::npos);
     return outcome.out;
   };

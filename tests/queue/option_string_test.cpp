@@ -241,12 +241,13 @@ TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
   for (const std::string choice : {"TriFold", "", "a\\ b", "<42>oo"}) {
     std::string shown = choice;
     std::erase(shown, '\\');
-    EXPECT_EQ(
-        said([&] {
-          EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd), kBooklet + " QVBookletFold=BiFold");
-        }),
-        "\nWARNING: QVBookletFold=" + shown +
-            " is not a choice of this printer; BiFold is used instead. lpoptions -l lists them.\n");
+    EXPECT_EQ(said([&] {
+                EXPECT_EQ(added("QVBookletFold=" + choice, kFoldPpd),
+                          kBooklet + " QVBookletFold=BiFold");
+              }),
+              "\nWARNING: QVBookletFold=" + shown +
+                  " is not a choice of this printer; BiFold is used instead. lpoptions -p QUEUE -l "
+                  "lists them.\n");
   }
 }
 
@@ -254,13 +255,13 @@ TEST(Choice, ThatThePpdLacksIsRemovedIfTheDefaultHasNoEffect) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
   EXPECT_EQ(said([&] { EXPECT_EQ(completed("PrintTo=JRSoon a=1", ppd), "a=1 " + kOneCopy); }),
             "\nWARNING: PrintTo=JRSoon is not a choice of this printer; JRPrinter is used instead. "
-            "lpoptions -l lists them.\n");
+            "lpoptions -p QUEUE -l lists them.\n");
 }
 
 TEST(Choice, ThatThePpdLacksCannotAddALineToTheLog) {
   EXPECT_EQ(said([] { completed("QVBookletFold=a\\\nERROR:\\ \\\"b", kFoldPpd); }),
             "\nWARNING: QVBookletFold=a ERROR: 'b is not a choice of this printer; BiFold is used "
-            "instead. lpoptions -l lists them.\n");
+            "instead. lpoptions -p QUEUE -l lists them.\n");
 }
 
 TEST(Choice, OfAnOptionThatThePpdLacksPasses) {
@@ -302,7 +303,7 @@ TEST(Equipment, ThatIsMissingMakesAFoldAPlainBooklet) {
               }),
               "\nWARNING: QVBookletFold=" + fold +
                   " needs equipment that is not installed (OptionFinisher=False); Booklet is used "
-                  "instead. If it is installed, tell the queue with lpadmin -o.\n");
+                  "instead. If it is installed, tell the queue with lpadmin -p QUEUE -o.\n");
   }
 }
 
@@ -321,7 +322,7 @@ TEST(Equipment, ThatIsMissingLeavesTheDefault) {
             }),
             "\nWARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
             "(OptionFinisher=False); PrinterS is used instead. If it is installed, tell the "
-            "queue with lpadmin -o.\n");
+            "queue with lpadmin -p QUEUE -o.\n");
   EXPECT_EQ(
       said([&] {
         EXPECT_EQ(completed("QVBookletFold=Booklet OptionDuplexer=False", ppd),
@@ -330,7 +331,7 @@ TEST(Equipment, ThatIsMissingLeavesTheDefault) {
       }),
       "\nWARNING: QVBookletFold=Booklet needs equipment that is not installed "
       "(OptionDuplexer=False); false is used instead. If it is installed, tell the queue with "
-      "lpadmin -o.\n");
+      "lpadmin -p QUEUE -o.\n");
 }
 
 TEST(Equipment, ThatIsMissingForTheDefaultTooRemovesTheOption) {
@@ -340,7 +341,7 @@ TEST(Equipment, ThatIsMissingForTheDefaultTooRemovesTheOption) {
   EXPECT_EQ(said([&] { EXPECT_EQ(added("a=1", ppd), kOneCopy + " QVBookletFold=false"); }),
             "\nWARNING: QVBookletCoverSource=Tray5 needs equipment that is not installed "
             "(OptionFinisher=False); it is ignored. If it is installed, tell the queue with "
-            "lpadmin -o.\n");
+            "lpadmin -p QUEUE -o.\n");
 }
 
 // ---- settings
@@ -404,7 +405,7 @@ TEST(Setting, OfColorFollowsTheColorModel) {
   EXPECT_EQ(settingLines("BLW=TrueM", kFoldPpd), "");
   EXPECT_EQ(said([&] { EXPECT_EQ(settingLines("ColorModel=RGB", ppd), color); }),
             "\nWARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead. "
-            "lpoptions -l lists them.\n");
+            "lpoptions -p QUEUE -l lists them.\n");
 }
 
 TEST(Setting, OfAnOptionThatThePpdLacksIsNotSent) {
@@ -422,12 +423,12 @@ TEST(Setting, WithAnUnknownValueIsNotSent) {
                                   ppdOption("TonerDarkness", "PrinterS 8", "8"));
   ::testing::internal::CaptureStderr();
   EXPECT_EQ(settingLines("CyanBalance=9\\\n@PJL TonerDarkness=9", ppd), "@PJL SET DENSITY = 3\n");
-  EXPECT_EQ(
-      ::testing::internal::GetCapturedStderr(),
-      "\nWARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead. lpoptions -l "
-      "lists them.\n"
-      "\nWARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
-      "instead. lpoptions -l lists them.\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "\nWARNING: TonerDarkness=9 is not a choice of this printer; 8 is used instead. "
+            "lpoptions -p QUEUE -l "
+            "lists them.\n"
+            "\nWARNING: CyanBalance=9 @PJL is not a choice of this printer; PrinterS is used "
+            "instead. lpoptions -p QUEUE -l lists them.\n");
 }
 
 TEST(Setting, WithoutItsEquipmentIsNotSent) {
@@ -442,7 +443,7 @@ TEST(Setting, WithoutItsEquipmentIsNotSent) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "\nWARNING: OutputBin=FinisherBin1 needs equipment that is not installed "
             "(OptionFinisher=False); it is ignored. If it is installed, tell the queue with "
-            "lpadmin -o.\n");
+            "lpadmin -p QUEUE -o.\n");
 }
 
 TEST(Setting, OfImageQualityIsAnOptionOfItsOwn) {
