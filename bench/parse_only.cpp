@@ -1,5 +1,5 @@
-// Does only what every CUPS filter must do: lets libcups parse the option string. The startup time and
-// the memory of the filter are compared with this program.
+// Does only what every CUPS filter must do: lets libcups parse the option string. The startup time
+// and the memory of the filter are compared with this program.
 
 #include <cups/cups.h>
 

@@ -36,8 +36,8 @@ class HeldJob {
   // it on standard error.
   [[nodiscard]] bool read(int input, const std::string& directory);
 
-  // Whether the job has pages and the prolog that CUPS puts before pages. Returns false for one that
-  // CUPS has made of PostScript without comments, whose pages are not known.
+  // Whether the job has pages and the prolog that CUPS puts before pages. Returns false for one
+  // that CUPS has made of PostScript without comments, whose pages are not known.
   bool hasPages() const { return hasComments_ && hasProlog_ && !pages_.empty(); }
 
   const Part& header() const { return header_; }  // all before the first page

@@ -63,7 +63,10 @@ inline std::string pages(std::string_view numbers) {
 // Of a language without an instruction page, so that it does not matter whether any are installed.
 inline Job manualJob(std::string input, std::string_view options = "") {
   Job job;
-  job.env("LANG", "zz").ppd(kManualPpd).options(join("QVBookletFold=Booklet", options)).input(std::move(input));
+  job.env("LANG", "zz")
+      .ppd(kManualPpd)
+      .options(join("QVBookletFold=Booklet", options))
+      .input(std::move(input));
   return job;
 }
 
