@@ -80,7 +80,7 @@ class LineReader {
   }
 
   std::unique_ptr<_cups_file_s, CupsFileCloser> file_;
-  char buffer_[16384];
+  char buffer_[16384] = {};
   std::string_view rest_ = "";  // what is not yet returned
 };
 
