@@ -554,7 +554,7 @@ std::string numberedText(int number) {
 }
 
 TEST(ManyJobs, PrintTheSameAsEachAlone) {
-  constexpr int kJobs = 100;
+  constexpr int kJobs = 50;
   const TemporaryDirectory shared;
   writeFile(shared.file("qvn_log"), "");
   std::vector<std::string> texts, alone;

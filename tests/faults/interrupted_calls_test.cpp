@@ -63,7 +63,7 @@ TEST(InterruptedCalls, LoseNothingOfForwardedBlocks) {
 
 TEST(InterruptedCalls, LoseNothingOfALongCapture) {
   Job job;
-  job.capture().input(lines(50000));
+  job.capture().env("FEW_BYTES", "97").input(lines(50000));
   expectTheSame(job, {"fallocate", "ftruncate"});
 }
 
@@ -92,7 +92,9 @@ TEST(InterruptedCalls, LoseNothingOfALongFeature) {
   std::string feature = "*PageSize A4\n";
   for (int i = 0; i < 30000; ++i) feature += "% line " + std::to_string(i) + "\n";
   Job job;
-  job.capture().fileWith(feature + "*InputSlot\ncleartomark\n*InputSlot\ncleartomark\n");
+  job.capture()
+      .env("FEW_BYTES", "29")
+      .fileWith(feature + "*InputSlot\ncleartomark\n*InputSlot\ncleartomark\n");
   expectTheSame(job, {"pread"});
 }
 

@@ -19,7 +19,7 @@ std::uint64_t numberFrom(const char* variable, std::uint64_t otherwise) {
   return text && *text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-std::uint64_t jobs() { return numberFrom("JOBSHAPER_REFERENCE_JOBS", 5000); }
+std::uint64_t jobs() { return numberFrom("JOBSHAPER_REFERENCE_JOBS", 3000); }
 std::uint64_t firstSeed() { return numberFrom("JOBSHAPER_REFERENCE_SEED", 1); }
 
 // A fraction of the jobs, at least one.

@@ -186,18 +186,17 @@ TEST_F(DebugLogSetup, StaysOffForEveryTruncatedFile) {
 
 // With any byte of the settings damaged, the log is off or has a file.
 TEST_F(DebugLogSetup, OutlivesEveryDamagedByte) {
-  for (const char damage : {'\0', '<', '\xff'}) {
-    for (std::size_t at = 0; at < kGood.size(); ++at) {
-      std::string text = kGood;
-      text[at] = damage;
-      writeFile(settingsFile(), text);
-      inChild([] {
-        setupDebug();
-        LogInfoBody("f", 1, "%s", "m");
-        if ((logDebugLevel != 0) != (logDebugFilePtr != nullptr)) ::_exit(3);
-      });
-      if (HasFailure()) FAIL() << "byte " << static_cast<int>(damage) << " at " << at;
-    }
+  constexpr char kDamage[] = {'\0', '<', '\xff'};
+  for (std::size_t at = 0; at < kGood.size(); ++at) {
+    std::string text = kGood;
+    text[at] = kDamage[at % std::size(kDamage)];
+    writeFile(settingsFile(), text);
+    inChild([] {
+      setupDebug();
+      LogInfoBody("f", 1, "%s", "m");
+      if ((logDebugLevel != 0) != (logDebugFilePtr != nullptr)) ::_exit(3);
+    });
+    if (HasFailure()) FAIL() << "byte " << static_cast<int>(text[at]) << " at " << at;
   }
 }
 
