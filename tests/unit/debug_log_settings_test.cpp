@@ -1,6 +1,7 @@
 // The setup of the diagnostic log: which settings file turns it on, its notes, and every way in
 // which it stays off without disturbing the job.
 #include <functional>
+#include <iterator>
 #include <ostream>
 
 #include "tests/unit/debug_log_fixture.h"
