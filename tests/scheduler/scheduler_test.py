@@ -314,6 +314,28 @@ class SchedulerTest(unittest.TestCase):
                         self.assertEqual(sides, SIDES[pages])
                         self.assertEqual(two_sided, [b"<</Duplex true/Tumble true>>setpagedevice"])
 
+    def test_cover(self):
+        """The paper of the cover is requested on the sides of the sheet with the first page."""
+        inside = {"QVBookletCoverPage": "true", "QVInsideFrontCover": "true", "QVInsideBackCover": "true"}
+        with Ghostscript("nullpage", "-r72") as ghostscript:
+            for pages, more, sides in (
+                    (1, {}, SIDES[1]), (5, {}, SIDES[5]), (8, {}, SIDES[8]),
+                    (5, {"outputorder": "reverse"}, SIDES[5][::-1]),
+                    (6, inside, [(0, 0), (1, 6), (5, 2), (3, 4)])):
+                with self.subTest(pages=pages, more=more):
+                    file = self.work / f"{pages}-pages.ps"
+                    file.write_bytes(document(pages))
+                    _, options = self.documents.quick(
+                        {"QVBookletFold": "SaddleStitch", "QVBookletCoverSource": "Tray2",
+                         "QVBookletCoverType": "Card", **more})
+                    job = self.cups.print("Office", self.printer, file, options)
+                    found = sides_of(ghostscript, job.body)
+                    self.assertEqual([halves for halves, _ in found], sides)
+                    cover = [len(sides) - 2, len(sides) - 1] if "outputorder" in more else [0, 1]
+                    self.assertEqual([paper for _, paper in found],
+                                     ["1 (Card Stock)" if at in cover else "null null"
+                                      for at in range(len(sides))])
+
     def test_every_finishing_of_ipp(self):
         ppd = (PPDS / "quorvan-color-finisher.ppd").read_text()
         rows = re.findall(r'^\*cupsIPPFinishings (\d+)/.*"\*QVBookletFold (\w+).*"$', ppd, re.M)
