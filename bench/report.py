@@ -155,7 +155,8 @@ def queue_section(results):
     """The results for a queue, compared with the limits of this project."""
     shares = results["shares"]
     rows = [[CHAIN_DOCUMENTS[name], percent(share)] for name, share in shares.items()]
-    kept = results["wall"] <= MOST_OF_FILTER and shares["long"] <= MOST_OF_CHAIN
+    one_page = "kept" if results["wall"] <= MOST_OF_FILTER else "exceeded"
+    long = "kept" if shares["long"] <= MOST_OF_CHAIN else "exceeded"
     return f"""{QUEUE_BEGIN}
 ## A job of a queue
 
@@ -167,8 +168,8 @@ time of `jobshaper` with the same PPD file. For a PDF document, CUPS runs `pdfto
 
 The load average was {results["load"]:.1f} before the first run.
 
-The limits are {MOST_OF_FILTER} times the time of `jobshaper` for one page, and {percent(MOST_OF_CHAIN)} of the CPU time for the
-text of 42 pages; they were {"kept" if kept else "exceeded"}.
+The limits are {MOST_OF_FILTER} times the time of `jobshaper` for one page ({one_page}), and
+{percent(MOST_OF_CHAIN)} of the CPU time for the text of 42 pages ({long}).
 {QUEUE_END}"""
 
 
