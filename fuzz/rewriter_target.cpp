@@ -1,5 +1,5 @@
-// The rules of the line loop: with the search for triggers, the output must be the same as without
-// it, however the reads divide the job.
+// The rules of the line loop: with the search for triggers, the output and the messages must be the
+// same as without it, however the reads divide the job.
 //
 // Input: four settings (options, booklet, page count, cuts), then the job.
 
@@ -30,6 +30,7 @@ void setOptions(JobState& job, unsigned settings) {
   if (settings & 8) job.jobOptions.addOption("QVPosterEnablePS", "True");
   if (settings & 16) job.jobOptions.addOption(kCollateOption, "true");
   if (settings & 32) job.jobOptions.addOption(kCopiesOption, "3");
+  job.additions.countPages = settings & 64;
 }
 
 void setBooklet(JobState& job, unsigned settings, unsigned pageCount) {
@@ -150,7 +151,7 @@ void runRegions(StreamRewriter& rewriter, JobOutput& output, std::string_view jo
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static Destination plain, fast;
-  static MemoryFile nowhere;
+  static MemoryFile messages;
   switchLogOff();
   Input input(data, size);
   JobState state;
@@ -164,14 +165,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   compareSearches(job, static_cast<unsigned>(size));
 
-  // Only a manual booklet writes a message, because its instruction page is missing here.
-  std::optional<Redirected> quiet;
-  if (state.manualBooklet) quiet.emplace(STDERR_FILENO, nowhere.descriptor());
+  // The pages of a job that counts them, and that a manual booklet has no instruction page here.
+  std::optional<Redirected> redirected;
+  if (state.manualBooklet || state.additions.countPages) {
+    redirected.emplace(STDERR_FILENO, messages.descriptor());
+  }
   {
     JobOutput output = plain.output(capture);
     StreamRewriter rewriter(state, output);
     runPlain(rewriter, job);
+    rewriter.finish();
   }
+  const std::string expected(messages.take());
   {
     JobOutput output = fast.output(capture);
     StreamRewriter rewriter(state, output);
@@ -182,7 +187,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
       runReads(rewriter, output, job, cuts);
     }
+    rewriter.finish();
   }
+  FUZZ_CHECK(messages.take() == expected);
   const std::string printed = plain.out.take();
   FUZZ_CHECK(fast.out.take() == printed);
   if (capture) {
@@ -192,6 +199,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (cuts >= 48 && cuts % 4 == 0 && std::max(job.size(), printed.size()) < kMostPiped) {
     FUZZ_CHECK(runPipes(state, job, cuts) == printed);
   }
-  if (state.manualBooklet) nowhere.take();
+  messages.take();
   return 0;
 }

@@ -23,7 +23,9 @@ void PageCounter::see(std::string_view line) {
     // Accepts only the number that CUPS was given: with a line of its own, a document could evade
     // the queue's limits.
     const std::int32_t copies = integerValue(line);
-    if (copies == integerValue(job_.copiesArgument)) copies_ = std::max(copies, 1);
+    if (copies != integerValue(job_.copiesArgument)) return;
+    copies_ = std::max(copies, 1);
+    copiesText_ = " " + std::to_string(copies_) + "\n";
   }
 }
 
@@ -38,12 +40,18 @@ void PageCounter::countPage() {
 void PageCounter::tell(int page) {
   messages_ += "PAGE: ";
   messages_ += std::to_string(page);
-  messages_ += ' ';
-  messages_ += std::to_string(copies_);
-  messages_ += '\n';
+  messages_ += copiesText_;
 }
 
 void PageCounter::report() {
+  if (messages_.empty()) return;
+  const Clock::time_point now = Clock::now();
+  if (written_ && now - *written_ < interval_) return;
+  written_ = now;
+  write();
+}
+
+void PageCounter::write() {
   if (messages_.empty()) return;
   std::fwrite(messages_.data(), 1, messages_.size(), stderr);
   messages_.clear();
@@ -56,7 +64,7 @@ void PageCounter::finish() {
   } else if (job_.additions.wholeSheets && copies_ > 1 && pages_ > 1 && pages_ % 2 == 1) {
     tell(pages_ + 1);
   }
-  report();
+  write();
 }
 
 }  // namespace jobshaper

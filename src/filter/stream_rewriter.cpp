@@ -27,6 +27,16 @@ bool contains(std::string_view line, const Trigger& trigger) {
   return contains(line, trigger.text);
 }
 
+// No rule applies to binary data.
+bool isBinary(std::string_view piece) { return contains(piece, std::string_view("\0", 1)); }
+
+// Whether the line begins a page, and none of these triggers is in it.
+bool onlyBeginsPage(std::string_view line, TriggerSet triggers) {
+  if ((triggers & triggerSet(triggers::kPage)) != 0) return false;
+  if (!line.starts_with(triggers::kPage.text) || isBinary(line)) return false;
+  return findTrigger(line.substr(triggers::kPage.text.size()), triggers) == line.npos;
+}
+
 bool isTrue(std::optional<std::string_view> value) {
   return value && equalsIgnoringCase(*value, "true");
 }
@@ -64,10 +74,6 @@ std::optional<TriggerSet> StreamRewriter::wantedTriggers() const {
   if (posterCollate_) wanted |= triggerSet(triggers::kCollate);
   if (job_.bookletMode) wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kFold);
   if (!job_.additions.replacedFeatures.empty()) wanted |= triggerSet(triggers::kBeginFeature);
-  if (pages_) {
-    wanted |= triggerSet(triggers::kPage) | triggerSet(triggers::kRetainedCopies) |
-              triggerSet(triggers::kBeginDocument) | triggerSet(triggers::kEndDocument);
-  }
   return wanted;
 }
 
@@ -78,14 +84,9 @@ void StreamRewriter::passUntouched(std::string_view pieces) {
 
 bool StreamRewriter::handleAll(std::string_view pieces) {
   while (!pieces.empty()) {
-    std::string_view piece;
-    if (const auto wanted = wantedTriggers()) {
-      const std::size_t trigger = findTrigger(pieces, *wanted);
-      if (trigger == pieces.npos) break;
-      piece = pieceAround(pieces, trigger);
-    } else {
-      piece = firstPiece(pieces);
-    }
+    const auto wanted = wantedTriggers();
+    const std::string_view piece = wanted ? skipToPiece(pieces, *wanted) : firstPiece(pieces);
+    if (piece.empty()) break;
     passUntouched({pieces.data(), piece.data()});
     handle(piece);
     pieces = {piece.data() + piece.size(), pieces.data() + pieces.size()};
@@ -95,14 +96,27 @@ bool StreamRewriter::handleAll(std::string_view pieces) {
   return true;
 }
 
+// The first of these pieces that handle() must see; empty if there is none. Lines that only begin a
+// page stay with what is passed on untouched: dividing the output costs more than counting.
+std::string_view StreamRewriter::skipToPiece(std::string_view pieces, TriggerSet wanted) {
+  while (true) {
+    const std::size_t trigger = findTrigger(pieces, pages_ ? wanted | kPageTriggers : wanted);
+    if (trigger == pieces.npos) return {};
+    const std::string_view piece = pieceAround(pieces, trigger);
+    if (!pages_ || !onlyBeginsPage(piece, wanted)) return piece;
+    pages_->see(piece);
+    pieces = {piece.data() + piece.size(), pieces.data() + pieces.size()};
+  }
+}
+
 void StreamRewriter::handle(std::string_view piece) {
   if (state_.skipCount > 0) {
     --state_.skipCount;
     return;
   }
   output_.captureIncoming(piece);
-  if (contains(piece, std::string_view("\0", 1))) {
-    output_.pass(piece);  // binary data, to which no rule applies
+  if (isBinary(piece)) {
+    output_.pass(piece);
     return;
   }
   if (pages_) pages_->see(piece);

@@ -50,12 +50,14 @@ class StreamRewriter {
   // The same after the last piece of a job that was not canceled.
   void finish();
 
-  // The triggers that can make a rule act in the current state; no value if any line can.
+  // The triggers that can make a rule change the job in the current state; no value if any line
+  // can.
   std::optional<TriggerSet> wantedTriggers() const;
 
  private:
   enum class Fate { write, drop };
 
+  std::string_view skipToPiece(std::string_view pieces, TriggerSet wanted);
   void passUntouched(std::string_view pieces);
   void breakOff();
 

@@ -35,13 +35,16 @@ static_assert(std::all_of(kTriggers.begin(), kTriggers.end(), [](const Trigger& 
          fingerprintOffset(trigger) != std::string_view::npos;
 }));
 
+// Where each trigger has its fingerprint.
+constexpr auto kOffsets = [] {
+  std::array<std::size_t, kTriggers.size()> offsets{};
+  std::transform(kTriggers.begin(), kTriggers.end(), offsets.begin(), fingerprintOffset);
+  return offsets;
+}();
+
 // The most bytes that a trigger has up to the end of its fingerprint.
 constexpr std::size_t kLongestStart =
-    fingerprintOffset(*std::max_element(kTriggers.begin(), kTriggers.end(),
-                                        [](const Trigger& a, const Trigger& b) {
-                                          return fingerprintOffset(a) < fingerprintOffset(b);
-                                        })) +
-    kFingerprint;
+    *std::max_element(kOffsets.begin(), kOffsets.end()) + kFingerprint;
 
 using HalfTable = std::array<std::uint8_t, 16>;
 
@@ -76,6 +79,7 @@ std::uint8_t tableBits(TriggerSet wanted) {
 // The result of looking up a block: for each position, the bits of the triggers that have their
 // fingerprint there.
 using Positions = std::array<std::uint8_t, kBlock>;
+static_assert(std::endian::native == std::endian::little);  // eight of them are read as a number
 
 // The start of the wanted trigger that has one of these bits and its fingerprint at `at`.
 std::size_t confirmPosition(std::string_view bytes, std::size_t at, unsigned bits,
@@ -83,9 +87,10 @@ std::size_t confirmPosition(std::string_view bytes, std::size_t at, unsigned bit
   for (; bits != 0; bits &= bits - 1) {
     const TriggerSet neighbors = TriggerSet{3} << 2 * std::countr_zero(bits);
     for (TriggerSet rest = neighbors & wanted & kEveryTrigger; rest != 0; rest &= rest - 1) {
-      const Trigger& trigger = kTriggers[static_cast<std::size_t>(std::countr_zero(rest))];
-      const std::size_t offset = fingerprintOffset(trigger);
-      if (at >= offset && bytes.substr(at - offset).starts_with(trigger.text)) return at - offset;
+      const auto trigger = static_cast<std::size_t>(std::countr_zero(rest));
+      const std::size_t offset = kOffsets[trigger];
+      if (at < offset) continue;
+      if (bytes.substr(at - offset).starts_with(kTriggers[trigger].text)) return at - offset;
     }
   }
   return bytes.npos;
@@ -98,11 +103,12 @@ std::size_t confirmPosition(std::string_view bytes, std::size_t at, unsigned bit
   for (std::size_t i = 0; i < kBlock; i += 8) {
     std::uint64_t eight;
     std::memcpy(&eight, &positions[i], sizeof eight);
-    if (eight == 0) continue;
-    for (std::size_t position = i; position < i + 8; ++position) {
+    while (eight != 0) {
+      const auto byte = static_cast<std::size_t>(std::countr_zero(eight)) / 8;
       const std::size_t found =
-          confirmPosition(bytes, block + position, positions[position], wanted);
+          confirmPosition(bytes, block + i + byte, positions[i + byte], wanted);
       if (found != bytes.npos) return found;
+      eight &= ~(std::uint64_t{0xFF} << 8 * byte);
     }
   }
   return bytes.npos;

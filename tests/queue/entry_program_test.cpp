@@ -156,7 +156,19 @@ TEST(EntryProgram, ReportsThePages) {
   expectSame(queue.run(argv, job), expected);
 }
 
-TEST(EntryProgram, ReportsAPageBeforeItWaitsForTheNext) {
+// The rules see a line that also begins a page; no rule applies to binary data, nor is it counted.
+TEST(EntryProgram, ReportsPagesInLinesThatTheRulesChange) {
+  Queue queue;
+  const std::string job = "%!PS\n%%Page: 1 1\n%%Page: sfcl{ 2\n%%Page: 3 InputSlot\n}efcl\n" +
+                          std::string("%%Page: \0\n", 10) + "%%Page: JobPatchFile\n1\n2\n";
+  const Strings argv = {"Office", "42", "ada", "", "2", ""};
+  Outcome expected =
+      queue.filter(withOptions(argv, "com.apple.print.PrintSettings.PMCopies..n.=2"), job);
+  expected.err += "PAGE: 1 1\nPAGE: 2 1\nPAGE: 3 1\nPAGE: 4 1\n";
+  expectSame(queue.run(argv, job), expected);
+}
+
+TEST(EntryProgram, ReportsTheFirstPageBeforeItWaits) {
   Queue queue;
   Process process(QUEUE_PROGRAM, {"Office", "42", "ada", "", "1", ""}, queue.environment);
   process.write("%!PS\n");
@@ -467,6 +479,21 @@ TEST(BadPpd, ThatIsTooLargeWhenUncompressed) {
   ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
   expectWarning(queue, queue.run(kJob, kInput, limitResources), kTooLarge,
+                queue.filterWithoutPpd(withOptions(kJob, kOptions)));
+}
+
+// What precedes the damage is not used either: choices would be missing.
+TEST(BadPpd, ThatCannotBeReadToItsEnd) {
+  Queue queue;
+  std::string lines;
+  for (int i = 0; i < 20000; ++i) lines += "*a: \"" + std::to_string(i * 7919) + "\"\n";
+  queue.ppd(kFoldPpd + lines);
+  ASSERT_EQ(std::system(("gzip -n '" + queue.file("printer.ppd") + "'").c_str()), 0);
+  queue.environment["PPD"] = queue.file("printer.ppd.gz");
+  std::string damaged = readFile(queue.environment["PPD"]);
+  damaged.replace(damaged.size() - 1000, 200, 200, '\0');
+  writeFile(queue.environment["PPD"], damaged);
+  expectWarning(queue, queue.run(kJob), "Input/output error",
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <initializer_list>
 
@@ -34,18 +35,31 @@ TEST(PageCounter, ReportsEachPage) {
             "PAGE: 1 1\nPAGE: 2 1\n");
 }
 
-TEST(PageCounter, ReportsOnceAndAlsoWhenTheJobIsCanceled) {
+// The messages of two reports, each after one page, and of what is left when the job is canceled.
+std::string reports(std::chrono::hours interval) {
   ::testing::internal::CaptureStderr();
   {
     const JobState job;
-    PageCounter counter(job);
-    counter.see("%%Page: 1 1\n");
-    counter.report();
-    std::fputs("later\n", stderr);
-    counter.report();
-    counter.see("%%Page: 2 2\n");
+    PageCounter counter(job, interval);
+    for (const char* const page : {"%%Page: 1 1\n", "%%Page: 2 2\n"}) {
+      counter.see(page);
+      counter.report();
+      counter.report();
+      std::fputs("reported\n", stderr);
+    }
+    counter.see("%%Page: 3 3\n");
   }
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "PAGE: 1 1\nlater\nPAGE: 2 1\n");
+  return ::testing::internal::GetCapturedStderr();
+}
+
+TEST(PageCounter, ReportsOnceAndAlsoWhenTheJobIsCanceled) {
+  EXPECT_EQ(reports(std::chrono::hours(0)),
+            "PAGE: 1 1\nreported\nPAGE: 2 1\nreported\nPAGE: 3 1\n");
+}
+
+TEST(PageCounter, DoesNotReportEachPageOfAFastJob) {
+  EXPECT_EQ(reports(std::chrono::hours(1)),
+            "PAGE: 1 1\nreported\nreported\nPAGE: 2 1\nPAGE: 3 1\n");
 }
 
 TEST(PageCounter, ReportsTheCopiesThatThePrinterMakes) {
