@@ -9,10 +9,6 @@ namespace {
 
 constexpr std::size_t kLongestStart = 16;  // of a line, in bytes: enough to recognize it
 
-bool isOneOf(std::string_view line, std::string_view first, std::string_view second) {
-  return line.starts_with(first) || line.starts_with(second);
-}
-
 }  // namespace
 
 bool EmbeddedPages::take(std::string_view bytes) {
@@ -40,13 +36,8 @@ bool EmbeddedPages::finish() { return putStart(); }
 
 bool EmbeddedPages::putStart() {
   const std::string start = std::exchange(start_, {});
-  if (inData_) {
-    inData_ = !isOneOf(start, "%%EndData", "%%EndBinary");
-  } else if (isOneOf(start, "%%Page:", "%%Trailer")) {
-    return put_("% " + start.substr(1));
-  } else {
-    inData_ = isOneOf(start, "%%BeginData", "%%BeginBinary");
-  }
+  const bool dividesBooklet = start.starts_with("%%Page:") || start.starts_with("%%Trailer");
+  if (!data_.covers(start) && dividesBooklet) return put_("% " + start.substr(1));
   return start.empty() || put_(start);
 }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "queue/data_section.h"
+
 namespace jobshaper {
 
 // Changes one part of a job: the header, or a page without its first line, so that each page and
@@ -20,8 +22,7 @@ class EmbeddedPages {
   explicit EmbeddedPages(Put put) : put_(std::move(put)) {}
 
   // Passes the next bytes of the part to Put, with a blank after the first percent sign of these
-  // comments if they begin a line. Data between "%%BeginData" or "%%BeginBinary" and its end is not
-  // changed. Returns false if Put does.
+  // comments if they begin a line outside of data. Returns false if Put does.
   bool take(std::string_view bytes);
   // Passes what take() has kept. To be called once, after the last byte. Returns false if Put does.
   bool finish();
@@ -32,7 +33,7 @@ class EmbeddedPages {
   const Put put_;
   std::string start_;  // of a line, until it is long enough to recognize
   bool inStart_ = true;
-  bool inData_ = false;
+  DataSection data_;
 };
 
 }  // namespace jobshaper

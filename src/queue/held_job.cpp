@@ -72,11 +72,8 @@ void HeldJob::scan(std::string_view bytes) {
 void HeldJob::scanLine(off_t from) {
   if (ended_) return;
   const std::string_view line = line_;
-  if (inData_) {
-    inData_ = !line.starts_with("%%EndData") && !line.starts_with("%%EndBinary");
-  } else if (line.starts_with("%%BeginData") || line.starts_with("%%BeginBinary")) {
-    inData_ = true;
-  } else if (line.starts_with("%%BeginDocument")) {
+  if (data_.covers(line)) return;
+  if (line.starts_with("%%BeginDocument")) {
     if (documents_++ == 0 && line == kWithoutComments) hasComments_ = false;
   } else if (line.starts_with("%%EndDocument")) {
     documents_ = std::max(documents_ - 1, 0);

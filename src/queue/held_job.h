@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/descriptor.h"
+#include "queue/data_section.h"
 
 namespace jobshaper {
 
@@ -63,12 +64,12 @@ class HeldJob {
   bool hasComments_ = true;
 
   // While the job is being read.
-  off_t size_ = 0;       // bytes read so far
-  off_t lineFrom_ = 0;   // where the line begins
-  std::string line_;     // its beginning
-  int documents_ = 0;    // how many documents the line is within
-  bool inData_ = false;  // the line is within data, which may look like anything
-  bool ended_ = false;   // the trailer has begun
+  off_t size_ = 0;      // bytes read so far
+  off_t lineFrom_ = 0;  // where the line begins
+  std::string line_;    // its beginning
+  int documents_ = 0;   // how many documents the line is within
+  DataSection data_;
+  bool ended_ = false;  // the trailer has begun
 };
 
 }  // namespace jobshaper
