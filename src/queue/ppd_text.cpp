@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -53,13 +54,18 @@ bool isNeeded(std::string_view line) {
          !line.starts_with("*OrderDependency: ");
 }
 
+std::nullopt_t tooLarge() {
+  errno = 0;
+  return std::nullopt;
+}
+
 // Reads a file, which may be compressed, line by line.
 class LineReader {
  public:
   explicit LineReader(const Descriptor& file) : file_(cupsFileOpenFd(::dup(file.get()), "r")) {}
 
   // The next line, with its end: LF or CR. A line that is longer than libcups allows is split.
-  // Returns "" at the end of the file or after an error. Valid until the next call.
+  // Returns "" at the end of the file or after an error, see error(). Valid until the next call.
   std::string_view next() {
     if (rest_.size() < kLongestLine && file_) fill();
     std::string_view line = rest_.substr(0, kLongestLine);
@@ -70,16 +76,23 @@ class LineReader {
     return line;
   }
 
+  // The reason why the file cannot be read to its end, as in errno; 0 if it could.
+  int error() const { return error_; }
+
  private:
   void fill() {
+    errno = 0;
     std::memmove(buffer_, rest_.data(), rest_.size());
     const ssize_t n =
         cupsFileRead(file_.get(), buffer_ + rest_.size(), sizeof buffer_ - rest_.size());
+    // The call that fails returns the bytes before the error; only errno shows it.
+    if (errno != 0) error_ = errno;
     if (n <= 0) file_.reset();
     rest_ = {buffer_, rest_.size() + static_cast<std::size_t>(std::max(n, ssize_t{0}))};
   }
 
   std::unique_ptr<_cups_file_s, CupsFileCloser> file_;
+  int error_ = 0;
   char buffer_[16384] = {};
   std::string_view rest_ = "";  // what is not yet returned
 };
@@ -94,12 +107,14 @@ std::optional<PpdText> readPpdText(const Descriptor& file) {
   int slow = 0;
   for (std::string_view line; !(line = reader.next()).empty();) {
     size += line.size();
-    if (size > kLargestPpd || ++count > kMostLines) return std::nullopt;
+    if (size > kLargestPpd || ++count > kMostLines) return tooLarge();
     if (!isNeeded(line)) continue;
-    if (isSlow(line) && ++slow > kMostSlowLines) return std::nullopt;
+    if (isSlow(line) && ++slow > kMostSlowLines) return tooLarge();
     storeKeyword(line, text.keywords);
     text.lines += line;
   }
+  errno = reader.error();
+  if (errno != 0) return std::nullopt;
   return text;
 }
 

@@ -17,8 +17,8 @@ struct PpdText {
 };
 
 // Reads a PPD file, which may be compressed, from its start to its end. Does not close `file`,
-// whose position is undefined afterward. Returns no value if libcups would need much time or memory
-// for the file.
+// whose position is undefined afterward. Returns no value if the file cannot be read to its end,
+// with the reason in errno, or if libcups would need much time or memory for it, with 0 in errno.
 std::optional<PpdText> readPpdText(const Descriptor& file);
 
 }  // namespace jobshaper

@@ -41,7 +41,10 @@ std::optional<PpdText> readFile(Descriptor& file, const char* path) {
     return std::nullopt;
   }
   std::optional<PpdText> text = readPpdText(file);
-  if (!text) report(path, "it has more than 2 MiB, 50,000 lines or 4,000 definitions");
+  if (!text) {
+    report(path, errno == 0 ? "it has more than 2 MiB, 50,000 lines or 4,000 definitions"
+                            : std::strerror(errno));
+  }
   return text;
 }
 
