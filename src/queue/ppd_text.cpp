@@ -8,7 +8,11 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "settings/strings.h"
 
 namespace jobshaper {
 
@@ -53,6 +57,61 @@ bool isNeeded(std::string_view line) {
   return !isTranslation(line) && !line.starts_with("*Font ") &&
          !line.starts_with("*OrderDependency: ");
 }
+
+bool endsName(char c) { return c <= ' ' || c == ':' || c == '/'; }
+
+// The option at the start, such as "*OptionTray5" in " *OptionTray5/Tray 5: Boolean".
+std::string_view firstName(std::string_view text) {
+  while (text.starts_with(' ')) text.remove_prefix(1);
+  return text.substr(
+      0, static_cast<std::size_t>(std::find_if(text.begin(), text.end(), endsName) - text.begin()));
+}
+
+// Collects the constraints of equipment that may be installed. Most others are about choices that
+// exclude each other, of which only dialogs tell; libcups would check them all for each job.
+class EquipmentConstraints {
+ public:
+  // Whether the line is a constraint. To be called with each line.
+  bool take(std::string_view line) {
+    constexpr std::string_view kConstraint = "*UIConstraints:";
+    constexpr std::string_view kGroup = "*OpenGroup:";
+    constexpr std::string_view kOption = "*OpenUI ";
+    if (line.starts_with(kConstraint)) {
+      constraints_.emplace_back(line);
+      return true;
+    }
+    if (line.starts_with(kGroup)) {
+      inEquipment_ =
+          equalsIgnoringCase(firstName(line.substr(kGroup.size())), "InstallableOptions");
+    } else if (inEquipment_ && line.starts_with(kOption)) {
+      equipment_.emplace_back(firstName(line.substr(kOption.size())));
+    }
+    return false;
+  }
+
+  // Appends those that name such equipment to `lines`.
+  void appendTo(std::string& lines) const {
+    for (const std::string& line : constraints_) {
+      if (namesEquipment(line)) lines += line;
+    }
+  }
+
+ private:
+  bool namesEquipment(std::string_view line) const {
+    for (std::size_t at = 1; (at = line.find('*', at)) != line.npos; ++at) {
+      const std::string_view rest = line.substr(at);
+      for (const std::string& option : equipment_) {
+        if (rest.size() <= option.size() || !endsName(rest[option.size()])) continue;
+        if (equalsIgnoringCase(rest.substr(0, option.size()), option)) return true;
+      }
+    }
+    return false;
+  }
+
+  std::vector<std::string> constraints_;
+  std::vector<std::string> equipment_;  // options with their asterisks
+  bool inEquipment_ = false;            // within the group of such options
+};
 
 std::nullopt_t tooLarge() {
   errno = 0;
@@ -102,6 +161,7 @@ class LineReader {
 std::optional<PpdText> readPpdText(const Descriptor& file) {
   LineReader reader(file);
   PpdText text;
+  EquipmentConstraints constraints;
   std::size_t size = 0;
   int count = 0;
   int slow = 0;
@@ -110,9 +170,11 @@ std::optional<PpdText> readPpdText(const Descriptor& file) {
     if (size > kLargestPpd || ++count > kMostLines) return tooLarge();
     if (!isNeeded(line)) continue;
     if (isSlow(line) && ++slow > kMostSlowLines) return tooLarge();
+    if (constraints.take(line)) continue;
     storeKeyword(line, text.keywords);
     text.lines += line;
   }
+  constraints.appendTo(text.lines);
   errno = reader.error();
   if (errno != 0) return std::nullopt;
   return text;

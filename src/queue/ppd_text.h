@@ -10,8 +10,9 @@
 namespace jobshaper {
 
 struct PpdText {
-  // The file without what only dialogs and other filters need, such as translations. That is most
-  // of it, and libcups would take longer to read it than all the rest.
+  // The file without what only dialogs and other filters need: translations, fonts, the order of
+  // options, and constraints that name no equipment. That is most of it, and libcups would take
+  // longer to read it than all the rest.
   std::string lines;
   PpdKeywords keywords;  // those that the filter itself would read from the file
 };
