@@ -87,6 +87,7 @@ Descriptor openParent(const std::string& directory, std::string_view& name, bool
     parent = openFile(parent.get(), next.c_str(), kSearch | O_DIRECTORY | O_NOFOLLOW);
     if (trusted && !isTrusted(parent)) return {};
   }
+  if (name == "..") return {};
   return parent;
 }
 

@@ -445,10 +445,13 @@ TEST_P(FileToRead, ThatIsNotRegularIsNotAnInstructionPage) {
 }
 
 // Its size is 0, and it has no end. Only root can open it.
+// Some of them never end. The second one has the line of a PPD file.
 TEST(FileOfTheSystem, IsAPpdWithoutLines) {
-  Job job;
-  job.env("PPD", "/proc/kmsg");
-  expectPrintedSoon(job, tmpLines(job));
+  for (const char* const path : {"/proc/kmsg", "/proc/self/environ"}) {
+    Job job;
+    job.env("PPD", path).env("LINE", "\n*QVGeneric: Color\n");
+    expectPrintedSoon(job, tmpLines(job));
+  }
 }
 
 // A sparse file of many gigabytes that begins and ends with these bytes.
