@@ -30,7 +30,6 @@ void setOptions(JobState& job, unsigned settings) {
   if (settings & 8) job.jobOptions.addOption("QVPosterEnablePS", "True");
   if (settings & 16) job.jobOptions.addOption(kCollateOption, "true");
   if (settings & 32) job.jobOptions.addOption(kCopiesOption, "3");
-  job.additions.countPages = settings & 64;
 }
 
 void setBooklet(JobState& job, unsigned settings, unsigned pageCount) {
@@ -160,6 +159,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const unsigned pageCount = input.setting();
   setBooklet(state, booklet, pageCount & 15);
   const bool capture = (pageCount & 48) == 16;
+  state.additions.countPages = pageCount & 32;
   const unsigned cuts = input.setting();
   const std::string_view job = input.rest();
 
