@@ -11,6 +11,7 @@ END = "<!-- bench:end -->"
 QUEUE_BEGIN = "<!-- queue:begin (script/bench --queue writes the text between these two marks) -->"
 QUEUE_END = "<!-- queue:end -->"
 MOST_OF_FILTER = 1.35  # times the time of the filter alone, for one page
+MOST_OF_LARGE = 1.05   # times its CPU time, for a large job
 MOST_OF_CHAIN = 0.02   # of the CPU time of all filters, for the long document
 
 KIND_NOTES = {
@@ -154,22 +155,28 @@ def tables(results):
 def queue_section(results):
     """The results for a queue, compared with the limits of this project."""
     shares = results["shares"]
-    rows = [[CHAIN_DOCUMENTS[name], percent(share)] for name, share in shares.items()]
+    rows = [[CHAIN_DOCUMENTS.get(name, "the text of the tables above"), f"{large['page'] / 1000:.0f} KB",
+             percent(shares[name]) if name in shares else "–", f"{large['cpu']:.2f}"]
+            for name, large in results["large"].items()]
+    kept = sum(large["cpu"] <= MOST_OF_LARGE for large in results["large"].values())
     one_page = "kept" if results["wall"] <= MOST_OF_FILTER else "exceeded"
     long = "kept" if shares["long"] <= MOST_OF_CHAIN else "exceeded"
     return f"""{QUEUE_BEGIN}
 ## A job of a queue
 
 A job of one page takes `jobshaper-queue` {results['wall']:.2f} times the time and {results['cpu']:.2f} times the CPU
-time of `jobshaper` with the same PPD file. For a PDF document, CUPS runs `pdftopdf`, `pdftops`, `pstops` and
-`jobshaper-queue`, whose share of the CPU time of all four is:
+time of `jobshaper` with the same PPD file.
 
-{table(["Document", "Share"], rows)}
+*Share*: for a PDF document, CUPS runs `pdftopdf`, `pdftops`, `pstops` and `jobshaper-queue`. This is the share
+that `jobshaper-queue` has of their CPU time. *Large job*: the CPU time of `jobshaper-queue`, which counts the
+pages, divided by that of `jobshaper`, for the pages repeated up to {results['size']} MB.
+
+{table(["Document", "Size of a page", "Share", "Large job"], rows)}
 
 The load average was {results["load"]:.1f} before the first run.
 
-The limits are {MOST_OF_FILTER} times the time of `jobshaper` for one page ({one_page}), and
-{percent(MOST_OF_CHAIN)} of the CPU time for the text of 42 pages ({long}).
+The limits are {MOST_OF_FILTER} times the time of `jobshaper` for one page ({one_page}), a share of {percent(MOST_OF_CHAIN)} for the
+text of 42 pages ({long}), and {MOST_OF_LARGE} times the CPU time for large jobs ({kept} of {len(rows)} kept).
 {QUEUE_END}"""
 
 

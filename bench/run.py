@@ -47,7 +47,7 @@ def arguments():
     parser.add_argument("--four-gib", action="store_true", help="also 4 GiB through a pipe, for the peak memory")
     parser.add_argument("--inner", action="store_true", help="only the search and the rules, in memory")
     parser.add_argument("--queue", action="store_true",
-                        help="only jobshaper-queue, on one page and as part of a whole job")
+                        help="only jobshaper-queue: one page, part of a whole job, large jobs")
     parser.add_argument("--no-docs", action="store_true", help="print the tables, leave the documents alone")
     parser.add_argument("--again", action="store_true", help="write the documents from the last results")
     options = parser.parse_args()
@@ -210,16 +210,27 @@ def start_up(job, options, work) -> dict:
     }
 
 
-def of_queue(one_page, documents, options, work) -> dict:
+def against_filter(job, rounds, work) -> dict:
+    """The time of jobshaper-queue, divided by that of jobshaper."""
+    runs = interleave([PLAIN_OF_QUEUE, QUEUE], job, ["file"], rounds, work)["file"]
+    pairs = list(zip(runs[QUEUE.name], runs[PLAIN_OF_QUEUE.name]))
+    return {key: statistics.median(a[key] / b[key] for a, b in pairs) for key in ("wall", "cpu")}
+
+
+def of_queue(text, documents, options, work) -> dict:
     """Measures the cost of a queue: compared with the filter alone, and as a share of all filters of a
     job."""
-    load = os.getloadavg()[0]
-    pair = [PLAIN_OF_QUEUE, QUEUE]
-    runs = interleave(pair, one_page, ["file"], options.starts, work)["file"]
-    pairs = list(zip(runs[QUEUE.name], runs[PLAIN_OF_QUEUE.name]))
-    results = {key: statistics.median(a[key] / b[key] for a, b in pairs) for key in ("wall", "cpu")}
-    results["load"] = load
-    results["shares"] = {}
+    results = {"load": os.getloadavg()[0], "size": options.size, "shares": {}, "large": {}}
+    results |= against_filter(text.write(work / "job.ps", 1), options.starts, work)
+
+    def measure_large(name, document):
+        job = document.write(work / "job.ps", options.size * MEGABYTE)
+        results["large"][name] = {
+            "page": sum(map(len, document.pages)) / len(document.pages),
+            "cpu": against_filter(job, 4 * options.rounds, work)["cpu"],
+        }
+
+    measure_large("text", text)
     for name in CHAIN_DOCUMENTS:
         inputs = [documents / f"{name}.pdf"]
         for command in CHAIN[:-1]:
@@ -233,6 +244,7 @@ def of_queue(one_page, documents, options, work) -> dict:
             spent = [measure(command, job, "file", work)["cpu"] for command, job in zip(CHAIN, inputs)]
             shares.append(spent[-1] / sum(spent))
         results["shares"][name] = statistics.median(shares)
+        measure_large(name, Document(inputs[-1]))
     return results
 
 
@@ -303,7 +315,7 @@ def run_all(options, work) -> dict:
     results["one_page"] = one_page.stat().st_size
     results["start"] = start_up(one_page, options, work)
     say("a queue")
-    results["queue"] = of_queue(one_page, work / "documents" / "chain", options, work)
+    results["queue"] = of_queue(documents["text"], work / "documents" / "chain", options, work)
 
     if not options.no_instructions:
         say("counting instructions")
@@ -325,8 +337,7 @@ def inner(work):
 
 def queue_only(options, work) -> dict:
     documents = make_documents(work)
-    one_page = documents["text"].write(work / "one-page.ps", 1)
-    return of_queue(one_page, work / "documents" / "chain", options, work)
+    return of_queue(documents["text"], work / "documents" / "chain", options, work)
 
 
 def main():
