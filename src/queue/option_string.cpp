@@ -328,11 +328,12 @@ CompletedJob completedJob(const QueueJob& job) {
   const OptionList passedOptions(job.options);
   OptionList jobOptions(passedOptions);
   CompletedJob completed;
-  completed.refusal = takePasscode(jobOptions);
+  const bool whole = isWholeOptionString(job.options);
+  if (whole) completed.refusal = whyNotSeparated(jobOptions);
+  if (!completed.refusal) completed.refusal = takePasscode(jobOptions);
   if (completed.refusal) return completed;
   takeAccounting(jobOptions);
   OptionList wanted(jobOptions);
-  const bool whole = isWholeOptionString(job.options);
   if (whole) {
     completeOptions(wanted, completed, jobOptions, job);
   } else {

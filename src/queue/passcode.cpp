@@ -1,5 +1,6 @@
 #include "queue/passcode.h"
 
+#include <cups/cups.h>
 #include <strings.h>
 
 #include <cstring>
@@ -64,20 +65,33 @@ std::optional<std::string> makeConfidential(OptionList& options, const std::stri
   return std::nullopt;
 }
 
-// For example, options that are separated by a comma.
-bool hasMoreThanConfidential(const OptionList& options) {
+// The option whose value contains others that would make the job confidential, for example after a
+// comma; null if there is none.
+const char* optionWithOthers(const OptionList& options) {
   const char* const printTo = options.find(kPrintTo);
-  return printTo && !isConfidential(options) &&
-         strncasecmp(printTo, kConfidential, std::strlen(kConfidential)) == 0;
+  if (printTo && !isConfidential(options) &&
+      strncasecmp(printTo, kConfidential, std::strlen(kConfidential)) == 0) {
+    return kPrintTo;
+  }
+  for (int i = 0; i < options.count(); ++i) {
+    const cups_option_t& option = options.options()[i];
+    for (const char* const hidden : {"JRHOLDKEY=", "job-password=", "PrintTo=JRConf"}) {
+      if (::strcasestr(option.value, hidden)) return option.name;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace
 
+std::optional<std::string> whyNotSeparated(const OptionList& options) {
+  const char* const option = optionWithOthers(options);
+  if (!option) return std::nullopt;
+  return refusal("the value of " + headerText(option) + " contains other options.",
+                 "print it again with blanks between the options.");
+}
+
 std::optional<std::string> takePasscode(OptionList& options) {
-  if (hasMoreThanConfidential(options)) {
-    return refusal("PrintTo begins with JRConf, but has more text.",
-                   "print it again with blanks between the options.");
-  }
   const std::optional<std::string_view> key = typedKey(options);
   const char* const password = options.find(kPassword);
   if (key && (!password || isConfidential(options))) {

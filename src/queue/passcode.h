@@ -16,9 +16,12 @@ namespace jobshaper {
 //
 // Returns why the job must not be printed and what its user can do, as a message that does not
 // contain the PIN: the PIN is encrypted, or does not have the number of digits that the printer and
-// IPP clients are told, or PrintTo only begins with JRConf. Returns no value if the job may be
-// printed.
+// IPP clients are told. Returns no value if the job may be printed.
 std::optional<std::string> takePasscode(OptionList& options);
+
+// The same for a job with a PIN, or PrintTo=JRConf, in the value of another option, as after a
+// comma.
+std::optional<std::string> whyNotSeparated(const OptionList& options);
 
 // The same for a job whose options are complete: it is confidential, maybe by the administrator's
 // default, but has no PIN of its own; or it has a PIN, but the printer cannot keep confidential

@@ -186,10 +186,19 @@ TEST(Passcode, IsNotLostInAnOptionThatDoesNotEnd) {
 }
 
 TEST(Passcode, IsNotLostInAnotherChoice) {
-  for (const char* options : {"PrintTo=JRConf,JRHOLDKEY=1234", "printto=jrconf;JRHOLDKEY=1234",
-                              "PrintTo=JRConf<20> JRHOLDKEY=1234", "PrintTo=JRConf2"}) {
+  const std::string rows[][2] = {
+      {"PrintTo=JRConf,JRHOLDKEY=1234", "PrintTo"},
+      {"printto=jrconf;x", "PrintTo"},
+      {"PrintTo=JRConf<20> JRHOLDKEY=1234", "PrintTo"},
+      {"PrintTo=JRConf2", "PrintTo"},
+      {"PrintTo=JRVerify,JRHOLDKEY=1234", "PrintTo"},
+      {"Duplex=None,PrintTo=JRConf", "Duplex"},
+      {"media=A4;jrholdkey=1234", "media"},
+      {"a='b job-password=1234'", "a"},
+  };
+  for (const auto& [options, name] : rows) {
     const Answer got = answer(options);
-    EXPECT_EQ(got.refusal, "PrintTo begins with JRConf, but has more text.") << options;
+    EXPECT_EQ(got.refusal, "the value of " + name + " contains other options.") << options;
     EXPECT_EQ(got.said, "") << options;  // which would contain the PIN
   }
 }
