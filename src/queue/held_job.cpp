@@ -80,19 +80,20 @@ void HeldJob::scanLine(off_t from) {
   } else if (documents_ > 0) {
     return;
   } else if (line.starts_with("%%Page:")) {
+    trailer_.from = 0;  // it was that of an embedded document without comments of its own
     pages_.push_back({.from = from, .size = 0});
   } else if (line.starts_with("%%BeginProlog")) {
     hasProlog_ = hasProlog_ || pages_.empty();
-  } else if (!pages_.empty() && (line.starts_with("%%Trailer") || line.starts_with("%%EOF") ||
-                                 line.starts_with("\033%-12345X"))) {
-    trailer_.from = from;
-    ended_ = true;
+  } else if (!pages_.empty()) {
+    ended_ = line.starts_with("\033%-12345X");
+    const bool mayEnd = ended_ || line.starts_with("%%Trailer") || line.starts_with("%%EOF");
+    if (mayEnd && trailer_.from == 0) trailer_.from = from;
   }
 }
 
 void HeldJob::finish() {
   scanLine(lineFrom_);
-  if (!ended_) trailer_.from = size_;
+  if (trailer_.from == 0) trailer_.from = size_;
   trailer_.size = size_ - trailer_.from;
   header_.size = pages_.empty() ? trailer_.from : pages_.front().from;
   for (std::size_t i = 0; i < pages_.size(); ++i) {

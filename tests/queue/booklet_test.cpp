@@ -95,7 +95,9 @@ TEST(HeldJob, HasPages) {
   const std::string top = "%!PS\n%%BeginProlog\n";
   const std::string large(200000, 'x');
   const std::vector<std::vector<std::string>> jobs = {
-      {top, "%%Page: 1 1\na\n", "%%Page: 2 2\nb\n", "%%Trailer\n%%Page: 3 3\n"},
+      {top, "%%Page: 1 1\na\n", "%%Page: 2 2\nb\n", "%%Trailer\nc\n%%EOF\n"},
+      {top, "%%Page: 1 1\n%%Trailer\n%%EOF\na\n", "%%Page: 2 2\n", "%%Trailer\n"},
+      {top, "%%Page: 1 1\n", "\033%-12345X\n%%Page: 2 2\n%%EOF\n"},
       {top, "%%Page: 1 1\ra\r", "%%Page: 2 2\r\nb\r\n", "%%EOF\n"},
       {top, "%%Page: 1 1\na\n", "%%Page: 2 2\nb", ""},
       {top, "%%Page: 1 1\na\n", "\033%-12345X@PJL EOJ\n"},
