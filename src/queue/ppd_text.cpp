@@ -43,6 +43,14 @@ bool isSlow(std::string_view line) {
   return false;
 }
 
+// 1 for a line that opens a group or an option, -1 for one that closes it, otherwise 0.
+int nesting(std::string_view line) {
+  if (line.starts_with("*JCL")) line.remove_prefix(3);
+  line.remove_prefix(std::min<std::size_t>(line.size(), 1));
+  if (line.starts_with("Open")) return 1;
+  return line.starts_with("Close") ? -1 : 0;
+}
+
 bool isLowerCase(char c) { return c >= 'a' && c <= 'z'; }
 
 // A line such as "*de.InputSlot Tray1/Fach 1: """.
@@ -121,7 +129,9 @@ std::nullopt_t tooLarge() {
 // Reads a file, which may be compressed, line by line.
 class LineReader {
  public:
-  explicit LineReader(const Descriptor& file) : file_(cupsFileOpenFd(::dup(file.get()), "r")) {}
+  explicit LineReader(const Descriptor& file) : file_(cupsFileOpenFd(::dup(file.get()), "r")) {
+    if (!file_) error_ = errno;
+  }
 
   // The next line, with its end: LF or CR. A line that is longer than libcups allows is split.
   // Returns "" at the end of the file or after an error, see error(). Valid until the next call.
@@ -165,16 +175,19 @@ std::optional<PpdText> readPpdText(const Descriptor& file) {
   std::size_t size = 0;
   int count = 0;
   int slow = 0;
+  int depth = 0;
   for (std::string_view line; !(line = reader.next()).empty();) {
     size += line.size();
     if (size > kLargestPpd || ++count > kMostLines) return tooLarge();
     if (!isNeeded(line)) continue;
     if (isSlow(line) && ++slow > kMostSlowLines) return tooLarge();
     if (constraints.take(line)) continue;
+    depth += nesting(line);
     storeKeyword(line, text.keywords);
     text.lines += line;
   }
   constraints.appendTo(text.lines);
+  text.isComplete = depth == 0;
   errno = reader.error();
   if (errno != 0) return std::nullopt;
   return text;

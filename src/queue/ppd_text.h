@@ -14,7 +14,8 @@ struct PpdText {
   // options, and constraints that name no equipment. That is most of it, and libcups would take
   // longer to read it than all the rest.
   std::string lines;
-  PpdKeywords keywords;  // those that the filter itself would read from the file
+  bool isComplete = false;  // each group and option is closed
+  PpdKeywords keywords;     // those that the filter itself would read from the file
 };
 
 // Reads a PPD file, which may be compressed, from its start to its end. Does not close `file`,

@@ -24,6 +24,8 @@ namespace jobshaper {
 namespace {
 
 constexpr char kInstallable[] = "InstallableOptions";
+// libcups takes a read error for the end of the file; this keyword shows that it has read all.
+constexpr char kEnd[] = "QueueEnd";
 
 void report(const char* path, const std::string& reason) {
   warn(
@@ -79,14 +81,20 @@ bool QueuePpd::open(const char* path) {
   Descriptor file;
   std::optional<PpdText> text = readFile(file, path);
   if (!text) return false;
+  bool isWhole = text->isComplete;
+  text->lines += std::string("\n*") + kEnd + ": True\n";
   // libcups would uncompress once more what looks compressed.
   if (text->lines.starts_with('*')) ppd_.reset(ppdOpenFd(fileInMemory(text->lines).release()));
+  isWhole = isWhole && (!ppd_ || hasKeyword(kEnd));
   // An error is reported with its line in the whole file.
   if (!ppd_ && ::lseek(file.get(), 0, SEEK_SET) == 0) ppd_.reset(ppdOpenFd(file.release()));
   if (!ppd_) {
     int line = 0;
     const ppd_status_t reason = ppdLastError(&line);
     report(path, std::string(ppdErrorString(reason)) + ", line " + std::to_string(line));
+  } else if (!isWhole) {
+    report(path, "its end is missing");
+    ppd_.reset();
   } else if (!ppd_->manufacturer || strcasecmp(ppd_->manufacturer, "Quorvan") != 0) {
     report(path, "its manufacturer is not Quorvan");
     ppd_.reset();
