@@ -50,7 +50,7 @@ bool writeJob(JobState& job, int descriptor, std::size_t inputBlock) {
   const bool complete = rewriteStream(job, output, inputBlock);
   writeTrailer(job, output);
   // For an ordinary job, a read error is the end of input. Of a booklet, each half needs the other.
-  if (complete || !job.manualBooklet) return true;
+  if (complete || !(job.manualBooklet || job.additions.ownInput)) return true;
   std::fputs("ERROR: Cannot read the print job.\n", stderr);
   return false;
 }

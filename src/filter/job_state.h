@@ -30,7 +30,8 @@ struct JobAdditions {
   std::string jobName;                        // for the JOBNAME line; without quotes
   std::optional<PpdKeywords> ppdKeywords;     // of the PPD file, if it has been read already
   std::vector<ReplacedFeature> replacedFeatures;
-  bool countPages = false;   // tell CUPS of each page on standard error
+  bool ownInput = false;    // the input is a file of the queue: if it cannot be read, the job fails
+  bool countPages = false;  // tell CUPS of each page on standard error
   bool wholeSheets = false;  // a copy ends with its last sheet, whose blank back counts
   // The number of the page, from 1, that is the first side of a booklet's cover sheet; after that
   // sheet the paper is what it was before. 0: the rule for the number of pages decides.

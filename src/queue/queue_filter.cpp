@@ -66,6 +66,7 @@ int cannotRead() {
 
 int filterQueueJob(int argc, char* const argv[], const System& system) {
   openMissingStandardStreams();
+  signal(SIGPIPE, SIG_IGN);  // a message that nobody reads must not end the job
   signal(SIGXFSZ, SIG_IGN);  // where files must be small, a write only fails
   shortenDeviceUri();
   if (argc != 6 && argc != 7) return filterJob(argc, argv, system);  // reports what is wrong
@@ -122,6 +123,7 @@ int filterQueueJob(int argc, char* const argv[], const System& system) {
   if (!file.valid()) return 1;
   if (::dup2(file.get(), STDIN_FILENO) < 0) return cannotRead();
   arguments[kFileArgument] = nullptr;
+  completed.additions.ownInput = true;
   int status = 0;
   for (int i = 0; i < times && status == 0; ++i) {
     if (::lseek(STDIN_FILENO, 0, SEEK_SET) != 0) return cannotRead();

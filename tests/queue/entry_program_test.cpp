@@ -241,6 +241,22 @@ TEST(EntryProgram, EndsLikeTheFilterWhenTheJobIsCanceled) {
   expectSame(outcomes[0], outcomes[1]);
 }
 
+TEST(EntryProgram, PrintsAJobWhoseMessagesNobodyReads) {
+  Queue queue;
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  ::close(ends[0]);
+  const BeforeExec closeReader = [&] {
+    ::signal(SIGPIPE, SIG_DFL);
+    ::dup2(ends[1], STDERR_FILENO);
+  };
+  queue.environment["PPD"] = "/nowhere";  // a message at the start
+  const Outcome outcome = queue.run(kJob, kInput, closeReader);
+  ::close(ends[1]);
+  EXPECT_EQ(outcome.out, queue.filterWithoutPpd(withOptions(kJob, kOptions)).out);
+  EXPECT_EQ(outcome.signal, 0);
+}
+
 TEST(EntryProgram, TakesNoPpdFileForTheJob) {
   Queue queue;
   queue.ppd(kFoldPpd);
@@ -480,6 +496,18 @@ TEST(BadPpd, ThatIsTooLargeWhenUncompressed) {
   queue.environment["PPD"] = queue.file("printer.ppd.gz");
   expectWarning(queue, queue.run(kJob, kInput, limitResources), kTooLarge,
                 queue.filterWithoutPpd(withOptions(kJob, kOptions)));
+}
+
+TEST(BadPpd, ThatIsCutOff) {
+  const std::string whole =
+      ppdWith("*OpenGroup: A/a\n" + ppdOption("QVBookletFold", "false BiFold", "BiFold") +
+              "*CloseGroup: A\n");
+  for (const char* const last : {"BiFold/BiFold: \"", "BiFold/BiFold: \"\"\n", "*CloseUI: *"}) {
+    Queue queue;
+    queue.ppd(whole.substr(0, whole.find(last)) + last);
+    expectWarning(queue, queue.run(kJob), "its end is missing",
+                  queue.filterWithoutPpd(withOptions(kJob, kOptions)));
+  }
 }
 
 // What precedes the damage is not used either: choices would be missing.
