@@ -11,11 +11,6 @@ namespace jobshaper {
 namespace {
 
 // clang-format off
-struct TrayRow {
-  std::string_view name;
-  std::int32_t code;
-};
-
 // The printer's own numbers. A tray and the envelope drawer that can replace it have the same one;
 // 2 is not used.
 constexpr TrayRow kTrayRows[] = {
@@ -37,6 +32,8 @@ using Value = std::optional<std::string_view>;
 bool isFalse(Value face) { return equalsIgnoringCase(face.value_or("False"), "false"); }
 
 }  // namespace
+
+constexpr std::span<const TrayRow> kCoverTrays = kTrayRows;
 
 // The test for a cover ignores case. The tests for its faces do not: only "true", which the print
 // dialog writes, means that a face is printed.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "settings/argument_store.h"
@@ -14,6 +15,13 @@ bool isOnlyPrintInside(const argumentStore& jobOptions);
 // Cover tray codes. 0 to 6 are the /MediaPosition numbers of trays.
 inline constexpr std::int32_t kCoverManualFeed = 7;
 inline constexpr std::int32_t kCoverPrintersChoice = 8;
+
+// A value of QVBookletCoverSource.
+struct TrayRow {
+  std::string_view name;
+  std::int32_t code;
+};
+extern const std::span<const TrayRow> kCoverTrays;
 
 // Sets `code` to the tray code of the cover source `sourceName`, or to kCoverPrintersChoice if
 // there is no tray of that name.

@@ -20,12 +20,6 @@ namespace {
 constexpr std::int32_t kFirstVersionWithEncoding = 0x1050;  // LANG is "fr_FR.UTF-8", not "fr_FR"
 
 // clang-format off
-struct FoldRow {
-  std::string_view option;   // value of QVBookletFold
-  std::string_view name;     // kind of booklet
-  std::string_view command;
-};
-
 constexpr FoldRow kFoldRows[] = {
     {"Booklet",            "PlainBooklet",       ""},
     {"SaddleStitch",       "SaddleStitch",       "<< /Fold 2 /Staple 4>> setpagedevice"},
@@ -36,12 +30,7 @@ constexpr FoldRow kFoldRows[] = {
 constexpr FoldRow kOtherFold =
     {"",                   "BookletFold",        "<< /Fold 2 >> setpagedevice"};
 
-struct MediaRow {
-  std::string_view option;  // value of QVBookletCoverType
-  std::string_view name;    // the printer's media type
-};
-
-constexpr MediaRow kCoverMediaRows[] = {
+constexpr OptionRow kCoverMediaRows[] = {
     {"Plain",       "Plain"},
     {"Card",        "Card Stock"},
     {"Bond",        "Bond"},
@@ -132,13 +121,14 @@ std::string readInstructionPage(const JobState& job) {
 }
 
 std::string_view mediaName(std::optional<std::string_view> option, std::string_view previous) {
-  for (const MediaRow& row : kCoverMediaRows) {
-    if (option == row.option) return row.name;
-  }
-  return previous;
+  const OptionRow* const row = option ? findRow(kCoverMediaRows, *option) : nullptr;
+  return row ? row->sent : previous;
 }
 
 }  // namespace
+
+constexpr std::span<const FoldRow> kBookletFolds = kFoldRows;
+constexpr std::span<const OptionRow> kCoverMediaTypes = kCoverMediaRows;
 
 BookletSetup setUpBooklet(JobState& job, const System& system) {
   const FoldRow* const row = foldOf(job.jobOptions.getValue(kFoldOption));
@@ -148,7 +138,7 @@ BookletSetup setUpBooklet(JobState& job, const System& system) {
   job.foldCommand = row->command;
   LogInfoBody("main", __LINE__, "Job is Booklet");
   std::string ignored;
-  job.manualBooklet = getTheValue("*QvnManualBooklet", ignored, job.ppdValues);
+  job.manualBooklet = getTheValue(kManualBookletKeyword, ignored, job.ppdValues);
   LogInfoBody("main", __LINE__, "value of verPrint %s", job.printTo.value_or("(null)").c_str());
   moveCopiesToHeader(job);
   if (job.manualBooklet) {

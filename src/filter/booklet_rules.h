@@ -1,11 +1,13 @@
 // Booklet jobs: which kind of booklet a job is, and the rewriting rules for its lines.
 #pragma once
 
+#include <span>
 #include <string_view>
 
 #include "filter/job_output.h"
 #include "filter/job_state.h"
 #include "filter/line.h"
+#include "pjl/option_table.h"
 #include "platform/system.h"
 
 namespace jobshaper {
@@ -23,6 +25,17 @@ enum class BookletSetup {
 
 // Deletes the temporary files of a manual booklet. Does nothing for other jobs.
 void removeManualBookletFiles(const JobState& job);
+
+// A kind of booklet: the value of QVBookletFold, our name for it and the PostScript of the fold.
+struct FoldRow {
+  std::string_view option;
+  std::string_view name;
+  std::string_view command;
+};
+extern const std::span<const FoldRow> kBookletFolds;
+
+// The values of QVBookletCoverType, and the printer's media types.
+extern const std::span<const OptionRow> kCoverMediaTypes;
 
 // The rules for the lines of a booklet. Not to be called for other jobs.
 class BookletRules {

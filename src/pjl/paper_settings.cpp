@@ -66,18 +66,17 @@ constexpr OptionRow kMediaTypeRows[] = {
     {"Glossy",        "@PJL SET MEDIATYPE = \"GLOSSY\"\n"},
 };
 
-// Values of "@PJL SET QPAPERSOURCE = " and of "@PJL SET QSEPARATORSOURCE = ".
 constexpr OptionRow kTrayRows[] = {
-    {"Tray1",              "TRAY1"},
-    {"Tray2",              "TRAY2"},
-    {"Tray3",              "TRAY3"},
-    {"Tray4",              "TRAY4"},
-    {"Tray5",              "TRAY5"},
-    {"MultipurposeFeeder", "MPFEEDER"},
-    {"EnvFeeder",          "FEEDER"},
-    {"EnvDrawr2",          "TRAY2"},  // an envelope drawer replaces a tray
-    {"EnvDrawr3",          "TRAY3"},
-    {"EnvDrawr4",          "TRAY4"},
+    {"Tray1",              "TRAY1\n"},
+    {"Tray2",              "TRAY2\n"},
+    {"Tray3",              "TRAY3\n"},
+    {"Tray4",              "TRAY4\n"},
+    {"Tray5",              "TRAY5\n"},
+    {"MultipurposeFeeder", "MPFEEDER\n"},
+    {"EnvFeeder",          "FEEDER\n"},
+    {"EnvDrawr2",          "TRAY2\n"},  // an envelope drawer replaces a tray
+    {"EnvDrawr3",          "TRAY3\n"},
+    {"EnvDrawr4",          "TRAY4\n"},
 };
 
 // For the paper source only: separator sheets are not fed manually, by design.
@@ -118,6 +117,17 @@ constexpr OptionRow kOffsetRows[] = {
     {"None",   "@PJL SET JOBOFFSET = NONE\n"},  // no "NoneF", unlike separator sheets
 };
 static_assert(!findRow(kOffsetRows, "NoneF") && !findRow(kOffsetRows, "Pages"));
+
+constexpr OptionTable kTables[] = {
+    {"media"_option,     kPaperSizeRows},
+    {"MediaType"_option, kMediaTypeRows},
+    {"InputSlot"_option, kTrayRows, "@PJL SET QPAPERSOURCE = "},
+    {"InputSlot"_option, kManualFeedRows},
+    {"OutputBin"_option, kOutputBinRows},
+    {"SepPages"_option,  kSeparatorPageRows},
+    {"SepSource"_option, kTrayRows, "@PJL SET QSEPARATORSOURCE = "},
+    {"Offset"_option,    kOffsetRows},
+};
 // clang-format on
 
 // The dimensions in a custom size: the text after "Custom.", or the whole value if there is no
@@ -153,9 +163,11 @@ std::optional<std::string_view> chosenSlot(const argumentStore& options) {
 
 }  // namespace
 
+constexpr std::span<const OptionTable> kPaperTables = kTables;
+
 void pjlCreation::setPaperSize() {
   const Value media = requested("media"_option);
-  if (media && !appendRow(kPaperSizeRows, *media)) setCustomPaper(customSize(*media));
+  if (media && !appendRow("media"_option, *media)) setCustomPaper(customSize(*media));
 }
 
 void pjlCreation::setCustomPaper(std::optional<std::string_view> size) {
@@ -172,27 +184,18 @@ void pjlCreation::setCustomPaper(std::optional<std::string_view> size) {
 
 void pjlCreation::setMediaType() {
   const Value type = requested("MediaType"_option);
-  if (type && !appendRow(kMediaTypeRows, *type)) {
+  if (type && !appendRow("MediaType"_option, *type)) {
     appendJoined({"@PJL SET MEDIATYPE = \"", *type, "\"\n"});
   }
 }
 
 void pjlCreation::setPaperSource() {
-  const Value slot = chosenSlot(*ticketData_);
-  if (!slot || appendRow(kManualFeedRows, *slot)) return;
-  if (const OptionRow* const tray = findRow(kTrayRows, *slot)) {
-    appendJoined({"@PJL SET QPAPERSOURCE = ", tray->sent, "\n"});
-  }
+  if (const Value slot = chosenSlot(*ticketData_)) appendRow("InputSlot"_option, *slot);
 }
 
-void pjlCreation::setOutputBin() { appendFromTable("OutputBin"_option, kOutputBinRows); }
-
-void pjlCreation::setSeparatorPage() { appendFromTable("SepPages"_option, kSeparatorPageRows); }
-
-void pjlCreation::setSeparatorSource() {
-  appendFromTable("SepSource"_option, "@PJL SET QSEPARATORSOURCE = ", kTrayRows);
-}
-
-void pjlCreation::setOffsetPage() { appendFromTable("Offset"_option, kOffsetRows); }
+void pjlCreation::setOutputBin() { appendFromTable("OutputBin"_option); }
+void pjlCreation::setSeparatorPage() { appendFromTable("SepPages"_option); }
+void pjlCreation::setSeparatorSource() { appendFromTable("SepSource"_option); }
+void pjlCreation::setOffsetPage() { appendFromTable("Offset"_option); }
 
 }  // namespace jobshaper

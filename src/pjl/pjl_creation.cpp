@@ -36,7 +36,7 @@ constexpr OptionRow kHoldRows[] = {
 };
 
 struct AccountingRow {
-  std::string_view option;
+  OptionName option;
   std::string_view lineStart;
 };
 
@@ -45,9 +45,18 @@ constexpr AccountingRow kAccountingRows[] = {
     {"JAACCTNUM"_option, "@PJL SET QJOBCREDACCOUNTID = \""},
     {"JADEPTNUM"_option, "@PJL SET QJOBCREDDEPTID = \""},
 };
+
+constexpr OptionTable kTables[] = {
+    {"QvnBlankPage"_option,   kBlankPageRows},
+    {"QvnDoubleStomp"_option, kSmallFontRows},
+    {"QvnPixelBoost"_option,  kSmallFontRows},
+    {"PrintTo"_option,        kHoldRows},
+};
 // clang-format on
 
 }  // namespace
+
+constexpr std::span<const OptionTable> kHeaderTables = kTables;
 
 std::string pjlTrailer(std::string_view exitString) {
   std::string trailer;
@@ -85,14 +94,14 @@ void pjlCreation::appendJobIdentity(std::string_view userID, std::string_view jo
   appendJoined({"@PJL SET USERNAME = \"", userName, "\"\n"});
 }
 
-void pjlCreation::appendBlankPages() { appendFromTable("QvnBlankPage"_option, kBlankPageRows); }
+void pjlCreation::appendBlankPages() { appendFromTable("QvnBlankPage"_option); }
 
 // Two generations of drivers have different names for the setting. If both options are given, the
 // first wins, even with an unknown value. "PrinterS" is not in the table, so it sends nothing.
 void pjlCreation::appendSmallFontEnhancer() {
   Value value = ticketData_->getValue("QvnDoubleStomp"_option);
   if (!value) value = ticketData_->getValue("QvnPixelBoost"_option);
-  if (value) appendRow(kSmallFontRows, *value);
+  if (value) appendRow("QvnPixelBoost"_option, *value);
 }
 
 // Only a single copy is set in the header; the job itself asks for more.
@@ -105,7 +114,7 @@ void pjlCreation::appendSingleCopy() {
 void pjlCreation::appendJobRetention() {
   const Value mode = ticketData_->getValue("PrintTo"_option);
   if (!mode || *mode == "JRPrinter") return;  // print now
-  appendRow(kHoldRows, *mode);
+  appendRow("PrintTo"_option, *mode);
   if (*mode == "JRConf") {
     const std::string_view key = ticketData_->getValue("JRHOLDKEY"_option).value_or("(null)");
     appendJoined({"@PJL SET HOLDKEY = \"", key, "\"\n"});
@@ -137,7 +146,7 @@ void pjlCreation::insertNumCopies(std::int32_t copies) {
   append("@PJL SET COPIES = " + std::to_string(copies) + "\n");
 }
 
-pjlCreation::Value pjlCreation::requested(std::string_view option) const {
+pjlCreation::Value pjlCreation::requested(OptionName option) const {
   const Value value = ticketData_->getValue(option);
   return value == "PrinterS" ? std::nullopt : value;
 }
@@ -147,30 +156,29 @@ void pjlCreation::appendJoined(std::initializer_list<std::string_view> parts) {
   for (const std::string_view part : parts) line.append(part);
 }
 
-bool pjlCreation::appendRow(std::span<const OptionRow> rows, std::string_view value) {
-  const OptionRow* const row = findRow(rows, value);
-  if (!row) return false;
-  for (std::string_view rest = row->sent; !rest.empty();) {
-    const std::size_t length = std::min(rest.find('\n'), rest.size() - 1) + 1;
-    append(rest.substr(0, length));
-    rest.remove_prefix(length);
+bool pjlCreation::appendRow(OptionName option, std::string_view value) {
+  for (const auto tables : {kHeaderTables, kPaperTables, kQualityTables}) {
+    for (const OptionTable& table : tables) {
+      if (table.option != option) continue;
+      if (table.rows.empty()) {
+        appendJoined({table.lineStart, value, "\n"});
+        return true;
+      }
+      const OptionRow* const row = findRow(table.rows, value);
+      if (!row) continue;
+      for (std::string_view rest = row->sent; !rest.empty();) {
+        const std::size_t length = std::min(rest.find('\n'), rest.size() - 1) + 1;
+        appendJoined({table.lineStart, rest.substr(0, length)});
+        rest.remove_prefix(length);
+      }
+      return true;
+    }
   }
-  return true;
+  return false;
 }
 
-void pjlCreation::appendFromTable(std::string_view option, std::span<const OptionRow> rows) {
-  if (const Value value = requested(option)) appendRow(rows, *value);
-}
-
-void pjlCreation::appendFromTable(std::string_view option, std::string_view lineStart,
-                                  std::span<const OptionRow> rows) {
-  const Value value = requested(option);
-  const OptionRow* const row = value ? findRow(rows, *value) : nullptr;
-  if (row) appendJoined({lineStart, row->sent, "\n"});
-}
-
-void pjlCreation::appendPassedOn(std::string_view option, std::string_view lineStart) {
-  if (const Value value = requested(option)) appendJoined({lineStart, *value, "\n"});
+void pjlCreation::appendFromTable(OptionName option) {
+  if (const Value value = requested(option)) appendRow(option, *value);
 }
 
 }  // namespace jobshaper

@@ -99,16 +99,12 @@ class pjlCreation {
 
   void append(std::string_view line) { pjlLines_.emplace_back(line); }
   void appendJoined(std::initializer_list<std::string_view> parts);  // one line
-  // Appends the lines in the value's row; returns false if there is none.
-  bool appendRow(std::span<const OptionRow> rows, std::string_view value);
-  void appendFromTable(std::string_view option, std::span<const OptionRow> rows);
-  // For a shared table, whose rows hold only values: `lineStart` is the line up to the value.
-  void appendFromTable(std::string_view option, std::string_view lineStart,
-                       std::span<const OptionRow> rows);
-  void appendPassedOn(std::string_view option, std::string_view lineStart);
+  // Appends the lines of the value in the option's tables; returns false if it is in none.
+  bool appendRow(OptionName option, std::string_view value);
+  void appendFromTable(OptionName option);
 
   // The option's value; no value if it is absent or "PrinterS".
-  Value requested(std::string_view option) const;
+  Value requested(OptionName option) const;
 
   void appendJobIdentity(std::string_view userID, std::string_view jobName);
   void appendBlankPages();

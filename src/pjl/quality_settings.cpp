@@ -60,14 +60,12 @@ constexpr OptionRow kManualCorrectionRows[] = {
 };
 static_assert(!findRow(kCorrectionRows, "Manual"));
 
-// Values of "@PJL SET QMANUALCOLORRGBIMAGE = ", "@PJL SET QMANUALCOLORRGBTEXT = " and
-// "@PJL SET QMANUALCOLORRGBGRAPHICS = ".
 constexpr OptionRow kManualRGBRows[] = {
-    {"Vivid",            "VIVID"},
-    {"sRGBVivid",        "SRGBVIVID"},
-    {"sRGBDisplay",      "SRGBDISPLAY"},
-    {"DisplayRealBlack", "DISPLAYREALBLACK"},
-    {"Off",              "OFF"},
+    {"Vivid",            "VIVID\n"},
+    {"sRGBVivid",        "SRGBVIVID\n"},
+    {"sRGBDisplay",      "SRGBDISPLAY\n"},
+    {"DisplayRealBlack", "DISPLAYREALBLACK\n"},
+    {"Off",              "OFF\n"},
 };
 
 // One option sets the variables of all three kinds of object.
@@ -105,12 +103,39 @@ constexpr OptionRow kResolutionRows[] = {
                 "@PJL SET QSCREENING = IET\n"},
 };
 static_assert(findRow(kResolutionRows, "4800CQ")->sent == findRow(kResolutionRows, "1200IQ")->sent);
+
+constexpr OptionName kOrientationOption = "com.apple.print.PrintSettings.PMOrientation..n."_option;
+
+constexpr OptionTable kTables[] = {
+    {kOrientationOption,         kRotatePaperRows},
+    {"TonerDarkness"_option,     kTonerDarknessRows},
+    {"TonerDarkness"_option,     {}, "@PJL SET DENSITY = "},
+    {"PictureGrade"_option,      kPictureGradeRows},
+    {"ColorSaver"_option,        kColorSaverRows},
+    {"BLW"_option,               kBlackAndWhiteRows},
+    {"ImageSmoothing"_option,    kImageSmoothingRows},
+    {"QvnLineDetail"_option,     kLineDetailRows},
+    {"MediaColor"_option,        kManualCorrectionRows},
+    {"MediaColor"_option,        kCorrectionRows},
+    {"GrayCorrection"_option,    kCorrectionRows},
+    {"ManualRGBImage"_option,    kManualRGBRows, "@PJL SET QMANUALCOLORRGBIMAGE = "},
+    {"ManualRGBText"_option,     kManualRGBRows, "@PJL SET QMANUALCOLORRGBTEXT = "},
+    {"ManualRGBGraphics"_option, kManualRGBRows, "@PJL SET QMANUALCOLORRGBGRAPHICS = "},
+    {"ManualCMYK"_option,        kManualCMYKRows},
+    {"Resolution"_option,        kResolutionRows},
+    {"CyanBalance"_option,       {}, "@PJL SET QCOLORBALANCECYAN = "},
+    {"MagentaBalance"_option,    {}, "@PJL SET QCOLORBALANCEMAGENTA = "},
+    {"YellowBalance"_option,     {}, "@PJL SET QCOLORBALANCEYELLOW = "},
+    {"BlackBalance"_option,      {}, "@PJL SET QCOLORBALANCEBLACK = "},
+    {"QvnBrightness"_option,     {}, "@PJL SET QIMAGEBRIGHTNESS = "},
+    {"QvnContrast"_option,       {}, "@PJL SET QIMAGECONTRAST = "},
+    {"QvnSaturation"_option,     {}, "@PJL SET QIMAGESATURATION = "},
+};
 // clang-format on
 
-constexpr std::string_view kOrientationOption =
-    "com.apple.print.PrintSettings.PMOrientation..n."_option;
-
 }  // namespace
+
+constexpr std::span<const OptionTable> kQualityTables = kTables;
 
 void pjlCreation::setCopies() {
   if (const Value copies = ticketData_->getValue(kCopiesOption)) {
@@ -118,76 +143,26 @@ void pjlCreation::setCopies() {
   }
 }
 
-void pjlCreation::setRotatePaper() { appendFromTable(kOrientationOption, kRotatePaperRows); }
-
-void pjlCreation::setTonerDarkness() {
-  const Value darkness = requested("TonerDarkness"_option);
-  if (darkness && !appendRow(kTonerDarknessRows, *darkness)) {
-    appendJoined({"@PJL SET DENSITY = ", *darkness, "\n"});
-  }
-}
-
-void pjlCreation::setPictureGrade() { appendFromTable("PictureGrade"_option, kPictureGradeRows); }
-
-void pjlCreation::setCyan() {
-  appendPassedOn("CyanBalance"_option, "@PJL SET QCOLORBALANCECYAN = ");
-}
-
-void pjlCreation::setMagenta() {
-  appendPassedOn("MagentaBalance"_option, "@PJL SET QCOLORBALANCEMAGENTA = ");
-}
-
-void pjlCreation::setYellow() {
-  appendPassedOn("YellowBalance"_option, "@PJL SET QCOLORBALANCEYELLOW = ");
-}
-
-void pjlCreation::setBlack() {
-  appendPassedOn("BlackBalance"_option, "@PJL SET QCOLORBALANCEBLACK = ");
-}
-
-void pjlCreation::setColorCorrection() {
-  appendFromTable("MediaColor"_option, kManualCorrectionRows);
-  appendFromTable("MediaColor"_option, kCorrectionRows);
-}
-
-void pjlCreation::setGrayCorrection() { appendFromTable("GrayCorrection"_option, kCorrectionRows); }
-
-void pjlCreation::setManualRGBImage() {
-  appendFromTable("ManualRGBImage"_option, "@PJL SET QMANUALCOLORRGBIMAGE = ", kManualRGBRows);
-}
-
-void pjlCreation::setManualRGBText() {
-  appendFromTable("ManualRGBText"_option, "@PJL SET QMANUALCOLORRGBTEXT = ", kManualRGBRows);
-}
-
-void pjlCreation::setManualRGBGraphics() {
-  appendFromTable("ManualRGBGraphics"_option,
-                  "@PJL SET QMANUALCOLORRGBGRAPHICS = ", kManualRGBRows);
-}
-
-void pjlCreation::setManualCMYK() { appendFromTable("ManualCMYK"_option, kManualCMYKRows); }
-
-void pjlCreation::setColorSaver() { appendFromTable("ColorSaver"_option, kColorSaverRows); }
-
-void pjlCreation::setBlackAndWhite() { appendFromTable("BLW"_option, kBlackAndWhiteRows); }
-
-void pjlCreation::setBrightness() {
-  appendPassedOn("QvnBrightness"_option, "@PJL SET QIMAGEBRIGHTNESS = ");
-}
-
-void pjlCreation::setContrast() {
-  appendPassedOn("QvnContrast"_option, "@PJL SET QIMAGECONTRAST = ");
-}
-
-void pjlCreation::setSaturation() {
-  appendPassedOn("QvnSaturation"_option, "@PJL SET QIMAGESATURATION = ");
-}
-
-void pjlCreation::setImageSmoothing() {
-  appendFromTable("ImageSmoothing"_option, kImageSmoothingRows);
-}
-
-void pjlCreation::setLineDetail() { appendFromTable("QvnLineDetail"_option, kLineDetailRows); }
+void pjlCreation::setRotatePaper() { appendFromTable(kOrientationOption); }
+void pjlCreation::setTonerDarkness() { appendFromTable("TonerDarkness"_option); }
+void pjlCreation::setPictureGrade() { appendFromTable("PictureGrade"_option); }
+void pjlCreation::setCyan() { appendFromTable("CyanBalance"_option); }
+void pjlCreation::setMagenta() { appendFromTable("MagentaBalance"_option); }
+void pjlCreation::setYellow() { appendFromTable("YellowBalance"_option); }
+void pjlCreation::setBlack() { appendFromTable("BlackBalance"_option); }
+void pjlCreation::setColorCorrection() { appendFromTable("MediaColor"_option); }
+void pjlCreation::setGrayCorrection() { appendFromTable("GrayCorrection"_option); }
+void pjlCreation::setManualRGBImage() { appendFromTable("ManualRGBImage"_option); }
+void pjlCreation::setManualRGBText() { appendFromTable("ManualRGBText"_option); }
+void pjlCreation::setManualRGBGraphics() { appendFromTable("ManualRGBGraphics"_option); }
+void pjlCreation::setManualCMYK() { appendFromTable("ManualCMYK"_option); }
+void pjlCreation::setColorSaver() { appendFromTable("ColorSaver"_option); }
+void pjlCreation::setBlackAndWhite() { appendFromTable("BLW"_option); }
+void pjlCreation::setBrightness() { appendFromTable("QvnBrightness"_option); }
+void pjlCreation::setContrast() { appendFromTable("QvnContrast"_option); }
+void pjlCreation::setSaturation() { appendFromTable("QvnSaturation"_option); }
+void pjlCreation::setImageSmoothing() { appendFromTable("ImageSmoothing"_option); }
+void pjlCreation::setLineDetail() { appendFromTable("QvnLineDetail"_option); }
 
 void pjlCreation::setCollation() {
   if (const Value collate = ticketData_->getValue(kCollateOption)) {
@@ -195,6 +170,6 @@ void pjlCreation::setCollation() {
   }
 }
 
-void pjlCreation::setResolution() { appendFromTable("Resolution"_option, kResolutionRows); }
+void pjlCreation::setResolution() { appendFromTable("Resolution"_option); }
 
 }  // namespace jobshaper

@@ -10,31 +10,32 @@ namespace jobshaper {
 namespace {
 
 struct IppRow {
-  const char* attribute;
-  const char* option;
+  OptionName attribute;
+  OptionName option;
 };
 
 constexpr IppRow kIppRows[] = {
-    {"job-account-id", "JAACCTNUM"},
-    {"job-accounting-user-id", "JAUSERID"},
+    {"job-account-id"_option, "JAACCTNUM"_option},
+    {"job-accounting-user-id"_option, "JAUSERID"_option},
 };
 
-constexpr const char* kAccountingOptions[] = {"JAUSERID", "JAACCTNUM", "JADEPTNUM"};
+constexpr OptionName kAccountingOptions[] = {"JAUSERID"_option, "JAACCTNUM"_option,
+                                             "JADEPTNUM"_option};
 
 }  // namespace
 
 void takeAccounting(OptionList& options) {
   for (const IppRow& row : kIppRows) {
     const char* const value = options.find(row.attribute);
-    if (value && !options.find(row.option)) options.put(row.option, value);
+    if (value && !options.find(row.option)) options.put(row.option.data(), value);
   }
 }
 
 void encodeAccounting(OptionList& options) {
-  for (const char* const name : kAccountingOptions) {
+  for (const OptionName name : kAccountingOptions) {
     const char* const value = options.find(name);
     const std::optional<std::string> inMacRoman = value ? macRomanFromUtf8(value) : std::nullopt;
-    if (inMacRoman && *inMacRoman != value) options.put(name, *inMacRoman);
+    if (inMacRoman && *inMacRoman != value) options.put(name.data(), *inMacRoman);
   }
 }
 

@@ -15,7 +15,7 @@ namespace jobshaper {
 
 namespace {
 
-constexpr char kFold[] = "QVBookletFold";
+constexpr const char* kFold = kFoldOption.data();
 constexpr char kOff[] = "false";
 constexpr char kUnfolded[] = "DoNotFoldAndStaple";
 constexpr char kPages[] = "QvnBookletPages";
@@ -24,12 +24,10 @@ constexpr char kArranged[] = "Arranged";
 // The fold of a booklet whose job does not choose one: the first of these that the printer has.
 constexpr const char* kFolds[] = {"SaddleStitch", "Booklet"};
 
-constexpr char kSource[] = "QVBookletCoverSource";
-constexpr char kType[] = "QVBookletCoverType";
-constexpr char kPageCount[] = "QVBookletPageCountFilename";
-constexpr const char* kCoverOptions[] = {
-    "QVBookletCoverPage", "QVOutsideFrontCover", "QVInsideFrontCover",
-    "QVInsideBackCover",  "QVOutsideBackCover",
+constexpr OptionName kPageCount = "QVBookletPageCountFilename"_option;
+constexpr OptionName kCoverOptions[] = {
+    "QVBookletCoverPage"_option, "QVOutsideFrontCover"_option, "QVInsideFrontCover"_option,
+    "QVInsideBackCover"_option,  "QVOutsideBackCover"_option,
 };
 
 bool isOneOf(const char* value, std::initializer_list<const char*> words) {
@@ -50,8 +48,8 @@ bool goesThroughPdf(std::string_view contentType) {
 }
 
 bool isReversed(const OptionList& jobOptions) {
-  return isOneOf(jobOptions.find("outputorder"), {"reverse"}) ||
-         isOneOf(jobOptions.find("output-order"), {"reverse"});
+  return isOneOf(jobOptions.find("outputorder"_option), {"reverse"}) ||
+         isOneOf(jobOptions.find("output-order"_option), {"reverse"});
 }
 
 bool foldsNothing(const char* fold) {
@@ -66,20 +64,20 @@ const char* ownFold(const QueuePpd& ppd) {
 }
 
 CoverFaces coverFaces(const OptionList& wanted) {
-  const auto isPrinted = [&](const char* name) { return isTrue(wanted.find(name)); };
+  const auto isPrinted = [&](OptionName name) { return isTrue(wanted.find(name)); };
   const CoverFaces faces = {
-      .outsideFront = isPrinted("QVOutsideFrontCover"),
-      .insideFront = isPrinted("QVInsideFrontCover"),
-      .insideBack = isPrinted("QVInsideBackCover"),
-      .outsideBack = isPrinted("QVOutsideBackCover"),
+      .outsideFront = isPrinted("QVOutsideFrontCover"_option),
+      .insideFront = isPrinted("QVInsideFrontCover"_option),
+      .insideBack = isPrinted("QVInsideBackCover"_option),
+      .outsideBack = isPrinted("QVOutsideBackCover"_option),
   };
   const bool any = faces.outsideFront || faces.insideFront || faces.insideBack || faces.outsideBack;
-  return any && isPrinted("QVBookletCoverPage") ? faces : CoverFaces{};
+  return any && isPrinted("QVBookletCoverPage"_option) ? faces : CoverFaces{};
 }
 
 bool hasCoverPaper(const OptionList& wanted) {
-  const char* const source = wanted.find(kSource);
-  const char* const type = wanted.find(kType);
+  const char* const source = wanted.find("QVBookletCoverSource"_option);
+  const char* const type = wanted.find("QVBookletCoverType"_option);
   return (source && !isOneOf(source, {"PrinterS"})) || (type && !isOneOf(type, {"Printers"}));
 }
 
@@ -101,21 +99,21 @@ void replaceCode(JobAdditions& additions, const QueuePpd& ppd, const char* optio
 void printAsItIs(OptionList& wanted, JobAdditions& additions, const QueuePpd& ppd) {
   const char* const marked = ppd.choice(kFold);
   if (!foldsNothing(marked)) replaceCode(additions, ppd, kFold, marked, kOff);
-  if (!foldsNothing(wanted.find(kFold))) wanted.put(kFold, kOff);
+  if (!foldsNothing(wanted.find(kFoldOption))) wanted.put(kFold, kOff);
 }
 
 // Whether the pages are already arranged, or must be left as they are. A driver that names a file
 // with the number of pages has arranged them, and booklet=false asks to leave them.
 bool isArranged(const OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
                 const JobOrigin& origin) {
-  const char* const asked = jobOptions.find("booklet");
+  const char* const asked = jobOptions.find("booklet"_option);
   if (asked && (!isTrue(asked) || goesThroughPdf(origin.contentType))) return true;
   return isOneOf(ppd.choice(kPages), {kArranged}) || wanted.find(kPageCount);
 }
 
 // Makes sure that the job has a fold. Returns false if the printer has none, which it reports.
 bool settleFold(OptionList& wanted, const QueuePpd& ppd) {
-  const char* const fold = wanted.find(kFold);
+  const char* const fold = wanted.find(kFoldOption);
   if (!foldsNothing(fold) || isOneOf(fold, {kUnfolded})) return true;
   if (const char* const own = ownFold(ppd)) {
     wanted.put(kFold, own);
@@ -133,7 +131,8 @@ void settleSheets(OptionList& wanted, JobAdditions& additions, const QueuePpd& p
     replaceCode(additions, ppd, "Duplex", choice, "DuplexTumble");
   }
   // A booklet needs its blank sides.
-  if (isOneOf(wanted.find("QvnBlankPage"), {"false"})) wanted.put("QvnBlankPage", "true");
+  constexpr OptionName kBlank = "QvnBlankPage"_option;
+  if (isOneOf(wanted.find(kBlank), {"false"})) wanted.put(kBlank.data(), "true");
   wanted.put(kCollateOption.data(), "true");
   replaceCode(additions, ppd, "Collate", "False", "True");
 }
@@ -142,8 +141,8 @@ void settleSheets(OptionList& wanted, JobAdditions& additions, const QueuePpd& p
 
 Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionList& jobOptions,
                       const QueuePpd& ppd, const JobOrigin& origin, const CountPages& countPages) {
-  const bool asked = isTrue(jobOptions.find("booklet"));
-  if (!ppd.hasOption(kFold) || (!asked && foldsNothing(wanted.find(kFold)))) return {};
+  const bool asked = isTrue(jobOptions.find("booklet"_option));
+  if (!ppd.hasOption(kFold) || (!asked && foldsNothing(wanted.find(kFoldOption)))) return {};
   if (origin.isBanner) {
     printAsItIs(wanted, additions, ppd);
     return {};
@@ -183,7 +182,7 @@ Booklet settleBooklet(OptionList& wanted, JobAdditions& additions, const OptionL
   if (needsCover) additions.coverSide = reversed ? std::max(sides - 1, 1) : 1;
   if (knowsCover) {
     // The filter's rule for these options is for jobs whose cover is the last sheet.
-    for (const char* const option : kCoverOptions) wanted.remove(option);
+    for (const OptionName option : kCoverOptions) wanted.remove(option.data());
   }
   return booklet;
 }

@@ -29,8 +29,8 @@ OptionList::OptionList(const OptionList& other) {
 
 OptionList::~OptionList() { cupsFreeOptions(count_, options_); }
 
-const char* OptionList::find(const char* name) const {
-  return cupsGetOption(name, count_, options_);
+const char* OptionList::find(OptionName name) const {
+  return cupsGetOption(name.data(), count_, options_);
 }
 
 void OptionList::put(const char* name, const std::string& value) {
@@ -61,7 +61,7 @@ std::string optionString(const std::string& text, const OptionList& list) {
   for (int i = 0; i < list.count(); ++i) {
     const char* const name = list.options()[i].name;
     const char* const value = list.options()[i].value;
-    const char* const old = before.find(name);
+    const char* const old = cupsGetOption(name, before.count(), before.options());
     if (!old || std::strcmp(old, value) != 0) appendOption(longer, name, value);
     appendOption(whole, name, value);
   }

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "settings/option_names.h"
+
 struct cups_option_s;
 
 namespace jobshaper {
@@ -19,7 +21,7 @@ class OptionList {
   ~OptionList();
 
   // The value of this name; null if there is none. Valid until the list changes.
-  const char* find(const char* name) const;
+  const char* find(OptionName name) const;
   // Sets the value and the spelling of the name, which must not point into the list.
   void put(const char* name, const std::string& value);
   // Does nothing if there is no such name.

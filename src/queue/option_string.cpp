@@ -21,96 +21,84 @@ namespace jobshaper {
 
 namespace {
 
-// Every option that the filter reads and a PPD file may have, in two lists: choices and texts. A
-// test compares them with the filter's sources. JRHOLDKEY is in neither: the default of
-// the PPD file is not a PIN of the job.
-constexpr const char* kChoiceOptions[] = {
-    "PrintTo",
-    "QVBookletCoverPage",
-    "QVBookletCoverSource",
-    "QVBookletCoverType",
-    "QVBookletFold",
-    "QVGeneric",
-    "QVInsideBackCover",
-    "QVInsideFrontCover",
-    "QVOutsideBackCover",
-    "QVOutsideFrontCover",
-    "QVPosterEnablePS",
-    "QvnBlankPage",
-    "QvnDoubleStomp",
-    "QvnPixelBoost",
-};
-constexpr const char* kTextOptions[] = {
-    "JAACCTNUM", "JADEPTNUM", "JAUSERID", "JRUSERNAME", "QVBookletPageCountFilename",
+// The options with choices that the filter reads and a PPD file may have. JRHOLDKEY is not among
+// them: the default of the PPD file is not a PIN of the job.
+constexpr OptionName kChoiceOptions[] = {
+    "PrintTo"_option,
+    "QVBookletCoverPage"_option,
+    "QVBookletCoverSource"_option,
+    "QVBookletCoverType"_option,
+    "QVBookletFold"_option,
+    "QVGeneric"_option,
+    "QVInsideBackCover"_option,
+    "QVInsideFrontCover"_option,
+    "QVOutsideBackCover"_option,
+    "QVOutsideFrontCover"_option,
+    "QVPosterEnablePS"_option,
+    "QvnBlankPage"_option,
+    "QvnDoubleStomp"_option,
+    "QvnPixelBoost"_option,
 };
 
 // The texts that the filter copies into the header unchanged.
-constexpr const char* kHeaderTexts[] = {
-    "JAACCTNUM",
-    "JADEPTNUM",
-    "JAUSERID",
-    "JRUSERNAME",
+constexpr OptionName kHeaderTexts[] = {
+    "JAACCTNUM"_option,
+    "JADEPTNUM"_option,
+    "JAUSERID"_option,
+    "JRUSERNAME"_option,
 };
 
-// The settings for which a PPD file may have options without code, in the order of their
-// lines in the header.
-struct Setting {
-  const char* option;
-  pjlCreation::Setter setter;
-};
 constexpr Setting kSettings[] = {
-    {"MediaType", &pjlCreation::setMediaType},
-    {"InputSlot", &pjlCreation::setPaperSource},
-    {"OutputBin", &pjlCreation::setOutputBin},
-    {"TonerDarkness", &pjlCreation::setTonerDarkness},
-    {"PictureGrade", &pjlCreation::setPictureGrade},
-    {"SepPages", &pjlCreation::setSeparatorPage},
-    {"SepSource", &pjlCreation::setSeparatorSource},
-    {"Offset", &pjlCreation::setOffsetPage},
-    {"CyanBalance", &pjlCreation::setCyan},
-    {"MagentaBalance", &pjlCreation::setMagenta},
-    {"YellowBalance", &pjlCreation::setYellow},
-    {"BlackBalance", &pjlCreation::setBlack},
-    {"MediaColor", &pjlCreation::setColorCorrection},
-    {"GrayCorrection", &pjlCreation::setGrayCorrection},
-    {"ManualRGBImage", &pjlCreation::setManualRGBImage},
-    {"ManualRGBText", &pjlCreation::setManualRGBText},
-    {"ManualRGBGraphics", &pjlCreation::setManualRGBGraphics},
-    {"ManualCMYK", &pjlCreation::setManualCMYK},
-    {"ColorSaver", &pjlCreation::setColorSaver},
-    {"BLW", &pjlCreation::setBlackAndWhite},
-    {"QvnBrightness", &pjlCreation::setBrightness},
-    {"QvnContrast", &pjlCreation::setContrast},
-    {"QvnSaturation", &pjlCreation::setSaturation},
-    {"ImageSmoothing", &pjlCreation::setImageSmoothing},
-    {"QvnLineDetail", &pjlCreation::setLineDetail},
-    {"Resolution", &pjlCreation::setResolution},
+    {"MediaType"_option, &pjlCreation::setMediaType},
+    {"InputSlot"_option, &pjlCreation::setPaperSource},
+    {"OutputBin"_option, &pjlCreation::setOutputBin},
+    {"TonerDarkness"_option, &pjlCreation::setTonerDarkness},
+    {"PictureGrade"_option, &pjlCreation::setPictureGrade},
+    {"SepPages"_option, &pjlCreation::setSeparatorPage},
+    {"SepSource"_option, &pjlCreation::setSeparatorSource},
+    {"Offset"_option, &pjlCreation::setOffsetPage},
+    {"CyanBalance"_option, &pjlCreation::setCyan},
+    {"MagentaBalance"_option, &pjlCreation::setMagenta},
+    {"YellowBalance"_option, &pjlCreation::setYellow},
+    {"BlackBalance"_option, &pjlCreation::setBlack},
+    {"MediaColor"_option, &pjlCreation::setColorCorrection},
+    {"GrayCorrection"_option, &pjlCreation::setGrayCorrection},
+    {"ManualRGBImage"_option, &pjlCreation::setManualRGBImage},
+    {"ManualRGBText"_option, &pjlCreation::setManualRGBText},
+    {"ManualRGBGraphics"_option, &pjlCreation::setManualRGBGraphics},
+    {"ManualCMYK"_option, &pjlCreation::setManualCMYK},
+    {"ColorSaver"_option, &pjlCreation::setColorSaver},
+    {"BLW"_option, &pjlCreation::setBlackAndWhite},
+    {"QvnBrightness"_option, &pjlCreation::setBrightness},
+    {"QvnContrast"_option, &pjlCreation::setContrast},
+    {"QvnSaturation"_option, &pjlCreation::setSaturation},
+    {"ImageSmoothing"_option, &pjlCreation::setImageSmoothing},
+    {"QvnLineDetail"_option, &pjlCreation::setLineDetail},
+    {"Resolution"_option, &pjlCreation::setResolution},
 };
 
 // CUPS accepts only numbers as values of Resolution, so the PPD files have a separate option for
 // the image-quality modes.
-constexpr char kImageQuality[] = "QvnImageQuality";
+constexpr OptionName kImageQuality = "QvnImageQuality"_option;
 
 // Print dialogs and CUPS itself know this option and its choice for black and white. The filter's
 // name for it is BLW.
-constexpr char kColorModel[] = "ColorModel";
+constexpr OptionName kColorModel = "ColorModel"_option;
 constexpr char kGray[] = "Gray";
-constexpr char kBlackAndWhite[] = "BLW";
+constexpr OptionName kBlackAndWhite = "BLW"_option;
 
 constexpr char kPrintersChoice[] = "PrinterS";
 
 // Its name in the options whose choices CUPS converts to IPP names.
 constexpr char kIppPrintersChoice[] = "Auto";
-constexpr const char* kIppOptions[] = {"InputSlot", "MediaType", "OutputBin"};
+constexpr OptionName kIppOptions[] = {"InputSlot"_option, "MediaType"_option, "OutputBin"_option};
 
-constexpr char kFold[] = "QVBookletFold";
 constexpr char kPlainBooklet[] = "Booklet";
 
-bool leavesItToThePrinter(const char* option, const char* choice) {
+bool leavesItToThePrinter(OptionName option, const char* choice) {
   if (std::strcmp(choice, kPrintersChoice) == 0) return true;
-  const auto isOption = [&](const char* name) { return std::strcmp(option, name) == 0; };
   return std::strcmp(choice, kIppPrintersChoice) == 0 &&
-         std::any_of(std::begin(kIppOptions), std::end(kIppOptions), isOption);
+         std::find(std::begin(kIppOptions), std::end(kIppOptions), option) != std::end(kIppOptions);
 }
 
 // CUPS writes the two values of a switch in lower case, whatever the PPD file calls its
@@ -134,10 +122,10 @@ bool isCopyCount(std::string_view text) {
 
 // Whether copies are collated, as "true" or "false"; null if neither the job nor the PPD file says.
 const char* collation(const OptionList& jobOptions, const QueuePpd& ppd) {
-  const char* collate = jobOptions.find("collate");
+  const char* collate = jobOptions.find("collate"_option);
   if (!collate) {
     // The three other values all ask for collated copies.
-    const char* const handling = jobOptions.find("multiple-document-handling");
+    const char* const handling = jobOptions.find("multiple-document-handling"_option);
     if (handling) {
       return strcasecmp(handling, "separate-documents-uncollated-copies") == 0 ? "false" : "true";
     }
@@ -173,19 +161,20 @@ void warnOfCopies(const char* option, const char* value, const char* instead) {
 // What to use instead of a choice that the equipment rules out; null for nothing. CUPS has put the
 // code of a fold into the job, and the filter removes it from booklets only, so a fold becomes one.
 const char* replacement(const QueuePpd& ppd, const char* option, const char* choice) {
-  const bool folds = strcasecmp(option, kFold) == 0 && strcasecmp(choice, kPlainBooklet) != 0;
-  if (folds && ppd.hasChoice(kFold, kPlainBooklet)) return kPlainBooklet;
+  const bool folds =
+      strcasecmp(option, kFoldOption.data()) == 0 && strcasecmp(choice, kPlainBooklet) != 0;
+  if (folds && ppd.hasChoice(kFoldOption.data(), kPlainBooklet)) return kPlainBooklet;
   const char* const usual = ppd.defaultChoice(option);
   return usual && ppd.missingEquipment(option, usual).empty() ? usual : nullptr;
 }
 
 // The choice that is marked in the PPD file, which is that of the job if the file has it; null if
 // there is none. Warns of a choice that the file does not have.
-const char* markedChoice(const OptionList& jobOptions, const QueuePpd& ppd, const char* option) {
-  const char* const choice = ppd.choice(option);
+const char* markedChoice(const OptionList& jobOptions, const QueuePpd& ppd, OptionName option) {
+  const char* const choice = ppd.choice(option.data());
   const char* const asked = jobOptions.find(option);
-  if (asked && !ppd.hasChoice(option, asked)) {
-    warnOfChoice(option, asked, choice);
+  if (asked && !ppd.hasChoice(option.data(), asked)) {
+    warnOfChoice(option.data(), asked, choice);
   }
   return choice;
 }
@@ -201,39 +190,40 @@ const char* possibleChoice(const QueuePpd& ppd, const char* option, const char* 
 }
 
 void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
-                  const char* option) {
-  if (!ppd.hasOption(option)) return;
-  const char* const choice = possibleChoice(ppd, option, markedChoice(jobOptions, ppd, option));
+                  OptionName option) {
+  if (!ppd.hasOption(option.data())) return;
+  const char* const choice =
+      possibleChoice(ppd, option.data(), markedChoice(jobOptions, ppd, option));
   const char* const asked = jobOptions.find(option);
   const bool isSent = choice && (!isBehaviorWithoutOption(option, choice) ||
                                  (asked && strcasecmp(asked, choice) == 0));
   if (isSent) {
-    wanted.put(option, asJobOption(choice));
+    wanted.put(option.data(), asJobOption(choice));
   } else {
-    wanted.remove(option);
+    wanted.remove(option.data());
   }
 }
 
 // Returns whether a setter must send the choice. If the choice has code, CUPS has put that into the
 // job already.
 bool settleSetting(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd,
-                   const char* option, const char* settingOption) {
-  if (!ppd.hasOption(option)) return false;
+                   OptionName option, OptionName settingOption) {
+  if (!ppd.hasOption(option.data())) return false;
   const char* choice = markedChoice(jobOptions, ppd, option);
-  if (!choice || ppd.hasCode(option, choice)) return false;
-  choice = possibleChoice(ppd, option, choice);
+  if (!choice || ppd.hasCode(option.data(), choice)) return false;
+  choice = possibleChoice(ppd, option.data(), choice);
   if (!choice || leavesItToThePrinter(option, choice)) return false;
-  wanted.put(settingOption, choice);
+  wanted.put(settingOption.data(), choice);
   return true;
 }
 
 // The job's own BLW wins.
 bool settleColor(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd) {
-  if (!ppd.hasOption(kColorModel)) return false;
+  if (!ppd.hasOption(kColorModel.data())) return false;
   const char* const model = markedChoice(jobOptions, ppd, kColorModel);
-  if (!model || ppd.hasCode(kColorModel, model)) return false;
+  if (!model || ppd.hasCode(kColorModel.data(), model)) return false;
   if (!jobOptions.find(kBlackAndWhite)) {
-    wanted.put(kBlackAndWhite, strcasecmp(model, kGray) == 0 ? "TrueM" : "FalseM");
+    wanted.put(kBlackAndWhite.data(), strcasecmp(model, kGray) == 0 ? "TrueM" : "FalseM");
   }
   return true;
 }
@@ -241,12 +231,12 @@ bool settleColor(OptionList& wanted, const OptionList& jobOptions, const QueuePp
 void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settings,
                     const OptionList& jobOptions, const QueuePpd& ppd) {
   for (const auto& [option, setter] : kSettings) {
-    const bool byColorModel = std::strcmp(option, kBlackAndWhite) == 0 && !ppd.hasOption(option);
+    const bool byColorModel = option == kBlackAndWhite && !ppd.hasOption(option.data());
     const bool isSet = byColorModel ? settleColor(wanted, jobOptions, ppd)
                                     : settleSetting(wanted, jobOptions, ppd, option, option);
     if (isSet) settings.push_back(setter);
   }
-  if (settleSetting(wanted, jobOptions, ppd, kImageQuality, "Resolution")) {
+  if (settleSetting(wanted, jobOptions, ppd, kImageQuality, "Resolution"_option)) {
     settings.push_back(&pjlCreation::setResolution);
   }
 }
@@ -255,7 +245,7 @@ void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settin
 // itself replaces that of a fold.
 void dropFeatures(std::vector<ReplacedFeature>& features, const QueuePpd& ppd) {
   for (const char* const option : ppd.optionsWithoutEquipment()) {
-    if (strcasecmp(option, kFold) == 0) continue;
+    if (strcasecmp(option, kFoldOption.data()) == 0) continue;
     const char* const choice = ppd.choice(option);
     warnOfEquipment(option, choice, ppd.missingEquipment(option, choice), nullptr);
     features.push_back({std::string(option) + " " + choice, ""});
@@ -273,7 +263,7 @@ void uncollate(std::vector<ReplacedFeature>& features, const QueuePpd& ppd, cons
 void settleCopies(OptionList& wanted, const char* copies) {
   const char* const name = kCopiesOption.data();
   const char* const instead = isCopyCount(copies) ? copies : nullptr;
-  if (const char* const asked = wanted.find(name)) {
+  if (const char* const asked = wanted.find(kCopiesOption)) {
     if (isCopyCount(asked)) return;
     warnOfCopies(name, asked, instead);
     wanted.remove(name);
@@ -282,11 +272,11 @@ void settleCopies(OptionList& wanted, const char* copies) {
 }
 
 void cleanTexts(OptionList& wanted) {
-  for (const char* const name : kHeaderTexts) {
+  for (const OptionName name : kHeaderTexts) {
     const char* const value = wanted.find(name);
     if (!value) continue;
     const std::string clean = headerText(value);
-    if (clean != value) wanted.put(name, clean);
+    if (clean != value) wanted.put(name.data(), clean);
   }
 }
 
@@ -303,14 +293,15 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
   completed.ppdIsUnusable = job.ppdPath && !ppd.isUsable();
   JobAdditions& additions = completed.additions;
   if (ppd.isUsable()) additions.ppdKeywords = ppd.keywords();
-  const auto putMissing = [&](const char* name, const char* value) {
-    if (value && !jobOptions.find(name)) wanted.put(name, value);
+  const auto putMissing = [&](OptionName name, const char* value) {
+    if (value && !jobOptions.find(name)) wanted.put(name.data(), value);
   };
   const char* collate = collation(jobOptions, ppd);
-  putMissing(kCollateOption.data(), collate);
+  putMissing(kCollateOption, collate);
   additions.wholeSheets = hasWholeSheets(ppd, collate);
-  for (const char* const name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
-  for (const char* const name : kTextOptions) putMissing(name, ppd.choice(name));
+  for (const OptionName name : kChoiceOptions) settleChoice(wanted, jobOptions, ppd, name);
+  for (const OptionName name : kHeaderTexts) putMissing(name, ppd.choice(name.data()));
+  putMissing("QVBookletPageCountFilename"_option, ppd.choice("QVBookletPageCountFilename"));
   completed.booklet = settleBooklet(wanted, additions, jobOptions, ppd, job.origin, job.countPages);
   if (completed.booklet.isBooklet) collate = "true";
   settleSettings(wanted, additions.settings, jobOptions, ppd);
@@ -323,6 +314,8 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
 }
 
 }  // namespace
+
+constexpr std::span<const Setting> kPpdSettings = kSettings;
 
 CompletedJob completedJob(const QueueJob& job) {
   const OptionList passedOptions(job.options);
@@ -347,14 +340,14 @@ CompletedJob completedJob(const QueueJob& job) {
   }
   if (completed.refusal) return completed;
   cleanTexts(wanted);
-  if (whole || wanted.find(kCopiesOption.data())) settleCopies(wanted, job.copies);
+  if (whole || wanted.find(kCopiesOption)) settleCopies(wanted, job.copies);
   if (whole) encodeAccounting(wanted);
 
   completed.additions.countPages = true;
   completed.user = headerText(job.user);
   completed.options = wanted == passedOptions ? job.options : optionString(job.options, wanted);
   // Users find the jobs that the printer keeps by their names.
-  const char* const printTo = wanted.find("PrintTo");
+  const char* const printTo = wanted.find("PrintTo"_option);
   if (printTo && std::string_view(printTo) != "JRPrinter") {
     completed.additions.jobName = headerText(job.title);
   }

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 
 #include "filter/job_filter.h"
+#include "pjl/pjl_creation.h"
 #include "queue/booklet.h"
+#include "settings/option_names.h"
 
 namespace jobshaper {
 
@@ -19,6 +22,14 @@ struct QueueJob {
   JobOrigin origin;
   CountPages countPages = [] { return 0; };
 };
+
+// The settings for which a PPD file may have options without code, in the order of their lines in
+// the header.
+struct Setting {
+  OptionName option;
+  pjlCreation::Setter setter;
+};
+extern const std::span<const Setting> kPpdSettings;
 
 // If `refusal` has a value, or booklet.failed is true, the job must not be printed, and the other
 // members are not complete.

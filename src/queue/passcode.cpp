@@ -13,14 +13,14 @@ namespace jobshaper {
 
 namespace {
 
-constexpr char kPrintTo[] = "PrintTo";
+constexpr OptionName kPrintTo = "PrintTo"_option;
 constexpr char kConfidential[] = "JRConf";
-constexpr char kKey[] = "JRHOLDKEY";
+constexpr OptionName kKey = "JRHOLDKEY"_option;
 constexpr char kNoKey[] = "None";  // the choice of the PPD file
 constexpr std::string_view kDialogPrefix = "Custom.";
 
-constexpr char kPassword[] = "job-password";
-constexpr char kEncryption[] = "job-password-encryption";
+constexpr OptionName kPassword = "job-password"_option;
+constexpr OptionName kEncryption = "job-password-encryption"_option;
 // What *cupsJobPassword of the PPD files tells IPP clients.
 constexpr std::size_t kPasswordLength = 4;
 
@@ -60,8 +60,8 @@ std::optional<std::string> makeConfidential(OptionList& options, const std::stri
         "Print without a PIN to use another PrintTo.",
         headerText(asked).c_str());
   }
-  options.put(kPrintTo, kConfidential);
-  options.put(kKey, pin);
+  options.put(kPrintTo.data(), kConfidential);
+  options.put(kKey.data(), pin);
   return std::nullopt;
 }
 
@@ -71,7 +71,7 @@ const char* optionWithOthers(const OptionList& options) {
   const char* const printTo = options.find(kPrintTo);
   if (printTo && !isConfidential(options) &&
       strncasecmp(printTo, kConfidential, std::strlen(kConfidential)) == 0) {
-    return kPrintTo;
+    return kPrintTo.data();
   }
   for (int i = 0; i < options.count(); ++i) {
     const cups_option_t& option = options.options()[i];
@@ -122,7 +122,7 @@ std::optional<std::string> whyNotConfidential(const OptionList& options, bool qu
 
 std::optional<std::string> whyNotOpen(std::string_view optionString, const char* defaultPrintTo) {
   const std::string text(optionString);
-  for (const char* const name : {kConfidential, kKey, kPassword}) {
+  for (const char* const name : {kConfidential, kKey.data(), kPassword.data()}) {
     if (::strcasestr(text.c_str(), name)) {
       return refusal("the job may be confidential, but its options cannot be read to their end.",
                      kWithoutOpenQuotes);

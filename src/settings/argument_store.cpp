@@ -64,7 +64,7 @@ void argumentStore::addOption(std::optional<std::string_view> name,
   if (name && value) options_.insert_or_assign(std::string(*name), std::string(*value));
 }
 
-std::optional<std::string_view> argumentStore::getValue(std::string_view name) const {
+std::optional<std::string_view> argumentStore::getValue(OptionName name) const {
   const auto found = options_.find(name);
   if (found == options_.end()) return std::nullopt;
   return found->second;

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "settings/option_names.h"
+
 namespace jobshaper {
 
 // Maps option names to values, both as the bytes of the option string (Mac OS Roman). Lookup is
@@ -27,7 +29,7 @@ class argumentStore {
 
   // The value of the option; no value when the job does not have it. The view is valid until the
   // store changes.
-  std::optional<std::string_view> getValue(std::string_view name) const;
+  std::optional<std::string_view> getValue(OptionName name) const;
 
   std::size_t count() const { return options_.size(); }
 

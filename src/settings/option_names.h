@@ -1,14 +1,17 @@
-// The names of all options that the filter reads. CUPS passes choices of the PPD file and what a
+// The names of all options that the programs read. CUPS passes choices of the PPD file and what a
 // client adds under these names; those that begin with com.apple are the print dialog's of macOS.
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
+#include <span>
 #include <string_view>
 
 namespace jobshaper {
 
 // clang-format off
-inline constexpr std::string_view kOptionNames[] = {
+// The options that the filter reads.
+inline constexpr std::string_view kFilterOptions[] = {
     // who prints, and how often
     "JRUSERNAME",
     "com.apple.print.PrintSettings.PMCopies..n.",
@@ -17,37 +20,60 @@ inline constexpr std::string_view kOptionNames[] = {
     // job retention and accounting
     "PrintTo", "JRHOLDKEY",
     "JAUSERID", "JAACCTNUM", "JADEPTNUM",
-    // paper
-    "media", "MediaType",
-    "InputSlot", "AP_FIRSTPAGE_InputSlot", "AP_D_InputSlot",
-    "com.apple.print.PrintSettings.PMPrimaryPaperFeed..a.1",
-    "com.apple.print.PrintSettings.PMOrientation..n.",
-    "OutputBin", "SepPages", "SepSource", "Offset", "QvnBlankPage",
     // quality and color
-    "Resolution", "TonerDarkness", "PictureGrade", "ImageSmoothing",
-    "QvnDoubleStomp", "QvnPixelBoost", "QvnLineDetail",
-    "QvnBrightness", "QvnContrast", "QvnSaturation",
-    "CyanBalance", "MagentaBalance", "YellowBalance", "BlackBalance",
-    "QVGeneric", "BLW", "ColorSaver", "GrayCorrection", "MediaColor",
-    "ManualRGBImage", "ManualRGBText", "ManualRGBGraphics", "ManualCMYK",
+    "QvnBlankPage", "QvnDoubleStomp", "QvnPixelBoost", "QVGeneric",
     // booklets
     "QVBookletFold", "QVBookletPageCountFilename",
     "QVBookletCoverPage", "QVBookletCoverSource", "QVBookletCoverType",
     "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover", "QVInsideBackCover",
 };
+
+// Those that only the settings outside the header read.
+inline constexpr std::string_view kSettingOptions[] = {
+    // paper
+    "media", "MediaType",
+    "InputSlot", "AP_FIRSTPAGE_InputSlot", "AP_D_InputSlot",
+    "com.apple.print.PrintSettings.PMPrimaryPaperFeed..a.1",
+    "com.apple.print.PrintSettings.PMOrientation..n.",
+    "OutputBin", "SepPages", "SepSource", "Offset",
+    // quality and color
+    "Resolution", "TonerDarkness", "PictureGrade", "ImageSmoothing", "QvnLineDetail",
+    "QvnBrightness", "QvnContrast", "QvnSaturation",
+    "CyanBalance", "MagentaBalance", "YellowBalance", "BlackBalance",
+    "BLW", "ColorSaver", "GrayCorrection", "MediaColor",
+    "ManualRGBImage", "ManualRGBText", "ManualRGBGraphics", "ManualCMYK",
+};
+
+// Those that only queues read.
+inline constexpr std::string_view kQueueOptions[] = {
+    "collate", "multiple-document-handling", "outputorder", "output-order", "booklet",
+    "job-password", "job-password-encryption", "job-account-id", "job-accounting-user-id",
+    "ColorModel", "QvnImageQuality",
+};
 // clang-format on
 
-// "PrintTo"_option is the name "PrintTo". A name that the table lacks does not compile.
-consteval std::string_view operator""_option(const char* name, std::size_t length) {
-  for (std::size_t i = 0;; ++i) {
-    if (kOptionNames[i] == std::string_view(name, length)) return kOptionNames[i];
+// The text ends in a zero byte. Only "..."_option makes a name, so the lists above are complete.
+class OptionName : public std::string_view {
+  constexpr explicit OptionName(std::string_view name) : std::string_view(name) {}
+  friend consteval OptionName operator""_option(const char* name, std::size_t length);
+};
+
+OptionName thisOptionIsNotInTheLists();  // not constexpr: calling it does not compile
+
+// "PrintTo"_option is the name "PrintTo". A name that the lists lack does not compile.
+consteval OptionName operator""_option(const char* name, std::size_t length) {
+  using Lists = std::initializer_list<std::span<const std::string_view>>;
+  for (const auto list : Lists{kFilterOptions, kSettingOptions, kQueueOptions}) {
+    for (const std::string_view known : list) {
+      if (known == std::string_view(name, length)) return OptionName(known);
+    }
   }
+  return thisOptionIsNotInTheLists();
 }
 
-inline constexpr std::string_view kCopiesOption =
-    "com.apple.print.PrintSettings.PMCopies..n."_option;
-inline constexpr std::string_view kCollateOption =
+inline constexpr OptionName kCopiesOption = "com.apple.print.PrintSettings.PMCopies..n."_option;
+inline constexpr OptionName kCollateOption =
     "com.apple.print.PrintSettings.PMCopyCollate..b."_option;
-inline constexpr std::string_view kFoldOption = "QVBookletFold"_option;
+inline constexpr OptionName kFoldOption = "QVBookletFold"_option;
 
 }  // namespace jobshaper

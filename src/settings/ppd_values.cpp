@@ -16,10 +16,6 @@ namespace jobshaper {
 
 namespace {
 
-constexpr std::string_view kManualBooklet = "*QvnManualBooklet";
-constexpr std::string_view kGeneric = "*QVGeneric";
-constexpr std::string_view kKeywords[] = {kManualBooklet, kGeneric};
-
 constexpr off_t kLargestPpd = 64 * 1024 * 1024;  // bytes; those of real printers have a few MiB
 
 // Unicode's line ends and blanks, in UTF-8.
@@ -84,7 +80,7 @@ bool storeKeyword(std::string_view line, PpdKeywords& values) {
   // Nearly all lines return here; otherwise the comparisons would take most of the time.
   if (line.size() < 2 || (line[1] != 'Q' && line[1] != 'q')) return false;
   bool isStored = false;
-  for (const std::string_view keyword : kKeywords) {
+  for (const std::string_view keyword : kPpdKeywords) {
     // This is a prefix test, so a longer keyword matches too; the last matching line wins.
     if (!beginsWithKeyword(line, keyword)) continue;
     std::optional<std::string> value = ppdLineValue(line.substr(0, line.find('\0')));
@@ -129,7 +125,7 @@ bool getTheValue(std::string_view keyword, std::string& value, const PPDValues& 
 bool isQvnGenericDriver(bool& isColor, const PPDValues& ppdValues) {
   isColor = false;
   std::string value;
-  if (!getTheValue(kGeneric, value, ppdValues)) return false;
+  if (!getTheValue(kGenericKeyword, value, ppdValues)) return false;
   isColor = value == "Color";
   return true;
 }

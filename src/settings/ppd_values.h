@@ -12,6 +12,10 @@ struct _cups_file_s;
 
 namespace jobshaper {
 
+inline constexpr std::string_view kManualBookletKeyword = "*QvnManualBooklet";
+inline constexpr std::string_view kGenericKeyword = "*QVGeneric";
+inline constexpr std::string_view kPpdKeywords[] = {kManualBookletKeyword, kGenericKeyword};
+
 struct CupsFileCloser {
   void operator()(_cups_file_s* file) const;
 };

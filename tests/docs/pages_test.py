@@ -2,7 +2,7 @@
 """Compares the man pages with the sources: options and their values, PPD keywords, environment variables,
 files, settings and messages must be the same in both. SECURITY.md must name existing tests.
 
-usage: pages_test.py SOURCE-DIRECTORY FILTER PJLLINES BUILD-DIRECTORY [UNITTEST-ARGUMENTS]
+usage: pages_test.py SOURCE-DIRECTORY FILTER PJLLINES VOCABULARY BUILD-DIRECTORY [UNITTEST-ARGUMENTS]
 """
 
 import fnmatch
@@ -16,7 +16,11 @@ import unittest
 
 from man_page import Page
 
-SOURCE, FILTER, PJL_LINES, BUILD = (pathlib.Path(path).resolve() for path in sys.argv[1:5])
+SOURCE, FILTER, PJL_LINES, VOCABULARY, BUILD = (pathlib.Path(path).resolve() for path in sys.argv[1:6])
+sys.path.append(str(SOURCE / "tests" / "support"))
+from vocabulary import Vocabulary
+
+KNOWN = Vocabulary(VOCABULARY)
 PAGE_FILES = ("jobshaper.8", "jobshaper-queue.8", "pjlLines.1")
 STRING = r'"((?:[^"\\\n]|\\.)*)"'
 STRINGS = rf"{STRING}(?:\s*{STRING})*"
@@ -49,24 +53,6 @@ def joined(files):
 
 def unescaped(literal):
     return literal.replace(r"\n", "\n").replace(r"\t", "\t").replace(r"\"", '"')
-
-
-def option_names(text):
-    """The options that this code reads."""
-    names = set(re.findall(
-        r'(?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([^"]+)"', text))
-    names |= set(re.findall(r'addOption\(\s*"([^"]+)"', text))
-    for constant in re.findall(r"getValue\((k\w+Option)\)", text):
-        names.add(re.search(rf'\b{constant}\b[^=;]*=\s*"([^"]+)"', joined(ALL_CODE)).group(1))
-    names |= set(tables(text).get("kAccountingRows", []))
-    return names
-
-
-def tables(text):
-    """The tables of option values: table name to values."""
-    return {table: re.findall(r'^\s*\{"([^"]*)"', body, re.M)
-            for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text,
-                                          re.S)}
 
 
 def string_constant(name):
@@ -130,36 +116,30 @@ class PagesTest(unittest.TestCase):
     # ---- options
 
     def test_options_of_the_filter(self):
-        names = option_names(joined(FILTER_CODE))
-        self.assertGreater(len(names), 20)
-        self.assertEqual(self.names_of(self.filter_page, "OPTIONS"), names)
+        self.assertEqual(self.names_of(self.filter_page, "OPTIONS"), set(KNOWN.names("filter")))
 
     def test_options_of_the_entry_program(self):
-        text = joined(QUEUE_CODE)
-        listed = re.findall(r"k(?:Choice|Text)Options\[\] = \{(.*?)\};", text, re.S)
-        self.assertEqual(len(listed), 2)
-        names = set(re.findall(r'"([^"]+)"', "".join(listed)))
-        names |= set(re.findall(r'find\("([^"]+)"\)', text))
-        names |= {"com.apple.print.PrintSettings.PMCopies..n.",
-                  "com.apple.print.PrintSettings.PMCopyCollate..b.", "Collate", "finishings"}
-        self.assertGreater(len(names), 22)
-        added = self.queue_page.sections["ADDED OPTIONS"]
-        self.assert_words(names, " ".join(" ".join(entry.tags) + " " + entry.text
-                                          for entry in added), "jobshaper-queue.8")
+        def words(*sections):
+            return " ".join(" ".join([*entry.tags, entry.text]) for section in sections
+                            for entry in self.queue_page.sections[section])
+        self.assert_words([*KNOWN.names("filter"), "Collate", "finishings"], words("ADDED OPTIONS"), "filter")
+        self.assert_words(KNOWN.names("queue"), words("ADDED OPTIONS", "CONFIDENTIAL JOBS", "SETTINGS"), "queue")
 
     def test_settings_of_the_entry_program(self):
-        table = re.search(r"kSettings\[\] = \{(.*?)\n\};", joined(QUEUE_CODE), re.S).group(1)
-        names = re.findall(r'\{"(\w+)"', table)
+        names = KNOWN.names("queue-setting")
         self.assertGreater(len(names), 20)
         text = " ".join(entry.text for entry in self.queue_page.sections["SETTINGS"])
         known = re.findall(r"\w+", text)
         places = [known.index(name) for name in names]
         self.assertEqual(places, sorted(places))
 
+    def pjl_lines(self, *arguments):
+        return subprocess.run([PJL_LINES, *arguments], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                              text=True, check=True).stdout
+
     def test_setters(self):
-        rows = re.findall(rf'^\s*\{{"(\w+)",\s*\S+,\s*({STRINGS})', joined(TOOL_CODE), re.M)
-        setters = {row[0]: "".join(re.findall(STRING, row[1])) for row in rows}
-        self.assertGreater(len(setters), 30)
+        listed = [line.partition(" ") for line in self.pjl_lines("--list").splitlines()]
+        setters = {name.split("=")[0]: options.strip().split(", ") for name, _, options in listed}
         documented = {}
         for entry in self.tool_page.sections["SETTERS"]:
             for tag in entry.tags:
@@ -167,29 +147,33 @@ class PagesTest(unittest.TestCase):
                     documented[name.split("=")[0]] = entry.text
         self.assertEqual(set(documented), set(setters))
         for setter, options in setters.items():
-            self.assert_words(filter(None, options.split(", ")), documented[setter], setter)
-        variables = set(re.findall(r"@PJL SET (\w+)", joined(SETTER_CODE)))
+            self.assert_words(filter(None, options), documented[setter], setter)
+        read = {option for options in setters.values() for option in options}
+        self.assertLessEqual(set(KNOWN.names("setting")), read)
+
+    def test_variables(self):
+        calls = [line.split()[0].replace("=SIZE", "=612x792")
+                 for line in self.pjl_lines("--list").splitlines() if line.startswith("set")]
+        calls.remove("setDuplicateHeldJobs")  # a line of the header
+        options = {name: [*KNOWN.values(name), "1"] for name in KNOWN.names("filter", "setting")
+                   if not name.startswith("AP_")}  # which replace InputSlot
+        variables = set()
+        for i in range(max(map(len, options.values()))):
+            given = " ".join(f"{name}={values[i % len(values)]}" for name, values in options.items())
+            lines = self.pjl_lines(given, *calls).split("@PJL ENTER LANGUAGE")[1]
+            variables |= set(re.findall(r"@PJL SET (\w+)", lines))
         self.assertGreater(len(variables), 25)
         self.assert_words(sorted(variables), self.tool_page.text, "PJL variables")
-        listed = subprocess.run([PJL_LINES, "--list"], stdout=subprocess.PIPE, check=True).stdout
-        self.assertEqual({line.split("=")[0].split()[0] for line in listed.decode().splitlines()},
-                         set(documented))
 
     def test_values(self):
-        for page, files, section in ((self.filter_page, FILTER_CODE, "OPTIONS"),
-                                     (self.tool_page, SETTER_CODE, "SETTERS")):
-            found = {(name, table): values for name, text in files.items()
-                     for table, values in tables(text).items()
-                     if table != "kAccountingRows"}
+        for page, kind, section in ((self.filter_page, "filter", "OPTIONS"), (self.tool_page, "setting", "SETTERS")):
+            found = {name: KNOWN.values(name) for name in KNOWN.names(kind) if KNOWN.values(name)}
             self.assertGreater(len(found), 4)
-            for table, values in found.items():
-                self.assertTrue(values, table)
-                if table == ("src/pjl/paper_settings.cpp", "kManualFeedRows"):
-                    values = [*values, "InputSlot"]  # not the values of another option
+            for name, values in found.items():
                 missing = [[value for value in values if not re.search(
                     rf"(?<![\w.]){re.escape(value)}(?!\w)", " ".join([*entry.tags, entry.text]))]
                     for entry in page.sections[section] if entry.tags]
-                self.assertIn([], missing, f"{table}: {min(missing, key=len)} in no entry")
+                self.assertEqual(min(missing, key=len), [], name)
 
     def test_small_text_has_one_wording(self):
         driver = (SOURCE / "ppd" / "quorvan.drv").read_text()
@@ -221,8 +205,7 @@ class PagesTest(unittest.TestCase):
             "]", "").split())
 
     def test_ppd_keywords(self):
-        keywords = set(re.findall(r'"(\*\w+)"', FILTER_CODE["src/settings/ppd_values.cpp"]))
-        self.assertEqual(set(self.filter_page.tags("PPD KEYWORDS")), keywords)
+        self.assertEqual(set(self.filter_page.tags("PPD KEYWORDS")), set(KNOWN.names("keyword")))
 
     def test_environment(self):
         for page, files in ((self.filter_page, FILTER_CODE), (self.queue_page, QUEUE_CODE),
@@ -357,4 +340,4 @@ class PagesTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0]] + sys.argv[5:])
+    unittest.main(argv=[sys.argv[0]] + sys.argv[6:])

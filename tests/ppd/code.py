@@ -2,7 +2,7 @@
 """The PostScript of every choice runs without an error, and requests from the printer what the sources
 name. In a real job, an error would go unnoticed.
 
-    code.py SOURCE-DIRECTORY PPD...
+    code.py VOCABULARY PPD...
 """
 
 import re
@@ -10,8 +10,9 @@ import subprocess
 import sys
 
 from ppd import Checks, Ppd
+from vocabulary import Vocabulary
 
-source = sys.argv[1]
+known = Vocabulary(sys.argv[1])
 ppds = [Ppd(path) for path in sys.argv[2:]]
 checks = Checks()
 
@@ -25,26 +26,14 @@ statusdict /duplexer {(DUPLEXER) = true} put
 """
 
 
-def read(name):
-    with open(f"{source}/{name}", encoding="utf-8") as file:
-        return file.read()
-
-
-def table(name, rows):
-    body = re.search(rf"{rows}\[\] = \{{\n(.*?)\n\}};", read(name), re.DOTALL).group(1)
-    return re.findall(r'^\s*\{"([^"]+)",\s*(?:"([^"]*)",\s*)?("[^"]*"|\w+)\}', body, re.MULTILINE)
-
-
 def device_entries(command):
     return {f"/{key} {value}" for key, value in re.findall(r"/(\w+) (\d+)", command)}
 
 
-positions = {name: f"/MediaPosition {code}"
-             for name, _, code in table("src/booklet/cover_queries.cpp", "kTrayRows") if code.isdigit()}
-media = {name: f"/MediaType ({text})" for name, text in re.findall(
-    r'\{"(\w+)",\s*"([^"]+)"\}', read("src/filter/booklet_rules.cpp"))}
-folds = {option: device_entries(command.strip('"'))
-         for option, _, command in table("src/filter/booklet_rules.cpp", "kFoldRows")}
+positions = {name: f"/MediaPosition {code}" for name, code in known.values("QVBookletCoverSource").items()
+             if name != "ManualPaper"}
+media = {name: f"/MediaType ({text})" for name, text in known.values("QVBookletCoverType").items()}
+folds = {name: device_entries(command) for name, command in known.values("QVBookletFold").items()}
 # Choices that CUPS converts to IPP names.
 media |= {"StationeryBond": media["Bond"], "StationeryColored": media["Colored"],
           "StationeryLightweight": media["Light"], "StationeryHeavyweight": media["Heavy"]}

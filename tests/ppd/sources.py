@@ -2,57 +2,23 @@
 """Every option and every choice that the sources know is in a PPD file, or docs/ppd.md says why
 it is not; and the PPD files have no option or choice that nobody knows.
 
-    sources.py SOURCE-DIRECTORY PPD...
+    sources.py VOCABULARY DOCUMENT PPD...
 """
 
-import glob
 import re
 import sys
 
 from ppd import Checks, Ppd
+from vocabulary import Vocabulary
 
-source = sys.argv[1]
-ppds = [Ppd(path) for path in sys.argv[2:]]
+known = Vocabulary(sys.argv[1])
+with open(sys.argv[2], encoding="utf-8") as file:
+    document = file.read()
+ppds = [Ppd(path) for path in sys.argv[3:]]
 checks = Checks()
 
-# The tables with the choices of each option: (file, rows). The sources do not always name the option, so
-# the tables are listed here; tables of no option are found below.
-ROWS = {
-    "PageSize": [("src/pjl/paper_settings.cpp", "kPaperSizeRows")],  # "media" in the sources
-    "MediaType": [("src/pjl/paper_settings.cpp", "kMediaTypeRows")],
-    "InputSlot": [("src/pjl/paper_settings.cpp", "kTrayRows"),
-                  ("src/pjl/paper_settings.cpp", "kManualFeedRows")],
-    "SepSource": [("src/pjl/paper_settings.cpp", "kTrayRows")],
-    "OutputBin": [("src/pjl/paper_settings.cpp", "kOutputBinRows")],
-    "SepPages": [("src/pjl/paper_settings.cpp", "kSeparatorPageRows")],
-    "Offset": [("src/pjl/paper_settings.cpp", "kOffsetRows")],
-    "QvnBlankPage": [("src/pjl/pjl_creation.cpp", "kBlankPageRows")],
-    "PrintTo": [("src/pjl/pjl_creation.cpp", "kHoldRows")],
-    "TonerDarkness": [("src/pjl/quality_settings.cpp", "kTonerDarknessRows")],
-    "PictureGrade": [("src/pjl/quality_settings.cpp", "kPictureGradeRows")],
-    "ColorSaver": [("src/pjl/quality_settings.cpp", "kColorSaverRows")],
-    "BLW": [("src/pjl/quality_settings.cpp", "kBlackAndWhiteRows")],
-    "ImageSmoothing": [("src/pjl/quality_settings.cpp", "kImageSmoothingRows")],
-    "QvnLineDetail": [("src/pjl/quality_settings.cpp", "kLineDetailRows")],
-    "GrayCorrection": [("src/pjl/quality_settings.cpp", "kCorrectionRows")],
-    "MediaColor": [("src/pjl/quality_settings.cpp", "kCorrectionRows"),
-                   ("src/pjl/quality_settings.cpp", "kManualCorrectionRows")],
-    "ManualRGBImage": [("src/pjl/quality_settings.cpp", "kManualRGBRows")],
-    "ManualRGBText": [("src/pjl/quality_settings.cpp", "kManualRGBRows")],
-    "ManualRGBGraphics": [("src/pjl/quality_settings.cpp", "kManualRGBRows")],
-    "ManualCMYK": [("src/pjl/quality_settings.cpp", "kManualCMYKRows")],
-    "Resolution": [("src/pjl/quality_settings.cpp", "kResolutionRows")],
-    "QVBookletFold": [("src/filter/booklet_rules.cpp", "kFoldRows")],
-    "QVBookletCoverType": [("src/filter/booklet_rules.cpp", "kCoverMediaRows")],
-    "QVBookletCoverSource": [("src/booklet/cover_queries.cpp", "kTrayRows")],
-}
-# Two options for one setting, with one table; a PPD file has only one of them.
+# Two options for one setting; a PPD file has only one of them.
 SMALL_TEXT = ["QvnDoubleStomp", "QvnPixelBoost"]
-SMALL_TEXT_ROWS = ("src/pjl/pjl_creation.cpp", "kSmallFontRows")
-NOT_OF_OPTIONS = {
-    ("src/pjl/quality_settings.cpp", "kRotatePaperRows"),  # the option is left out
-    ("src/pjl/pjl_creation.cpp", "kAccountingRows"),       # these are options, read below
-}
 
 # Choices with other names in the sources, because CUPS converts those in the PPD files to IPP names.
 RENAMED = {("MediaType", "Bond"): "StationeryBond", ("MediaType", "Colored"): "StationeryColored",
@@ -101,38 +67,14 @@ OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "ColorModel", "OptionDuplexer",
               "OptionDrawer4", "OptionTray5", "QvnBookletPages"}
 
 
-def read(name):
-    with open(f"{source}/{name}", encoding="utf-8") as file:
-        return file.read()
-
-
-# ---- What is in the sources.
-rows = {}
-option_names = set()
-files = [path[len(source) + 1:] for directory in ("pjl", "filter", "booklet", "settings")
-         for path in glob.glob(f"{source}/src/{directory}/*.[ch]*")]
-for name in files:
-    text = re.sub(r"//.*", "", read(name))
-    for table, body in re.findall(r"constexpr \w+Row (k\w+)\[\] = \{\n(.*?)\n\};", text, re.DOTALL):
-        rows[name, table] = re.findall(r'^\s*\{"([^"]*)"', body, re.MULTILINE)
-    option_names |= set(re.findall(
-        r'(?:getValue|requested|appendFromTable|appendPassedOn)\(\s*"([^"]+)"', text))
-    option_names |= set(re.findall(r'constexpr std::string_view k\w+Option =\s*"([^"]+)"', text))
-    option_names |= set(re.findall(r'addOption\(\s*"([^"]+)"', text))
-option_names |= set(rows["src/pjl/pjl_creation.cpp", "kAccountingRows"])
-option_names -= {"media"}
-option_names |= {"PageSize"}  # "media" names one of its choices
-checks.check(len(option_names) > 45, f"only {len(option_names)} options are found in the sources")
-checks.check(len(rows) > 24, f"only {len(rows)} tables are found in the sources")
-
-known_rows = {pair for pairs in ROWS.values() for pair in pairs} | NOT_OF_OPTIONS
-known_rows.add(SMALL_TEXT_ROWS)
-for pair in rows:
-    checks.check(pair in known_rows, f"{pair}: no option here has these choices")
+# ---- What is in the sources. "media" names a choice of PageSize.
+option_names = {"PageSize" if name == "media" else name for name in known.names("filter", "setting")}
+known_choices = {name: set(known.values("media" if name == "PageSize" else name)) for name in option_names}
+checks.check(len(option_names) > 45, f"only {len(option_names)} options are known")
 
 # ---- What is left out, and why.
 left_out = re.findall(r"^\| `([^`]+)` \| (?:`([^`]+)` )?\| (.+) \|$",
-                      read("docs/ppd.md").split("## What is left out")[1], re.MULTILINE)
+                      document.split("## What is left out")[1], re.MULTILINE)
 left_out_options = {option for option, choice, _ in left_out if not choice}
 left_out_choices = {(option, choice) for option, choice, _ in left_out if choice}
 checks.check(len(left_out) > 15, "docs/ppd.md: the table of what is left out")
@@ -149,17 +91,15 @@ for (name, choice), other in RENAMED.items():
 
 wanted = {}
 for name in option_names - left_out_options:
-    wanted[name] = set(MORE_CHOICES.get(name, ()))
-    for pair in ROWS.get(name, []):
-        wanted[name] |= set(rows[pair])
+    wanted[name] = known_choices[name] | MORE_CHOICES.get(name, set())
     if name not in NO_PRINTERS_CHOICE:
         wanted[name].add("Printers" if name == "QVBookletCoverType" else "PrinterS")
 # A separate option for some values of another.
 wanted["QvnImageQuality"] = in_ppds.get("QvnImageQuality", set())
 checks.check({"PrinterS", "1200IQ", "2400IQ"} == wanted["QvnImageQuality"]
-             <= set(rows["src/pjl/quality_settings.cpp", "kResolutionRows"]) | {"PrinterS"},
+             <= known_choices["Resolution"] | {"PrinterS"},
              "choices of the image enhancement")
-small_text = set(rows[SMALL_TEXT_ROWS]) | {"PrinterS"}
+small_text = known_choices[SMALL_TEXT[0]] | {"PrinterS"}
 for name in SMALL_TEXT:
     wanted[name] = in_ppds.get(name, set()) & small_text
     checks.check(len(wanted[name]) > 3, f"{name} has hardly a choice")

@@ -325,7 +325,7 @@ TEST(Booklet, PrintsItsBlankSides) {
     const Settled job = settled(options, 4, "application/postscript", ppd);
     argumentStore store;
     store.initWithOptionString(job.job.options.c_str());
-    return std::string(store.getValue("QvnBlankPage").value_or(""));
+    return std::string(store.getValue("QvnBlankPage"_option).value_or(""));
   };
   EXPECT_EQ(blank("booklet=true QvnBlankPage=false"), "true");
   EXPECT_EQ(blank("booklet=true"), "PrinterS");

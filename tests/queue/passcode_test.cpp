@@ -44,8 +44,8 @@ Answer answer(const std::string& options, const std::optional<std::string>& ppd 
   answer.said = ::testing::internal::GetCapturedStderr();
   argumentStore store;
   store.initWithOptionString(completed.options.c_str());
-  answer.keeps = std::string(store.getValue("PrintTo").value_or("")) + " " +
-                 std::string(store.getValue("JRHOLDKEY").value_or(""));
+  answer.keeps = std::string(store.getValue("PrintTo"_option).value_or("")) + " " +
+                 std::string(store.getValue("JRHOLDKEY"_option).value_or(""));
   if (completed.refusal) {
     const std::string begin = "Not printed: ";
     const std::string middle = " Cancel the job and print it ";

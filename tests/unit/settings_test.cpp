@@ -32,15 +32,15 @@ TEST(LetterCase, IsIgnoredForAsciiLettersOnly) {
 
 TEST(ArgumentStore, AddsOnlyWholePairsWithoutDecodingThem) {
   argumentStore store;
-  store.initWithOptionString("name=old empty=");
-  store.addOption("name", std::nullopt);
+  store.initWithOptionString("PrintTo=old media=");
+  store.addOption("PrintTo", std::nullopt);
   store.addOption(std::nullopt, "value");
   EXPECT_EQ(store.count(), 2U);
-  EXPECT_EQ(store.getValue("name"), "old");
-  EXPECT_EQ(store.getValue("empty"), "");
-  EXPECT_EQ(store.getValue(""), std::nullopt);
-  store.addOption("name", "<20>");
-  EXPECT_EQ(store.getValue("name"), "<20>");
+  EXPECT_EQ(store.getValue("PrintTo"_option), "old");
+  EXPECT_EQ(store.getValue("media"_option), "");
+  EXPECT_EQ(store.getValue("Offset"_option), std::nullopt);
+  store.addOption("PrintTo", "<20>");
+  EXPECT_EQ(store.getValue("PrintTo"_option), "<20>");
 }
 
 TEST(PpdLine, ValueIsWhatFollowsTheFirstColon) {
