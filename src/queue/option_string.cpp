@@ -84,6 +84,7 @@ constexpr OptionName kImageQuality = "QvnImageQuality"_option;
 // Print dialogs and CUPS itself know this option and its choice for black and white. The filter's
 // name for it is BLW.
 constexpr OptionName kColorModel = "ColorModel"_option;
+constexpr OptionName kResolution = "Resolution"_option;
 constexpr char kGray[] = "Gray";
 constexpr OptionName kBlackAndWhite = "BLW"_option;
 
@@ -110,8 +111,8 @@ const char* asJobOption(const char* choice) {
   return choice;
 }
 
-// Whether a default is what happens to a job without the option. If it were added to every job, the
-// filter would collate the copies of all of them.
+// Whether the choice is what happens to a job without the option. With it, the filter would collate
+// the copies of every job, also of those that ask for the opposite: dialogs send all their options.
 bool isBehaviorWithoutOption(std::string_view option, std::string_view choice) {
   return option == "PrintTo" && choice == "JRPrinter";
 }
@@ -194,10 +195,7 @@ void settleChoice(OptionList& wanted, const OptionList& jobOptions, const QueueP
   if (!ppd.hasOption(option.data())) return;
   const char* const choice =
       possibleChoice(ppd, option.data(), markedChoice(jobOptions, ppd, option));
-  const char* const asked = jobOptions.find(option);
-  const bool isSent = choice && (!isBehaviorWithoutOption(option, choice) ||
-                                 (asked && strcasecmp(asked, choice) == 0));
-  if (isSent) {
+  if (choice && !isBehaviorWithoutOption(option, choice)) {
     wanted.put(option.data(), asJobOption(choice));
   } else {
     wanted.remove(option.data());
@@ -217,13 +215,20 @@ bool settleSetting(OptionList& wanted, const OptionList& jobOptions, const Queue
   return true;
 }
 
+// CUPS finds a choice for print-color-mode=monochrome, but none for "color".
+bool isColor(const OptionList& jobOptions, const char* model) {
+  if (strcasecmp(model, kGray) != 0) return true;
+  const char* const mode = jobOptions.find("print-color-mode"_option);
+  return mode && strcasecmp(mode, "color") == 0 && !jobOptions.find(kColorModel);
+}
+
 // The job's own BLW wins.
 bool settleColor(OptionList& wanted, const OptionList& jobOptions, const QueuePpd& ppd) {
   if (!ppd.hasOption(kColorModel.data())) return false;
   const char* const model = markedChoice(jobOptions, ppd, kColorModel);
   if (!model || ppd.hasCode(kColorModel.data(), model)) return false;
   if (!jobOptions.find(kBlackAndWhite)) {
-    wanted.put(kBlackAndWhite.data(), strcasecmp(model, kGray) == 0 ? "TrueM" : "FalseM");
+    wanted.put(kBlackAndWhite.data(), isColor(jobOptions, model) ? "FalseM" : "TrueM");
   }
   return true;
 }
@@ -236,7 +241,7 @@ void settleSettings(OptionList& wanted, std::vector<pjlCreation::Setter>& settin
                                     : settleSetting(wanted, jobOptions, ppd, option, option);
     if (isSet) settings.push_back(setter);
   }
-  if (settleSetting(wanted, jobOptions, ppd, kImageQuality, "Resolution"_option)) {
+  if (settleSetting(wanted, jobOptions, ppd, kImageQuality, kResolution)) {
     settings.push_back(&pjlCreation::setResolution);
   }
 }
@@ -257,6 +262,25 @@ void dropFeatures(std::vector<ReplacedFeature>& features, const QueuePpd& ppd) {
 void uncollate(std::vector<ReplacedFeature>& features, const QueuePpd& ppd, const char* collate) {
   if (!collate || std::strcmp(collate, "false") != 0 || !ppd.hasCode("Collate", "False")) return;
   features.push_back({"Collate True", ppd.code("Collate", "False") + "\n"});
+}
+
+// IPP clients send "1200x1200dpi", which CUPS does not find in the PPD file.
+void takeResolution(OptionList& jobOptions) {
+  const char* value = jobOptions.find(kResolution);
+  if (!value) value = jobOptions.find("printer-resolution"_option);
+  const std::string_view text = value ? value : "";
+  const std::string number(text.substr(0, text.find('x')));
+  if (text == number + "x" + number + "dpi") jobOptions.put(kResolution.data(), number + "dpi");
+}
+
+// Of a resolution that CUPS has not found, it has inserted the code of the default.
+void replaceResolution(std::vector<ReplacedFeature>& features, const QueuePpd& ppd) {
+  const char* const usual = ppd.defaultChoice(kResolution.data());
+  const char* const wanted = ppd.choice(kResolution.data());
+  if (!usual || !wanted || std::strcmp(usual, wanted) == 0) return;
+  if (!ppd.hasCode(kResolution.data(), wanted)) return;
+  features.push_back(
+      {std::string(kResolution) + " " + usual, ppd.code(kResolution.data(), wanted) + "\n"});
 }
 
 // The filter inserts the number into PostScript unchanged, so it must be a number.
@@ -307,6 +331,7 @@ void completeOptions(OptionList& wanted, CompletedJob& completed, const OptionLi
   settleSettings(wanted, additions.settings, jobOptions, ppd);
   dropFeatures(additions.replacedFeatures, ppd);
   uncollate(additions.replacedFeatures, ppd, collate);
+  replaceResolution(additions.replacedFeatures, ppd);
   completed.refusal =
       isConfidential(jobOptions) && !isConfidential(wanted)
           ? whyNotKept()
@@ -326,6 +351,7 @@ CompletedJob completedJob(const QueueJob& job) {
   if (!completed.refusal) completed.refusal = takePasscode(jobOptions);
   if (completed.refusal) return completed;
   takeAccounting(jobOptions);
+  if (whole) takeResolution(jobOptions);
   OptionList wanted(jobOptions);
   if (whole) {
     completeOptions(wanted, completed, jobOptions, job);

@@ -48,7 +48,7 @@ inline constexpr std::string_view kSettingOptions[] = {
 inline constexpr std::string_view kQueueOptions[] = {
     "collate", "multiple-document-handling", "outputorder", "output-order", "booklet",
     "job-password", "job-password-encryption", "job-account-id", "job-accounting-user-id",
-    "ColorModel", "QvnImageQuality",
+    "ColorModel", "print-color-mode", "QvnImageQuality", "printer-resolution",
 };
 // clang-format on
 

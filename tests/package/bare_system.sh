@@ -89,17 +89,22 @@ ls -l "$tmp"
 ! grep -E 'insecure|crashed|stopped with status|Unable to' /var/log/cups/error_log |
   grep -v '\[CGI\] ippfind' || fail 'the log'
 
-# ---- An upgrade: the queues get the PPD files of the new package and keep their defaults.
-say 'An upgrade'
-lpadmin -p office -o QvnBlankPage=false -o TonerDarkness=4
-sed -i '/cupsIPPFinishings/d' /etc/cups/ppd/office.ppd # as an older package had it
-apt-get -q -q -o Dpkg::Use-Pty=0 install --yes --reinstall "$deb" < /dev/null > /tmp/apt.log 2>&1 ||
-  { cat /tmp/apt.log >&2; fail 'apt'; }
-grep 'PPD for printer' /tmp/apt.log || { cat /tmp/apt.log >&2; fail 'no queue is updated'; }
-grep -q '^\*cupsIPPFinishings' /etc/cups/ppd/office.ppd || fail 'the queue has the old PPD file'
-lpoptions -p office -l | grep -E '^(QvnBlankPage|TonerDarkness)/'
-(($(lpoptions -p office -l | grep -cE '^(QvnBlankPage/.* \*false|TonerDarkness/.* \*4)') == 2)) ||
-  fail 'the defaults of the queue are lost'
+# ---- Upgrades: the queues get the PPD files of the new package and keep their defaults. If the default
+# paper is another one, the first upgrade leaves a file that lpadmin would only correct at the next one.
+lpadmin -p office -o QvnBlankPage=false -o TonerDarkness=4 -o PageSize=Letter
+for number in first second; do
+  say "The $number upgrade"
+  sed -i '/cupsIPPFinishings/d' /etc/cups/ppd/office.ppd # as an older package had it
+  rm -f /var/cache/cups/ppd-updates                      # the package has the time of the older one
+  apt-get -q -q -o Dpkg::Use-Pty=0 install --yes --reinstall "$deb" < /dev/null > /tmp/apt.log 2>&1 ||
+    { cat /tmp/apt.log >&2; fail 'apt'; }
+  grep 'PPD for printer' /tmp/apt.log || { cat /tmp/apt.log >&2; fail 'no queue is updated'; }
+  grep -q '^\*cupsIPPFinishings' /etc/cups/ppd/office.ppd || fail 'the queue has the old PPD file'
+  lpoptions -p office -l | grep -E '^(QvnBlankPage|TonerDarkness|PageSize)/'
+  (($(lpoptions -p office -l |
+    grep -cE '^(QvnBlankPage/.* \*false|TonerDarkness/.* \*4|PageSize/.* \*Letter)') == 3)) ||
+    fail 'the defaults of the queue are lost'
+done
 
 # ---- Remove everything. The package names the queue that is left.
 say 'lpadmin -x, apt purge'

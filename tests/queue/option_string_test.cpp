@@ -70,10 +70,10 @@ const std::string kFoldPpd =
 
 // ---- a default that has no effect
 
-TEST(PrintNow, IsNotAddedToEveryJob) {
+TEST(PrintNow, IsNotPassedToTheFilter) {
   const std::string ppd = ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRPrinter"));
   EXPECT_EQ(added("", ppd), kOneCopy);
-  EXPECT_EQ(added("PrintTo=JRPrinter", ppd), kOneCopy);  // the job's own wins
+  EXPECT_EQ(completed("PrintTo=JRPrinter", ppd), kOneCopy);
   EXPECT_EQ(added("", ppdWith(ppdOption("PrintTo", "JRPrinter JRVerify", "JRVerify"))),
             kOneCopy + " PrintTo=JRVerify");
   EXPECT_EQ(added("", ppdWith(ppdOption("QvnBlankPage", "JRPrinter false", "JRPrinter"))),
@@ -375,11 +375,15 @@ TEST(Setting, OfColorFollowsTheColorModel) {
   const std::string ppd = ppdWith(ppdOption("ColorModel", "CMYK Gray", "CMYK"));
   const std::string color = "@PJL SET QCOLORMODEL = CMYK\n";
   const std::string gray = "@PJL SET QCOLORMODEL = BLACK\n";
+  const std::string grayPpd = ppdWith(ppdOption("ColorModel", "CMYK Gray", "Gray"));
   EXPECT_EQ(settingLines("", ppd), color);
   EXPECT_EQ(settingLines("ColorModel=gray", ppd), gray);
-  EXPECT_EQ(settingLines("", ppdWith(ppdOption("ColorModel", "CMYK Gray", "Gray"))), gray);
+  EXPECT_EQ(settingLines("", grayPpd), gray);
   EXPECT_EQ(settingLines("BLW=TrueM", ppd), gray);
   EXPECT_EQ(settingLines("ColorModel=Gray BLW=PrinterS", ppd), "");
+  EXPECT_EQ(settingLines("print-color-mode=color", grayPpd), color);
+  EXPECT_EQ(settingLines("print-color-mode=auto", grayPpd), gray);
+  EXPECT_EQ(settingLines("print-color-mode=color ColorModel=Gray", grayPpd), gray);
   EXPECT_EQ(settingLines("BLW=TrueM", kFoldPpd), "");
   EXPECT_EQ(said([&] { EXPECT_EQ(settingLines("ColorModel=RGB", ppd), color); }),
             "\nWARNING: ColorModel=RGB is not a choice of this printer; CMYK is used instead. "
@@ -562,6 +566,40 @@ TEST(Collation, ThatCupsIgnoresIsRestored) {
             "Collate True: no\n");
   EXPECT_EQ(replaced(""), "");
   EXPECT_EQ(replaced("collate=true"), "");
+}
+
+// CUPS inserts the code of the default for "1200x1200dpi", and marks 1200dpi itself otherwise.
+TEST(ResolutionOfIpp, ReplacesTheCodeOfTheDefault) {
+  const std::string ppd = ppdWith(
+      "*OpenUI *Resolution: PickOne\n*OrderDependency: 30 AnySetup *Resolution\n"
+      "*DefaultResolution: 600dpi\n*Resolution 600dpi: \"six\"\n*Resolution 1200dpi: \"twelve\"\n"
+      "*CloseUI: *Resolution\n");
+  TemporaryDirectory directory;
+  const std::string path = directory.file("printer.ppd");
+  writeFile(path, ppd);
+  const auto resolution = [&](const char* options) {
+    QueueJob job;
+    job.options = options;
+    job.ppdPath = path.c_str();
+    const CompletedJob completed = completedJob(job);
+    const OptionList list(completed.options.c_str());
+    const char* const choice = list.find("Resolution"_option);
+    std::string text = choice ? choice : "none";
+    for (const auto& [feature, code] : completed.additions.replacedFeatures) {
+      text += ", " + feature + ": " + code;
+    }
+    return text;
+  };
+  const std::string replaced = "1200dpi, Resolution 600dpi: twelve\n";
+  EXPECT_EQ(resolution("printer-resolution=1200x1200dpi"), replaced);
+  EXPECT_EQ(resolution("resolution=1200x1200dpi"), replaced);
+  EXPECT_EQ(resolution("Resolution=1200dpi"), replaced);
+  EXPECT_EQ(resolution("Resolution=600dpi printer-resolution=1200x1200dpi"), "600dpi");
+  EXPECT_EQ(resolution("printer-resolution=600x600dpi"), "600dpi");
+  for (const char* other :
+       {"", "printer-resolution=1200x600dpi", "printer-resolution=1200x1200dpcm"}) {
+    EXPECT_EQ(resolution(other), "none") << other;
+  }
 }
 
 // ---- pages
