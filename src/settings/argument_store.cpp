@@ -65,7 +65,7 @@ void argumentStore::addOption(std::optional<std::string_view> name,
 }
 
 std::optional<std::string_view> argumentStore::getValue(OptionName name) const {
-  const auto found = options_.find(name);
+  const auto found = options_.find(std::string_view(name));
   if (found == options_.end()) return std::nullopt;
   return found->second;
 }

@@ -52,10 +52,20 @@ inline constexpr std::string_view kQueueOptions[] = {
 };
 // clang-format on
 
-// The text ends in a zero byte. Only "..."_option makes a name, so the lists above are complete.
-class OptionName : public std::string_view {
-  constexpr explicit OptionName(std::string_view name) : std::string_view(name) {}
+// A name that ends in a zero byte. Only "..."_option makes one, so the lists above are complete.
+// (clang 14 cannot compile one that is derived from std::string_view.)
+class OptionName {
+ public:
+  constexpr operator std::string_view() const { return name_; }
+  constexpr const char* data() const { return name_.data(); }
+  constexpr std::size_t size() const { return name_.size(); }
+  friend constexpr bool operator==(OptionName a, OptionName b) { return a.name_ == b.name_; }
+
+ private:
+  constexpr explicit OptionName(std::string_view name) : name_(name) {}
   friend consteval OptionName operator""_option(const char* name, std::size_t length);
+
+  std::string_view name_;
 };
 
 OptionName thisOptionIsNotInTheLists();  // not constexpr: calling it does not compile

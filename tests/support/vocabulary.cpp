@@ -20,12 +20,12 @@ int main() {
   for (const auto name : kQueueOptions) std::cout << "queue\t" << name << "\n";
   for (const auto name : kPpdKeywords) std::cout << "keyword\t" << name << "\n";
   for (const Setting& setting : kPpdSettings) {
-    std::cout << "queue-setting\t" << setting.option << "\n";
+    std::cout << "queue-setting\t" << std::string_view(setting.option) << "\n";
   }
   for (const auto tables : {kHeaderTables, kPaperTables, kQualityTables}) {
     for (const OptionTable& table : tables) {
       for (const OptionRow& row : table.rows) {
-        std::cout << "value\t" << table.option << "\t" << row.value << "\n";
+        std::cout << "value\t" << std::string_view(table.option) << "\t" << row.value << "\n";
       }
     }
   }
