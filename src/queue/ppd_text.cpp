@@ -66,7 +66,9 @@ bool isNeeded(std::string_view line) {
          !line.starts_with("*OrderDependency: ");
 }
 
-bool endsName(char c) { return c <= ' ' || c == ':' || c == '/'; }
+bool endsName(char c) {
+  return c == ' ' || c == ':' || c == '/' || c == '\t' || c == '\r' || c == '\n';
+}
 
 // The option at the start, such as "*OptionTray5" in " *OptionTray5/Tray 5: Boolean".
 std::string_view firstName(std::string_view text) {
@@ -97,8 +99,9 @@ class EquipmentConstraints {
     return false;
   }
 
-  // Appends those that name such equipment to `lines`.
+  // Appends those that name such equipment to `lines`, of which the last may have no end.
   void appendTo(std::string& lines) const {
+    lines += '\n';
     for (const std::string& line : constraints_) {
       if (namesEquipment(line)) lines += line;
     }

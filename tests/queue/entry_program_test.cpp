@@ -563,10 +563,11 @@ TEST(GoodPpd, IsReadWhereNoFileCanBeWritten) {
              queue.filter(withOptions(kJob, kOptions + " QVBookletFold=BiFold")));
 }
 
+// And none after the last line.
 TEST(GoodPpd, MayHaveAnyLineEnds) {
-  for (const char* const end : {"\r", "\r\n"}) {
+  for (const char* const end : {"\n", "\r", "\r\n"}) {
     std::string text;
-    for (const char c : kFoldPpd + "*QVGeneric: \"Color\"\n") {
+    for (const char c : kFoldPpd + "*UIConstraints: *A *QVBookletFold\n*QVGeneric: \"Color\"") {
       if (c == '\n') {
         text += end;
       } else {
