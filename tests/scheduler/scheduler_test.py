@@ -378,6 +378,19 @@ class SchedulerTest(unittest.TestCase):
         self.assert_warnings(job, "QvnSaturation=7 is not a choice of this printer; PrinterS is "
                              "used instead. lpoptions -p QUEUE -l lists them.")
 
+    def test_options_of_clients_that_cups_does_not_understand(self):
+        self.add_queue("Gray", "color-finisher", "-o", "ColorModel=Gray")
+        # The output differs from that of the filter alone.
+        job = self.cups.print("Gray", self.printer, *self.documents.quick({
+            "print-color-mode": "color", "printer-resolution": "1200dpi",
+            "PrintTo": "JRPrinter", "collate": "false", "copies": "2"}))
+        self.check_start(job)
+        self.assertIn(b"QCOLORMODEL = CMYK\n", job.header)
+        self.assertEqual(re.findall(rb"HWResolution\[(.*?)\]", job.body), [b"1200 1200"])
+        self.assertIn(b"%RBINumCopies: 2\n", job.body)
+        self.assertIn(b"<</Collate false>>", job.body)
+        self.assertNotIn(b"CollatedCopies", job.body)
+
     def test_color(self):
         for options, model in (({}, b"CMYK"), ({"ColorModel": "Gray"}, b"BLACK"),
                                ({"print-color-mode": "monochrome"}, b"BLACK"),
