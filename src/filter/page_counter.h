@@ -23,7 +23,8 @@ class PageCounter {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Keeps a reference to `job`. report() waits for `interval` after it has written messages.
+  // Keeps a reference to `job`. After report() has written messages, it writes no more for
+  // `interval`.
   explicit PageCounter(const JobState& job,
                        Clock::duration interval = std::chrono::milliseconds(250))
       : job_(job), interval_(interval) {}
