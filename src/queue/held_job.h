@@ -32,9 +32,9 @@ class HeldJob {
  public:
   // Reads the job from the descriptor `input`, which it does not close, to its end and finds its
   // pages: they begin with "%%Page:" at the start of a line outside of documents and data within
-  // the job, and end at the last "%%Trailer" or the PJL after the PostScript. `directory` is where
-  // the file is created. Returns false if the job cannot be read or the file not be written, after
-  // reporting it on standard error.
+  // the job, and end at the first "%%Trailer" or "%%EOF" after the last of them, or at the PJL
+  // after the PostScript. `directory` is where the file is created. Returns false if the job cannot
+  // be read or the file not be written, after reporting it on standard error.
   [[nodiscard]] bool read(int input, const std::string& directory);
 
   // Whether the job has pages and the prolog that CUPS puts before pages. Returns false for one
