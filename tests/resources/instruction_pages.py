@@ -1,0 +1,238 @@
+#!/usr/bin/env python3
+"""The instruction pages of manual booklets: how they are made, where they are installed, and how they are
+drawn, alone and inside any job.
+
+    instruction_pages.py CMAKE BUILD MAKER JOBSHAPER_AT
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.append(str(HERE.parent / "support"))
+from ghostscript import Ghostscript  # noqa: E402
+
+cmake, build, maker, jobshaper_at = sys.argv[1:]
+RESOURCES = HERE.parents[1] / "resources"
+PAGES = {path.suffixes[0][1:]: path.read_bytes()
+         for path in pathlib.Path(build, "resources").glob("instruction.??.ps")}
+A4, LETTER = (595, 842), (612, 792)
+# The start of a job that contains the procedures for a blank page.
+PROLOG = b"""%!PS-Adobe-3.0
+userdict /cg_md 10 dict dup begin
+/bp { gsave } def /sdmtx { 0.5 0.5 scale } def /ep { grestore showpage } def
+end put
+/side { cg_md begin bp sdmtx
+  /Times-Roman findfont 40 scalefont setfont 200 900 moveto show ep end } def
+"""
+
+
+def text_of(language):
+    return (RESOURCES / "texts" / f"{language}.txt").read_text(encoding="utf-8")
+
+
+def code(name):
+    return (HERE / name).read_bytes()
+
+
+class Maker(unittest.TestCase):
+    """What make_instruction_page does with a title."""
+
+    def made(self, title):
+        """The page, or why there is none."""
+        with tempfile.TemporaryDirectory() as work:
+            texts, page = pathlib.Path(work, "texts"), pathlib.Path(work, "page")
+            texts.write_bytes(re.sub(b"(?m)^title .*", lambda _: b"title " + title,
+                                     text_of("en").encode()))
+            done = subprocess.run([maker, RESOURCES / "instruction.ps.in", texts, texts, page],
+                                  stderr=subprocess.PIPE)
+            self.assertEqual(page.exists(), done.returncode == 0)
+            return page.read_bytes() if page.exists() else done.stderr
+
+    def test_escapes_what_a_string_cannot_hold(self):
+        page = self.made(r"a (b) \c; é ü ÿ".encode())
+        self.assertIn(rb"/title (a \(b\) \\c; \351 \374 \377) def", page)
+        self.assertNotIn(b"%#", page, "the template's own comments are in the page")
+
+    def test_refuses_other_texts_with_a_reason(self):
+        for reason, titles in {
+                b"Not ISO Latin 1": ["œuvre".encode(), "日".encode(), b"tab\t", "\x85".encode()],
+                b"Not UTF-8": [b"caf\351", b"\303\303\251", b"\251", "\U00010348".encode()],
+                b"No text: title": [b""]}.items():
+            for title in titles:
+                self.assertIn(reason, self.made(title), title)
+
+
+class Drawn(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.pictures = cls.enterClassContext(Ghostscript("pgmraw", "-r72"))
+        cls.words = cls.enterClassContext(Ghostscript("txtwrite"))
+
+    def draw(self, job, size=LETTER):
+        """The log, and the gray values of the job's only page."""
+        log, pages = self.pictures.run(
+            b"%%!PS-Adobe-3.0\n<< /PageSize [%d %d] >> setpagedevice\n" % size + job)
+        self.assertEqual(len(pages), 1, log)
+        return log, pages[0].split(b"\n", 4)[4]  # after the header
+
+    def draw_inside(self, page, before=b"", save=b"", restore=b""):
+        """Draws the page inside a job, which must find everything as it left it."""
+        def report(when):
+            return b"systemdict begin (=== %s) = end report\n" % when
+        log, picture = self.draw(
+            code("report.ps") + before + report(b"before") + save + page + restore +
+            report(b"after") + b"systemdict begin (=== end) =\n")
+        sections = dict(part.split("\n", 1) for part in log.split("=== ")[1:])
+        self.assertIn("end", sections, log)
+        self.assertGreater(sections["after"].count("\n"), 30, log)
+        self.assertEqual(re.sub("(?m)^glyph .*\n", "", sections["before"]), sections["after"])
+        return log, picture
+
+    def test_every_page_is_plain_text_without_a_meaning_for_the_filter(self):
+        self.assertEqual(sorted(PAGES), ["de", "en", "es", "fr", "it", "ja", "nl", "pt"])
+        for language, page in PAGES.items():
+            lines = page.decode("ascii").split("\n")
+            self.assertEqual(lines[-1], "", "the last line has no end")
+            for line in lines:
+                self.assertRegex(line, r"^[ -~]{0,255}$", language)
+                self.assertNotRegex(
+                    line, r"sfcl\{|JobPatchFile|PageRegion|PageSize *:|\*PageSize|CustomPageSize|"
+                    r"InputSlot|QVBookletFold|Collate|^@PJL|%%|%!|RBINumCopies|\}efcl|cleartomark|duplexer",
+                    language)
+
+    def test_every_page_is_well_inside_the_paper_and_well_filled(self):
+        for language, page in PAGES.items():
+            for width, height in (A4, LETTER):
+                _, picture = self.draw(page, (width, height))
+                self.assertEqual(len(picture), width * height)
+                rows = [picture[at:at + width] for at in range(0, len(picture), width)]
+                marked = [y for y, row in enumerate(rows) if row.strip(b"\xff")]
+                left = min(width - len(row.lstrip(b"\xff")) for row in rows)
+                right = max(len(row.rstrip(b"\xff")) for row in rows)
+                top, bottom = marked[0], marked[-1] + 1
+                where = f"{language}: {left} {top} {right} {bottom} of {width} {height}"
+                self.assertTrue(36 <= left and right <= width - 36, where)
+                self.assertTrue(36 <= top and bottom <= height - 36, where)
+                self.assertTrue(right - left > width * 0.75 and bottom - top > height * 0.75, where)
+                ink = 1 - picture.count(b"\xff") / len(picture)
+                self.assertTrue(0.02 < ink < 0.4, f"{language}: {ink}")
+
+    def test_every_page_has_all_its_words_and_no_others(self):
+        for language, page in PAGES.items():
+            texts = text_of(language)
+            if "twoByteFonts" in texts:  # Ghostscript lacks the font
+                texts = text_of("en")
+            this_sheet = re.search("(?m)^thisSheet (.*)", texts)[1]
+            texts = re.sub(r"(?m)^\S+ ", "", texts).replace("'", "’")
+            _, (text,) = self.words.run(page)
+            self.assertEqual(
+                sorted(text.decode().split()),
+                sorted(texts.split() + 2 * this_sheet.replace("'", "’").split() + "1 2 3 i".split()),
+                language)
+
+    # The pages differ only in their texts, and in the use of a two-byte font.
+    def test_page_looks_the_same_and_changes_nothing_in_any_job(self):
+        odd = code("odd_state.ps")
+        for page in PAGES["en"], PAGES["ja"]:
+            _, plain = self.draw(page)
+            self.assertEqual(self.draw_inside(page, odd)[1], plain)
+            self.assertEqual(
+                self.draw_inside(page, odd, b"userdict/ESPsave save put\n",
+                                 b"\nuserdict /ESPsave get restore\n")[1], plain)
+            # The job has redefined every operator, and uses the page's own names for operators.
+            names = b"".join(
+                name + b" dup where { pop pop } { /stroke load def } ifelse\n"
+                for name in set(re.findall(b"/[A-Za-z][A-Za-z0-9]*", page)))
+            self.assertEqual(
+                self.draw_inside(page, code("redefined.ps") + names + odd + b"redefined begin\n")[1],
+                plain)
+
+    def test_page_takes_the_two_byte_font_that_the_printer_has(self):
+        page, font = PAGES["ja"], code("fake_font.ps")
+        log, japanese = self.draw_inside(page, font)
+        drawn = {int(glyph) for glyph in re.findall("(?m)^glyph (.*)", log)}
+        texts = re.search(rb"(?ms)^/title <.*?^\} \{", page)[0].replace(b"\n", b"")
+        expected = {int(character, 16) for text in re.findall(b"<([0-9a-f]*)>", texts)
+                    for character in re.findall(b"....", text)}
+        self.assertEqual(drawn, expected)
+        self.assertGreater(len(drawn), 80)
+
+        _, english = self.draw_inside(page)
+        self.assertNotEqual(japanese, english)
+        _, without_map = self.draw_inside(page.replace(b"UniJIS-UCS2-H", b"NoSuchMap"), font)
+        self.assertEqual(without_map, english)
+        log, broken = self.draw_inside(page, font + code("broken_map.ps"))
+        self.assertIn("composing fails: true", log)
+        self.assertEqual(broken, english)
+
+    # On an old system, where every page, and thus the blank page too, is saved and restored.
+    def test_booklet_with_the_page_is_drawn_in_its_order(self):
+        job = PROLOG + b"".join(
+            b"%%%%Page: %d %d\n%%%%PageBoundingBox: 0 0 595 842\nuserdict/ESPsave save put\n%%\n"
+            b"(side %d) side\nuserdict /ESPsave get restore\n" % (n, n, n) for n in range(1, 5))
+        with tempfile.TemporaryDirectory() as work:
+            ppd, page = pathlib.Path(work, "ppd"), pathlib.Path(work, "fr.lproj/instruction(null)")
+            ppd.write_text('*PPD-Adobe: "4.3"\n*QvnManualBooklet: "True"\n')
+            page.parent.mkdir()
+            page.write_bytes(PAGES["fr"])
+            out = subprocess.run(
+                [jobshaper_at, "0x1049", "7", "ada", "title", "1", "QVBookletFold=Booklet"],
+                input=job, stdout=subprocess.PIPE, check=True,
+                env={**os.environ, "TMPDIR": work, "PPD": str(ppd), "LANG": "fr",
+                     "DEVICE_URI": "socket://printer", "JOBSHAPER_INSTRUCTIONS": work}).stdout
+        _, pages = self.words.run(out.split(b"LANGUAGE = POSTSCRIPT\n")[1].split(b"\x1b%-12345X")[0])
+        self.assertEqual([" ".join(page.decode().split()[:2]) for page in pages],
+                         ["Votre livret", "side 1", "side 3", "", "side 4", "side 2"])
+
+
+class Installed(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.root = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        os.umask(0o022)  # otherwise CMake makes directories that others cannot read
+        subprocess.run([cmake, "--install", build, "--component", "resources"], check=True,
+                       env={**os.environ, "DESTDIR": str(cls.root)}, stdout=subprocess.DEVNULL)
+        cls.resource = cls.root / "Library/Printers/Quorvan/filter/.resource"
+
+    def test_each_page_has_a_directory_and_every_other_name_is_a_link_to_one(self):
+        self.assertEqual([path.name for path in self.root.iterdir()], ["Library"])
+        files = [path for path in self.root.rglob("*") if path.is_file()]
+        self.assertEqual(sorted(files),
+                         [self.resource / f"{l}.lproj/instruction(null)" for l in sorted(PAGES)])
+        for path in self.root.rglob("*"):
+            if path.is_symlink():
+                self.assertIn(os.readlink(path), [f"{language}.lproj" for language in PAGES])
+            else:
+                needed = 0o555 if path.is_dir() else 0o444
+                self.assertEqual(path.stat().st_mode & needed, needed, path)
+
+    def test_every_locale_finds_its_page(self):
+        # The values of LANG that CUPS sets for the language of a job, and others.
+        locales = {
+            "de": "de de_DE de_AT de_CH", "fr": "fr fr_FR fr_CA fr_CH", "it": "it it_IT it_CH",
+            "es": "es es_ES es_MX es_US", "pt": "pt pt_BR pt_PT", "nl": "nl nl_NL nl_BE",
+            "ja": "ja ja_JP",
+            "en": "C POSIX en en_US en_GB en_AU en_DE zh zh_CN zh_TW ko_KR ru_RU sv sv_SE pl_PL da_DK "
+                  "nb nb_NO no cs_CZ tr_TR ar_EG he_IL uk_UA"}
+        expected = {name: language for language, names in locales.items() for name in names.split()}
+        for line in (RESOURCES / "locales.txt").read_text().splitlines():
+            if not line.startswith("#"):
+                name, *territories = line.split()
+                language = name if name in PAGES else "en"
+                expected[name] = language
+                expected |= {f"{name}_{territory}": language for territory in territories}
+        self.assertGreater(len(expected), 400)
+        for locale, language in expected.items():
+            page = self.resource / f"{locale}.lproj" / "instruction(null)"
+            self.assertTrue(page.exists(), locale)
+            self.assertEqual(page.read_bytes(), PAGES[language], locale)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
