@@ -1,100 +1,95 @@
 // Booklets on a printer without a duplex unit, as whole jobs: the two passes, the blank page
-// between them, and the rules that the reordered job then goes through.
-#include <gtest/gtest.h>
+// between them, the rules that the reordered job then goes through, messages and temporary files.
+#include <unistd.h>
 
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "tests/blackbox/manual_booklets.h"
+#include "tests/support/process_state.h"
 
 namespace jobshaper::testing {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::string_view kOnlyInside = " QVBookletCoverPage=true QVInsideFrontCover=true";
+constexpr std::string_view kBlankStart = "%%Page: 1 1\n1a\n1b\n1c\n";
 
-// A job whose first page is `odd` and whose second pass, after the blank page, is `even`.
-std::string printed(std::string_view top, std::string_view odd, std::string_view blank,
-                    std::string_view even) {
-  return join(top, kFirstPass, kInstruction, odd, kSecondPass, blank, even);
+Job twoPages(std::string_view options = "") {
+  return manualJob(join(kTop, kPage1, kPage2), options);
 }
+std::string twoPagesPrinted() { return printed(kTop, kPage1, kBlank, kPage2); }
 
-// Jobs that begin with kTop and whose blank page is that of kPage1.
-struct PagesRow {
-  std::string pages, odd, even;
+// The pages of a job that begins with kTop, and what they become: the odd pages, the lines that the
+// blank page begins with, and the even pages.
+struct Row {
+  std::string pages, odd, blankStart, even;
 };
-void expectPages(const std::vector<PagesRow>& rows, Where where = Where::here()) {
-  for (const auto& [in, odd, even] : rows) {
-    expectPrinted(manualJob(join(kTop, in)), printed(kTop, odd, kBlank, even), where);
+void expectPages(const std::vector<Row>& rows, Where where = Where::here()) {
+  for (const auto& [in, odd, blankStart, even] : rows) {
+    expectPrinted(manualJob(join(kTop, in)),
+                  printed(kTop, odd, join(blankStart, kProcedures), even), kNoInstruction, where);
   }
+}
+Row afterPage1(std::string_view in, std::string_view odd, std::string_view even = "") {
+  return {join(kPage1, in), join(kPage1, odd), std::string(kBlankStart), std::string(even)};
 }
 
 // ---- which jobs are reordered
 
 TEST(ManualBooklet, KeywordOrFoldOfAnyValueReordersTheJob) {
-  const std::string body = printed(kTop, kPage1, kBlank, kPage2);
   for (const char* ppd :
-       {"*QvnManualBooklet: True\n", "*QvnManualBooklet: False\n", "*QvnManualBooklet: \"True\"\n",
-        "*qvnmanualbooklet:x", "*QvnManualBooklet: True\n*QvnManualBooklet: \n"}) {
-    expectPrinted(manualJob(join(kTop, kPage1, kPage2)).ppd(ppd), body);
+       {"*QvnManualBooklet: False\n", "*QvnManualBooklet: \"True\"\n", "*qvnmanualbooklet:x",
+        "*QvnManualBooklet: True\n*QvnManualBooklet: \n"}) {
+    expectPrinted(twoPages().ppd(ppd), twoPagesPrinted());
   }
-  for (const char* fold :
-       {"Booklet", "SaddleStitch", "BiFold", "DoNotFoldAndStaple", "TriFold", "False", "true"}) {
-    expectPrinted(manualJob(join(kTop, kPage1, kPage2)).options(join("QVBookletFold=", fold)),
-                  body);
-  }
+  expectPrinted(twoPages().options("QVBookletFold=TriFold"), twoPagesPrinted());
 }
 
 TEST(ManualBooklet, NeedsAFoldOptionAndTheKeywordWithAValue) {
-  const std::pair<std::string_view, const char*> rows[] = {
-      {kManualPpd, ""},
-      {kManualPpd, "QVBookletFold=false"},
-      {kManualPpd, "QVBookletFold=PrinterS"},
-      {"*QVManualBooklet: True\n", "QVBookletFold=Booklet"},
-      {"*QvnManualBooklet: \n", "QVBookletFold=Booklet"}};
-  for (const auto& [ppd, options] : rows) {
-    const std::string input = join(kTop, kPage1, kPage2, kTrailer);
-    Job job;
+  for (const auto& [ppd, options] : {std::pair{kManualPpd, ""},
+                                     {kManualPpd, "QVBookletFold=PrinterS"},
+                                     {"*QVManualBooklet: True\n", "QVBookletFold=Booklet"},
+                                     {"*QvnManualBooklet: \n", "QVBookletFold=Booklet"}}) {
+    Job job = twoPages().ppd(ppd).options(options);
     writeFile(job.tmpFile("pageEven42"), "of another program");
-    expectBody(job.ppd(ppd).options(options).input(input), input);
+    expectBody(job, job.input());
     EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
   }
 }
 
 TEST(ManualBooklet, IsMadeFromAFileTooAndTheFileStays) {
   Job job = manualJob("from standard input\n");
-  expectPrinted(job.fileWith(join(kTop, kPage1, kPage2)), printed(kTop, kPage1, kBlank, kPage2));
-  EXPECT_EQ(readFile(job.argv().at(6)), join(kTop, kPage1, kPage2));
+  expectPrinted(job.fileWith(twoPages().input()), twoPagesPrinted());
+  EXPECT_EQ(readFile(job.argv().at(6)), twoPages().input());
 }
 
 // ---- page order
 
 TEST(ManualBookletOrder, IsOddPagesThenABlankOneThenEvenPagesBackwards) {
-  const PagesRow rows[] = {{"1", "1", ""},
-                           {"12", "1", "2"},
-                           {"123", "13", "2"},
-                           {"1234", "13", "42"},
-                           {"12345", "135", "42"},
-                           {"123456", "135", "642"},
-                           {"1234567", "1357", "642"},
-                           {"12345678", "1357", "8642"},
-                           // The labels of the pages do not matter.
-                           {"14283", "123", "84"}};
+  const std::string_view rows[][3] = {{"1", "1", ""},
+                                      {"12", "1", "2"},
+                                      {"1234", "13", "42"},
+                                      {"1234567", "1357", "642"},
+                                      {"12345678", "1357", "8642"},
+                                      // The labels of the pages do not matter.
+                                      {"14283", "123", "84"}};
   for (const auto& [in, odd, even] : rows) {
-    const std::string input = join(kTop, pages(in), kTrailer);
-    expectPrinted(manualJob(input), printed(kTop, pages(odd), kBlank, pages(even)));
-    // With print on the cover's inside only, there is a second blank page.
-    expectPrinted(manualJob(input, kOnlyInside),
-                  printed(kTop, pages(odd), join(kBlank, kBlank), pages(even)));
+    expectPrinted(manualJob(join(kTop, pages(in), kTrailer)),
+                  printed(kTop, pages(odd), kBlank, pages(even)));
   }
-  expectPrinted(manualJob(join(kTop, kPage1), join(kOnlyInside, " QVOutsideFrontCover=true")),
-                printed(kTop, kPage1, kBlank, ""));
   expectPrinted(manualJob(join(kPage1, kPage2)), printed("", kPage1, kBlank, kPage2));
 }
 
+TEST(ManualBookletOrder, SecondBlankPageFollowsIfOnlyTheInsideOfTheCoverIsPrinted) {
+  expectPrinted(twoPages(kOnlyInside), printed(kTop, kPage1, join(kBlank, kBlank), kPage2));
+  expectPrinted(twoPages(join(kOnlyInside, " QVOutsideFrontCover=true")), twoPagesPrinted());
+}
+
 TEST(ManualBookletOrder, JobWithoutPagesIsFollowedByABlankPageWithoutItsStart) {
-  expectPrintedWithoutPages(manualJob(join(kTop, kTrailer)), join(kTop, kSecondPass, kProcedures));
+  expectPrintedWithoutPages(manualJob(join(kTop, kTrailer, kPage1)),
+                            join(kTop, kSecondPass, kProcedures));
   expectPrintedWithoutPages(manualJob(std::string(kTop), kOnlyInside),
                             join(kTop, kSecondPass, kProcedures, kProcedures));
   for (const char* input : {"", "%%Page: 1 1"}) {
@@ -109,113 +104,73 @@ TEST(ManualBookletOrder, LinesThatOnlyLookLikePagesStayWhereTheyAre) {
       printed(join(kTop, others), join(kPage1, others), kBlank, join("%%Page:2\nx\n", others)));
 }
 
-// ---- blank page
-
-TEST(ManualBookletBlankPage, RestoresBefore1050) {
-  for (const char* version :
-       {"failed", "0x102f", "0x1049", "0x104f", "0x1050", "0x1051", "0x1450"}) {
-    const bool restores = std::string_view(version) < "0x1050" || version[0] == 'f';
-    const std::string blank = join(kProcedures, restores ? kRestore : "");
-    expectPrintedWithoutPages(manualJob(std::string(kTop)).version(version),
-                              join(kTop, kSecondPass, blank));
-    expectPrintedWithoutPages(manualJob(std::string(kTop), kOnlyInside).version(version),
-                              join(kTop, kSecondPass, blank, blank));
-  }
-}
+// ---- blank page, trailer and last line
 
 TEST(ManualBookletBlankPage, BeginsWithTheFirstFourLinesFromTheFirstPageOn) {
-  const auto expectStart = [](const std::string& job, const std::string& odd,
-                              const std::string& start, const std::string& even,
-                              Where where = Where::here()) {
-    expectPrinted(manualJob("%!PS\n" + job), printed("%!PS\n", odd, join(start, kProcedures), even),
-                  where);
-  };
-  const std::string page1 = "%%Page: 1 1\na\n";
-  const std::string page2 = "%%Page: 2 2\nb\nc\n";
-  expectStart(page1 + page2, page1, page1 + "%%Page: 2 2\nb\n", page2);
-  expectStart("%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n%%Page: 5\n",
-              "%%Page: 1\n%%Page: 3\n%%Page: 5\n", "%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n",
-              "%%Page: 4\n%%Page: 2\n");
-  // It may end with the job, and contains nothing of the trailer.
-  expectStart(page1 + "b\n", page1 + "b\n", page1 + "b\n", "");
-  expectStart(page1 + "%%Trailer\nb\nc\n", page1, page1, "");
+  expectPages({{"%%Page: 1\na\n%%Page: 2\nb\nc\n", "%%Page: 1\na\n", "%%Page: 1\na\n%%Page: 2\nb\n",
+                "%%Page: 2\nb\nc\n"},
+               {"%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n%%Page: 5\n",
+                "%%Page: 1\n%%Page: 3\n%%Page: 5\n", "%%Page: 1\n%%Page: 2\n%%Page: 3\n%%Page: 4\n",
+                "%%Page: 4\n%%Page: 2\n"},
+               // The job may end before.
+               {"%%Page: 1\na\nb\n", "%%Page: 1\na\nb\n", "%%Page: 1\na\nb\n", ""},
+               {"%%Page: 1\na\n%%Trailer\nb\nc\n", "%%Page: 1\na\n", "%%Page: 1\na\n", ""}});
 }
-
-// ---- trailer and last line
 
 TEST(ManualBookletTrailer, IsLeftOutWithThePagesInIt) {
   const std::string others = "%%trailer\n %%Trailer\nx %%Trailer\n%Trailer\n";
-  expectPages({{join(kPage1, kPage2, "%%Trailer\n%%Page: 3 3\nx\n%%Trailer\n%%EOF\n"),
-                std::string(kPage1), std::string(kPage2)},
-               {join(kPage1, others, "%%TrailerComments: x\nx\n"), join(kPage1, others), ""}});
-  expectPrintedWithoutPages(manualJob(join(kTop, "%%Trailer\n", kPage1, kPage2)),
-                            join(kTop, kSecondPass, kProcedures));
+  expectPages({afterPage1(join(kPage2, "%%Trailer\n%%Page: 3 3\nx\n%%EOF\n"), "", kPage2),
+               afterPage1(others + "%%TrailerComments: x\nx\n", others)});
 }
 
 TEST(ManualBookletLastLine, WithoutALineEndIsLeftOutUpToItsFullPieces) {
-  const std::string page(kPage1);
-  expectPages({{page + "showpage", page, ""}, {page + "%%Page: 2 2", page, ""}});
-  const std::size_t rows[][2] = {{1023, 0}, {1024, 1024}, {1025, 1024}, {2048, 2048}, {3000, 2048}};
-  for (const auto& [length, kept] : rows) {
-    expectPages({{page + std::string(length, 'x'), page + std::string(kept, 'x'), ""}});
+  expectPages({afterPage1("showpage", ""), afterPage1("%%Page: 2 2", "")});
+  for (const auto& [length, kept] :
+       {std::pair{1023U, 0U}, {1024U, 1024U}, {1025U, 1024U}, {3000U, 2048U}}) {
+    expectPages({afterPage1(std::string(length, 'x'), std::string(kept, 'x'))});
   }
 }
 
-// ---- line ends and overlong lines
+// ---- lines
 
 TEST(ManualBookletLine, MayEndWithACarriageReturnAndOneWithNewlineIsTwoLines) {
-  expectPrinted(manualJob("%!PS\r%%Page: 1 1\ra\rb\rc\rd\r%%Page: 2 2\re\r%%Trailer\r%%EOF\r"),
-                printed("%!PS\r", "%%Page: 1 1\ra\rb\rc\rd\r",
-                        join("%%Page: 1 1\ra\rb\rc\r", kProcedures), "%%Page: 2 2\re\r"));
-  expectPrinted(
-      manualJob("%!PS\r\n%%Page: 1 1\r\na\r\nb\r\n%%Page: 2 2\r\nc\r\n%%Trailer\r\n%%EOF\r\n"),
-      printed("%!PS\r\n", "%%Page: 1 1\r\na\r\nb\r\n", join("%%Page: 1 1\r\na\r\n", kProcedures),
-              "%%Page: 2 2\r\nc\r\n"));
+  expectPages({{"%%Page: 1 1\ra\rb\rc\rd\r%%Page: 2 2\re\r%%Trailer\r%%EOF\r",
+                "%%Page: 1 1\ra\rb\rc\rd\r", "%%Page: 1 1\ra\rb\rc\r", "%%Page: 2 2\re\r"},
+               {"%%Page: 1 1\r\na\r\nb\r\n%%Page: 2 2\r\nc\r\n%%Trailer\r\n%%EOF\r\n",
+                "%%Page: 1 1\r\na\r\nb\r\n", "%%Page: 1 1\r\na\r\n", "%%Page: 2 2\r\nc\r\n"}});
 }
 
-TEST(ManualBookletLongLine, PassesWholeInHeaderAndPages) {
+TEST(ManualBookletLine, OfAnyLengthPassesWholeInHeaderAndPages) {
+  std::string lines;
   for (const std::size_t length : {1022U, 1023U, 1024U, 1025U, 2047U, 2048U, 3000U, 70000U}) {
-    const std::string line = std::string(length, 'x') + "\n";
-    expectPrinted(manualJob(join(kTop, line, kPage1, line, kPage2, line)),
-                  printed(join(kTop, line), join(kPage1, line), kBlank, join(kPage2, line)));
+    lines += std::string(length, 'x') + "\n";
   }
+  expectPrinted(manualJob(join(kTop, lines, kPage1, lines, kPage2, lines)),
+                printed(join(kTop, lines), join(kPage1, lines), kBlank, join(kPage2, lines)));
 }
 
 TEST(ManualBookletLine, EveryPieceOfALineCountsForTheBlankPage) {
-  const std::pair<std::size_t, std::string> rows[] = {
-      {1022, "a\nb\n"}, {1023, "a\nb\n"}, {1024, "a\n"}, {1025, "a\n"},
-      {2047, "a\n"},    {2048, ""},       {3000, ""}};
-  for (const auto& [length, rest] : rows) {
+  for (const auto& [length, rest] :
+       {std::pair{1023U, "a\nb\n"}, {1024U, "a\n"}, {2047U, "a\n"}, {2048U, ""}}) {
     const std::string start = "%%Page: 1 1\n" + std::string(length, 'x') + "\n";
-    expectPrinted(manualJob(join(kTop, start, "a\nb\nc\n")),
-                  printed(kTop, start + "a\nb\nc\n", join(start, rest, kProcedures), ""));
+    expectPages({{start + "a\nb\nc\n", start + "a\nb\nc\n", start + rest, ""}});
   }
-  const std::string line(4000, 'x');
-  expectPrinted(manualJob(join(kTop, "%%Page: 1 1\n", line, "\n")),
-                printed(kTop, "%%Page: 1 1\n" + line + "\n",
-                        join("%%Page: 1 1\n", std::string(3072, 'x'), kProcedures), ""));
+  const std::string line = "%%Page: 1 1\n" + std::string(4000, 'x') + "\n";
+  expectPages({{line, line, line.substr(0, 12 + 3 * 1024), ""}});
 }
 
 TEST(ManualBookletLine, PageMayBeginWhereAnOverlongLineIsSplit) {
-  const std::string split = join(kPage1, std::string(1024, 'x'));
-  const std::string within = join(kPage1, std::string(1023, 'x'), kPage2);
-  expectPages({{join(split, kPage2), split, std::string(kPage2)}, {within, within, ""}});
+  const std::string piece(1024, 'x');
+  const std::string within = join(piece.substr(1), kPage2);
+  expectPages({afterPage1(join(piece, kPage2), piece, kPage2), afterPage1(within, within)});
 }
 
-// ---- zero bytes
-
 TEST(ManualBookletZeroByte, EndsTheTextOfItsLineExceptInTheBlankPage) {
-  expectPrinted(manualJob(bytes("%!PS\0x\n%%EndSetup\n%%Page: 1 1\na\nb\nc\nd\0hidden\ne\n"
-                                "%%Page: 2 2\n\0f\ng\0\0\nh\n")),
-                printed("%!PS%%EndSetup\n", "%%Page: 1 1\na\nb\nc\nde\n",
-                        join("%%Page: 1 1\na\nb\nc\n", kProcedures), "%%Page: 2 2\ngh\n"));
-  expectPrinted(manualJob(bytes("%!PS\n%%Page: 1 1\na\0b\n\0\nd\ne\n")),
-                printed("%!PS\n", "%%Page: 1 1\nad\ne\n",
-                        join(bytes("%%Page: 1 1\na\0b\n\0\nd\n"), kProcedures), ""));
-  expectPages({{join(kPage1, bytes("\0%%Page: 9 9\n\0%%Trailer\n"), kPage2), std::string(kPage1),
-                std::string(kPage2)},
-               {join(kPage1, bytes("%%Page:\0 2 2\nb\n%%Trailer\0\nx\n")), std::string(kPage1),
-                "%%Page:b\n"}});
+  expectPages(
+      {{bytes("%%Page: 1 1\na\0b\n\0\nd\0hidden\ne\n%%Page: 2 2\n\0f\ng\0\0\nh\n"),
+        "%%Page: 1 1\nade\n", bytes("%%Page: 1 1\na\0b\n\0\nd\0hidden\n"), "%%Page: 2 2\ngh\n"},
+       afterPage1(bytes("\0%%Page: 9 9\n\0%%Trailer\n"), ""),
+       afterPage1(bytes("%%Page:\0 2 2\nb\n%%Trailer\0\nx\n"), "", "%%Page:b\n")});
   // The line end before the requests of the passes is lost too.
   expectPrinted(
       manualJob(bytes("%!PS\0\n%%Page: 1 1\na\nb\nc\nd\0\n")),
@@ -245,19 +200,15 @@ TEST(ManualBookletText, IsUtf8InHeaderAndPagesAndUnchangedInTheBlankPage) {
                 printed(join(kTop, kHighText), join("%%Page: 1 1\n", kHighText, "a\nb\n"),
                         join("%%Page: 1 1\n", kHighBytes, "a\nb\n", kProcedures),
                         join("%%Page: 2 2\n", kHighText)));
-  // Text in UTF-8 is converted byte by byte.
-  expectPrinted(manualJob(join(kTop, "% \u00e4\u20ac\n", kPage1)),
-                printed(join(kTop, "% √§‚Ç¨\n"), kPage1, kBlank, ""));
-  // An overlong line becomes longer.
-  std::string in, out;
-  for (int i = 0; i < 1100; ++i) {
-    in += "\xdb";
-    out += "\xe2\x82\xac";
-  }
-  expectPages({{join(kPage1, in, "\n"), join(kPage1, out, "\n"), ""}});
+  std::string out;
+  for (int i = 0; i < 1100; ++i) out += "\u20ac";
+  expectPages({// Text in UTF-8 is converted byte by byte.
+               afterPage1("% \u00e4\u20ac\n", "% √§‚Ç¨\n"),
+               // An overlong line becomes longer.
+               afterPage1(std::string(1100, '\xdb') + "\n", out + "\n")});
 }
 
-// ---- rules of the line loop
+// ---- rules
 
 // The first paper source of the reordered job is that of page 3; its closing line stays with the
 // page size.
@@ -288,22 +239,6 @@ TEST(ManualBookletRules, ApplyToTheReorderedJob) {
               slot2 + "} stopped cleartomark % 3\n" + size));
 }
 
-TEST(ManualBookletRules, RemoveTheTwoLinesAfterAPatchAfterTheReordering) {
-  expectPrinted(
-      manualJob("%!PS\n%%Page: 1 1\na\nb\nc\n*JobPatchFile\n%%Page: 2 2\nd\n%%Page: 3 3\ne\nf\n"),
-      printed("%!PS\n", "%%Page: 1 1\na\nb\nc\nf\n", join("%%Page: 1 1\na\nb\nc\n", kProcedures),
-              "%%Page: 2 2\nd\n"));
-}
-
-TEST(ManualBookletRules, FoldCommandIsInTheBlankPageToo) {
-  const std::string folded =
-      "%%Page: 1 1\n*QVBookletFold\n\n<< /Fold 1 >> setpagedevice\nstatusdict /duplexer get exec\n";
-  Job job = manualJob("%%Page: 1 1\n*QVBookletFold\nold\nstatusdict /duplexer get exec\nrest\n");
-  // The fourth line of the blank page ends the fold feature.
-  expectPrinted(job.options("QVBookletFold=BiFold"),
-                printed("", folded + "rest\n", join(folded, kProcedures), ""));
-}
-
 TEST(ManualBookletRules, InstructionPageWaitsIfTheFoldFeatureDropsTheFirstPageLine) {
   expectPrinted(manualJob("*QVBookletFold\n%%Page: 1\na\nb\nc\nd\nstatusdict /duplexer get exec\n"),
                 join("*QVBookletFold\n\n\nstatusdict /duplexer get exec\n", kSecondPass,
@@ -311,11 +246,113 @@ TEST(ManualBookletRules, InstructionPageWaitsIfTheFoldFeatureDropsTheFirstPageLi
 }
 
 TEST(ManualBookletRules, CoverSheetIsNeverRequested) {
-  Job job = manualJob(join(kTop, kPage1, kPage2));
+  Job job = twoPages();
   writeFile(job.tmpFile("pages"), "2");
   job.options(join("QVBookletFold=Booklet QVBookletCoverSource=Tray1 QVBookletCoverType=Card",
                    kOnlyInside, " QVBookletPageCountFilename='", job.tmpFile("pages"), "'"));
   expectPrinted(job, printed(kTop, kPage1, join(kBlank, kBlank), kPage2));
+}
+
+TEST(ManualBookletRules, CopiesAreInTheHeaderOrOfARetainedJobInTheReorderedJob) {
+  const std::string copies = " com.apple.print.PrintSettings.PMCopies..n.=3";
+  expectPrinted(twoPages(copies), join("@PJL SET COPIES = 3\n", twoPagesPrinted()));
+
+  const Job job = manualJob(join("%RBINumCopies: 3\n", kPage1, "%RBINumCopies: 3\n"),
+                            copies + " PrintTo=JRVerify");
+  const std::string_view line =
+      "%!\n%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n%EndUserSetup\n"
+      "%RBINumCopies: 3\n";
+  expectRun(job,
+            join(headerWith("@PJL SET HOLD = PROOF\n@PJL SET HOLDTYPE = PUBLIC\n"
+                            "@PJL SET QDUPLICATEHELDJOBS = SAVE\n"),
+                 printed(line, join(kPage1, line), kBlank, ""), trailer()),
+            join(reorderingLine(job), kNoInstruction));
+}
+
+// ---- captures, messages and records
+
+TEST(ManualBookletCapture, HoldsTheReorderedJobAndTheOutput) {
+  Job job = manualJob(join("@PJL SET COPIES = 2\n", kTop, kPage1, kPage2, "%%Trailer\n%%EOF\n"));
+  const std::string out = join(plainHeader(), twoPagesPrinted(), trailer());
+  expectRun(job.capture(), out, join(kCaptureOn, reorderingLine(job), kNoInstruction));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")),
+            join("@PJL SET COPIES = 2\n", kTop, kFirstPass, kPage1, kSecondPass, kBlank, kPage2));
+  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
+}
+
+TEST(ManualBookletMessages, ComeInTheOrderOfTheRun) {
+  Job job = twoPages();
+  job.capture().log(1).env("DEVICE_URI", "pap://*/Office/LaserWriter");
+  for (const char* name : {"qvn_ps", "qvn_ps2", "debug.log"}) {
+    fs::create_directory(job.tmpFile(name));
+  }
+  const std::string line = reorderingLine(job);
+  expectOutcome(job.run(), join(plainHeader(), twoPagesPrinted(), trailer()),
+                join(line, "ERROR: Unable to open log file\n", line, kCaptureOn,
+                     "ERROR: Cannot write incoming print data to a log file.\n",
+                     "ERROR: Cannot write outgoing print data to a log file.\n", line, kAppleTalk,
+                     kNoInstruction));
+}
+
+TEST(ManualBookletRecords, ShowEveryRearrangingAndEndWithAFailure) {
+  const auto expectRecords = [](const Job& job, const std::string& printTo,
+                                const std::string& rearranged, bool succeeds = true) {
+    const std::string loop =
+        logRecord("main", "Initialized begin and end markers.") + logRecord("main", "}");
+    EXPECT_EQ(logAfterHeader(job),
+              logBraces("isOnlyPrintInside") + logRecord("main", "Job is Booklet") +
+                  logRecord("main", "value of verPrint " + printTo) +
+                  logRecord("manualBookletOrder", "{") + rearranged +
+                  logRecord("manualBookletOrder", "}") + (succeeds ? loop : ""));
+  };
+  const std::string rearranging = logBraces("reArrangedPages");
+  expectRecords(manualJob(pages("123456")), "(null)", rearranging + rearranging);
+  expectRecords(manualJob(pages("123"), " PrintTo=JRPrinter"), "JRPrinter", "");
+  const Job job = twoPages();
+  fs::create_directory(job.tmpFile("pageEven42"));
+  expectRecords(job, "(null)", "", false);
+}
+
+// ---- temporary files
+
+TEST(ManualBookletFiles, AreInTheTemporaryDirectoryOrTmp) {
+  Job job = twoPages();
+  expectPrinted(job.env("TMPDIR", job.tmp() + "/"), twoPagesPrinted());
+  const std::string id = "jobshaper-test-" + std::to_string(getpid());
+  expectOutcome(job.unsetEnv("TMPDIR").jobId(id).run(),
+                join(plainHeader(), twoPagesPrinted(), trailer()),
+                join("tmp at /tmp \ntmp at /tmp \ntmp at /tmp \n", kNoInstruction));
+  for (const char* name : kManualFiles) EXPECT_FALSE(fs::exists(join("/tmp/", name, id))) << name;
+}
+
+TEST(ManualBookletFiles, OfAnEarlierRunAreReplacedAndOfOtherJobsLeftAlone) {
+  const Job job = manualJob(join(kTop, pages("1234")));
+  for (const char* name : kManualFiles) {
+    writeFile(job.tmpFile(join(name, "42")), std::string(5000, 'o') + "\n");
+    writeFile(job.tmpFile(join(name, "421")), name);
+    writeFile(job.tmpFile(name), name);
+  }
+  expectPrinted(job, printed(kTop, pages("13"), kBlank, pages("42")));
+  for (const char* name : kManualFiles) {
+    EXPECT_EQ(readFile(job.tmpFile(join(name, "421"))), name);
+    EXPECT_EQ(readFile(job.tmpFile(name)), name);
+  }
+}
+
+TEST(ManualBookletFiles, HaveTheJobIdAtTheEndOfTheirNames) {
+  for (const std::string id : {"", "..", "7 %s%@%n\xc3\xa9"}) {
+    const Job job = manualJob("").jobId(id);
+    Process process(job);
+    for (const char* name :
+         {"qvn_manualPS", "pageReOrdered", "pageEven", "newEvenOrder", "newOddOrder"}) {
+      EXPECT_TRUE(becomesTrue([&] { return fs::exists(job.tmpFile(name + id)); })) << name << id;
+    }
+    EXPECT_FALSE(fs::exists(job.tmpFile("headerPS" + id)));
+    process.write(twoPages().input());
+    expectOutcome(process.finish(), join(plainHeader(), twoPagesPrinted(), trailer()),
+                  join(threeTmpLines(job), kNoInstruction), 0, id);
+    expectNoManualFiles(job, id);
+  }
 }
 
 }  // namespace

@@ -2,9 +2,6 @@
 // reordering and the rules add to it.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -70,62 +67,38 @@ inline Job manualJob(std::string input, std::string_view options = "") {
   return job;
 }
 
-// The lines of the log, the setup and the reordering.
-inline std::string threeTmpLines(const Job& job) {
-  const std::string line = "tmp at " + job.environment().at("TMPDIR") + " \n";
-  return line + line + line;
+// The body of a job whose second pass begins with these blank pages.
+inline std::string printed(std::string_view top, std::string_view odd, std::string_view blank,
+                           std::string_view even) {
+  return join(top, kFirstPass, kInstruction, odd, kSecondPass, blank, even);
 }
 
-inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42") {
+// The log, the setup and the reordering each write one.
+inline std::string reorderingLine(const Job& job) {
+  return "tmp at " + job.environment().at("TMPDIR") + " \n";
+}
+inline std::string threeTmpLines(const Job& job) { return tmpLines(job) + reorderingLine(job); }
+
+inline void expectNoManualFiles(const Job& job, const std::string& jobId = "42",
+                                Where where = Where::here()) {
   for (const char* name : kManualFiles) {
-    EXPECT_FALSE(std::filesystem::exists(job.tmpFile(name + jobId))) << name;
+    if (std::filesystem::exists(job.tmpFile(name + jobId))) {
+      ADD_FAILURE_AT(where.file, where.line) << name << jobId << " is left";
+    }
   }
 }
 
-// The same for systems before 10.5, where every page has its own save.
-inline std::string onOldSystem(std::string body) {
-  const auto insertAfter = [&body](std::string_view text, std::string_view addition) {
-    for (std::size_t at = 0; (at = body.find(text, at)) != body.npos; at += text.size()) {
-      body.insert(at + text.size(), addition);
-    }
-  };
-  insertAfter(kProcedures, kRestore);
-  insertAfter(kInstruction, "userdict/ESPsave save put\n\nuserdict /ESPsave get restore\n");
-  return body;
-}
-
-// Runs a manual booklet without and with the capture, which must contain what was printed.
-inline void expectBooklet(const Job& job, std::string_view body, std::string_view messages,
-                          Where where = Where::here()) {
-  const std::string out = join(plainHeader(), body, trailer());
-  const std::string line = tmpLines(job).substr(0, tmpLines(job).size() / 2);
-  expectRun(job, out, join(line, messages), 0, where);
-  expectNoManualFiles(job);
-  Job captured = job;
-  expectRun(captured.capture(), out, join(kCaptureOn, line, messages), 0, where);
-  expectSame(readFile(job.tmpFile("qvn_ps2")), out, "qvn_ps2", "the job", where);
-  expectNoManualFiles(job);
-  std::filesystem::remove(job.tmpFile("qvn_log"));
-}
-
-// On this system, and, unless the job sets a version, on 10.5 and 10.4.9.
-inline void expectBookletEverywhere(const Job& job, std::string_view body,
-                                    std::string_view messages, Where where = Where::here()) {
-  expectBooklet(job, body, messages, where);
-  if (job.program() != Job().program()) return;
-  expectBooklet(Job(job).version("0x1050"), body, messages, where);
-  expectBooklet(Job(job).version("0x1049"), onOldSystem(std::string(body)), messages, where);
-}
-
-// A job with an instruction page, for which there is no file.
-inline void expectPrinted(const Job& job, std::string_view body, Where where = Where::here()) {
-  expectBookletEverywhere(job, body, kNoInstruction, where);
+// Checks a whole run. Unless a test says otherwise, there is no file of an instruction page.
+inline void expectPrinted(const Job& job, std::string_view body,
+                          std::string_view messages = kNoInstruction, Where where = Where::here()) {
+  expectRun(job, join(plainHeader(), body, trailer()), reorderingLine(job) + messages, 0, where);
+  expectNoManualFiles(job, "42", where);
 }
 
 // A job without any page, and thus without an instruction page.
 inline void expectPrintedWithoutPages(const Job& job, std::string_view body,
                                       Where where = Where::here()) {
-  expectBookletEverywhere(job, body, "", where);
+  expectPrinted(job, body, "", where);
 }
 
 }  // namespace jobshaper::testing
