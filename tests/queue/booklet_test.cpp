@@ -1,22 +1,15 @@
 // Which jobs become booklets, and how the pages of a held job are found and arranged.
 #include "queue/booklet.h"
 
-#include <gtest/gtest.h>
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <fcntl.h>
-
-#include <optional>
 #include <ostream>
-#include <set>
 
 #include "queue/embedded_pages.h"
 #include "queue/held_job.h"
 #include "queue/imposition.h"
-#include "queue/option_string.h"
-#include "settings/argument_store.h"
-#include "tests/queue/queue_ppd.h"
-#include "tests/support/program.h"
+#include "tests/queue/queue_job.h"
 
 namespace jobshaper {
 
@@ -26,35 +19,18 @@ static void PrintTo(const Side& side, std::ostream* out) { *out << side.left << 
 namespace testing {
 namespace {
 
-// ---- order
-
-TEST(BookletOrder, HasEveryPageOnceAndTheFirstOneOutside) {
-  for (int pages = 1; pages <= 64; ++pages) {
-    const std::vector<Side> sides = bookletSides(pages, {});
-    EXPECT_EQ(sides.size(), static_cast<std::size_t>((pages + 3) / 4 * 2));
-    EXPECT_EQ(sides[0], (Side{pages % 4 == 0 ? pages : kBlankPage, 1})) << pages;
-    std::multiset<int> found;
-    for (std::size_t i = 0; i < sides.size(); ++i) {
-      // The halves of a side, and the two sides of a leaf, belong together.
-      const int last = static_cast<int>(sides.size()) * 2 + 1;
-      const auto [left, right] = sides[i];
-      if (left != kBlankPage && right != kBlankPage) {
-        EXPECT_EQ(left + right, last) << pages;
-      }
-      found.insert(left);
-      found.insert(right);
-    }
-    for (int page = 1; page <= pages; ++page) EXPECT_EQ(found.count(page), 1U) << page;
-  }
-}
-
-TEST(BookletOrder, LeavesFacesOfTheCoverBlank) {
+TEST(BookletOrder, HasTheFirstPageOutsideAndLeavesFacesOfTheCoverBlank) {
   struct Row {
     CoverFaces faces;  // outside front, inside front, inside back, outside back
     int pages;
     std::vector<Side> sides;
   };
   const Row rows[] = {
+      {{}, 1, {{0, 1}, {0, 0}}},
+      {{}, 3, {{0, 1}, {2, 3}}},
+      {{}, 4, {{4, 1}, {2, 3}}},
+      {{}, 5, {{0, 1}, {2, 0}, {0, 3}, {4, 5}}},
+      {{}, 12, {{12, 1}, {2, 11}, {10, 3}, {4, 9}, {8, 5}, {6, 7}}},
       {{false, true, true, false}, 1, {{0, 0}, {1, 0}}},
       {{false, true, true, false}, 2, {{0, 0}, {1, 2}}},
       {{false, true, true, false}, 3, {{0, 0}, {1, 3}, {0, 2}, {0, 0}}},
@@ -62,32 +38,39 @@ TEST(BookletOrder, LeavesFacesOfTheCoverBlank) {
       {{true, false, false, false}, 5, {{0, 1}, {0, 0}, {5, 2}, {3, 4}}},
       {{false, false, true, true}, 3, {{3, 0}, {0, 2}, {0, 1}, {0, 0}}},
   };
-  for (const Row& row : rows) EXPECT_EQ(bookletSides(row.pages, row.faces), row.sides);
+  for (const Row& row : rows) {
+    EXPECT_EQ(bookletSides(row.pages, row.faces), row.sides) << row.pages << " pages";
+  }
 }
 
 // ---- held jobs
 
-// A job as it is read back: header, pages and trailer.
-std::vector<std::string> partsOf(const std::string& text) {
-  TemporaryDirectory directory;
+// Reads the job from a file; nameless files are made in `directory`.
+HeldJob held(const std::string& text, const TemporaryDirectory& directory) {
   writeFile(directory.file("job"), text);
   HeldJob job;
-  std::vector<std::string> parts;
   const int file = ::open(directory.file("job").c_str(), O_RDONLY);
   EXPECT_TRUE(job.read(file, directory.path()));
   ::close(file);
-  if (!job.hasPages()) return parts;
-  const auto add = [&](const Part& part) {
-    std::string bytes;
+  return job;
+}
+
+// A job as it is read back: header, pages and trailer; nothing if it has no pages.
+std::vector<std::string> partsOf(const std::string& text) {
+  TemporaryDirectory directory;
+  const HeldJob job = held(text, directory);
+  if (!job.hasPages()) return {};
+  std::vector<Part> all = {job.header()};
+  all.insert(all.end(), job.pages().begin(), job.pages().end());
+  all.push_back(job.trailer());
+  std::vector<std::string> parts;
+  for (const Part& part : all) {
+    std::string& bytes = parts.emplace_back();
     EXPECT_TRUE(job.forEachBlock(part, [&](std::string_view block) {
       bytes += block;
       return true;
     }));
-    parts.push_back(bytes);
-  };
-  add(job.header());
-  for (const Part& page : job.pages()) add(page);
-  add(job.trailer());
+  }
   return parts;
 }
 
@@ -133,27 +116,28 @@ TEST(HeldJob, HasNoPagesWithoutCommentsOrProlog) {
 
 std::string rewritten(const std::string& text, const Rewriting& rewriting) {
   TemporaryDirectory directory;
-  writeFile(directory.file("job"), text);
-  HeldJob job;
-  const int file = ::open(directory.file("job").c_str(), O_RDONLY);
-  EXPECT_TRUE(job.read(file, directory.path()));
-  ::close(file);
-  const Descriptor result = rewrittenJob(job, rewriting, directory.path());
+  const Descriptor result = rewrittenJob(held(text, directory), rewriting, directory.path());
   std::string bytes(1000000, '\0');
   bytes.resize(readFully(result.get(), bytes.data(), bytes.size()));
   return bytes;
 }
 
+// Replaces our procedures, which end a line of their own.
+std::string withoutProcedures(std::string text) {
+  const std::size_t from = text.find("userdict/QvnBooklet");
+  const std::string last = "rectclip}if}bind def\nend\n";
+  const std::size_t end = text.find(last);
+  if (from == text.npos || end == text.npos) return text;
+  return text.replace(from, end + last.size() - from, "PROCEDURES\n");
+}
+
 TEST(Imposition, PutsPagesOnSidesAfterTheProcedures) {
-  const std::string header = "%!PS\n%%BeginProlog\n/p{}def\n%%BeginProlog\n";
-  const std::string job = header + "%%Page: i 1\r\n1 p\n%%Page: ii 2\n2 p%%Trailer\n%%Page: 3\n3 p";
-  const std::string text = rewritten(job, {.sides = {{2, 1}, {kBlankPage, 3}}});
-  const std::size_t first = text.find("userdict/QvnBooklet");
-  EXPECT_EQ(text.substr(0, first), "%!PS\n%%BeginProlog\n");
-  const std::size_t rest = text.find("/p{}def\n");
-  EXPECT_EQ(text.substr(rest - 4, 4), "end\n");
-  EXPECT_EQ(text.substr(rest),
-            "/p{}def\n%%BeginProlog\n"
+  const std::string text = rewritten(
+      "%!PS\n%%BeginProlog\n/p{}def\n%%BeginProlog\n%%Page: i 1\r\n1 p\n%%Page: ii 2\n"
+      "2 p%%Trailer\n%%Page: 3\n3 p",
+      {.sides = {{2, 1}, {kBlankPage, 3}}});
+  EXPECT_EQ(withoutProcedures(text),
+            "%!PS\n%%BeginProlog\nPROCEDURES\n/p{}def\n%%BeginProlog\n"
             "%%Page: 1 1\n%%BeginPageSetup\n%%EndPageSetup\n"
             "% Pages 2 and 1 of the document; 0 is a blank one.\nQvnBooklet/side get exec\n"
             "false QvnBooklet/open get exec\n2 p%%Trailer\nQvnBooklet/close get exec\n"
@@ -167,11 +151,11 @@ TEST(Imposition, PutsPagesOnSidesAfterTheProcedures) {
 
 TEST(Imposition, AddsTheProceduresWhateverEndsTheLines) {
   for (const std::string end : {"\r", "\r\n", "\n"}) {
+    const std::string top = "%!PS" + end + "%%BeginProlog";
     const std::string text =
-        rewritten("%!PS" + end + "%%BeginProlog" + end + "x" + end + "%%Page: 1 1" + end,
-                  {.sides = {{0, 1}}});
-    EXPECT_EQ(text.find("userdict/QvnBooklet"), ("%!PS%%BeginProlog" + end).size() + 1);
-    EXPECT_NE(text.find("end\n" + end.substr(1) + "x" + end), text.npos);
+        rewritten(top + end + "x" + end + "%%Page: 1 1" + end, {.sides = {{0, 1}}});
+    const std::string expected = top + end[0] + "PROCEDURES\n" + end.substr(1) + "x" + end;
+    EXPECT_EQ(withoutProcedures(text).substr(0, expected.size()), expected);
   }
 }
 
@@ -189,36 +173,21 @@ TEST(Imposition, MakesOneCopyOfMany) {
 }
 
 TEST(Imposition, HidesThePagesOfEmbeddedDocuments) {
-  const std::string document = "%%Page: 1 1\n(%%Trailer)show\n%%Trailer\n%%EndDocument\n";
-  const std::string hidden = "% %Page: 1 1\n(%%Trailer)show\n% %Trailer\n%%EndDocument\n";
   const std::string begin = "%%BeginDocument: a.eps\n";
-  const std::string header = "%!PS\n%%BeginProlog\n" + begin;
-  const std::string page = "%%Page: 1 1\n" + begin;
-  const std::string trailer = "%%Trailer\n%%Pages: 1\n%%EOF\n";
-  const std::string job = header + document + page + document + trailer;
+  const std::string document = begin + "%%Page: 1 1\n(%%Trailer)show\n%%Trailer\n%%EndDocument\n";
+  const std::string hidden = begin + "% %Page: 1 1\n(%%Trailer)show\n% %Trailer\n%%EndDocument\n";
+  const std::string top = "%!PS\n%%BeginProlog\n";
+  const std::string page = "%%Page: 1 1\n";
+  const std::string job = top + document + page + document + "%%Trailer\n%%Pages: 1\n%%EOF\n";
   EXPECT_EQ(rewritten(job, {.sides = {}, .hidesEmbeddedPages = true}),
-            header + hidden + page + hidden + trailer);
+            top + hidden + page + hidden + "%%Trailer\n%%Pages: 1\n%%EOF\n");
   const std::string sides =
-      rewritten(job, {.sides = {{kBlankPage, 1}}, .hidesEmbeddedPages = true});
-  EXPECT_NE(sides.find("end\n" + begin + hidden + "%%Page: 1 1\n%%BeginPageSetup\n"), sides.npos);
-  EXPECT_NE(sides.find("open get exec\n" + begin + hidden + "QvnBooklet/close"), sides.npos);
+      withoutProcedures(rewritten(job, {.sides = {{kBlankPage, 1}}, .hidesEmbeddedPages = true}));
+  EXPECT_TRUE(sides.starts_with(top + "PROCEDURES\n" + hidden + page)) << sides;
+  EXPECT_NE(sides.find("open get exec\n" + hidden + "QvnBooklet/close"), sides.npos) << sides;
 }
 
 // ---- pages of embedded documents
-
-// What becomes of a text that comes in pieces of this size.
-std::string hidden(std::string_view text, std::size_t size) {
-  std::string result;
-  EmbeddedPages pages([&](std::string_view bytes) {
-    result += bytes;
-    return true;
-  });
-  for (std::size_t at = 0; at < text.size(); at += size) {
-    EXPECT_TRUE(pages.take(text.substr(at, size)));
-  }
-  EXPECT_TRUE(pages.finish());
-  return result;
-}
 
 TEST(EmbeddedPages, AreHiddenInWholeLinesOutsideOfData) {
   const std::string long_line(100, 'x');
@@ -236,7 +205,18 @@ TEST(EmbeddedPages, AreHiddenInWholeLinesOutsideOfData) {
        "%%BeginBinary: 9\n%%Trailer\n%%EndBinary\n% %Trailer\n"},
   };
   for (const auto& [text, expected] : rows) {
-    for (std::size_t size = 1; size <= 20; ++size) EXPECT_EQ(hidden(text, size), expected) << size;
+    for (std::size_t size = 1; size <= 20; ++size) {
+      std::string hidden;
+      EmbeddedPages pages([&](std::string_view bytes) {
+        hidden += bytes;
+        return true;
+      });
+      for (std::size_t at = 0; at < text.size(); at += size) {
+        EXPECT_TRUE(pages.take(std::string_view(text).substr(at, size)));
+      }
+      EXPECT_TRUE(pages.finish());
+      EXPECT_EQ(hidden, expected) << "in pieces of " << size << " bytes";
+    }
   }
 }
 
@@ -251,50 +231,22 @@ TEST(EmbeddedPages, StopWhenTheirReceiverDoes) {
 
 // ---- which jobs
 
-struct Settled {
-  CompletedJob job;
-  std::string said;
-  int counted = 0;
-};
-
-Settled settled(const std::string& options, std::optional<int> pages, const std::string& content,
-                const std::string& more = "") {
-  TemporaryDirectory directory;
-  const std::string path = directory.file("printer.ppd");
-  writeFile(path, ppdWith(ppdOption("QVBookletFold", "false Booklet SaddleStitch", "false") +
-                          "*OpenGroup: InstallableOptions/Options\n" +
-                          ppdOption("OptionDuplexer", "True False", "True") +
-                          "*CloseGroup: InstallableOptions\n"
-                          "*UIConstraints: *OptionDuplexer False *QVBookletFold\n" +
-                          more));
-  Settled result;
-  QueueJob job;
-  job.options = options.c_str();
-  job.copies = "1";
-  job.ppdPath = path.c_str();
-  job.origin.contentType = content;
-  job.countPages = [&] {
-    ++result.counted;
-    return pages;
-  };
-  ::testing::internal::CaptureStderr();
-  result.job = completedJob(job);
-  result.said = ::testing::internal::GetCapturedStderr();
-  return result;
-}
-
-TEST(Booklet, ThatCannotBeHeldFails) {
-  const Settled booklet = settled("booklet=true", std::nullopt, "application/postscript");
-  EXPECT_TRUE(booklet.job.booklet.failed);
-  EXPECT_EQ(booklet.counted, 1);
+Request bookletRequest(const std::string& options, const std::string& contentType,
+                       const std::string& more = "") {
+  return {.options = options,
+          .ppd = ppdWith(ppdOption("QVBookletFold", "false Booklet SaddleStitch", "false") +
+                         ppdEquipment(ppdOption("OptionDuplexer", "True False", "True")) +
+                         "*UIConstraints: *OptionDuplexer False *QVBookletFold\n" + more),
+          .contentType = contentType,
+          .pages = 7};
 }
 
 TEST(Booklet, IsHeldOnlyIfItHasTo) {
   struct Row {
     const char* options;
-    const char* content;
-    int counted;
-    int coverSide;
+    const char* contentType;
+    int counted;    // how often the pages are, which holds the job
+    int coverSide;  // 0: the cover has no paper of its own
   };
   const Row rows[] = {
       {"", "application/postscript", 0, 0},
@@ -312,20 +264,24 @@ TEST(Booklet, IsHeldOnlyIfItHasTo) {
        "application/pdf", 0, 0},
   };
   for (const Row& row : rows) {
-    const Settled booklet = settled(row.options, 7, row.content);
-    EXPECT_EQ(booklet.counted, row.counted) << row.options << row.content;
-    EXPECT_EQ(booklet.job.additions.coverSide, row.coverSide) << row.options << row.content;
-    EXPECT_EQ(booklet.said, "") << row.options;
+    const Completion job = complete(bookletRequest(row.options, row.contentType));
+    EXPECT_EQ(job.counted, row.counted) << row.options << row.contentType;
+    EXPECT_EQ(job.additions.coverSide, row.coverSide) << row.options << row.contentType;
+    EXPECT_EQ(job.messages, "") << row.options;
   }
 }
 
+TEST(Booklet, ThatCannotBeHeldFails) {
+  Request request = bookletRequest("booklet=true", "application/postscript");
+  request.pages = {};
+  EXPECT_TRUE(complete(request).booklet.failed);
+}
+
 TEST(Booklet, PrintsItsBlankSides) {
-  const std::string ppd = ppdOption("QvnBlankPage", "PrinterS true false", "PrinterS");
   const auto blank = [&](const char* options) {
-    const Settled job = settled(options, 4, "application/postscript", ppd);
-    argumentStore store;
-    store.initWithOptionString(job.job.options.c_str());
-    return std::string(store.getValue("QvnBlankPage"_option).value_or(""));
+    return complete(bookletRequest(options, "application/postscript",
+                                   ppdOption("QvnBlankPage", "PrinterS true false", "PrinterS")))
+        .values["QvnBlankPage"];
   };
   EXPECT_EQ(blank("booklet=true QvnBlankPage=false"), "true");
   EXPECT_EQ(blank("booklet=true"), "PrinterS");
@@ -333,17 +289,17 @@ TEST(Booklet, PrintsItsBlankSides) {
 }
 
 TEST(Booklet, WithoutADuplexerIsIgnored) {
-  const Settled booklet = settled("booklet=true OptionDuplexer=False", 4, "application/postscript");
-  EXPECT_EQ(booklet.said,
-            "\nWARNING: booklet=true needs equipment that is not installed (OptionDuplexer=False); "
-            "it is ignored. If it is installed, tell the queue with lpadmin -p QUEUE -o.\n");
-  EXPECT_FALSE(booklet.job.booklet.isBooklet);
-  EXPECT_EQ(booklet.counted, 0);
+  const Completion job =
+      complete(bookletRequest("booklet=true OptionDuplexer=False", "application/postscript"));
+  EXPECT_EQ(job.messages, notInstalled("booklet=true", "OptionDuplexer=False", "it is ignored"));
+  EXPECT_FALSE(job.booklet.isBooklet);
+  EXPECT_EQ(job.counted, 0);
 }
 
 TEST(Booklet, IsManualOnAPrinterWithTheKeyword) {
-  EXPECT_FALSE(settled("booklet=true", 4, "").job.booklet.isManual);
-  EXPECT_TRUE(settled("booklet=true", 4, "", "*QvnManualBooklet: True\n").job.booklet.isManual);
+  const std::string keyword = "*QvnManualBooklet: True\n";
+  EXPECT_FALSE(complete(bookletRequest("booklet=true", "")).booklet.isManual);
+  EXPECT_TRUE(complete(bookletRequest("booklet=true", "", keyword)).booklet.isManual);
 }
 
 }  // namespace

@@ -21,6 +21,12 @@ inline std::string ppdOption(std::string_view name, std::string_view choices,
   return text + "*CloseUI: " + keyword + "\n";
 }
 
+// The same in the group of equipment that may be installed.
+inline std::string ppdEquipment(std::string_view options) {
+  return "*OpenGroup: InstallableOptions/Options\n" + std::string(options) +
+         "*CloseGroup: InstallableOptions\n";
+}
+
 // The smallest PPD file that libcups accepts, with `options` in it.
 inline std::string ppdWith(std::string_view options) {
   return "*PPD-Adobe: \"4.3\"\n*FormatVersion: \"4.3\"\n*FileVersion: \"1.0\"\n"

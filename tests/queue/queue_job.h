@@ -1,0 +1,69 @@
+// Jobs that jobshaper-queue completes, in the process of the test.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "queue/option_string.h"
+#include "settings/argument_store.h"
+#include "tests/queue/queue_ppd.h"
+#include "tests/support/program.h"
+
+namespace jobshaper::testing {
+
+struct Request {
+  std::string options;
+  std::string ppd = "";     // the text of the PPD file; "" for none
+  std::string copies = "";  // nothing is added for them
+  std::string contentType = "";
+  std::optional<int> pages = 4;  // of the document; none if it cannot be read
+};
+
+struct Completion : CompletedJob {
+  argumentStore::Options values;  // what the filter reads in `options`
+  std::string messages;           // on standard error
+  int counted = 0;                // how often the pages were counted
+};
+
+inline Completion completeJob(const QueueJob& job) {
+  ::testing::internal::CaptureStderr();
+  Completion completion{completedJob(job), {}, {}, 0};
+  completion.messages = ::testing::internal::GetCapturedStderr();
+  argumentStore store;
+  store.initWithOptionString(completion.options.c_str());
+  completion.values = store.keyEnumerator();
+  return completion;
+}
+
+inline Completion complete(const Request& request) {
+  TemporaryDirectory directory;
+  const std::string path = directory.file("printer.ppd");
+  if (!request.ppd.empty()) writeFile(path, request.ppd);
+  QueueJob job;
+  job.title = "The \"first\" draft\n";
+  job.options = request.options.c_str();
+  job.copies = request.copies.c_str();
+  job.ppdPath = request.ppd.empty() ? nullptr : path.c_str();
+  job.origin.contentType = request.contentType;
+  int counted = 0;
+  job.countPages = [&] {
+    ++counted;
+    return request.pages;
+  };
+  Completion completion = completeJob(job);
+  completion.counted = counted;
+  return completion;
+}
+
+// The warnings about a choice, "Option=Choice"; `outcome` is "it is ignored" or what is used.
+inline std::string notAChoice(const std::string& choice, const std::string& outcome) {
+  return "\nWARNING: " + choice + " is not a choice of this printer; " + outcome +
+         ". lpoptions -p QUEUE -l lists them.\n";
+}
+inline std::string notInstalled(const std::string& choice, const std::string& equipment,
+                                const std::string& outcome) {
+  return "\nWARNING: " + choice + " needs equipment that is not installed (" + equipment + "); " +
+         outcome + ". If it is installed, tell the queue with lpadmin -p QUEUE -o.\n";
+}
+
+}  // namespace jobshaper::testing
