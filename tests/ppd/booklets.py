@@ -1,63 +1,50 @@
 #!/usr/bin/env python3
-"""Booklets, from pstops through the entry program of a queue to Ghostscript: which page is on which
-half of which side, and the paper that each side is printed on.
+"""Booklets, from pstops to Ghostscript: which page is on which half of which side, on which paper, and
+which sides of a manual booklet are in which pass.
 
-    booklets.py JOBSHAPER-QUEUE FINISHER-PPD DUPLEX-PPD SMALL-PPD
+    booklets.py JOBSHAPER-QUEUE JOBSHAPER-AT INSTRUCTION-PAGE MAKE-JOBS FINISHER-PPD DUPLEX-PPD SMALL-PPD
 """
 
 import os
+import pathlib
 import re
+import subprocess
 import sys
 import tempfile
 
-from ppd import Checks, Ppd, pstops, run, without_pjl
+from ppd import Checks, Ppd, printed, pstops, without_pjl
 from booklet_pages import SIDES, document, sides_of
 from ghostscript import Ghostscript
 
-program, *paths = [os.path.abspath(path) for path in sys.argv[1:]]
+queue, jobshaper_at, instruction, make_jobs, *paths = [os.path.abspath(path) for path in sys.argv[1:]]
 finisher, duplex, small = (Ppd(path) for path in paths)
 checks = Checks()
+same = checks.same
 
 FOLDS = {"SaddleStitch": "<< /Fold 2 /Staple 4>> setpagedevice", "BiFold": "<< /Fold 1 >> setpagedevice",
          "Booklet": "", "DoNotFoldAndStaple": "<< /Fold 0 /Staple 0>> setpagedevice"}
 # Four sides that are arranged already.
 SHEETS = re.sub(rb"(?s)initgraphics.*?finish\n", b"showpage\n", document(4))
+PDF = "application/pdf"
 
 
-def arrives(ppd, pages, options, content=None, document_text=None, copies="1"):
-    job = pstops(document_text or document(pages), options, ppd.path)
-    with tempfile.TemporaryDirectory() as directory:
-        done = run([program, "7", "ada", "", copies, options], job, {
-            "PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": directory, "LANG": "en",
-            "CONTENT_TYPE": content or "application/postscript"})
-        checks.check(os.listdir(directory) == [], f"{options}: files are left")
-    return done
+def arrives(ppd, options, job, content="application/postscript", copies="1", **environment):
+    return printed(checks, [queue], pstops(job, options, ppd), ppd, options, copies, CONTENT_TYPE=content,
+                   **environment)
 
 
-def check(title, got, wanted):
-    checks.check(got == wanted, f"{title}: {got} and not {wanted}")
-
-
-def pages_of(sides):
-    return [pages for pages, _ in sides]
-
-
-def fold_of(body):
-    found = re.search(rb"\*QVBookletFold \w+\n\n(.*)\n", body)
-    return found.group(1).decode() if found else None
+def sides(options, job, content="application/postscript"):
+    """The two pages and the paper of each side."""
+    return sides_of(nullpage, without_pjl(arrives(finisher, options, job, content).stdout))
 
 
 def who_arranges():
     five = SIDES[5]
-    pdf = "application/pdf"
-    for ppd, options, content, fold, sides in (
+    for ppd, options, content, fold, wanted in (
             (finisher, "booklet=true", None, "SaddleStitch", five),
-            (finisher, "booklet=true", "image/png", "SaddleStitch", five),
-            (finisher, "booklet=true", pdf, "SaddleStitch", None),
-            (finisher, "booklet=true", "image/urf", "SaddleStitch", None),
-            (finisher, "booklet=true QVBookletFold=BiFold", pdf, "BiFold", None),
+            (finisher, "booklet=true", PDF, "SaddleStitch", None),
             (finisher, "booklet=true QVBookletFold=DoNotFoldAndStaple", None, "DoNotFoldAndStaple", five),
-            (finisher, "QVBookletFold=SaddleStitch", pdf, "SaddleStitch", five),
+            (finisher, "QVBookletFold=SaddleStitch", PDF, "SaddleStitch", five),
             (finisher, "booklet=false QVBookletFold=SaddleStitch", None, "SaddleStitch", None),
             (finisher, "QvnBookletPages=Arranged QVBookletFold=SaddleStitch", None, "SaddleStitch", None),
             (finisher, "finishings=13", None, "SaddleStitch", five),
@@ -67,114 +54,156 @@ def who_arranges():
             (duplex, "booklet=true", None, "Booklet", five),
             (finisher, "booklet=true outputorder=reverse", None, "SaddleStitch", five[::-1]),
             (finisher, "booklet=true Collate=False", None, "SaddleStitch", five)):
-        done = arrives(ppd, 5, options, content)
+        done = arrives(ppd, options, document(5), content or "application/postscript")
         body = without_pjl(done.stdout)
-        check(options, fold_of(body), FOLDS[fold])
-        check(options, re.findall(rb"\*Collate \w+\n(.*)\n", body), [b"<</Collate true>>setpagedevice"])
-        check(options, b"WARNING" in done.stderr, False)
-        arranged = b"QvnBooklet/" in body
-        check(f"{options} {content}", arranged, sides is not None)
-        if sides:
-            check(options, pages_of(sides_of(ghostscript, body)), sides)
+        same(options, re.findall(r"\*QVBookletFold \w+\n\n(.*)\n", body.decode("latin-1")), [FOLDS[fold]])
+        same(options, re.findall(rb"\*Collate \w+\n(.*)\n", body), [b"<</Collate true>>setpagedevice"])
+        same(options, b"WARNING" in done.stderr, False)
+        same(f"{options} {content}", b"QvnBooklet/" in body, wanted is not None)
+        if wanted:
+            same(options, [pages for pages, _ in sides_of(nullpage, body)], wanted)
 
 
 def as_it_is():
     """Documents without page comments, and the banner of a queue, are not arranged."""
-    plain = b"%!PS\n(PAGE 1)= showpage\n(PAGE 2)= showpage\n"
-    done = arrives(finisher, 0, "booklet=true QVBookletFold=SaddleStitch", document_text=plain)
-    check("no comments", re.findall(rb"WARNING.*arranged", done.stderr), [b"WARNING: The pages of this document cannot be arranged"])
-    check("no comments", re.findall(rb"/Fold|/Staple|QvnBooklet/", done.stdout), [])
     text = b"%!\n/Helvetica findfont 20 scalefont setfont 50 50 moveto(page)show showpage\n"
-    done = run([program, "7", "ada", "", "1", "booklet=true"], text, {
-        "PPD": finisher.path, "DEVICE_URI": "socket://printer", "CONTENT_TYPE": "application/postscript"})
-    check("no pages", re.findall(rb"WARNING.*", done.stderr), [
+    done = printed(checks, [queue], text, finisher, "booklet=true", CONTENT_TYPE="application/postscript")
+    same("no pages", re.findall(rb"WARNING.*", done.stderr), [
         b"WARNING: The pages of this document cannot be arranged as a booklet, because it is PostScript without "
         b"usable page comments; it is printed as it is. Convert it to PDF and print that."])
-    check("no pages", without_pjl(done.stdout).strip(), text.strip())
+    same("no pages", without_pjl(done.stdout).strip(), text.strip())
+    plain = arrives(finisher, "booklet=true QVBookletFold=SaddleStitch", b"%!PS\n(PAGE 1)= showpage\nshowpage\n")
+    same("no comments", plain.stderr.count(b"WARNING: The pages of this document cannot be arranged"), 1)
+    same("no comments", re.findall(rb"/Fold|/Staple|QvnBooklet/", plain.stdout), [])
     for options in ("booklet=true", "QVBookletFold=SaddleStitch"):
-        job = pstops(document(2), options, finisher.path)
-        done = run([program, "7", "ada", "", "1", options], job, {
-            "PPD": finisher.path, "DEVICE_URI": "socket://printer", "CUPS_FILETYPE": "job-sheet"})
-        check(f"banner, {options}", re.findall(rb"/Fold|/Staple|QvnBooklet/|Duplex true", done.stdout), [])
+        done = arrives(finisher, options, document(2), CUPS_FILETYPE="job-sheet")
+        same(f"banner, {options}", re.findall(rb"/Fold|/Staple|QvnBooklet/|Duplex true", done.stdout), [])
 
 
 def covers():
     card = "QVBookletCoverSource=Tray2 QVBookletCoverType=Card"
-    reverse = " outputorder=reverse"
-    work = [(card + order, "1 (Card Stock)", pages) for pages in (1, 4, 5, 16, 64) for order in ("", reverse)]
-    work += [("QVBookletCoverType=Card", "null (Card Stock)", 5), ("QVBookletCoverSource=ManualPaper", "", 5),
-             ("QVBookletCoverSource=Tray2 MediaType=Plain InputSlot=Tray3", "1 (Plain)", 5)]
-    for options, paper, pages in work:
-        text = f"QVBookletFold=SaddleStitch {options}"
-        body = without_pjl(arrives(finisher, pages, text).stdout)
-        count = (pages + 3) // 4 * 2
-        if not paper:  # Ghostscript does not show it
-            request = b"/ManualFeed true  >> setpagedevice"
-            check(text, body.split(b"%%Page: 1 1\n")[1].split(b"\n")[1].endswith(request), True)
-            continue
-        sides = sides_of(ghostscript, body)
-        cover = [0, 1] if reverse not in options else [count - 2, count - 1]
-        check(f"{text}, {pages} pages", [i for i, (_, asked) in enumerate(sides) if asked == paper], cover)
-        others = {asked for i, (_, asked) in enumerate(sides) if i not in cover}
-        rest = "3 (Plain)" if "InputSlot" in options else "null null"
-        check(f"{text}, {pages} pages", others, {rest} if pages > 4 else set())
+    backward = " outputorder=reverse"
+    for options, pages, cover, paper, rest in (
+            (card, 1, [0, 1], "1 (Card Stock)", set()),
+            (card, 5, [0, 1], "1 (Card Stock)", {"null null"}),
+            (card + backward, 4, [0, 1], "1 (Card Stock)", set()),
+            (card + backward, 16, [6, 7], "1 (Card Stock)", {"null null"}),
+            ("QVBookletCoverType=Card", 5, [0, 1], "null (Card Stock)", {"null null"}),
+            ("QVBookletCoverSource=Tray2 MediaType=Plain InputSlot=Tray3", 5, [0, 1], "1 (Plain)", {"3 (Plain)"})):
+        found = sides(f"QVBookletFold=SaddleStitch {options}", document(pages))
+        same(options, [i for i, (_, asked) in enumerate(found) if asked == paper], cover)
+        same(options, {asked for i, (_, asked) in enumerate(found) if i not in cover}, rest)
         # This sheet has the first page outside, and the last of four times as many.
-        outer = sides[0 if reverse not in options else count - 1][0]
-        check(f"{text}, {pages} pages", outer, (pages if pages % 4 == 0 else 0, 1))
+        same(options, found[cover[backward in options]][0], (pages if pages % 4 == 0 else 0, 1))
+    # Ghostscript does not show manual feed.
+    body = arrives(finisher, "QVBookletFold=SaddleStitch QVBookletCoverSource=ManualPaper", document(5)).stdout
+    request = body.split(b"%%Page: 1 1\n")[1].split(b"\n")[1]
+    checks.check(request.endswith(b"/ManualFeed true  >> setpagedevice"), request)
     # Arranged by CUPS, which has four sides.
-    for order, cover in (("", [0, 1]), (" outputorder=reverse", [2, 3])):
-        options = f"booklet=true QVBookletCoverSource=Tray2{order}"
-        done = arrives(finisher, 4, options, "application/pdf", SHEETS)
-        sides = sides_of(ghostscript, without_pjl(done.stdout))
-        check(options, [i for i, (_, asked) in enumerate(sides) if asked.startswith("1 ")], cover)
+    for order, cover in (("", [0, 1]), (backward, [2, 3])):
+        found = sides(f"booklet=true QVBookletCoverSource=Tray2{order}", SHEETS, PDF)
+        same(order, [i for i, (_, asked) in enumerate(found) if asked.startswith("1 ")], cover)
 
 
 def faces():
-    all_faces = ("QVOutsideFrontCover", "QVInsideFrontCover", "QVInsideBackCover", "QVOutsideBackCover")
-    outside, inside = (all_faces[0], all_faces[3]), all_faces[1:3]
-    for printed, pages, sides in (
-            (inside, 6, [(0, 0), (1, 6), (5, 2), (3, 4)]),
-            (outside, 6, [(6, 1), (0, 0), (5, 2), (3, 4)]),
-            (outside, 3, [(3, 1), (0, 0), (0, 2), (0, 0)]),
-            (all_faces, 6, [(0, 1), (2, 0), (6, 3), (4, 5)]),
-            (all_faces[:1], 3, [(0, 1), (0, 0), (0, 2), (3, 0)]),
-            ((), 6, [(0, 1), (2, 0), (6, 3), (4, 5)])):
-        options = " ".join(f"{face}=true" for face in printed)
-        text = f"QVBookletFold=SaddleStitch QVBookletCoverPage=true QVBookletCoverSource=Tray2 {options}"
-        found = sides_of(ghostscript, without_pjl(arrives(finisher, pages, text).stdout))
-        check(options, pages_of(found), sides)
-        check(options, [asked for _, asked in found], ["1 null"] * 2 + ["null null"] * 2)
-    for options in ("QVInsideFrontCover=true", "QVBookletCoverPage=false QVInsideFrontCover=true"):
-        found = sides_of(ghostscript, without_pjl(arrives(finisher, 4, f"QVBookletFold=Booklet {options}").stdout))
-        check(options, pages_of(found), SIDES[4])
+    """tests/queue/booklet_test.cpp has more of these orders."""
+    cover = "QVBookletFold=SaddleStitch QVBookletCoverSource=Tray2 "
+    for options, wanted in (
+            ("QVBookletCoverPage=true QVInsideFrontCover=true QVInsideBackCover=true",
+             [(0, 0), (1, 6), (5, 2), (3, 4)]),
+            ("QVBookletCoverPage=true", [(0, 1), (2, 0), (6, 3), (4, 5)]),
+            ("QVBookletCoverPage=false QVInsideFrontCover=true", [(0, 1), (2, 0), (6, 3), (4, 5)])):
+        same(options, sides(cover + options, document(6)),
+             [(pages, "null null" if i > 1 else "1 null") for i, pages in enumerate(wanted)])
 
 
 def manual_copies():
-    for copies in ("1", "3"):
-        done = arrives(small, 5, "booklet=true collate=true", copies=copies,
-                       document_text=document(5))
-        jobs = done.stdout.split(b"\x1b%-12345X@PJL JOB\n")[1:]
-        check(f"{copies} copies", len(jobs), int(copies))
-        for job in jobs:
-            check("sides", re.findall(rb"(?m)^%%Page: \S+ (\d+)", job), [b"0", b"1", b"3", b"1", b"4", b"2"])
-            check("copies", re.findall(rb"(?m)^%RBINumCopies: .*|^.*COPIES = .*", job),
-                  [b"@PJL SET COPIES = 1", b"%RBINumCopies: 1"])
-        check("pages", done.stderr.count(b"PAGE: "), 4 * int(copies))
+    done = arrives(small, "booklet=true collate=true", document(5), copies="3")
+    jobs = done.stdout.split(b"\x1b%-12345X@PJL JOB\n")[1:]
+    same("copies", len(jobs), 3)
+    for job in jobs:
+        same("sides", re.findall(rb"(?m)^%%Page: \S+ (\d+)", job), [b"0", b"1", b"3", b"1", b"4", b"2"])
+        same("copies", re.findall(rb"(?m)^%RBINumCopies: .*|^.*COPIES = .*", job),
+             [b"@PJL SET COPIES = 1", b"%RBINumCopies: 1"])
+    same("pages", done.stderr.count(b"PAGE: "), 12)
 
 
-def embedded_by_hand():
+def manual_with_embedded_documents():
     """Pages with a picture that is a document of its own, arranged by us or by the application."""
     picture = b"%%BeginDocument: a.eps\n%!PS-Adobe-3.0 EPSF-3.0\n%%Page: 1 1\n%%Trailer\n%%EOF\n%%EndDocument\n"
     text = document(5).replace(b"initgraphics(PAGE", picture + b"initgraphics(PAGE")
-    for options, pages in (("booklet=true", [b"0", b"1", b"3", b"1", b"4", b"2"]),
-                           ("QVBookletFold=Booklet QvnBookletPages=Arranged",
-                            [b"0", b"1", b"3", b"5", b"1", b"4", b"2"])):
-        output = arrives(small, 5, options, document_text=text).stdout
-        check(options, re.findall(rb"(?m)^%%Page: \S+ (\d+)", output), pages)
-        check(options, output.count(b"PAGE "), 5)
+    for options, pages in (("booklet=true", b"0 1 3 1 4 2"),
+                           ("QVBookletFold=Booklet QvnBookletPages=Arranged", b"0 1 3 5 1 4 2")):
+        output = arrives(small, options, text).stdout
+        same(options, b" ".join(re.findall(rb"(?m)^%%Page: \S+ (\d+)", output)), pages)
+        same(options, output.count(b"PAGE "), 5)
 
 
-with Ghostscript("nullpage", "-r72") as ghostscript:
-    for part in (who_arranges, as_it_is, covers, faces, manual_copies, embedded_by_hand):
+def pages(count, prolog=b"", begin=b""):
+    return b"%%!PS-Adobe-3.0\n%%%%Pages: %d\n%%%%EndComments\n%%%%BeginProlog\n%s%%%%EndProlog\n" % (
+        count, prolog) + b"%%BeginSetup\n%%EndSetup\n" + b"".join(
+            b"%%%%Page: %d %d\n%s/Helvetica findfont 150 scalefont setfont 100 %d moveto (%d) show "
+            b"showpage\n" % (n, n, begin, 100 + 60 * n, n)
+            for n in range(1, count + 1)) + b"%%Trailer\n%%EOF\n"
+
+
+def made(command, *arguments):
+    return subprocess.run(["bash", "-c", f'. "$0"; {command}', make_jobs, *arguments], check=True,
+                          timeout=60, stdout=subprocess.PIPE).stdout
+
+
+def two_passes(instructions):
+    """Each side of the job is drawn at its place, after the instruction page: the odd ones, blank sides,
+    and the even ones from the last to the first."""
+    fold = "QVBookletFold=Booklet"
+    # A job from macOS contains its own procedures, which are kept; the blank side is not empty then.
+    own = b"/cg_md 9 dict def cg_md begin\n/bp {gsave} def /sdmtx {initmatrix} def\n" \
+        b"/ep {100 100 300 300 rectfill grestore showpage} def end\n"
+    text = made("make_document")
+    path = f"{instructions}/document"
+    pathlib.Path(path).write_bytes(text)
+    pdf = made('make_pdf "$1" > "$1.pdf"; pdftops -paper A4 "$1.pdf" -', path)
+    for job, options, filter_options, blanks in (
+            (pages(1), fold, fold, 1),
+            (pages(6), fold, fold, 1),
+            # What pstops itself adds to pages: saved states, scaled and rotated coordinates, a showpage that
+            # does nothing, a border.
+            (pages(7), f"{fold} number-up=2", None, 1),
+            (pages(12), f"{fold} number-up=4 page-border=double landscape", None, 1),
+            (pages(3), f"{fold} fit-to-page page-label=draft", None, 1),
+            (pages(3), f"{fold} mirror", None, 1),
+            (pages(4), f"{fold} outputorder=reverse", None, 1),
+            (pages(3), f"{fold} PageSize=Custom.500x700 InputSlot=ManualPaper MediaType=Card", None, 1),
+            (pages(4), f"{fold} QVBookletCoverPage=true QVInsideFrontCover=true", None, 2),
+            # A booklet although the job contains another feature.
+            (pages(3), "QVBookletFold=TriFold", None, 1),
+            (pages(3), "QVBookletFold=PrinterS", fold, 1),
+            # Pages that begin with code that could disturb the blank page.
+            (pages(3, begin=b"save 3 3 scale 1 0 0 setrgbcolor 90 rotate restore\n"), fold, None, 1),
+            (pages(3, prolog=own), fold, None, 1),
+            # Real documents.
+            (text, fold, None, 1),
+            (pdf, fold, None, 1)):
+        before = pstops(job, options, small)
+        done = printed(checks, [jobshaper_at, "0x1050"], before, small, filter_options or options,
+                       JOBSHAPER_INSTRUCTIONS=instructions)
+        errors = [line for line in done.stderr.decode().splitlines() if not line.startswith("tmp at")]
+        same(options, (done.returncode, errors), (0, []))
+        _, drawn = pictures.run(without_pjl(before))
+        _, found = pictures.run(without_pjl(done.stdout))
+        odd = len(drawn[::2])
+        empty = found[1 + odd:1 + odd + blanks]
+        same(options, found[1:] == drawn[::2] + empty + drawn[::-1][len(drawn) % 2::2], True)
+        # A picture is white if there are only zero bits after its format, the name of Ghostscript and its size.
+        white = [not any(picture.split(b"\n", 3)[3]) for picture in [*found[:1], *drawn, *empty]]
+        same(options, white, [False] * (1 + len(drawn)) + [own not in job] * blanks)
+
+
+with Ghostscript("nullpage", "-r72") as nullpage:
+    for part in (who_arranges, as_it_is, covers, faces, manual_copies, manual_with_embedded_documents):
         part()
+with Ghostscript("pbmraw", "-r20") as pictures, tempfile.TemporaryDirectory() as directory:
+    os.mkdir(f"{directory}/en.lproj")
+    os.symlink(instruction, f"{directory}/en.lproj/instruction(null)")
+    two_passes(directory)
 checks.exit(at_least=180)

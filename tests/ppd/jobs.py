@@ -1,162 +1,199 @@
 #!/usr/bin/env python3
-"""Jobs with every choice of every option of the PPD files, through pstops and the filter: no line is
-lost on the way, and Ghostscript finds all pages, their texts and the size of the paper.
+"""One job for each choice of each option, through pstops and the programs of a queue: each choice sends
+something else than the default, the table in docs/ppd.md tells it, no line is lost on the way, and
+Ghostscript finds all pages, their texts and the size of the paper.
 
-    jobs.py JOBSHAPER PPD...
+    jobs.py JOBSHAPER-QUEUE JOBSHAPER DOCUMENT PPD...            compares the table
+    jobs.py --write JOBSHAPER-QUEUE JOBSHAPER DOCUMENT PPD...    writes it
 """
 
 import concurrent.futures
+import functools
 import os
+import pathlib
 import sys
+from collections import Counter
 
-from ppd import UEL, Checks, Ppd, pstops, run, without_pjl
+from ppd import UEL, Checks, Ppd, printed, pstops, without_pjl
 from ghostscript import Ghostscript
 
-program = os.path.abspath(sys.argv[1])
-ppds = [Ppd(os.path.abspath(path)) for path in sys.argv[2:]]
+writes = sys.argv[1] == "--write"
+queue, jobshaper, document, *paths = sys.argv[1 + writes:]
+document = pathlib.Path(document)
+ppds = [Ppd(path) for path in paths]
 checks = Checks()
-PAGES = 3
-
-JOB = b"%!PS-Adobe-3.0\n%%Pages: 3\n%%EndComments\n%%BeginProlog\n%%EndProlog\n" + \
+BEGIN = "<!-- sent:begin (tests/ppd/jobs.py --write writes the text between these two marks) -->\n"
+END = "<!-- sent:end -->\n"
+PAGES = 2
+JOB = b"%!PS-Adobe-3.0\n%%Pages: 2\n%%EndComments\n%%BeginProlog\n%%EndProlog\n" + \
     b"%%BeginSetup\n%%EndSetup\n" + b"".join(
         b"%%%%Page: %d %d\n/Helvetica findfont 14 scalefont setfont\n"
         b"40 100 moveto (mark-%d) show\n"
         b"(SIZE ) print currentpagedevice /PageSize get ==\nshowpage\n" % (n, n, n)
         for n in range(1, PAGES + 1)) + b"%%Trailer\n%%EOF\n"
+TRAILER = UEL + UEL + b'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n' + UEL
+
+# Options without which a choice has no effect.
+COVER = "QVBookletFold=Booklet QvnBookletPages=Arranged "
+FACES = "QVBookletFold=Booklet QVBookletCoverPage=true QVInsideFrontCover=true "
+WITH = {"QVBookletFold": "QvnBookletPages=Arranged ", "QvnBookletPages": "QVBookletFold=Booklet ",
+        "QVBookletCoverSource": COVER, "QVBookletCoverType": COVER,
+        "QVBookletCoverPage": "QVBookletFold=Booklet QVInsideFrontCover=true ",
+        "QVInsideFrontCover": "QVBookletFold=Booklet QVBookletCoverPage=true QVOutsideFrontCover=true ",
+        "QVOutsideFrontCover": FACES, "QVInsideBackCover": FACES, "QVOutsideBackCover": FACES}
+# The effect of these is not in single lines: they change the order of the pages.
+ARRANGE = {"QvnBookletPages", "QVBookletCoverPage", "QVInsideFrontCover", "QVOutsideFrontCover",
+           "QVInsideBackCover", "QVOutsideBackCover"}
+# Choices without their equipment are not sent.
+INSTALLED = "OptionFinisher=True OptionMailbox=True OptionEnvFeeder=True OptionTray5=True "
 
 
-def jobshaper(job, options, ppd):
-    result = run([program, "7", "ada", "title", "1", options], job,
-                 {"PPD": ppd.path, "DEVICE_URI": "socket://printer"})
-    return result.stdout if result.returncode == 0 else b""
+def equipment(choice):
+    slot = "EnvelopeDrawer" if choice.startswith("EnvDrawr") else "Tray"
+    return INSTALLED + " ".join(f"OptionDrawer{n}={slot}" for n in (2, 3, 4))
 
 
-def lines_to_keep(job, options, ppd):
-    """The lines that the filter must not remove."""
+def cases():
+    """PPD file, option and choice, without those that an earlier file has with the same code and equipment;
+    and the defaults of the others."""
+    seen = set()
+    for ppd in ppds:
+        for name, option in ppd.options.items():
+            # The PIN is not a choice.
+            if name in {"PageRegion", "JRHOLDKEY"} | ppd.installable:
+                continue
+            rules = [rule for rule in ppd.all("UIConstraints") if f"*{name} " in f"{rule} " and "*Option" in rule]
+            kinds = {choice: repr((name, choice, code, rules, ppd.manual and name in WITH))
+                     for choice, (_, code) in option.choices.items()}
+            new = {choice for choice, kind in kinds.items() if kind not in seen}
+            seen.update(kinds.values())
+            yield from ((ppd, name, choice) for choice in option.choices if new and choice in {*new, option.default})
+
+
+from_pstops = functools.cache(lambda ppd, options: pstops(JOB, options, ppd))
+
+
+def lines_to_keep(ppd, job, folds):
+    """The lines that must arrive: all but the filter's own, and the code that a fold replaces."""
     lines = without_pjl(job).split(b"\n")
     patch = next(i for i, line in enumerate(lines) if b"JobPatchFile" in line)
     del lines[patch:patch + 3]
-    fold = dict(o.split("=") for o in options.split() if "=" in o).get("QVBookletFold")
-    if fold not in (None, "false", "PrinterS"):
-        # The filter may remove only the choice's own code before the duplexer line.
-        for feature in [i for i, line in enumerate(lines) if b"*QVBookletFold" in line][::-1]:
-            choice = lines[feature].split()[-1].decode()
-            code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
-            ahead = [i for i, line in enumerate(code) if "statusdict /duplexer get exec" in line]
-            if ahead:
-                del lines[feature + 1:feature + 1 + ahead[0]]
+    for feature in [i for i, line in enumerate(lines) if folds and b"*QVBookletFold" in line][::-1]:
+        choice = lines[feature].split()[-1].decode()
+        code = ppd.options["QVBookletFold"].choices[choice].code.split("\n")
+        before = [i for i, line in enumerate(code) if "statusdict /duplexer get exec" in line]
+        del lines[feature + 1:feature + 1 + before[0]]
     return lines
 
 
-def first_missing(lines, text):
-    rest = iter(text.split(b"\n"))
-    return next((line for line in lines if line not in rest), None)
+def arrives(ppd, command, options, job, folds=False):
+    """What the printer gets, of which nothing may be missing."""
+    title = f"{ppd.name}: {options}"
+    done = printed(checks, command, job, ppd, options)
+    checks.check(done.returncode == 0 and b"WARNING" not in done.stderr, f"{title}: {done.stderr}")
+    checks.check(done.stdout.startswith(UEL + b"@PJL JOB\n") and done.stdout.endswith(TRAILER),
+                 f"{title}: header and trailer")
+    if folds is not None:
+        rest = iter(without_pjl(done.stdout).split(b"\n"))
+        checks.same(title, [line for line in lines_to_keep(ppd, job, folds) if line not in rest][:1], [])
+    return done.stdout
 
 
-def combined(ppd, tried):
-    """Every choice whose code no earlier PPD file has, in as few jobs as possible: each job has a
-    different choice of every option."""
-    left = {}
-    for name, option in ppd.options.items():
-        if name in ("PageRegion", "QVBookletFold"):
-            continue  # pstops chooses between PageSize and this; folds follow one by one
-        for choice, (_, code) in option.choices.items():
-            if (name, choice, code) not in tried:
-                tried.add((name, choice, code))
-                left.setdefault(name, []).append(choice)
-    while left:
-        taken = {name: choices.pop() for name, choices in left.items()}
-        left = {name: choices for name, choices in left.items() if choices}
-        text = " ".join(f"{name}={choice}" for name, choice in taken.items())
-        yield text, text, taken.get("PageSize", "A4")
+def arrives_with(case):
+    ppd, name, choice = case
+    needed = WITH.get(name, "")
+    options = f"{needed}{name}={choice}" + (" JRHOLDKEY=1234" if choice == "JRConf" else "")
+    # For an option without code, pstops adds nothing but comments.
+    has_code = any(code for _, code in ppd.options[name].choices.values())
+    job = from_pstops(ppd, options if has_code or name == "PrintTo" else needed)
+    # The entry program itself changes booklets.
+    output = arrives(ppd, [queue], f"{equipment(choice)} {options}", job, None if needed else False)
+    checks.check(b"*JRHOLDKEY" not in job, f"{options}: a PIN in the PostScript")
+    if has_code:
+        feature = f"%%BeginFeature: *{name} {choice}\n".encode()
+        checks.check(feature in job and feature in output, f"{options}: the feature")
+    return output
 
 
-def cases(ppd, tried):
-    """Options of the job, options as the filter gets them, and the choice that determines the paper."""
-    yield from combined(ppd, tried)
-    for choice in ppd.options["QVBookletFold"].choices:
-        yield f"QVBookletFold={choice}", f"QVBookletFold={choice}", "A4"
-    yield "PageSize=Custom.300x400", "PageSize=Custom.300x400", (300, 400)
-    yield "media=Letter", "media=Letter", "Letter"
-    # A booklet although the job contains another feature: the PPD file does not have the value, or the
-    # filter gets a different option.
+def folded():
+    """Booklets although the job contains another feature: the PPD file does not have the choice, or the
+    filter gets a different option. With a source of the first page, its features come again."""
+    ppd = ppds[0]
     for choice in [*ppd.options["QVBookletFold"].choices, "TriFold"]:
-        for fold in ("Booklet", "SaddleStitch", "TriFold"):
-            if ppd.manual:
-                continue  # manual booklets have their own test
-            yield f"QVBookletFold={choice} InputSlot=Tray1", f"QVBookletFold={fold}", "A4"
-            # All features again in the setup of the first two pages.
-            yield (f"QVBookletFold={choice} AP_FIRSTPAGE_InputSlot=Tray1",
-                   f"QVBookletFold={fold}", "A4")
-    for value in ("3", "4", "8", "10", "13"):
-        yield f"finishings={value}", f"finishings={value}", "A4"
-    for mode in ppd.options["PrintTo"].choices:
-        yield (f"PrintTo={mode} InputSlot=Tray1 PageSize=Letter",
-               f"PrintTo={mode} QVBookletFold=false", "Letter")
+        for more in ("", " AP_FIRSTPAGE_InputSlot=Tray1"):
+            job = from_pstops(ppd, f"QVBookletFold={choice}{more}")
+            for fold in ("Booklet", "TriFold"):
+                yield arrives(ppd, [jobshaper], f"QVBookletFold={fold}", job, True)
 
 
-def distinct(work):
-    """The jobs of all PPD files, without those that have the same options and code as an earlier one."""
-    seen = set()
-    for ppd, case in work:
-        pairs = [pair.partition("=")[::2] for pair in case[0].split()]
-        code = tuple(ppd.options[name].choices[choice].code for name, choice in pairs
-                     if name in ppd.options and choice in ppd.options[name].choices)
-        if (case, code) not in seen:
-            seen.add((case, code))
-            yield ppd, case
+def table_of(work, outputs):
+    """Option -> choice -> the lines that it sends, without comments."""
+    sent = {}
+    for (ppd, name, choice), output in zip(work, outputs):
+        text = output.decode("latin-1").replace(UEL.decode(), "")
+        lines = [line for line in text.split("\n") if line and not line.startswith("%")]
+        sent.setdefault((ppd, name), {})[choice] = lines
+    table = {}
+    for (ppd, name), choices in sent.items():
+        default = ppd.options[name].default
+        for choice, lines in choices.items():
+            other = default if choice != default else next(c for c in choices if c != default)
+            checks.check(sorted(lines) != sorted(choices[other]), f"{ppd.name}: {name}={choice} sends what {other} sends")
+            if not (ppd.manual and name == "QVBookletFold"):  # the order of the pages changes, too
+                more = list((Counter(lines) - Counter(choices[other])).elements())
+                table.setdefault(name, {}).setdefault(choice, None if name in ARRANGE else more)
+    return table
 
 
-def filtered(case):
-    ppd, (job_options, filter_options, paper) = case
-    job = pstops(JOB, job_options, ppd.path)
-    output = jobshaper(job, filter_options, ppd)
-    return ppd, job_options, filter_options, paper, job, output
+def cell(lines):
+    """PJL lines and the PostScript lines that set up the printer, in one table cell."""
+    if lines is None:
+        return "the order of the pages"
+    lines = [line for line in lines if line.startswith("@PJL") or line.endswith("setpagedevice")]
+    return "<br>".join(f"`{line}`" for line in dict.fromkeys(lines)).replace("|", "\\|") or "nothing"
+
+
+def compare(table):
+    rows = "".join(f"| `{name}` | `{choice}` | {cell(lines)} |\n"
+                   for name, choices in table.items() for choice, lines in choices.items())
+    before, _, rest = document.read_text(encoding="utf-8").partition(BEGIN)
+    old, _, after = rest.partition(END)
+    new = "| Option | Choice | Sends |\n|---|---|---|\n" + rows
+    if writes:
+        document.write_text(before + BEGIN + new + END + after, encoding="utf-8")
+    else:
+        checks.check(old == new, "docs/ppd.md does not tell what is sent: jobs.py --write does")
+
+
+def render(bodies):
+    with Ghostscript("txtwrite") as ghostscript:
+        for drawn, (title, size) in bodies.items():
+            log, pages = ghostscript.run(drawn)
+            checks.same(title, [page.strip() for page in pages], [f"mark-{n}".encode() for n in range(1, PAGES + 1)])
+            sizes = {tuple(round(float(n)) for n in line[6:].strip("[] ").split())
+                     for line in log.splitlines() if line.startswith("SIZE ")}
+            checks.same(f"{title}: paper", sizes, {size})
 
 
 def main():
-    bodies = {}
+    work = list(cases())
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        tried = set()
-        work = list(distinct((ppd, case) for ppd in ppds for case in cases(ppd, tried)
-                             if not (ppd.manual and "QVBookletFold=Booklet" in case[1])))
-        for ppd, job_options, filter_options, paper, job, output in pool.map(filtered, work):
-            title = f"{ppd.name}: {job_options} | {filter_options}"
-            ends = output.startswith(UEL + b"@PJL JOB\n") and output.endswith(
-                UEL + UEL + b'@PJL RDYMSG DISPLAY = ""\n@PJL EOJ\n@PJL QPORTROTATE\n' + UEL)
-            checks.check(ends, f"{title}: header and trailer")
-            body = without_pjl(output)
-            missing = first_missing(lines_to_keep(job, filter_options, ppd), body)
-            checks.check(missing is None, f"{title}: lost: {missing}")
-            # The feature in the job itself, to make sure that pstops used the choice.
-            for pair in job_options.split():
-                name, _, choice = pair.partition("=")
-                if name == "JRHOLDKEY":
-                    checks.check(b"*JRHOLDKEY" not in job, f"{title}: a PIN in the PostScript")
-                elif name in ppd.options and choice in ppd.options[name].choices:
-                    feature = f"%%BeginFeature: *{name} {choice}\n".encode()
-                    checks.check(feature in job and feature in body, f"{title}: the feature")
-            # Comments and empty features draw nothing, so jobs that differ only in them are rendered
-            # once.
-            drawn = b"\n".join(l for l in body.split(b"\n") if not l.startswith(b"%"))
-            drawn = drawn.replace(b"[{\n} stopped cleartomark\n", b"")
-            bodies.setdefault(drawn, (title, ppd, paper))
-    with Ghostscript("txtwrite") as ghostscript:
-        for drawn, (title, ppd, paper) in bodies.items():
-            log, pages = ghostscript.run(drawn)
-            size = paper
-            if isinstance(paper, str):
-                dimension = next(v for k, c, _, v in ppd.entries
-                                 if k == "PaperDimension" and c == paper)
-                size = tuple(round(float(n)) for n in dimension.split())
-            wanted = [f"mark-{n}".encode() for n in range(1, PAGES + 1)]
-            checks.check([page.strip() for page in pages] == wanted, f"{title}: pages {pages}")
-            sizes = {tuple(round(float(n)) for n in line[6:].strip("[] ").split())
-                     for line in log.splitlines() if line.startswith("SIZE ")}
-            checks.check(sizes == {size}, f"{title}: paper {sizes} and not {size}")
-    print(f"{len(work)} jobs, {len(bodies)} of them rendered")
+        outputs = list(pool.map(arrives_with, work))
+    compare(table_of(work, outputs))
+    shown = [(f"{ppd.name}: {name}={choice}", ppd.size(choice if name == "PageSize" else "A4"), output)
+             for (ppd, name, choice), output in zip(work, outputs) if name not in WITH]
+    shown += [(f"fold {i}", ppds[0].size("A4"), output) for i, output in enumerate(folded())]
+    custom = "PageSize=Custom.300x400"
+    shown.append((custom, (300, 400), arrives(ppds[0], [queue], custom, from_pstops(ppds[0], custom))))
+    # Comments and empty features draw nothing, so jobs that differ only in them are rendered once.
+    bodies = {}
+    for title, size, output in shown:
+        drawn = b"\n".join(line for line in without_pjl(output).split(b"\n") if not line.startswith(b"%"))
+        bodies.setdefault(drawn.replace(b"[{\n} stopped cleartomark\n", b""), (title, size))
+    render(bodies)
+    print(f"{len(outputs)} jobs, {len(bodies)} of them rendered")
     checks.check(len(bodies) > 40, "hardly a job was rendered")
-    checks.exit(at_least=600)
+    checks.exit(at_least=1500)
 
 
 main()

@@ -1,12 +1,14 @@
 """Shared by the tests of the PPD files: reading PPD files, and running programs on jobs."""
 
 import os
+import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 from collections import Counter, namedtuple
 
-sys.path.append(os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "support"))
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
 
 UEL = b"\x1b%-12345X"
 
@@ -18,33 +20,34 @@ class Ppd:
     """The keywords of a PPD file in order, and its options."""
 
     def __init__(self, path):
-        self.path = path
+        self.path = os.path.abspath(path)
         self.name = os.path.basename(path)
-        with open(path, encoding="utf-8") as file:
-            self.content = file.read()
+        self.content = pathlib.Path(path).read_text(encoding="utf-8")
         # *Keyword Option/Text: "value" or *Keyword: value; a value in quotes may have several lines.
         pattern = r'^\*([^%?:\s][^:\s]*)(?:[ ]+([^:/\n]+)(?:/([^:\n]*))?)?:[ ]*("[^"]*"|[^"\n]*)$'
-        self.entries = [
-            (key, (option or "").strip(), text, value.strip('"'))
-            for key, option, text, value in re.findall(pattern, self.content, re.MULTILINE)
-        ]
+        self.entries = [(key, (option or "").strip(), text, value.strip('"'))
+                        for key, option, text, value in re.findall(pattern, self.content, re.MULTILINE)]
         self.manual = self.value("QvnManualBooklet") == "True"  # prints manual booklets
+        self.groups = dict(value.split("/") for value in self.all("OpenGroup"))  # name -> text
         self.options = {}
-        self.groups = {}
-        for key, option, text, value in self.entries:
-            if key == "OpenGroup":
-                name, _, label = value.partition("/")
-                self.groups[name] = label
-            elif key == "OpenUI":
-                name = option.lstrip("*")
-                default = self.value("Default" + name)
-                choices = {
-                    c: Choice(t, v) for k, c, t, v in self.entries if k == name
-                }
-                self.options[name] = Option(text, default, choices)
+        for keyword in [option for key, option, _, _ in self.entries if key == "OpenUI"]:
+            name = keyword.lstrip("*")
+            choices = {choice: Choice(text, code) for key, choice, text, code in self.entries if key == name}
+            text = next(text for key, option, text, _ in self.entries if (key, option) == ("OpenUI", keyword))
+            self.options[name] = Option(text, self.value("Default" + name), choices)
+        group = re.search(r"(?s)\*OpenGroup: InstallableOptions(.*?)\*CloseGroup", self.content)
+        self.installable = set(re.findall(r"\*OpenUI \*(\w+)", group.group(1) if group else ""))
+
+    def all(self, keyword):
+        return [value for key, _, _, value in self.entries if key == keyword]
 
     def value(self, keyword):
-        return next((value for key, _, _, value in self.entries if key == keyword), None)
+        return next(iter(self.all(keyword)), None)
+
+    def size(self, choice):
+        """The width and height of a paper, in whole points."""
+        value = next(value for key, option, _, value in self.entries if (key, option) == ("PaperDimension", choice))
+        return tuple(round(float(points)) for points in value.split())
 
 
 class Checks:
@@ -60,6 +63,9 @@ class Checks:
             self.failures[message] += 1
         return condition
 
+    def same(self, title, found, wanted):
+        return self.check(found == wanted, f"{title}: {found} and not {wanted}")
+
     def exit(self, at_least):
         for message in list(self.failures)[:40]:
             print("FAILED:", message)
@@ -69,23 +75,31 @@ class Checks:
         sys.exit(1 if self.failures or self.done < at_least else 0)
 
 
-def run(command, job=None, env=None, **more):
+def run(command, job, env):
     """Runs a program on a job. The result includes standard error."""
-    return subprocess.run(
-        command, input=job, env={**os.environ, **(env or {})}, timeout=60, check=False,
-        stdout=subprocess.PIPE, stderr=subprocess.PIPE, **more)
+    return subprocess.run(command, input=job, env={**os.environ, **env}, timeout=60, check=False,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
 
 def pstops(job, options, ppd):
     """The job as CUPS passes it to the filter of a queue."""
     result = run(["/usr/lib/cups/filter/pstops", "7", "ada", "title", "1", options], job,
-                 {"PPD": ppd, "LC_ALL": "C"})
+                 {"PPD": ppd.path, "LC_ALL": "C"})
     if result.returncode != 0 or b"%%EOF" not in result.stdout:
         raise RuntimeError(f"pstops {options}: {result.stderr.decode(errors='replace')}")
     return result.stdout
 
 
+def printed(checks, command, job, ppd, options, copies="1", **environment):
+    """Runs the filter of a queue, which must not leave files."""
+    with tempfile.TemporaryDirectory() as directory:
+        done = run([*command, "7", "ada", "", copies, options], job,
+                   {"PPD": ppd.path, "DEVICE_URI": "socket://printer", "TMPDIR": directory,
+                    "LANG": "en_US.UTF-8", **environment})
+        checks.same(f"{options}: files", os.listdir(directory), [])
+    return done
+
+
 def without_pjl(job):
     """The part for a PostScript interpreter."""
-    lines = job.split(b"\n")
-    return b"\n".join(l for l in lines if not l.startswith(UEL) and not l.startswith(b"@PJL"))
+    return b"\n".join(line for line in job.split(b"\n") if not line.startswith((UEL, b"@PJL")))

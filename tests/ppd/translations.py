@@ -4,54 +4,38 @@
     translations.py CATALOG-DIRECTORY INSTRUCTION-TEXTS PPD...
 """
 
-import glob
-import os
+import pathlib
 import re
 import sys
 
 from ppd import Checks, Ppd
 
-catalogs, instructions = sys.argv[1:3]
+catalogs, instructions = (pathlib.Path(path) for path in sys.argv[1:3])
 ppds = [Ppd(path) for path in sys.argv[3:]]
 checks = Checks()
 
-languages = {os.path.basename(p)[:-4] for p in glob.glob(f"{instructions}/*.txt")} - {"en"}
-checks.check(len(languages) == 7, f"languages of the instruction pages: {languages}")
 
-
-def in_words(text):
-    """Whether there is anything to translate: a number is the same everywhere."""
-    return re.search(r"[A-Za-z]{2}", text)
+def texts_of(ppd):
+    """The English texts: (keyword, name) -> text, under the keywords of their translations."""
+    # libcups itself has the English text of the user's own PIN, so ppdc leaves it out.
+    texts = {(key, name): text or "A PIN of your own" for key, name, text, _ in ppd.entries
+             if key in ("CustomJRHOLDKEY", "ParamCustomJRHOLDKEY")}
+    texts |= {("Translation", name): text for name, text in ppd.groups.items()}
+    for name, option in ppd.options.items():
+        if name != "PageRegion":  # users do not see it
+            texts["Translation", name] = option.text
+            texts |= {(name, choice): text for choice, (text, _) in option.choices.items()}
+    return texts
 
 
 def read_catalog(language):
-    with open(f"{catalogs}/quorvan-{language}.po", encoding="utf-8") as file:
-        content = file.read()
+    content = (catalogs / f"quorvan-{language}.po").read_text(encoding="utf-8")
     entries = re.findall(r'^msgid "(.+)"\nmsgstr "(.*)"$', content, re.MULTILINE)
-    checks.check(len(dict(entries)) == len(entries) == content.count("msgid"),
-                 f"{language}: every entry once")
+    checks.check(len(dict(entries)) == len(entries) == content.count("msgid"), f"{language}: every entry once")
     return dict(entries)
 
 
-def custom_texts(ppd):
-    """The texts of the PIN that a user types: (keyword, name) -> text."""
-    # libcups itself has the English text of the choice, so ppdc leaves it out.
-    return {(key, option): text or "A PIN of your own" for key, option, text, _ in ppd.entries
-            if key in ("CustomJRHOLDKEY", "ParamCustomJRHOLDKEY")}
-
-
-texts = set()
-for ppd in ppds:
-    texts |= set(ppd.groups.values())
-    texts |= set(custom_texts(ppd).values())
-    for option in ppd.options.values():
-        texts |= {option.text} | {choice.text for choice in option.choices.values()}
-texts = {text for text in texts if in_words(text)}
-checks.check(len(texts) > 150, f"only {len(texts)} texts")
-
-# A translation may be the same as the English text, but only a few may.
-for language in sorted(languages):
-    catalog = read_catalog(language)
+def check_catalog(language, catalog, texts):
     for text in texts:
         translation = catalog.get(text, "")
         checks.check(translation, f'{language}: no translation of "{text}"')
@@ -60,35 +44,28 @@ for language in sorted(languages):
         if language == "ja" and len(text) > 3 and "(JIS)" not in text and "dpi" not in text:
             checks.check(re.search("[\u3040-\u30ff\u4e00-\u9fff]", translation) or text == "US CMYK",
                          f'ja: "{translation}" is not Japanese')
+    # A translation may be the same as the English text, but only a few may.
     same = [text for text in texts if len(text) > 7 and catalog.get(text) == text]
     checks.check(len(same) < 12, f"{language}: not translated: {same}")
-    for text in set(catalog) - texts:
-        checks.check(not in_words(text) and text in {"A3", "A4", "A5", "A6", "1 (light)", "5 (dark)"}
-                     or re.fullmatch("A[3-6]", text), f'{language}: nobody needs "{text}"')
+    unused = {text for text in set(catalog) - texts if not re.fullmatch(r"A[3-6]|1 \(light\)|5 \(dark\)", text)}
+    checks.same(f"{language}: texts that nobody needs", unused, set())
 
-    for ppd in ppds:
-        held = {(key, option): text for key, option, text, _ in ppd.entries
-                if key.startswith(language + ".")}
 
-        def expect(key, option, text):
-            wanted = catalog.get(text, text)
-            checks.check(held.get((f"{language}.{key}", option)) == wanted,
-                         f"{ppd.name}: *{language}.{key} {option} is not \"{wanted}\"")
-
-        general = held.get((f"{language}.Translation", "General"))
-        checks.check(general and (language == "es" or general != "General"),
-                     f"{ppd.name}: {language}: the group of the paper size")
-        for name, text in ppd.groups.items():
-            expect("Translation", name, text)
-        for name, option in ppd.options.items():
-            if name == "PageRegion":
-                continue  # users do not see it
-            expect("Translation", name, option.text)
-            for choice, (text, _) in option.choices.items():
-                expect(name, choice, text)
-        for (key, name), text in custom_texts(ppd).items():
-            expect(key, name, text)
-        checks.check(language in (ppd.value("cupsLanguages") or "").split(),
-                     f"{ppd.name}: *cupsLanguages without {language}")
-
+english = {ppd: texts_of(ppd) for ppd in ppds}
+# A number is the same everywhere.
+everything = {text for texts in english.values() for text in texts.values() if re.search("[A-Za-z]{2}", text)}
+checks.check(len(everything) > 150, f"only {len(everything)} texts")
+languages = {path.stem for path in instructions.glob("*.txt")} - {"en"}
+checks.check(len(languages) == 7, f"languages of the instruction pages: {languages}")
+for language in sorted(languages):
+    translations = read_catalog(language)
+    check_catalog(language, translations, everything)
+    for ppd, texts in english.items():
+        held = {(key.removeprefix(f"{language}."), name): text for key, name, text, _ in ppd.entries
+                if key.startswith(f"{language}.")}
+        for place, text in texts.items():
+            checks.same(f"{ppd.name}: {language}: {place}", held.get(place), translations.get(text, text))
+        general = held.get(("Translation", "General"))  # the group of the paper size
+        checks.check(general and (language == "es" or general != "General"), f"{ppd.name}: {language}: {general}")
+        checks.check(language in (ppd.value("cupsLanguages") or "").split(), f"{ppd.name}: *cupsLanguages without {language}")
 checks.exit(at_least=10000)
