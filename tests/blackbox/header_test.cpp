@@ -90,39 +90,33 @@ ValueTable retention() {
 }
 
 // The user's id brings all three lines.
-std::string accounts(const std::string& user, const std::string& account,
-                     const std::string& department) {
-  return "@PJL SET QJOBCREDUSERNAME = \"" + user + "\"\n@PJL SET QJOBCREDACCOUNTID = \"" + account +
-         "\"\n@PJL SET QJOBCREDDEPTID = \"" + department + "\"\n";
-}
-
 ValueTable accounting() {
   const std::string longText(30000, 'l');
   return ValueTable("JAUSERID")
-      .given("JAUSERID=u JAACCTNUM=a JADEPTNUM=d", accounts("u", "a", "d"))
-      .given("JAUSERID=u JAACCTNUM= JADEPTNUM=", accounts("u", "", ""))
-      .given("JAUSERID=u JAACCTNUM=a", accounts("u", "a", ""))
-      .given("JAUSERID=u JADEPTNUM=d", accounts("u", "", "d"))
-      .given("JAUSERID= JAACCTNUM=a", accounts("", "a", ""))
-      .given("JAUSERID=", accounts("", "", ""))
+      .given("JAUSERID=u JAACCTNUM=a JADEPTNUM=d", accountingLines("u", "a", "d"))
+      .given("JAUSERID=u JAACCTNUM= JADEPTNUM=", accountingLines("u", "", ""))
+      .given("JAUSERID=u JAACCTNUM=a", accountingLines("u", "a", ""))
+      .given("JAUSERID=u JADEPTNUM=d", accountingLines("u", "", "d"))
+      .given("JAUSERID= JAACCTNUM=a", accountingLines("", "a", ""))
+      .given("JAUSERID=", accountingLines("", "", ""))
       .given("JAACCTNUM=a JADEPTNUM=d", "")
       .given("jauserid=u JAACCTNUM=a", "")
       .given("JAUSERID='the \"boss\"' JAACCTNUM='1\n2' JADEPTNUM=%s%@",
-             accounts("the \"boss\"", "1\n2", "%s%@"))
+             accountingLines("the \"boss\"", "1\n2", "%s%@"))
       .given("JAUSERID='\x01\x1b\x7f~' JAACCTNUM='!#$&()*+,-./:;?@[]^_`|' JADEPTNUM=PrinterS",
-             accounts("\x01\x1b\x7f~", "!#$&()*+,-./:;?@[]^_`|", "PrinterS"))
-      .given("JAUSERID=" + longText + " JADEPTNUM=" + longText, accounts(longText, "", longText))
+             accountingLines("\x01\x1b\x7f~", "!#$&()*+,-./:;?@[]^_`|", "PrinterS"))
+      .given("JAUSERID=" + longText + " JADEPTNUM=" + longText,
+             accountingLines(longText, "", longText))
       // Text in UTF-8 is converted byte by byte.
-      .given("JAUSERID=\xc3\xa4 JAACCTNUM=\xe2\x82\xac", accounts("√§", "‚Ç¨", ""));
+      .given("JAUSERID=\xc3\xa4 JAACCTNUM=\xe2\x82\xac", accountingLines("√§", "‚Ç¨", ""));
 }
 
 ValueTable genericDriver() {
-  const std::string mono = "@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n";
   return ValueTable("QVGeneric")
-      .sends("Color", "@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n")
-      .sends("Mono, color, COLOR, '', 'Color ', Colors, false", mono)
-      .given("QVGeneric", mono)
-      .given("noQVGeneric", mono)
+      .sends("Color", kColorLines)
+      .sends("Mono, color, COLOR, '', 'Color ', Colors, false", kBlackLines)
+      .given("QVGeneric", kBlackLines)
+      .given("noQVGeneric", kBlackLines)
       .given("qvgeneric=Color", "")
       .given("*QVGeneric=Color", "");
 }
@@ -154,7 +148,7 @@ TEST(PjlAccounting, EveryMacRomanByteIsSentInUtf8) {
     const std::string text = kMacRoman[i];
     expectRun(
         Job().options("JAUSERID=" + bytes + " JAACCTNUM=x" + bytes + " JADEPTNUM=" + bytes + "y"),
-        headerWith(accounts(text, "x" + text, text + "y")) + trailer());
+        headerWith(accountingLines(text, "x" + text, text + "y")) + trailer());
   }
 }
 

@@ -18,6 +18,19 @@ inline std::vector<std::string> split(std::string text, std::string_view separat
   return parts;
 }
 
+// The lines for a color or a black model of the generic driver.
+inline const std::string kColorLines =
+    "@PJL SET QCOLORMODEL = CMYK\n@PJL SET RENDERMODE  = COLOR\n";
+inline const std::string kBlackLines =
+    "@PJL SET QCOLORMODEL = BLACK\n@PJL SET RENDERMODE  = GRAYSCALE\n";
+
+// The lines for job accounting.
+inline std::string accountingLines(const std::string& user, const std::string& account,
+                                   const std::string& department) {
+  return "@PJL SET QJOBCREDUSERNAME = \"" + user + "\"\n@PJL SET QJOBCREDACCOUNTID = \"" + account +
+         "\"\n@PJL SET QJOBCREDDEPTID = \"" + department + "\"\n";
+}
+
 // The lines that are sent for each value of an option. Lists of values are separated by ", ", and
 // values are written as in an option string.
 class ValueTable {

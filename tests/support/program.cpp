@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 // The build sets all of these: the paths of the two programs under test, the directory of the
@@ -126,7 +125,9 @@ TemporaryDirectory::~TemporaryDirectory() {
 std::string readFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) ADD_FAILURE() << "cannot read " << path;
-  return {std::istreambuf_iterator<char>(in), {}};
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
 }
 
 void writeFile(const std::filesystem::path& path, std::string_view bytes) {
