@@ -23,15 +23,10 @@ class Listener:
         self.connections = 0
         self._hang_up_at = None
         self._may_read = threading.Event()
-        self._may_read.set()
+        self.hold, self.release = self._may_read.clear, self._may_read.set
+        self.release()
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
-
-    def hold(self):
-        self._may_read.clear()
-
-    def release(self):
-        self._may_read.set()
 
     def hang_up_after(self, size):
         self._hang_up_at = size
@@ -57,17 +52,12 @@ class Listener:
         connection.settimeout(60)
         job = bytearray()
         try:
-            while True:
-                self._may_read.wait(60)
-                piece = connection.recv(4096)
-                if not piece:
-                    break
+            while self._may_read.wait(60) and (piece := connection.recv(4096)):
                 job += piece
                 if self._hang_up_at is not None and len(job) >= self._hang_up_at:
                     self._hang_up_at = None
                     # The connection is reset, not closed: bytes in transit are lost.
-                    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
-                                          struct.pack("ii", 1, 0))
+                    connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
                     break
         except OSError:
             pass
