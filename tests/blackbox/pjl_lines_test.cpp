@@ -90,7 +90,8 @@ const std::string kTrays =
     "Tray1: TRAY1; Tray2, EnvDrawr2: TRAY2; Tray3, EnvDrawr3: TRAY3; Tray4, EnvDrawr4: TRAY4; "
     "Tray5: TRAY5; MultipurposeFeeder: MPFEEDER; EnvFeeder: FEEDER";
 const std::string kCopies =
-    "0: 0; 01: 1; 2: 2; 007: 7; ' \t5': 5; +6: 6; -3: -3; --3: 0; '- 3': 0; 12abc: 12; 3.9: 3; "
+    "0: 0; 01: 1; 2: 2; 007: 7; ' \t\n\v\f\r5': 5; +6: 6; -3: -3; --3: 0; '- 3': 0; 12abc: 12; "
+    "3.9: 3; "
     "1e3: 1; 0x10: 0; many, PrinterS, '': 0; "
     "2147483647, 2147483648, 4294967297, 99999999999999999999: 2147483647; "
     "-2147483648, -2147483649, -99999999999999999999: -2147483648";
@@ -236,7 +237,7 @@ void expectSizes(const std::string& rows, Where where = Where::here()) {
 TEST(PjlSettings, CustomSizeIsReadAsTwoNumbers) {
   const std::string largest = "4726143703312900830718113659507179520.00";
   expectSizes(
-      "612x792: 8.50 11.00;  \t\n612x\r 792: 8.50 11.00; +612x-792: 8.50 -11.00; "
+      "612x792: 8.50 11.00;  \t\n\v\f\r612x\r 792: 8.50 11.00; +612x-792: 8.50 -11.00; "
       "612.x.72: 8.50 0.01; 6.12e2x7.92E+2: 8.50 11.00; 61200e-2x0.000792e6: 8.50 11.00; "
       "612ptx792 points: 8.50 11.00; 72ex144e+: 1.00 2.00; 72e 1x144e-z: 1.00 2.00; "
       "612,5x1,000: 8.50 0.01; 1e-50x1e-40: 0.00 0.00; -0.1x0.1: -0.00 0.00; "

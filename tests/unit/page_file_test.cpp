@@ -1,43 +1,26 @@
 #include "booklet/page_file.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
 #include "tests/support/program.h"
 
 namespace jobshaper {
 namespace {
 
-class PageFileTest : public ::testing::Test {
- protected:
-  PageFileTest() { EXPECT_TRUE(file_.open(path_)); }
-  std::uintmax_t size() const { return std::filesystem::file_size(path_); }
-
-  testing::TemporaryDirectory directory_;
-  const std::string path_ = directory_.file("pages");
-  PageFile file_;
-};
-
-TEST_F(PageFileTest, GathersLinesIntoLargeWrites) {
-  const std::string line(64, 'x');
-  for (int i = 0; i < 1023; ++i) file_.write(line);
-  EXPECT_EQ(size(), 0U);
-  file_.write(line);
-  EXPECT_EQ(size(), 65536U);
-  file_.write(line);
-  EXPECT_EQ(size(), 65536U);
-  EXPECT_TRUE(file_.flush());
-  EXPECT_EQ(size(), 65600U);
-}
-
-TEST_F(PageFileTest, GathersConvertedLinesToo) {
-  const std::string line(64, 'x');
-  for (int i = 0; i < 1023; ++i) file_.writeMacRoman(line);
-  EXPECT_EQ(size(), 0U);
-  file_.writeMacRoman(line);
-  EXPECT_EQ(size(), 65536U);
+TEST(PageFile, GathersLinesIntoLargeWrites) {
+  const testing::TemporaryDirectory directory;
+  const std::string path = directory.file("pages"), line(64, 'x');
+  for (const auto write : {&PageFile::write, &PageFile::writeMacRoman}) {
+    PageFile file;
+    ASSERT_TRUE(file.open(path));
+    const auto sizeAfter = [&](int lines) {
+      for (int i = 0; i < lines; ++i) (file.*write)(line);
+      return std::filesystem::file_size(path);
+    };
+    EXPECT_EQ(sizeAfter(1023), 0U);
+    EXPECT_EQ(sizeAfter(1), 65536U);
+    EXPECT_EQ(sizeAfter(1), 65536U);
+    EXPECT_TRUE(file.flush());
+    EXPECT_EQ(sizeAfter(0), 65600U);
+  }
 }
 
 }  // namespace
