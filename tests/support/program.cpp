@@ -16,6 +16,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/log_settings.h"
+
 // The build sets all of these: the paths of the two programs under test, the directory of the
 // libraries that tests preload, and what runs programs for another machine.
 #ifndef JOBSHAPER_PROGRAM
@@ -364,15 +366,8 @@ Job& Job::capture() {
   return *this;
 }
 Job& Job::log(int level, int module) {
-  writeFile(tmpFile("Debug/.DebugPlist/qvDebug.plist"),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-            "<plist version=\"1.0\">\n<dict>\n\t<key>Feiprion</key>\n\t<dict>\n"
-            "\t\t<key>debugFile</key>\n\t\t<string>debug.log</string>\n"
-            "\t\t<key>debugLevel</key>\n\t\t<integer>" +
-                std::to_string(level) + "</integer>\n\t\t<key>moduleNumber</key>\n\t\t<integer>" +
-                std::to_string(module) + "</integer>\n\t</dict>\n</dict>\n</plist>\n");
+  writeFile(tmpFile(kLogSettings), propertyList(logEntry(integer(std::to_string(level)),
+                                                         integer(std::to_string(module)))));
   return *this;
 }
 

@@ -1,516 +1,552 @@
-// The records of the diagnostic log in its debug file: their form, which level lets them
-// through, and what the dumps show.
+// What no job shows of the diagnostic log, but other programs use: errors, access to files, dumps,
+// the socket of a debugging application, and its part in the setup.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <functional>
+#include <map>
+#include <thread>
+#include <tuple>
+#include <utility>
 
-#include "tests/unit/debug_log_fixture.h"
+#include "diag/debug_log.h"
+#include "diag/debug_session.h"
+#include "platform/descriptor.h"
+#include "tests/support/log_settings.h"
+#include "tests/support/permissions.h"
+#include "tests/support/program.h"
+
+namespace {
+
+// Called instead of waiting; if empty, the test waits.
+std::function<void(useconds_t)> insteadOfWaiting;
+
+}  // namespace
+
+// These replace functions of the C library.
+extern "C" int usleep(useconds_t microseconds) {
+  if (insteadOfWaiting) {
+    insteadOfWaiting(microseconds);
+    return 0;
+  }
+  const timespec time{static_cast<time_t>(microseconds / 1000000),
+                      static_cast<long>(microseconds % 1000000 * 1000)};
+  return nanosleep(&time, nullptr);
+}
+
+extern "C" int gettimeofday(timeval* time, void* /*zone*/) noexcept {
+  *time = {1, 998600};
+  return 0;
+}
 
 namespace jobshaper::testing {
 namespace {
 
-// The state before main, which the tests change.
-const struct {
-  bool doneSetup = logDoneSetup;
-  std::int32_t pid = logCurrentPID;
-  std::int32_t level = logDebugLevel;
-  std::int32_t module = logModuleID;
-  bool fileOpen = logDebugFilePtr != nullptr;
-  std::int32_t client = logClientFD;
-  sockaddr address = logSocketFile;
-  std::uint32_t addressSize = logSocketFileSize;
-} kAtStart;
+// The state before main.
+const std::tuple kAtStart(logDoneSetup, logCurrentPID, logDebugLevel, logModuleID, logDebugFilePtr,
+                          logClientFD, logSocketFileSize);
+
+// A record of the time above.
+std::string record(std::string_view head, std::string_view rest, int process = 4242) {
+  char digits[16];
+  std::snprintf(digits, sizeof digits, "%06d", process);
+  return std::string(head) + digits + "\t[05:30:01.998]\t" + rest + "\n";
+}
+
+class DebugLog : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    setenv("TZ", "IST-5:30", 1);
+    tzset();
+  }
+  void SetUp() override { reset(); }
+  void TearDown() override { reset(); }
+
+  // The state of a process that has logged nothing yet.
+  void reset() {
+    if (logDebugFilePtr) std::fclose(logDebugFilePtr);
+    std::free(std::exchange(text_, nullptr));
+    taken_ = 0;
+    std::tie(logDoneSetup, logCurrentPID, logDebugLevel, logModuleID, logDebugFilePtr, logClientFD,
+             logSocketFileSize) = kAtStart;
+    logSocketFile = {};
+  }
+
+  // The state after setup with this level, module A and a debug file in memory.
+  void on(std::int32_t level) {
+    reset();
+    logDoneSetup = true;
+    logCurrentPID = 4242;
+    logDebugLevel = level;
+    logModuleID = 65;
+    logDebugFilePtr = open_memstream(&text_, &size_);
+    std::fflush(logDebugFilePtr);  // sets both
+  }
+
+  // What was written to the file since the last call.
+  std::string written() {
+    const std::string result(text_ + taken_, size_ - taken_);
+    taken_ = size_;
+    return result;
+  }
+
+ private:
+  char* text_ = nullptr;
+  std::size_t size_ = 0, taken_ = 0;
+};
 
 TEST(DebugLogState, BeginsUnconfigured) {
-  EXPECT_FALSE(kAtStart.doneSetup);
-  EXPECT_EQ(kAtStart.pid, 0);
-  EXPECT_EQ(kAtStart.level, 0);
-  EXPECT_EQ(kAtStart.module, 0);
-  EXPECT_FALSE(kAtStart.fileOpen);
-  EXPECT_EQ(kAtStart.client, 0);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(&kAtStart.address), 16),
-            std::string(16, '\0'));
-  EXPECT_EQ(kAtStart.addressSize, 16U);
+  EXPECT_EQ(kAtStart, std::tuple(false, 0, 0, 0, nullptr, 0, 16U));
 }
+
+// ---- records
 
 using DebugLogRecord = DebugLog;
-using DebugLogFileAccess = DebugLog;
-using DebugLogDump = DebugLog;
-
-// Milliseconds since local midnight.
-int localMilliseconds() {
-  timeval now;
-  gettimeofday(&now, nullptr);
-  const tm* local = std::localtime(&now.tv_sec);
-  return ((local->tm_hour * 60 + local->tm_min) * 60 + local->tm_sec) * 1000 +
-         static_cast<int>(now.tv_usec / 1000);
-}
-
-// ---- LogFormatAndSend ----
 
 TEST_F(DebugLogRecord, HasModuleTypeProcessTimeFunctionLineAndMessage) {
   on(0);
   LogFormatAndSend("main", 302, RecordType::info, "{");
-  const std::string record = readFile(file("debug.log"));
-  EXPECT_EQ(record.substr(0, 10), "AI004242\t[");
-  EXPECT_EQ(record.substr(22), "]\tmain\tL302\t{\n");
-  EXPECT_EQ(masked(record), "AI######\t[time]\tmain\tL302\t{\n");
+  EXPECT_EQ(written(), "AI004242\t[05:30:01.998]\tmain\tL302\t{\n");
+  logCurrentPID = 4194304;
+  LogFormatAndSend("", -5, RecordType::error, "100%d %s%n \x8e\n");
+  EXPECT_EQ(written(), "AE4194304\t[05:30:01.998]\t\tL-5\t100%d %s%n \x8e\n\n");
 }
 
-TEST_F(DebugLogRecord, CarriesTheLetterOfItsType) {
-  on(0);
-  LogFormatAndSend("f", 1, RecordType::start, "m");
-  LogFormatAndSend("f", 2, RecordType::info, "m");
-  LogFormatAndSend("f", 3, RecordType::error, "m");
-  LogFormatAndSend("f", 4, RecordType::dump, "m");
-  LogFormatAndSend("f", 5, RecordType::note, "m");
-  LogFormatAndSend("f", 6, RecordType::end, "m");
-  EXPECT_EQ(log(),
-            "AA######\t[time]\tf\tL1\tm\n"
-            "AI######\t[time]\tf\tL2\tm\n"
-            "AE######\t[time]\tf\tL3\tm\n"
-            "AD######\t[time]\tf\tL4\tm\n"
-            "AN######\t[time]\tf\tL5\tm\n"
-            "AZ######\t[time]\tf\tL6\tm\n");
-}
-
-TEST_F(DebugLogRecord, WritesTheProcessIdInSixDigitsOrMore) {
-  on(0);
-  for (const int pid : {0, 7, 99999, 100000, 999999, 4194304}) {
-    logCurrentPID = pid;
-    LogFormatAndSend("f", 1, RecordType::info, "m");
-  }
-  std::string heads;
-  std::string rest = readFile(file("debug.log"));
-  for (std::size_t end; (end = rest.find('\n')) != std::string::npos; rest.erase(0, end + 1))
-    heads += rest.substr(0, rest.find('\t')) + " ";
-  EXPECT_EQ(heads, "AI000000 AI000007 AI099999 AI100000 AI999999 AI4194304 ");
-}
-
-TEST_F(DebugLogRecord, BeginsWithTheLowByteOfTheModule) {
-  on(0);
-  for (const int module : {64, 67, 90, 33, 256 + 66, -256 + 68}) {
-    logModuleID = module;
-    LogFormatAndSend("f", 1, RecordType::info, "m");
-  }
-  EXPECT_EQ(log(),
-            "@I######\t[time]\tf\tL1\tm\n"
-            "CI######\t[time]\tf\tL1\tm\n"
-            "ZI######\t[time]\tf\tL1\tm\n"
-            "!I######\t[time]\tf\tL1\tm\n"
-            "BI######\t[time]\tf\tL1\tm\n"
-            "DI######\t[time]\tf\tL1\tm\n");
-}
-
-TEST_F(DebugLogRecord, OfModuleZeroIsAnEmptyStringForTheFile) {
-  on(0);
-  logModuleID = 0;
-  LogFormatAndSend("f", 1, RecordType::info, "m");
-  EXPECT_EQ(log(), "");
-}
-
-TEST_F(DebugLogRecord, TakesMessagesAndNamesAsTheyAre) {
-  on(0);
-  LogFormatAndSend("-[argumentStore initWithOptionString:]", 38, RecordType::info, "{");
-  LogFormatAndSend("", 0, RecordType::info, "");
-  LogFormatAndSend("f", -5, RecordType::info, "100%d %s%n %%");
-  LogFormatAndSend("f", 2147483647, RecordType::info, "\n\ntwo\tlines\n");
-  LogFormatAndSend("f", 1, RecordType::info, "\x8e\xff");
-  EXPECT_EQ(log(),
-            "AI######\t[time]\t-[argumentStore initWithOptionString:]\tL38\t{\n"
-            "AI######\t[time]\t\tL0\t\n"
-            "AI######\t[time]\tf\tL-5\t100%d %s%n %%\n"
-            "AI######\t[time]\tf\tL2147483647\t\n\ntwo\tlines\n\n"
-            "AI######\t[time]\tf\tL1\t\x8e\xff\n");
-}
-
-TEST_F(DebugLogRecord, ShowsTheTimeCutToMilliseconds) {
-  on(0);
-  for (int i = 0; i < 50; ++i) {
-    std::filesystem::resize_file(file("debug.log"), 0);
-    const int before = localMilliseconds();
-    LogFormatAndSend("f", 1, RecordType::info, "m");
-    const int after = localMilliseconds();
-    int hour, minute, second, millisecond;
-    ASSERT_EQ(std::sscanf(readFile(file("debug.log")).c_str(), "AI004242\t[%2d:%2d:%2d.%3d]", &hour,
-                          &minute, &second, &millisecond),
-              4);
-    const int shown = ((hour * 60 + minute) * 60 + second) * 1000 + millisecond;
-    if (before <= after) {  // not across midnight
-      EXPECT_LE(before, shown);
-      EXPECT_LE(shown, after);
+TEST_F(DebugLogRecord, NeedsTheLevelBitOfItsKind) {
+  const struct {
+    std::int32_t level;
+    const char* types;
+  } rows[] = {{0, ""}, {1, "II"}, {2, "E"}, {4, "DDD"}, {8, ""}, {-8, ""}, {-1, "IEIDDD"}};
+  for (const auto& row : rows) {
+    on(row.level);
+    LogInfoBody("f", 1, "m");
+    LogErrorBody("f", 1, "m");
+    LogFileAccessBody("f", 1, "/");
+    dumpBytesBody("f", 1, "l", "x", 1);
+    dumpDataBody("f", 1, "l", "x");
+    dumpDictBody("f", 1, "l", nullptr);
+    std::string types;
+    for (const char c : written()) {
+      if (c == 'I' || c == 'E' || c == 'D') types += c;
     }
-    usleep(300);
+    EXPECT_EQ(types, row.types) << row.level;
   }
 }
 
-TEST_F(DebugLogRecord, ShowsLocalTime) {
-  const char* former = std::getenv("TZ");
-  const std::string zone = former ? former : "";
-  on(0);
-  int shown[2];
-  for (const int i : {0, 1}) {
-    setenv("TZ", i == 0 ? "UTC0" : "IST-5:30", 1);
-    tzset();
-    std::filesystem::resize_file(file("debug.log"), 0);
-    LogFormatAndSend("f", 1, RecordType::info, "m");
-    int hour, minute;
-    EXPECT_EQ(
-        std::sscanf(readFile(file("debug.log")).c_str(), "AI004242\t[%2d:%2d:", &hour, &minute), 2);
-    shown[i] = hour * 60 + minute;
-  }
-  former ? setenv("TZ", zone.c_str(), 1) : unsetenv("TZ");
-  tzset();
-  const int ahead = (shown[1] - shown[0] + 1440) % 1440;
-  EXPECT_TRUE(ahead == 330 || ahead == 331) << ahead;  // a minute may have begun in between
+TEST_F(DebugLogRecord, IsNotFormattedWhileItsLevelIsOff) {
+  // No readable page. NOLINTNEXTLINE(performance-no-int-to-ptr)
+  const char* const wild = reinterpret_cast<const char*>(std::uintptr_t{1});
+  on(8);
+  LogInfoBody("f", 1, "%s", wild);
+  LogErrorBody("f", 1, "%s", wild);
+  dumpBytesBody("f", 1, "l", wild, 4096);
+  EXPECT_EQ(written(), "");
 }
 
-TEST_F(DebugLogRecord, DoesNotRunSetup) {
-  logModuleID = 65;
-  logDebugFilePtr = std::fopen(file("debug.log").c_str(), "a");
-  LogFormatAndSend("f", 1, RecordType::info, "m");
-  logNote("%s", "n");
-  sendToDebugApp("raw\n", 4);
-  EXPECT_FALSE(logDoneSetup);
-  EXPECT_EQ(log(),
-            "AI######\t[time]\tf\tL1\tm\n"
-            "AN######\t[time]\tlogger\tL0\tn\n"
-            "raw\n");
-  EXPECT_EQ(err(), "");
-}
-
-TEST_F(DebugLogRecord, IsInTheFileAtOnce) {
-  on(1);
-  LogInfoBody("f", 1, "%s", "first");
-  EXPECT_EQ(log(), "AI######\t[time]\tf\tL1\tfirst\n");
-  LogInfoBody("f", 2, "%s", "second");
-  EXPECT_EQ(log(), "AI######\t[time]\tf\tL1\tfirst\nAI######\t[time]\tf\tL2\tsecond\n");
+TEST_F(DebugLogRecord, OfAnErrorOrANoteHasAnyTextAndArguments) {
+  const std::string text = "%s%n" + std::string(100000, 'y');
+  on(2);
+  LogErrorBody("%s%n", 9, "%05.1f|%s", 2.25, text.c_str());
+  EXPECT_EQ(written(), record("AE", "%s%n\tL9\t002.2|" + text));
+  logNote("%d|%s", -3, text.c_str());
+  EXPECT_EQ(written(), record("AN", "logger\tL0\t-3|" + text));
 }
 
 TEST_F(DebugLogRecord, GoesToTheFileAsACString) {
   on(0);
   sendToDebugApp("abc\0def", 7);
   sendToDebugApp("|whole", 2);
-  EXPECT_EQ(log(), "abc|whole");
+  EXPECT_EQ(written(), "abc|whole");
+}
+
+TEST_F(DebugLogRecord, OfANoteNeedsNoSetup) {
+  on(0);
+  logDoneSetup = false;
+  logNote("n");
+  EXPECT_EQ(written(), record("AN", "logger\tL0\tn"));
+  EXPECT_FALSE(logDoneSetup);
 }
 
 TEST_F(DebugLogRecord, IsDroppedWithoutADestination) {
-  onWithoutFile(7);
-  LogInfoBody("f", 1, "%s", "m");
-  LogErrorBody("f", 1, "%s", "m");
+  logDoneSetup = true;
+  logDebugLevel = 7;
+  LogErrorBody("f", 1, "m");
   dumpBytesBody("f", 1, "l", "x", 1);
-  logNote("%s", "n");
-  sendToDebugApp("raw\n", 4);
-  EXPECT_EQ(err(), "");
-  EXPECT_FALSE(exists());
 }
 
-TEST_F(DebugLogRecord, IgnoresAFullDisk) {
-  onWithoutFile(1);
-  logDebugFilePtr = std::fopen("/dev/full", "a");
-  ASSERT_NE(logDebugFilePtr, nullptr);
-  for (int i = 0; i < 3; ++i) LogInfoBody("f", 1, "%s", std::string(10000, 'x').c_str());
-  EXPECT_EQ(logDebugLevel, 1);
-  EXPECT_EQ(err(), "");
-}
-
-// ---- levels ----
-
-TEST_F(DebugLogRecord, IsLetThroughByTheBitOfItsKind) {
+TEST_F(DebugLogRecord, OfFileAccessSaysWhetherThePathCanBeRead) {
+  const TemporaryDirectory directory;
+  const std::string readable = directory.file("readable"), locked = directory.file("locked");
+  for (const std::string& path : {readable, locked}) writeFile(path, "x");
+  ASSERT_EQ(chmod(locked.c_str(), 0), 0);
   const struct {
-    std::int32_t level;
-    const char* letters;
-  } rows[] = {{0, ""},
-              {1, "I"},
-              {2, "E"},
-              {3, "IE"},
-              {4, "D"},
-              {5, "ID"},
-              {6, "ED"},
-              {7, "IED"},
-              {8, ""},
-              {9, "I"},
-              {-8, ""},
-              {-6, "E"},
-              {-4, "D"},
-              {-2, "ED"},
-              {-1, "IED"},
-              {-2147483647 - 1, ""},
-              {2147483647, "IED"}};
+    int level;
+    std::string path, expected;
+  } rows[] = {
+      {3, readable, record("AI", "LogFileAccessBody\tL159\t" + readable + "\n\texists\n\tread OK")},
+      {3, locked, record("AE", "LogFileAccessBody\tL162\t" + locked + "\n\texists\n\tread ERR")},
+      {3, "/nowhere", record("AE", "LogFileAccessBody\tL166\t/nowhere\n\t!exist")},
+      {1, "/nowhere", ""},
+      {2, "/nowhere", ""},
+  };
   for (const auto& row : rows) {
-    reset();
-    std::filesystem::remove(file("debug.log"));
     on(row.level);
-    LogInfoBody("f", 1, "%s", "m");
-    LogErrorBody("f", 1, "%s", "m");
-    dumpBytesBody("f", 1, "l", "", 0);
-    std::string letters;
-    for (const char c : log()) {
-      if (c == 'I' || c == 'E' || c == 'D') letters += c;
-    }
-    EXPECT_EQ(letters, row.letters) << row.level;
+    std::thread([&] {
+      obeyPermissions();
+      LogFileAccessBody("caller", 9, row.path.c_str());
+    }).join();
+    EXPECT_EQ(written(), row.expected) << row.path;
   }
 }
 
-TEST_F(DebugLogRecord, NeedsTheDumpBitInEveryDumpCall) {
-  plist_t value = plist_new_string("v");
-  for (const int level : {0, 1, 2, 3}) {
-    on(level);
-    dumpBytesBody("f", 1, "l", "x", 1);
-    dumpDataBody("f", 1, "l", "x");
-    dumpDictBody("f", 1, "l", value);
-    EXPECT_EQ(log(), "") << level;
-    reset();
+// ---- dumps
+
+using DebugLogDump = DebugLog;
+
+TEST_F(DebugLogDump, HasBytesInHexadecimalAndAListInXml) {
+  on(4);
+  dumpBytesBody("%s", 302, "%d", "\x00\xff\x41\x0a\xb5", 5);
+  EXPECT_EQ(written(), record("AD", "%s\tL302\t%s L302: %d 5b\n{00FF410AB5}"));
+  dumpBytesBody("f", 1, "none", nullptr, 0);
+  EXPECT_EQ(written(), record("AD", "f\tL1\tf L1: none 0b\n{}"));
+  dumpDataBody("f", 1, "data", std::string(50000, '\0'));
+  EXPECT_EQ(written(),
+            record("AD", "f\tL1\tf L1: data 50000b\n{" + std::string(100000, '0') + "}"));
+  dumpDictBody("f", 1, "no list", nullptr);
+  EXPECT_EQ(written(), record("AD", "f\tL1\tf L1: no list\n"));
+  plist_t value = plist_new_string("x < y");
+  dumpDictBody("f", 1, "list", value);
+  plist_free(value);
+  EXPECT_EQ(written(),
+            record("AD", "f\tL1\tf L1: list\n" + propertyList("<string>x &lt; y</string>")));
+}
+
+TEST_F(DebugLogDump, ComesAfterAnErrorIfItIsNotAscii) {
+  plist_t value = plist_new_string("caf\xc3\xa9");
+  const std::function<void()> dumps[] = {
+      [] { dumpBytesBody("f", 1, "\x01\x7f\t~", "x", 1); },
+      [] { dumpBytesBody("f", 1, "\x80", "x", 1); },
+      [] { dumpDataBody("f\xff", 1, "l", "x"); },
+      [&] { dumpDictBody("f", 1, "l", value); },
+  };
+  const std::string ofBytes = record("AE", "dumpBytesBody\tL217\tERR cstr ERR");
+  const std::string errors[] = {"", ofBytes, ofBytes,
+                                record("AE", "dumpDictBody\tL237\tERR cstr ERR")};
+  for (std::size_t i = 0; i < 4; ++i) {
+    on(4);
+    dumps[i]();
+    const std::string alone = written();
+    EXPECT_TRUE(alone.starts_with("AD")) << alone;
+    on(6);
+    dumps[i]();
+    EXPECT_EQ(written(), errors[i] + alone);
   }
   plist_free(value);
 }
 
-TEST_F(DebugLogRecord, IsNotFormattedWhileItsLevelIsOff) {
-  // No readable page. NOLINTNEXTLINE(performance-no-int-to-ptr)
-  const char* const wild = reinterpret_cast<const char*>(std::uintptr_t{1});
-  on(4);
-  LogInfoBody("f", 1, "%s", wild);
-  LogErrorBody("f", 1, "%s", wild);
-  logDebugLevel = 3;
-  dumpBytesBody("f", 1, "l", wild, 4096);
-  dumpDataBody("f", 1, "l", std::string_view(wild, 4096));
-  EXPECT_EQ(log(), "");
+// ---- the socket of a debugging application
+
+using DebugLogSocket = DebugLog;
+
+struct Sockets {
+  Descriptor log, application;
+};
+
+Sockets connectedSockets(int type = SOCK_DGRAM) {
+  int both[2];
+  EXPECT_EQ(socketpair(AF_UNIX, type, 0, both), 0);
+  return {Descriptor(both[0]), Descriptor(both[1])};
 }
 
-TEST_F(DebugLogRecord, FormatsMessagesOfAnyLength) {
-  on(3);
-  LogInfoBody("main", 7, "%s\t%s", "name", "value");
-  LogInfoBody("main", 8, "ARGV[%d] = %s\n", 0, "Quorvan_Office");
-  LogErrorBody("main", 9, "%05.1f|%-4d|%x|%c|%%", 2.25, 12, 255U, 'c');
-  const std::string longText(200000, 'y');
-  LogInfoBody("main", 10, "<%s>", longText.c_str());
-  LogErrorBody("main", 11, "<%s>", longText.c_str());
-  EXPECT_EQ(log(),
-            "AI######\t[time]\tmain\tL7\tname\tvalue\n"
-            "AI######\t[time]\tmain\tL8\tARGV[0] = Quorvan_Office\n\n"
-            "AE######\t[time]\tmain\tL9\t002.2|12  |ff|c|%\n"
-            "AI######\t[time]\tmain\tL10\t<" +
-                longText + ">\nAE######\t[time]\tmain\tL11\t<" + longText + ">\n");
+// Gives the log the address of the application's socket, to which its own is not connected.
+Sockets unconnectedSockets() {
+  Sockets sockets{Descriptor(socket(AF_INET, SOCK_DGRAM, 0)),
+                  Descriptor(socket(AF_INET, SOCK_DGRAM, 0))};
+  sockaddr_in loopback{};
+  loopback.sin_family = AF_INET;
+  loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof logSocketFile;
+  std::memcpy(&logSocketFile, &loopback, size);
+  EXPECT_EQ(bind(sockets.application.get(), &logSocketFile, size), 0);
+  EXPECT_EQ(getsockname(sockets.application.get(), &logSocketFile, &size), 0);
+  return sockets;
 }
 
-TEST_F(DebugLogRecord, DoesNotReadAMessageAsAFormatAgain) {
-  on(3);
-  LogInfoBody("%s%n", 1, "%s", "%s%n%d");
-  LogErrorBody("%s%n", 2, "%s", "%s%n%d");
-  logNote("%s", "%s%n%d");
-  EXPECT_EQ(log(),
-            "AI######\t[time]\t%s%n\tL1\t%s%n%d\n"
-            "AE######\t[time]\t%s%n\tL2\t%s%n%d\n"
-            "AN######\t[time]\tlogger\tL0\t%s%n%d\n");
+// The next message, or "nothing".
+std::string received(const Sockets& sockets, int timeoutMs = 0) {
+  pollfd waiting{sockets.application.get(), POLLIN, 0};
+  if (poll(&waiting, 1, timeoutMs) != 1) return "nothing";
+  std::string message(100000, '\0');
+  const ssize_t n = recv(waiting.fd, message.data(), message.size(), 0);
+  EXPECT_GE(n, 0);
+  message.resize(static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+  return message;
 }
 
-TEST_F(DebugLogRecord, OfANoteNeedsNoLevel) {
+TEST_F(DebugLogSocket, GetsEachRecordInsteadOfTheFile) {
+  const Sockets sockets = connectedSockets();
+  on(1);
+  logClientFD = sockets.log.get();
+  LogInfoBody("main", 302, "{");
+  sendToDebugApp("abc\0def", 7);
+  sendToDebugApp("abcdef", 3);
+  EXPECT_EQ(received(sockets), record("AI", "main\tL302\t{"));
+  EXPECT_EQ(received(sockets), bytes("abc\0def"));
+  EXPECT_EQ(received(sockets), "abc");
+  EXPECT_EQ(received(sockets), "nothing");
+  EXPECT_EQ(written(), "");
+}
+
+TEST_F(DebugLogSocket, IsInUseFromDescriptorTwoOn) {
   on(0);
-  logNote("level %d, \"%s\"", -3, "q");
-  const std::string longText(100000, 'z');
-  logNote("%s", longText.c_str());
-  EXPECT_EQ(log(), "AN######\t[time]\tlogger\tL0\tlevel -3, \"q\"\nAN######\t[time]\tlogger\tL0\t" +
-                       longText + "\n");
+  for (const int descriptor : {-1, 0, 1}) {
+    logClientFD = descriptor;
+    sendToDebugApp("x", 1);
+  }
+  EXPECT_EQ(written(), "xxx");
+  const Sockets sockets = connectedSockets();
+  const Descriptor standardError(dup(2));
+  ASSERT_EQ(dup2(sockets.log.get(), 2), 2);
+  logClientFD = 2;
+  sendToDebugApp("x", 1);
+  dup2(standardError.get(), 2);
+  EXPECT_EQ(received(sockets), "x");
 }
 
-// ---- LogFileAccessBody ----
+TEST_F(DebugLogSocket, GetsDatagramsWithTheAddressLengthIfThereIsAPort) {
+  const Sockets sockets = unconnectedSockets();
+  logClientFD = sockets.log.get();
+  logSocketFileSize = 8;  // too short for an internet address
+  sendToDebugApp("short", 5);
+  logSocketFileSize = 16;
+  sendToDebugApp("whole", 5);
+  EXPECT_EQ(received(sockets, 5000), "whole");
+}
 
-TEST_F(DebugLogFileAccess, NamesAReadablePath) {
-  const std::string path = file("here");
-  writeFile(path, "x");
-  const char* const expected[] = {"", "I", "", "I", "", "I", "", "I"};
-  for (int level = 0; level < 8; ++level) {
-    std::filesystem::remove(file("debug.log"));
-    on(level);
-    LogFileAccessBody("caller", 9, path.c_str());
-    const std::string record =
-        "AI######\t[time]\tLogFileAccessBody\tL159\t" + path + "\n\texists\n\tread OK\n";
-    EXPECT_EQ(log(), *expected[level] ? record : "") << level;
+// A connected stream socket refuses datagrams, so what arrives was sent without an address.
+TEST_F(DebugLogSocket, HasAPortIfEitherByteIsSet) {
+  const Sockets sockets = connectedSockets(SOCK_STREAM);
+  logClientFD = sockets.log.get();
+  for (const int at : {0, 1, 2, 3, 4}) {
+    logSocketFile = {};
+    reinterpret_cast<char*>(&logSocketFile)[at] = 1;
+    sendToDebugApp(std::to_string(at).c_str(), 1);
+  }
+  EXPECT_EQ(received(sockets), "014");
+}
+
+TEST_F(DebugLogSocket, GetsDumpsWithTheirLengthInFront) {
+  const Sockets sockets = connectedSockets();
+  on(4);
+  logClientFD = sockets.log.get();
+  const auto sent = [&](const std::string& text) {
+    LogFormatAndSend("f", 1, RecordType::dump, text.c_str());
+    return received(sockets);
+  };
+  const std::string longText(0x10203 - 29, 'y');
+  EXPECT_EQ(sent(""), record(bytes("AD\0\0\0\x1d"), ""));
+  EXPECT_EQ(sent(longText), record(bytes("AD\0\x01\x02\x03"), longText));
+  logModuleID = 0;
+  EXPECT_EQ(sent("text"), record(bytes("\0D\0\0\0\x21"), "text"));
+  // The length allows for a process ID of six digits; with a longer one, the line end is cut off.
+  logCurrentPID = 1234567;
+  EXPECT_EQ(sent("text") + "\n", record(bytes("\0D\0\0\0\x21"), "text", 1234567));
+}
+
+// ---- closeDebugSession
+
+using DebugLogEnd = DebugLog;
+
+TEST_F(DebugLogEnd, WritesALastRecordAndClosesTheFile) {
+  Sockets file = connectedSockets(SOCK_STREAM);
+  on(0);
+  std::fclose(logDebugFilePtr);
+  logDebugFilePtr = fdopen(file.log.release(), "a");
+  closeDebugSession();
+  EXPECT_EQ(received(file), record("AZ", "logger\tL0\tDEBUG END file"));
+  EXPECT_EQ(received(file), "");                                // the end of the stream
+  EXPECT_NE(std::exchange(logDebugFilePtr, nullptr), nullptr);  // not reset
+}
+
+// The last record of the file goes to the socket too, which is closed by then.
+TEST_F(DebugLogEnd, SendsALastRecordAndClosesTheSocketAndTheFile) {
+  for (const bool hasFile : {false, true}) {
+    Sockets sockets = connectedSockets(SOCK_STREAM), file = connectedSockets(SOCK_STREAM);
+    on(0);
+    std::fclose(std::exchange(logDebugFilePtr, nullptr));
+    if (hasFile) logDebugFilePtr = fdopen(file.log.release(), "a");
+    logClientFD = sockets.log.release();
+    closeDebugSession();
+    EXPECT_EQ(received(sockets), record("AZ", "logger\tL0\tDEBUG END fd"));
+    EXPECT_EQ(received(sockets), "");
+    EXPECT_EQ(received(file), hasFile ? "" : "nothing");
+    EXPECT_GE(logClientFD, 2);  // not reset
+    logDebugFilePtr = nullptr;
+  }
+}
+
+// ---- setup with a socket
+
+// The messages with which a setup ends, for the first byte of its records, its level and module.
+// `bits` has a letter for each bit that the level has.
+std::string announced(char module, std::string_view level, std::string_view number,
+                      std::string_view bits) {
+  const auto sent = [&](char type, std::string_view message) {
+    return "[" +
+           record(std::string{module, type}, std::string("logger\tL0\t") + message, getpid()) + "]";
+  };
+  std::string result = sent('A', "DEBUG GO") + sent('N', "socket OK") +
+                       sent('N', "bID   \"Feiprion\"") + sent('N', std::string("level ") + level) +
+                       sent('N', std::string("mID   ") + number);
+  for (const char bit : bits) result += sent('N', std::string(1, bit) + " OK");
+  return result + sent('N', "setup OK");
+}
+
+const std::string kTraceAll = "\t<key>traceAll</key>\n\t<true/>\n";
+const std::string kAsking = "<dict>\n" + kTraceAll + "</dict>";
+const std::string kRequest =
+    "[\xff"
+    "Feiprion]";
+
+class DebugLogSetup : public DebugLog {
+ protected:
+  void SetUp() override {
+    DebugLog::SetUp();
+    setenv("TMPDIR", directory_.path().c_str(), 1);
+  }
+  void TearDown() override {
+    DebugLog::TearDown();
+    unsetenv("TMPDIR");
+  }
+
+  // Replaces the settings by renaming a file, as an application that saves safely does. Without a
+  // root, removes them.
+  void setSettings(const std::string& root) const {
+    const std::string path = directory_.file(kLogSettings);
+    std::filesystem::remove(path);
+    if (root.empty()) return;
+    writeFile(path + ".new", propertyList(root));
+    std::filesystem::rename(path + ".new", path);
+  }
+
+  // Runs setup and returns what it sent: messages in brackets, and a dot for each wait. `changes`
+  // are the roots of settings that replace the first ones during these waits, counted from 1.
+  std::string setUpLog(const std::string& root, const std::map<int, std::string>& changes = {}) {
+    setSettings(root);
+    std::string sent;
+    const auto take = [&] {
+      for (std::string next; (next = received(sockets_)) != "nothing";) sent += "[" + next + "]";
+    };
+    int waits = 0;
+    insteadOfWaiting = [&](useconds_t microseconds) {
+      EXPECT_EQ(microseconds, 200000U);
+      take();
+      sent += ".";
+      const auto change = changes.find(++waits);
+      if (change != changes.end()) setSettings(change->second);
+    };
+    ::testing::internal::CaptureStderr();
+    setupDebug();
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "tmp at " + directory_.path() + " \n");
+    insteadOfWaiting = nullptr;
+    take();
+    return sent;
+  }
+
+  std::string setUpWithSocket(const std::string& root,
+                              const std::map<int, std::string>& changes = {}) {
     reset();
+    logClientFD = sockets_.log.get();
+    return setUpLog(root, changes);
   }
-}
 
-TEST_F(DebugLogFileAccess, NamesAMissingPathWhenErrorsAreLoggedToo) {
-  const char* const expected[] = {"", "", "", "E", "", "", "", "E"};
-  for (int level = 0; level < 8; ++level) {
-    std::filesystem::remove(file("debug.log"));
-    on(level);
-    LogFileAccessBody("caller", 9, "/nowhere/at/all");
-    EXPECT_EQ(log(), *expected[level] ? "AE######\t[time]\tLogFileAccessBody\tL166\t"
-                                        "/nowhere/at/all\n\t!exist\n"
-                                      : "")
-        << level;
+  const TemporaryDirectory directory_;
+  const Sockets sockets_ = connectedSockets();
+};
+
+TEST_F(DebugLogSetup, RunsBeforeTheFirstCallOfEveryKind) {
+  const std::function<void()> calls[] = {
+      [] { LogErrorBody("f", 1, "m"); },          [] { LogFileAccessBody("f", 1, "/"); },
+      [] { dumpBytesBody("f", 1, "l", "x", 1); }, [] { dumpDataBody("f", 1, "l", "x"); },
+      [] { dumpDictBody("f", 1, "l", nullptr); },
+  };
+  for (const auto& call : calls) {
     reset();
+    ::testing::internal::CaptureStderr();
+    call();
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "tmp at " + directory_.path() + " \n");
   }
 }
 
-TEST_F(DebugLogFileAccess, NamesAnUnreadablePathWhenErrorsAreLoggedToo) {
-  const std::string path = file("locked");
-  writeFile(path, "x");
-  ASSERT_EQ(::chmod(path.c_str(), 0), 0);
-  const char* const expected[] = {"", "", "", "E", "", "", "", "E"};
-  for (int level = 0; level < 8; ++level) {
-    std::filesystem::remove(file("debug.log"));
-    on(level);
-    inChildThatObeysPermissions([&] { LogFileAccessBody("caller", 9, path.c_str()); });
-    const std::string record =
-        "AE######\t[time]\tLogFileAccessBody\tL162\t" + path + "\n\texists\n\tread ERR\n";
-    EXPECT_EQ(log(), *expected[level] ? record : "") << level;
-    reset();
+TEST_F(DebugLogSetup, AnnouncesItselfToTheApplicationWithoutAFile) {
+  EXPECT_EQ(setUpWithSocket(logEntry(integer("3"))), announced('A', "3", "65", "IE"));
+  EXPECT_EQ(setUpWithSocket(logEntry(integer("8"), integer("2"), "")),
+            announced('B', "8", "66", ""));
+  EXPECT_EQ(setUpWithSocket(logEntry(integer("-5"))), announced('A', "-5", "65", "IE"));
+  EXPECT_EQ(setUpWithSocket(logEntry(integer("0"))), "");
+  EXPECT_FALSE(std::filesystem::exists(directory_.file("debug.log")));
+}
+
+TEST_F(DebugLogSetup, KeepsTheLevelOrModuleThatTheEntryLacks) {
+  logClientFD = sockets_.log.get();
+  logDebugLevel = 8;
+  EXPECT_EQ(setUpLog(logEntry("", integer("2"))), announced('\x02', "8", "2", ""));
+  logDoneSetup = false;
+  EXPECT_EQ(setUpLog(logEntry(integer("1"), "")), announced('\x02', "1", "2", "I"));
+}
+
+TEST_F(DebugLogSetup, LeavesAllLevelsOffWithoutADestination) {
+  EXPECT_EQ(setUpLog(logEntry(integer("7"), integer("1"), "")), "");
+  EXPECT_EQ(logDebugLevel, 0);
+}
+
+TEST_F(DebugLogSetup, AsksForAnEntryAndWaitsForItFiveTimes) {
+  const std::string entry = logEntry(integer("2"), integer("3"));
+  const std::string found = announced('C', "2", "67", "E");
+  EXPECT_EQ(setUpWithSocket(kAsking), kRequest + ".....");
+  EXPECT_EQ(setUpWithSocket(kAsking, {{4, withMembers(entry, kTraceAll)}}),
+            kRequest + "...." + found);
+  EXPECT_EQ(setUpWithSocket(kAsking, {{5, entry}}), kRequest + ".....");
+  EXPECT_EQ(setUpWithSocket(kAsking, {{1, ""}, {2, "<dict>"}, {3, entry}}),
+            kRequest + "..." + found);
+}
+
+TEST_F(DebugLogSetup, DumpsTheSettingsThatItFoundLast) {
+  const std::string entry = logEntry(integer("4"));
+  const std::string sent = setUpWithSocket(kAsking, {{1, entry}});
+  EXPECT_TRUE(sent.starts_with(kRequest + "." + announced('A', "4", "65", "D") + "[AD")) << sent;
+  EXPECT_NE(sent.find(propertyList(entry)), sent.npos) << sent;
+}
+
+TEST_F(DebugLogSetup, DoesNotAskUnlessTraceAllIsTrueAndTheEntryMissing) {
+  for (const char* root : {"<dict/>", "<dict><key>traceAll</key><false/></dict>",
+                           "<dict><key>traceAll</key><string>true</string></dict>",
+                           "<dict><key>TraceAll</key><true/></dict>"}) {
+    EXPECT_EQ(setUpWithSocket(root), "") << root;
   }
+  EXPECT_EQ(setUpWithSocket(withMembers(logEntry(integer("8")), kTraceAll)),
+            announced('A', "8", "65", ""));
+  reset();
+  logClientFD = 1;
+  EXPECT_EQ(setUpLog(kAsking), "") << "without a socket";
 }
 
-TEST_F(DebugLogFileAccess, TreatsDirectoriesLinksAndEmptyPathsAlike) {
-  on(3);
-  std::filesystem::create_symlink(file("nothing"), file("dangling"));
-  LogFileAccessBody("", 0, tmp().c_str());
-  LogFileAccessBody("", 0, file("dangling").c_str());
-  LogFileAccessBody("", 0, "");
-  EXPECT_EQ(log(), "AI######\t[time]\tLogFileAccessBody\tL159\t" + tmp() +
-                       "\n\texists\n\tread OK\n"
-                       "AE######\t[time]\tLogFileAccessBody\tL166\t" +
-                       file("dangling") +
-                       "\n\t!exist\n"
-                       "AE######\t[time]\tLogFileAccessBody\tL166\t\n\t!exist\n");
-}
-
-// ---- dumps ----
-
-TEST_F(DebugLogDump, ShowsBytesAsHexadecimalDigits) {
-  on(4);
-  dumpBytesBody("main", 302, "piece", "\x00\xff\x41\x0a\xb5", 5);
-  EXPECT_EQ(log(), "AD######\t[time]\tmain\tL302\tmain L302: piece 5b\n{00FF410AB5}\n");
-}
-
-TEST_F(DebugLogDump, OfNoBytesHasEmptyBraces) {
-  on(4);
-  dumpBytesBody("main", 1, "empty", "", 0);
-  dumpBytesBody("main", 2, "none", nullptr, 0);
-  dumpDataBody("main", 3, "data", {});
-  EXPECT_EQ(log(),
-            "AD######\t[time]\tmain\tL1\tmain L1: empty 0b\n{}\n"
-            "AD######\t[time]\tmain\tL2\tmain L2: none 0b\n{}\n"
-            "AD######\t[time]\tmain\tL3\tmain L3: data 0b\n{}\n");
-}
-
-TEST_F(DebugLogDump, NeverBreaksALongBuffer) {
-  on(4);
-  std::string buffer;
-  std::string digits;
-  for (int i = 0; i < 20000; ++i) {
-    buffer += "\x01\xab\xcd\xef";
-    digits += "01ABCDEF";
-  }
-  dumpBytesBody("f", 1, "l", buffer.data(), 80000);
-  EXPECT_EQ(log(), "AD######\t[time]\tf\tL1\tf L1: l 80000b\n{" + digits + "}\n");
-}
-
-TEST_F(DebugLogDump, ShowsADataObjectWithItsZeros) {
-  on(4);
-  dumpDataBody("f", 12, "the data", bytes("a\0b\0"));
-  EXPECT_EQ(log(), "AD######\t[time]\tf\tL12\tf L12: the data 4b\n{61006200}\n");
-}
-
-TEST_F(DebugLogDump, KeepsPercentSignsOfTheLabel) {
-  on(4);
-  dumpBytesBody("%s%n", 1, "%d%s", "x", 1);
-  EXPECT_EQ(log(), "AD######\t[time]\t%s%n\tL1\t%s%n L1: %d%s 1b\n{78}\n");
-}
-
-TEST_F(DebugLogDump, ShowsAPropertyListAsXml) {
-  on(4);
-  plist_t dictionary = plist_new_dict();
-  plist_dict_set_item(dictionary, "a", plist_new_bool(1));
-  plist_dict_set_item(dictionary, "b", plist_new_uint(12));
-  plist_t array = plist_new_array();
-  plist_array_append_item(array, plist_new_string("x < y & z"));
-  plist_dict_set_item(dictionary, "c", array);
-  dumpDictBody("main", 5, "some list", dictionary);
-  plist_free(dictionary);
-  EXPECT_EQ(log(),
-            "AD######\t[time]\tmain\tL5\tmain L5: some list\n"
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-            "<plist version=\"1.0\">\n"
-            "<dict>\n"
-            "\t<key>a</key>\n\t<true/>\n"
-            "\t<key>b</key>\n\t<integer>12</integer>\n"
-            "\t<key>c</key>\n\t<array>\n\t\t<string>x &lt; y &amp; z</string>\n\t</array>\n"
-            "</dict>\n"
-            "</plist>\n\n");
-}
-
-TEST_F(DebugLogDump, ShowsAListThatIsNotADictionary) {
-  on(4);
-  plist_t text = plist_new_string("only");
-  dumpDictBody("f", 1, "l", text);
-  plist_free(text);
-  EXPECT_EQ(log(),
-            "AD######\t[time]\tf\tL1\tf L1: l\n"
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-            "<plist version=\"1.0\">\n<string>only</string>\n</plist>\n\n");
-}
-
-// How text that is not ASCII is shown is not specified, but there must be a record.
-void expectErrorThenDump(const std::string& log, const std::string& error,
-                         const std::string& dumpHead) {
-  EXPECT_EQ(log.substr(0, error.size() + dumpHead.size()), error + dumpHead);
-  EXPECT_EQ(log.back(), '\n');
-  EXPECT_EQ(log.find("######", error.size() + dumpHead.size()), std::string::npos);
-}
-
-TEST_F(DebugLogDump, ReportsANonAsciiLabelAndGoesOn) {
-  on(6);
-  dumpBytesBody("f", 1, "caf\x8e", "x", 1);
-  expectErrorThenDump(log(), "AE######\t[time]\tdumpBytesBody\tL217\tERR cstr ERR\n",
-                      "AD######\t[time]\tf\tL1\t");
-}
-
-TEST_F(DebugLogDump, ReportsANonAsciiFunctionAndGoesOn) {
-  on(6);
-  dumpBytesBody("f\x80", 1, "l", "x", 1);
-  expectErrorThenDump(log(), "AE######\t[time]\tdumpBytesBody\tL217\tERR cstr ERR\n",
-                      "AD######\t[time]\tf\x80\tL1\t");
-}
-
-TEST_F(DebugLogDump, ReportsANonAsciiLabelOfDataUnderTheBytesDump) {
-  on(7);
-  dumpDataBody("f", 2, "\xff", "x");
-  expectErrorThenDump(log(), "AE######\t[time]\tdumpBytesBody\tL217\tERR cstr ERR\n",
-                      "AD######\t[time]\tf\tL2\t");
-}
-
-TEST_F(DebugLogDump, ReportsANonAsciiLabelOfAPropertyListAndGoesOn) {
-  on(6);
-  plist_t text = plist_new_string("only");
-  dumpDictBody("f", 3, "caf\x8e", text);
-  plist_free(text);
-  expectErrorThenDump(log(), "AE######\t[time]\tdumpDictBody\tL237\tERR cstr ERR\n",
-                      "AD######\t[time]\tf\tL3\t");
-}
-
-TEST_F(DebugLogDump, StillComesWhenItsErrorIsNotLogged) {
-  on(4);
-  dumpBytesBody("f", 1, "caf\x8e", "x", 1);
-  expectErrorThenDump(log(), "", "AD######\t[time]\tf\tL1\t");
-}
-
-TEST_F(DebugLogDump, TakesEveryAsciiCharacterOfALabel) {
-  on(6);
-  dumpBytesBody("f", 1, "\x01\x7f\t~", "x", 1);
-  EXPECT_EQ(log(), "AD######\t[time]\tf\tL1\tf L1: \x01\x7f\t~ 1b\n{78}\n");
-}
-
-TEST_F(DebugLogDump, ReportsANonAsciiPropertyListAndGoesOn) {
-  on(6);
-  plist_t text = plist_new_string("caf\xc3\xa9");
-  dumpDictBody("f", 3, "l", text);
-  plist_free(text);
-  expectErrorThenDump(log(), "AE######\t[time]\tdumpDictBody\tL237\tERR cstr ERR\n",
-                      "AD######\t[time]\tf\tL3\t");
+TEST_F(DebugLogSetup, AsksByDatagramWithAWholeAddress) {
+  const Sockets datagrams = unconnectedSockets();
+  logClientFD = datagrams.log.get();
+  logSocketFileSize = 8;  // for the records only
+  EXPECT_EQ(setUpLog(kAsking), ".....");
+  EXPECT_EQ("[" + received(datagrams, 5000) + "]", kRequest);
 }
 
 }  // namespace
