@@ -147,20 +147,6 @@ TEST(CanceledOutput, WithoutAReaderEndsToo) {
   EXPECT_TRUE(fs::is_empty(job.tmp()));
 }
 
-TEST(SecondCancellation, EndsTheJobThoughItsOutputIsBlocked) {
-  const Job job = Job().fileWith(manyLines());
-  Process process(job);
-  ASSERT_TRUE(sleeps(process));
-  process.kill(SIGTERM);
-  usleep(100000);
-  EXPECT_FALSE(hasEnded(process));
-  process.kill(SIGTERM);
-  EXPECT_TRUE(endsByItself(process));
-  const Outcome outcome = process.finish();
-  EXPECT_EQ(outcome.signal, SIGTERM);
-  EXPECT_EQ(outcome.out.find("@PJL EOJ"), std::string::npos);
-}
-
 // ---- cancellation ignored from the start
 
 TEST(IgnoredCancellation, LetsTheJobBePrinted) {

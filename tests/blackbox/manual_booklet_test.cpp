@@ -179,28 +179,20 @@ TEST(ManualBookletZeroByte, EndsTheTextOfItsLineExceptInTheBlankPage) {
 
 // ---- eight-bit text
 
-// The upper half of the job's character set, and what it is in the pages.
-constexpr std::string_view kHighBytes =
-    "\x80\x81\x82\x83\x84\x85\x86\x87\x88\x89\x8a\x8b\x8c\x8d\x8e\x8f"
-    "\x90\x91\x92\x93\x94\x95\x96\x97\x98\x99\x9a\x9b\x9c\x9d\x9e\x9f"
-    "\xa0\xa1\xa2\xa3\xa4\xa5\xa6\xa7\xa8\xa9\xaa\xab\xac\xad\xae\xaf"
-    "\xb0\xb1\xb2\xb3\xb4\xb5\xb6\xb7\xb8\xb9\xba\xbb\xbc\xbd\xbe\xbf"
-    "\xc0\xc1\xc2\xc3\xc4\xc5\xc6\xc7\xc8\xc9\xca\xcb\xcc\xcd\xce\xcf"
-    "\xd0\xd1\xd2\xd3\xd4\xd5\xd6\xd7\xd8\xd9\xda\xdb\xdc\xdd\xde\xdf"
-    "\xe0\xe1\xe2\xe3\xe4\xe5\xe6\xe7\xe8\xe9\xea\xeb\xec\xed\xee\xef"
-    "\xf0\xf1\xf2\xf3\xf4\xf5\xf6\xf7\xf8\xf9\xfa\xfb\xfc\xfd\xfe\xff\n";
+// The upper half of the job's character set.
 constexpr std::string_view kHighText =
     "ÄÅÇÉÑÖÜáàâäãåçéèêëíìîïñóòôöõúùûü†°¢£§•¶ß®©™´¨≠ÆØ∞±≤≥¥\u00b5∂\u2211\u220fπ∫ªº\u03a9æø"
     "¿¡¬√ƒ≈\u2206«»…\u00a0ÀÃÕŒœ\u2013\u2014“”‘’÷◊ÿŸ\u2044€‹›ﬁﬂ‡·‚„‰ÂÊÁËÈÍÎÏÌÓÔ\uf8ffÒÚÛÙıˆ˜¯˘˙˚¸˝˛ˇ"
     "\n";
 
 TEST(ManualBookletText, IsUtf8InHeaderAndPagesAndUnchangedInTheBlankPage) {
-  expectPrinted(manualJob(join(kTop, kHighBytes, "%%Page: 1 1\n", kHighBytes, "a\nb\n",
-                               "%%Page: 2 2\n", kHighBytes)),
-                printed(join(kTop, kHighText), join("%%Page: 1 1\n", kHighText, "a\nb\n"),
-                        join("%%Page: 1 1\n", kHighBytes, "a\nb\n", kProcedures),
-                        join("%%Page: 2 2\n", kHighText)));
-  std::string out;
+  std::string bytes, out;
+  for (int byte = 0x80; byte < 0x100; ++byte) bytes += static_cast<char>(byte);
+  bytes += "\n";
+  expectPrinted(
+      manualJob(join(kTop, bytes, "%%Page: 1\n", bytes, "a\nb\n%%Page: 2\n", bytes)),
+      printed(join(kTop, kHighText), join("%%Page: 1\n", kHighText, "a\nb\n"),
+              join("%%Page: 1\n", bytes, "a\nb\n", kProcedures), join("%%Page: 2\n", kHighText)));
   for (int i = 0; i < 1100; ++i) out += "\u20ac";
   expectPages({// Text in UTF-8 is converted byte by byte.
                afterPage1("% \u00e4\u20ac\n", "% √§‚Ç¨\n"),
@@ -210,33 +202,24 @@ TEST(ManualBookletText, IsUtf8InHeaderAndPagesAndUnchangedInTheBlankPage) {
 
 // ---- rules
 
-// The first paper source of the reordered job is that of page 3; its closing line stays with the
-// page size.
+// The first paper source of the reordered job is that of page 3; its closing line becomes part of
+// the page size that is repeated after that of page 2.
 TEST(ManualBookletRules, ApplyToTheReorderedJob) {
-  const std::string size =
-      "[{\n%%BeginFeature: *PageSize Letter\n<< /PageSize [612 792] >> setpagedevice\n"
-      "%%EndFeature\n} stopped cleartomark\n";
-  const std::string setup =
-      "1 statusdict /duplexer get exec\n%%EndFeature\n} stopped cleartomark\n%%EndSetup\n";
-  const std::string fold = "[{\n%%BeginFeature: *QVBookletFold SaddleStitch\n";
-  const std::string slot2 = "%%Page: 2 2\n%%BeginFeature: *InputSlot Tray2\n";
-  const std::string slot3 = "%%Page: 3 3\n%%BeginFeature: *InputSlot Tray3\n";
-  Job job = manualJob(
-      "\x1b%-12345X@PJL JOB\n@PJL SET RESOLUTION = 600\n%!PS-Adobe-3.0\n%%BeginProlog\n"
-      "%%EndProlog\n%%BeginSetup\n[{\n%%BeginFeature: *JobPatchFile 1\nfirst line of the patch\n"
-      "second line of the patch\n} stopped cleartomark\n" +
-      size + fold + "<< /Fold 9 >> setpagedevice\n" + setup +
-      "%%Page: 1 1\n@PJL COMMENT in page 1\n1a\n1b\n1c\n" + slot2 + "} stopped cleartomark % 2\n" +
-      slot3 + "} stopped cleartomark % 3\n%%Trailer\n%%EOF\n");
-  expectPrinted(
-      job.options("QVBookletFold=SaddleStitch"),
-      printed("%!PS-Adobe-3.0\n%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n"
-              "%%Quorvan Macintosh PPD File 1\n%%EndFeature\n%%EndProlog\n%%BeginSetup\n[{\n"
-              "} stopped cleartomark\n" +
-                  size + fold + "\n<< /Fold 2 /Staple 4>> setpagedevice\n" + setup,
-              "%%Page: 1 1\n1a\n1b\n1c\n" + slot3 + "} stopped cleartomark % 3\n" + size,
-              join("%%Page: 1 1\n1a\n1b\n", kProcedures),
-              slot2 + "} stopped cleartomark % 3\n" + size));
+  const std::string top = "%%BeginSetup\n";
+  const std::string size = "*PageSize Letter\n%%EndFeature\n";
+  const std::string fold = "*QVBookletFold SaddleStitch\n";
+  const std::string duplexer = "1 statusdict /duplexer get exec\n";
+  const std::string repeated = "} stopped cleartomark % 3\n[{\n" + size + "} stopped cleartomark\n";
+  Job job = manualJob(top + "@PJL SET COPIES = 2\n" + size + fold +
+                      "<< /Fold 9 >> setpagedevice\n" + duplexer +
+                      "%%Page: 1 1\n@PJL COMMENT\n1a\n1b\n1c\n"
+                      "%%Page: 2 2\n*InputSlot Tray2\n} stopped cleartomark % 2\n"
+                      "%%Page: 3 3\n*InputSlot Tray3\n} stopped cleartomark % 3\n");
+  expectPrinted(job.options("QVBookletFold=SaddleStitch"),
+                printed(top + size + fold + "\n<< /Fold 2 /Staple 4>> setpagedevice\n" + duplexer,
+                        "%%Page: 1 1\n1a\n1b\n1c\n%%Page: 3 3\n*InputSlot Tray3\n" + repeated,
+                        join("%%Page: 1 1\n1a\n1b\n", kProcedures),
+                        "%%Page: 2 2\n*InputSlot Tray2\n" + repeated));
 }
 
 TEST(ManualBookletRules, InstructionPageWaitsIfTheFoldFeatureDropsTheFirstPageLine) {
