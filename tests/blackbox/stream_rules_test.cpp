@@ -1,5 +1,5 @@
-// The rules for the lines of a job, one by one and in the order in which they apply. The page-size
-// and paper-source rules are in stream_feature_blocks_test.cpp.
+// The rules for the lines of a job, one by one in the order in which they apply, and all together.
+// The page-size and paper-source rules are in stream_feature_blocks_test.cpp.
 #include <string>
 
 #include "tests/blackbox/stream_jobs.h"
@@ -159,6 +159,88 @@ TEST(StreamLines, PjlOfTheJobIsDroppedAlsoWithoutWrapping) {
                       .version("0x102f")
                       .input(kUelText + "@PJL JOB\n@PJL X\n%!PS\n@PJL Y");
   expectRun(job, "%!PS\n");
+}
+
+// ---- all rules together
+
+TEST(StreamWholeJob, HasItsOutputCapturesAndLog) {
+  const StreamJob stream = streamJob("-" + kUelText + R"(@PJL JOB
+-@PJL ENTER LANGUAGE = POSTSCRIPT
+ %!PS-Adobe-3.0
++%!
++%Set collate copies = copy:
++<< /CollatedCopies 3 >> setuserparams
++%EndUserSetup
+ %RBINumCopies: 3
+-%%BeginProlog
++%%BeginProlog
++%%BeginFeature: *JobPatchFile 1
++%%Quorvan Macintosh PPD File 1
++%%EndFeature
+ [{
+-%%BeginFeature: *JobPatchFile 1
+s%%Driver PPD File 1
+s%%EndFeature
+ } stopped cleartomark
+ [{
+ %%BeginFeature: *PageSize A4
+ << /PageSize [595 842] >> setpagedevice
+ %%EndFeature
+ } stopped cleartomark
+ [{
+-<< /Collate false >> setpagedevice
++<< /Collate true >> setpagedevice
+ } stopped cleartomark
+ [{
+ %%BeginFeature: *InputSlot Tray1
+ %%EndFeature
+ } stopped cleartomark
++[{
++%%BeginFeature: *PageSize A4
++<< /PageSize [595 842] >> setpagedevice
++%%EndFeature
++} stopped cleartomark
+ %%Page: 1 1
+ %%BeginData: 4000 Binary Bytes
+)" + bytes(" @PJL \0\1\2\xff\r %%BeginProlog\0\n \n \r JobPatchFile\0InputSlot\r }efcl\0\n ") +
+                                     std::string(1024, '\0') +
+                                     R"( %%EndData
+ sfcl{
+ %%BeginFeature: *InputSlot Tray2
+ %%EndFeature
+-}efcl
++} stopped cleartomark
++[{
++%%BeginFeature: *PageSize A4
++<< /PageSize [595 842] >> setpagedevice
++%%EndFeature
++} stopped cleartomark
+ %%BeginFeature: *JobPatchFile 2
+ sfcl{ (100%, caf)"
+                                     "\x8e"
+                                     R"() show }efcl
+ showpage
+ %%Trailer
+)"
+                                     "-" +
+                                     kUelText + "@PJL EOJ\n %%EOF");
+  const std::string out = headerWith(
+                              "@PJL SET HOLD = PROOF\n@PJL SET HOLDTYPE = PUBLIC\n"
+                              "@PJL SET QDUPLICATEHELDJOBS = SAVE\n") +
+                          stream.body + trailer();
+  Job job = poster(kPoster + " PrintTo=JRVerify" + kCopies + "3").capture();
+  for (const bool named : {false, true}) {
+    named ? job.fileWith(stream.input).input("") : job.input(stream.input);
+    expectRun(job, out, kCaptureOn);
+    expectSame(readFile(job.tmpFile("qvn_ps")), stream.captured, "qvn_ps", "the job");
+    expectSame(readFile(job.tmpFile("qvn_ps2")), out, "qvn_ps2", "the job");
+  }
+  expectSame(logAfterHeader(job),
+             logBraces("isOnlyPrintInside") +
+                 logRecord("main", "Initialized begin and end markers.") +
+                 logRecord("main", "Found sfcl{ marker. Resetting begin and end markers.") +
+                 logRecord("main", "}"),
+             "log", "the job");
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // The messages about the pages of a job that CUPS reads.
 #include "filter/page_counter.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdio>
 #include <initializer_list>
@@ -10,29 +8,27 @@
 namespace jobshaper::testing {
 namespace {
 
-using Lines = std::initializer_list<const char*>;
+constexpr const char* kPage = "%%Page: 1 1\n";
+constexpr const char* kTwoCopies = "%RBINumCopies: 2\n";
 
-// What is written to standard error for a job of these lines.
-std::string messages(const JobState& job, Lines lines) {
+// For a job of these lines, the number of pages and of their copies that CUPS is told.
+void expectPages(const JobState& job, std::initializer_list<const char*> lines, int pages,
+                 int copies, int line = __builtin_LINE()) {
   ::testing::internal::CaptureStderr();
   PageCounter counter(job);
-  for (const char* const line : lines) counter.see(line);
+  for (const char* const text : lines) counter.see(text);
   counter.finish();
-  return ::testing::internal::GetCapturedStderr();
+  std::string expected;
+  for (int page = 1; page <= pages; ++page) {
+    expected += "PAGE: " + std::to_string(page) + " " + std::to_string(copies) + "\n";
+  }
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), expected) << "line " << line;
 }
-
-std::string messages(Lines lines) { return messages(JobState(), lines); }
 
 JobState jobOf(const char* copies) {
   JobState job;
   job.copiesArgument = copies;
   return job;
-}
-
-TEST(PageCounter, ReportsEachPage) {
-  EXPECT_EQ(messages({"%!PS\n", "%%Page: 1 1\n", "x %%Page: 1 1\n", "%%Page: (last) 2\n",
-                      "%%Pages: 2\n", "%%page: 3 3\n"}),
-            "PAGE: 1 1\nPAGE: 2 1\n");
 }
 
 // The messages of two reports, each after one page, and of what is left when the job is canceled.
@@ -41,13 +37,13 @@ std::string reports(std::chrono::hours interval) {
   {
     const JobState job;
     PageCounter counter(job, interval);
-    for (const char* const page : {"%%Page: 1 1\n", "%%Page: 2 2\n"}) {
-      counter.see(page);
+    for (int i = 0; i < 2; ++i) {
+      counter.see(kPage);
       counter.report();
       counter.report();
       std::fputs("reported\n", stderr);
     }
-    counter.see("%%Page: 3 3\n");
+    counter.see(kPage);
   }
   return ::testing::internal::GetCapturedStderr();
 }
@@ -62,57 +58,47 @@ TEST(PageCounter, DoesNotReportEachPageOfAFastJob) {
             "PAGE: 1 1\nreported\nreported\nPAGE: 2 1\nPAGE: 3 1\n");
 }
 
+TEST(PageCounter, CountsLinesThatBeginAPageOfTheJobItself) {
+  const JobState job;
+  expectPages(
+      job,
+      {"%!PS\n", kPage, "x %%Page: 1 1\n", "%%Page: (last) 2\n", "%%Pages: 2\n", "%%page: 3 3\n"},
+      2, 1);
+  const char* const begin = "%%BeginDocument: a.eps\n";
+  const char* const end = "%%EndDocument\n";
+  expectPages(job, {kPage, begin, kPage, begin, kPage, end, kPage, end, kPage}, 2, 1);
+  expectPages(job, {end, kPage, begin, kPage, end, kPage}, 2, 1);
+}
+
 TEST(PageCounter, ReportsTheCopiesThatThePrinterMakes) {
-  EXPECT_EQ(messages(jobOf("3"), {"%RBINumCopies: 3\n", "%%Page: 1 1\n", "%%Page: 2 2\n"}),
-            "PAGE: 1 3\nPAGE: 2 3\n");
+  expectPages(jobOf("2"), {kTwoCopies, kPage, kPage}, 2, 2);
   // CUPS has repeated the pages, or there is only one copy.
-  EXPECT_EQ(messages(jobOf("3"), {"%!PS\n", "%%Page: 1 1\n"}), "PAGE: 1 1\n");
-  EXPECT_EQ(messages(jobOf(""), {"%RBINumCopies: 0\n", "%%Page: 1 1\n"}), "PAGE: 1 1\n");
-}
-
-TEST(PageCounter, TakesNoCopiesFromTheDocument) {
-  EXPECT_EQ(messages(jobOf("3"), {"%RBINumCopies: 3\n", "%RBINumCopies: 1\n", "%%Page: 1 1\n",
-                                  "%RBINumCopies: 900\n", "%%Page: 2 2\n"}),
-            "PAGE: 1 3\nPAGE: 2 3\n");
-  EXPECT_EQ(messages(jobOf("1"), {"%RBINumCopies: 900\n", "%%Page: 1 1\n"}), "PAGE: 1 1\n");
-  EXPECT_EQ(messages(jobOf("3"), {"%%Page: 1 1\n", "%RBINumCopies: 3\n", "%%Page: 2 2\n"}),
-            "PAGE: 1 1\nPAGE: 2 1\n");
-}
-
-TEST(PageCounter, CountsNoPagesOfDocumentsWithinTheJob) {
-  EXPECT_EQ(messages({"%%Page: 1 1\n", "%%BeginDocument: a.eps\n", "%%Page: 1 1\n",
-                      "%%BeginDocument: b.eps\n", "%%Page: 1 1\n", "%%EndDocument\n",
-                      "%%Page: 2 2\n", "%%EndDocument\n", "%%Page: 2 2\n"}),
-            "PAGE: 1 1\nPAGE: 2 1\n");
-}
-
-TEST(PageCounter, GoesOnAfterAnEndThatHasNoBeginning) {
-  EXPECT_EQ(messages({"%%EndDocument\n", "%%Page: 1 1\n", "%%BeginDocument: a\n", "%%Page: 1 1\n",
-                      "%%EndDocument\n", "%%Page: 2 2\n"}),
-            "PAGE: 1 1\nPAGE: 2 1\n");
+  expectPages(jobOf("2"), {"%!PS\n", kPage}, 1, 1);
+  expectPages(jobOf(""), {"%RBINumCopies: 0\n", kPage}, 1, 1);
+  // The document cannot change them.
+  expectPages(jobOf("2"), {kTwoCopies, "%RBINumCopies: 1\n", kPage, "%RBINumCopies: 9\n", kPage}, 2,
+              2);
+  expectPages(jobOf("1"), {"%RBINumCopies: 9\n", kPage}, 1, 1);
+  expectPages(jobOf("2"), {kPage, kTwoCopies, kPage}, 2, 1);
 }
 
 TEST(PageCounter, CountsTheBackOfTheLastSheetOfACopy) {
   JobState job = jobOf("2");
   job.additions.wholeSheets = true;
-  const char* const copies = "%RBINumCopies: 2\n";
-  const char* const page = "%%Page: 1 1\n";
-  EXPECT_EQ(messages(job, {copies, page, page, page}),
-            "PAGE: 1 2\nPAGE: 2 2\nPAGE: 3 2\nPAGE: 4 2\n");
-  EXPECT_EQ(messages(job, {copies, page, page}), "PAGE: 1 2\nPAGE: 2 2\n");
-  EXPECT_EQ(messages(job, {page, page, page}), "PAGE: 1 1\nPAGE: 2 1\nPAGE: 3 1\n");
+  expectPages(job, {kTwoCopies, kPage, kPage, kPage}, 4, 2);
+  expectPages(job, {kTwoCopies, kPage, kPage}, 2, 2);
+  expectPages(job, {kPage, kPage, kPage}, 3, 1);
   // CUPS prints a single page on one side.
-  EXPECT_EQ(messages(job, {copies, page}), "PAGE: 1 2\n");
+  expectPages(job, {kTwoCopies, kPage}, 1, 2);
 }
 
 TEST(PageCounter, CountsNoBlankPagesOfAManualBooklet) {
   JobState job = jobOf("2");
   job.manualBooklet = true;
-  const char* const page = "%%Page: 1 1\n";
-  EXPECT_EQ(messages(job, {"%RBINumCopies: 2\n", page, page, page}), "PAGE: 1 2\nPAGE: 2 2\n");
-  EXPECT_EQ(messages(job, {}), "");
+  expectPages(job, {kTwoCopies, kPage, kPage, kPage}, 2, 2);
+  expectPages(job, {}, 0, 1);
   job.onlyInside = true;
-  EXPECT_EQ(messages(job, {page, page, page}), "PAGE: 1 1\n");
+  expectPages(job, {kPage, kPage, kPage}, 1, 1);
 }
 
 }  // namespace
