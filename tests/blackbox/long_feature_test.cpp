@@ -94,17 +94,6 @@ TEST(LongFeature, IsReplacedByThePrologThatItsClosingLineBegins) {
                marked('+', line + "[{\n" + kLong + "InputSlot\n" + line));
 }
 
-TEST(LongFeature, IsDroppedWithAClosingLineOfPjl) {
-  expectStream(marked(' ', kLong) + " InputSlot\n-@PJL cleartomark\n x\n");
-}
-
-TEST(LongFeature, ComesAfterTheCopiesThatItsClosingLineSets) {
-  const std::string line = "%RBINumCopies: InputSlot cleartomark\n";
-  expectStream(
-      marked(' ', kLong) + collated("(null)") + " " + line + marked('+', "[{\n" + kLong + line),
-      Job().options("PrintTo=JRPrinter"));
-}
-
 TEST(LongFeature, ComesBetweenTheRequestsForTheCover) {
   const std::string line = "%%Page: InputSlot QVBookletFold cleartomark\n";
   expectStream(marked(' ', kLong) + "+1 dict dup /Duplex false put setpagedevice\n " + line +
