@@ -62,8 +62,9 @@ def cases():
             # The PIN is not a choice.
             if name in {"PageRegion", "JRHOLDKEY"} | ppd.installable:
                 continue
-            rules = [rule for rule in ppd.all("UIConstraints") if f"*{name} " in f"{rule} " and "*Option" in rule]
-            kinds = {choice: repr((name, choice, code, rules, ppd.manual and name in WITH))
+            rules = [rule for rule in ppd.all("UIConstraints") if f"*{name}" in rule.split() and "*Option" in rule]
+            kinds = {choice: repr((name, choice, code, ppd.manual and name in WITH,
+                                   [rule for rule in rules if rule.endswith((f"*{name} {choice}", f"*{name}"))]))
                      for choice, (_, code) in option.choices.items()}
             new = {choice for choice, kind in kinds.items() if kind not in seen}
             seen.update(kinds.values())

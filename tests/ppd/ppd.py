@@ -30,11 +30,11 @@ class Ppd:
         self.manual = self.value("QvnManualBooklet") == "True"  # prints manual booklets
         self.groups = dict(value.split("/") for value in self.all("OpenGroup"))  # name -> text
         self.options = {}
-        for keyword in [option for key, option, _, _ in self.entries if key == "OpenUI"]:
-            name = keyword.lstrip("*")
-            choices = {choice: Choice(text, code) for key, choice, text, code in self.entries if key == name}
-            text = next(text for key, option, text, _ in self.entries if (key, option) == ("OpenUI", keyword))
-            self.options[name] = Option(text, self.value("Default" + name), choices)
+        for key, option, text, _ in self.entries:
+            if key == "OpenUI":
+                name = option.lstrip("*")
+                choices = {choice: Choice(text, code) for key, choice, text, code in self.entries if key == name}
+                self.options[name] = Option(text, self.value("Default" + name), choices)
         group = re.search(r"(?s)\*OpenGroup: InstallableOptions(.*?)\*CloseGroup", self.content)
         self.installable = set(re.findall(r"\*OpenUI \*(\w+)", group.group(1) if group else ""))
 
