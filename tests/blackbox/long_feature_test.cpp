@@ -3,7 +3,6 @@
 #include <string>
 #include <string_view>
 
-#include "tests/blackbox/booklet_jobs.h"
 #include "tests/blackbox/stream_jobs.h"
 
 namespace jobshaper::testing {
@@ -57,11 +56,11 @@ const std::string kDropped = "-dropped\n statusdict /duplexer get exec\n";
 TEST(LongFeature, IsForgottenWhenAnotherBegins) {
   expectStream(marked(' ', kLong) + " QVBookletFold\n" + kFold + kDropped + " *PageSize A5\n" +
                    kSource + "+[{\n+*PageSize A5\n+InputSlot cleartomark\n kept\n",
-               bookletJob("", "BiFold"));
+               Job().options("QVBookletFold=BiFold"));
 }
 
 TEST(LongFeature, IsFoldedWhereverItNamesTheOption) {
-  const Job job = bookletJob("", "BiFold");
+  const Job job = Job().options("QVBookletFold=BiFold");
   const std::string duplexer = "statusdict /duplexer get exec\n";
   expectStream(
       marked(' ', kLong) + " QVBookletFold\n" + kFold + kDropped + kSource +
@@ -95,13 +94,18 @@ TEST(LongFeature, IsReplacedByThePrologThatItsClosingLineBegins) {
 }
 
 TEST(LongFeature, ComesBetweenTheRequestsForTheCover) {
+  Job job;
+  writeFile(job.tmpFile("count"), "2");
+  job.options("QVBookletFold=BiFold QVBookletPageCountFilename='" + job.tmpFile("count") +
+              "' QVBookletCoverSource=Tray2 QVBookletCoverPage=true QVInsideFrontCover=true "
+              "QVInsideBackCover=False");
   const std::string line = "%%Page: InputSlot QVBookletFold cleartomark\n";
   expectStream(marked(' ', kLong) + "+1 dict dup /Duplex false put setpagedevice\n " + line +
                    marked('+', "[{\n" + kLong + line) +
                    "+[{\n+<< /DeferredMediaSelection true /ManualFeed false /MediaPosition 1  >> "
                    "setpagedevice\n+} stopped cleartomark\n" +
                    kFold,
-               coverJob("2", "QVBookletCoverSource=Tray2" + kOnlyInside, ""));
+               job);
 }
 
 }  // namespace
