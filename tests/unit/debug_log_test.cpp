@@ -429,20 +429,18 @@ class DebugLogSetup : public DebugLog {
     unsetenv("TMPDIR");
   }
 
-  // Replaces the settings by renaming a file, as an application that saves safely does. Without a
-  // root, removes them.
-  void setSettings(const std::string& root) const {
+  // Replaces the settings; without new ones, removes them. A file that is emptied and written again
+  // would be flushed to the disk, which takes ten times as long.
+  void setSettings(const std::string& bytes) const {
     const std::string path = directory_.file(kLogSettings);
     std::filesystem::remove(path);
-    if (root.empty()) return;
-    writeFile(path + ".new", propertyList(root));
-    std::filesystem::rename(path + ".new", path);
+    if (!bytes.empty()) writeFile(path, bytes);
   }
 
   // Runs setup and returns what it sent: messages in brackets, and a dot for each wait. `changes`
-  // are the roots of settings that replace the first ones during these waits, counted from 1.
+  // are the settings that replace the first ones during these waits, counted from 1.
   std::string setUpLog(const std::string& root, const std::map<int, std::string>& changes = {}) {
-    setSettings(root);
+    setSettings(propertyList(root));
     std::string sent;
     const auto take = [&] {
       for (std::string next; (next = received(sockets_)) != "nothing";) sent += "[" + next + "]";
@@ -510,22 +508,40 @@ TEST_F(DebugLogSetup, LeavesAllLevelsOffWithoutADestination) {
   EXPECT_EQ(logDebugLevel, 0);
 }
 
+TEST_F(DebugLogSetup, OutlivesSettingsThatAreCutOrDamagedAtAnyByte) {
+  const std::string good = propertyList(logEntry(integer("7")));
+  ::testing::internal::CaptureStderr();
+  for (std::size_t at = 0; at + 1 < good.size(); ++at) {
+    std::string damaged = good;
+    damaged[at] = "\0<\xff"[at % 3];
+    reset();
+    setSettings(damaged);
+    setupDebug();
+    EXPECT_EQ(logDebugLevel != 0, logDebugFilePtr != nullptr) << "damaged at " << at;
+    reset();
+    setSettings(good.substr(0, at));
+    setupDebug();
+    EXPECT_EQ(logDebugLevel, 0) << "cut to " << at;
+  }
+  ::testing::internal::GetCapturedStderr();
+}
+
 TEST_F(DebugLogSetup, AsksForAnEntryAndWaitsForItFiveTimes) {
-  const std::string entry = logEntry(integer("2"), integer("3"));
+  const std::string entry = logEntry(integer("2"), integer("3")), with = propertyList(entry);
   const std::string found = announced('C', "2", "67", "E");
   EXPECT_EQ(setUpWithSocket(kAsking), kRequest + ".....");
-  EXPECT_EQ(setUpWithSocket(kAsking, {{4, withMembers(entry, kTraceAll)}}),
+  EXPECT_EQ(setUpWithSocket(kAsking, {{4, propertyList(withMembers(entry, kTraceAll))}}),
             kRequest + "...." + found);
-  EXPECT_EQ(setUpWithSocket(kAsking, {{5, entry}}), kRequest + ".....");
-  EXPECT_EQ(setUpWithSocket(kAsking, {{1, ""}, {2, "<dict>"}, {3, entry}}),
+  EXPECT_EQ(setUpWithSocket(kAsking, {{5, with}}), kRequest + ".....");
+  EXPECT_EQ(setUpWithSocket(kAsking, {{1, ""}, {2, "<plist>"}, {3, with}}),
             kRequest + "..." + found);
 }
 
 TEST_F(DebugLogSetup, DumpsTheSettingsThatItFoundLast) {
-  const std::string entry = logEntry(integer("4"));
-  const std::string sent = setUpWithSocket(kAsking, {{1, entry}});
+  const std::string settings = propertyList(logEntry(integer("4")));
+  const std::string sent = setUpWithSocket(kAsking, {{1, settings}});
   EXPECT_TRUE(sent.starts_with(kRequest + "." + announced('A', "4", "65", "D") + "[AD")) << sent;
-  EXPECT_NE(sent.find(propertyList(entry)), sent.npos) << sent;
+  EXPECT_NE(sent.find(settings), sent.npos) << sent;
 }
 
 TEST_F(DebugLogSetup, DoesNotAskUnlessTraceAllIsTrueAndTheEntryMissing) {
