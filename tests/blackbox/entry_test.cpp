@@ -105,16 +105,6 @@ TEST(TemporaryDirectory, IsTmpIfTheVariableIsUnsetOrEmpty) {
   expectOutcome(job.unsetEnv("TMPDIR").run(), plainJob(), "tmp at /tmp \ntmp at /tmp \n");
 }
 
-TEST(TemporaryDirectory, NameIsUsedAsItIs) {
-  Job job;
-  job.input(kJobText);
-  for (const std::string& path : {job.tmp() + "/", job.tmpFile("100%s %n")}) {
-    writeFile(path + "/qvn_log", "");
-    expectRun(job.env("TMPDIR", path), plainJob(), kCaptureOn);
-    EXPECT_EQ(readFile(path + "/qvn_ps"), kJobText);
-  }
-}
-
 TEST(TemporaryDirectory, MissingDirectoryIsNotCreated) {
   Job job;
   expectBody(job.env("TMPDIR", job.tmpFile("missing")).input(kJobText), kJobText);
@@ -136,15 +126,11 @@ void expectCaptured(const Job& job, const BeforeExec& beforeExec = nullptr,
 Job jobWithOwnPjl() { return Job().input(kOwnPjl + kJobText); }
 
 TEST(Capture, AnyKindOfMarkerTurnsItOn) {
-  const std::function<void(const std::string& path)> makers[] = {
-      [](const std::string& path) { fs::create_directory(path); },
-      [](const std::string& path) { ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); },
-      [](const std::string& path) { writeFile(path, ""), fs::permissions(path, fs::perms::none); }};
-  for (const auto& make : makers) {
-    const Job job = jobWithOwnPjl();
-    make(job.tmpFile("qvn_log"));
-    expectCaptured(job, obeyPermissions);
-  }
+  Job directory = jobWithOwnPjl(), pipe = jobWithOwnPjl(), unreadable = jobWithOwnPjl().capture();
+  fs::create_directory(directory.tmpFile("qvn_log"));
+  ASSERT_EQ(mkfifo(pipe.tmpFile("qvn_log").c_str(), 0600), 0);
+  fs::permissions(unreadable.tmpFile("qvn_log"), fs::perms::none);
+  for (const Job& job : {directory, pipe, unreadable}) expectCaptured(job, obeyPermissions);
 }
 
 TEST(Capture, IsOffWithoutAMarkerOfTheExactName) {
@@ -158,6 +144,7 @@ TEST(Capture, IsOffWithoutAMarkerOfTheExactName) {
 
 TEST(Capture, ReplacesTheFilesOfTheJobBeforeAndLeavesTheMarker) {
   Job job = jobWithOwnPjl();
+  job.env("TMPDIR", job.tmp() + "/");  // used as it is
   writeFile(job.tmpFile("qvn_log"), "off\n");
   for (const char* name : {"qvn_ps", "qvn_ps2"}) {
     writeFile(job.tmpFile(name), std::string(5000, 'o'));
@@ -195,6 +182,27 @@ TEST(StandardError, MessagesComeInTheOrderOfTheRun) {
   expectOutcome(job.run(), plainJob(),
                 line + "ERROR: Unable to open log file\n" + line + kCaptureOn + kNoCaptureIn +
                     kNoCaptureOut + "ERROR: Unable to open PPD file\n" + kAppleTalk);
+}
+
+// ---- the log
+
+TEST(SetUpLog, HasTheRecordsOfOptionsPpdAndAccountingInThisOrder) {
+  Job job;
+  job.log(1).options("JAUSERID=u").env("PPD", "/nonexistent/printer.ppd");
+  const std::string options = "-[argumentStore initWithOptionString:]";
+  const std::string header = "-[pjlCreation initFromArgsStore:userID:jobName:]";
+  const std::string expected =
+      logBraces(options) + logRecord("initPPDValues", "ERROR: Unable to open PPD file\n") +
+      logRecord(header, "{") + logBraces("-[pjlCreation addJobAcctgLines:]") +
+      logRecord(header, "}") + logRecord("main", "\n\nFilter version = 3.9\n");
+  EXPECT_NE(maskedLogOf(job).find(expected), std::string::npos);
+  // Some have fixed line numbers.
+  const std::string log = readFile(job.tmpFile("debug.log"));
+  for (const std::string& record :
+       {options + "\tL38\t{\n", options + "\tL101\t}\n",
+        std::string("\tinitPPDValues\tL1816\tERROR: Unable to open PPD file\n\n")}) {
+    EXPECT_NE(log.find(record), std::string::npos) << record << log;
+  }
 }
 
 // ---- libraries
