@@ -238,7 +238,7 @@ Request bookletRequest(const std::string& options, const std::string& contentTyp
                          ppdEquipment(ppdOption("OptionDuplexer", "True False", "True")) +
                          "*UIConstraints: *OptionDuplexer False *QVBookletFold\n" + more),
           .contentType = contentType,
-          .pages = 7};
+          .pages = 6};
 }
 
 TEST(Booklet, IsHeldOnlyIfItHasTo) {
@@ -257,7 +257,7 @@ TEST(Booklet, IsHeldOnlyIfItHasTo) {
       {"booklet=true", "application/vnd.cups-pdf", 1, 0},
       {"booklet=true", "image/jpeg", 1, 0},
       {"booklet=true QVBookletCoverSource=Tray2", "image/urf", 0, 1},
-      {"booklet=true QVBookletCoverSource=Tray2 output-order=reverse", "application/pdf", 1, 6},
+      {"booklet=true QVBookletCoverSource=Tray2 output-order=reverse", "application/pdf", 1, 5},
       {"QVBookletFold=Booklet QVBookletCoverSource=PrinterS", "application/pdf", 1, 0},
       {"QVBookletFold=Booklet QVBookletCoverType=Card", "application/pdf", 1, 1},
       {"QVBookletFold=Booklet QVBookletPageCountFilename=/x QVBookletCoverType=Card",
@@ -269,6 +269,48 @@ TEST(Booklet, IsHeldOnlyIfItHasTo) {
     EXPECT_EQ(job.additions.coverSide, row.coverSide) << row.options << row.contentType;
     EXPECT_EQ(job.messages, "") << row.options;
   }
+}
+
+TEST(Booklet, HasItsPagesArrangedUnlessTheyAre) {
+  const std::vector<Side> usual = {{0, 1}, {2, 0}, {6, 3}, {4, 5}};
+  const std::pair<std::string, std::vector<Side>> rows[] = {
+      {"", {}},
+      {"booklet=true", usual},
+      {"QVBookletFold=SaddleStitch", usual},
+      {"booklet=false QVBookletFold=SaddleStitch", {}},
+      {"booklet=true QvnBookletPages=Arranged", {}},
+      {"booklet=true outputorder=reverse", {{3, 2}, {1, 4}, {5, 0}, {0, 6}}},
+      {"booklet=true QVBookletCoverPage=true", usual},
+      {"booklet=true QVBookletCoverPage=false QVInsideFrontCover=true", usual},
+      {"booklet=true QVBookletCoverPage=true QVInsideFrontCover=true QVInsideBackCover=true",
+       {{0, 0}, {1, 6}, {5, 2}, {3, 4}}},
+      {"booklet=true QVBookletCoverPage=true QVOutsideFrontCover=true QVOutsideBackCover=true",
+       {{6, 1}, {0, 0}, {5, 2}, {3, 4}}},
+  };
+  for (const auto& [options, sides] : rows) {
+    const Completion job =
+        complete(bookletRequest(options, "application/postscript",
+                                ppdOption("QvnBookletPages", "Arrange Arranged", "Arrange")));
+    EXPECT_EQ(job.booklet.sides, sides) << options;
+  }
+}
+
+TEST(Booklet, IsNotMadeOfABannerOrWithoutPages) {
+  Request request = bookletRequest("booklet=true QVBookletFold=Booklet", "application/postscript");
+  request.pages = 0;
+  Completion job = complete(request);
+  EXPECT_EQ(
+      job.messages,
+      "\nWARNING: The pages of this document cannot be arranged as a booklet, because it is "
+      "PostScript without usable page comments; it is printed as it is. Convert it to PDF and "
+      "print that.\n");
+  EXPECT_FALSE(job.booklet.isBooklet);
+  EXPECT_EQ(job.values["QVBookletFold"], "false");
+  request.isBanner = true;
+  job = complete(request);
+  EXPECT_EQ(job.messages, "");
+  EXPECT_FALSE(job.booklet.isBooklet);
+  EXPECT_EQ(job.values["QVBookletFold"], "false");
 }
 
 TEST(Booklet, ThatCannotBeHeldFails) {

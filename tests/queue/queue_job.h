@@ -17,6 +17,7 @@ struct Request {
   std::string copies = "";  // nothing is added for them
   std::string contentType = "";
   std::optional<int> pages = 4;  // of the document; none if it cannot be read
+  bool isBanner = false;
 };
 
 struct Completion : CompletedJob {
@@ -44,7 +45,7 @@ inline Completion complete(const Request& request) {
   job.options = request.options.c_str();
   job.copies = request.copies.c_str();
   job.ppdPath = request.ppd.empty() ? nullptr : path.c_str();
-  job.origin.contentType = request.contentType;
+  job.origin = {.contentType = request.contentType, .isBanner = request.isBanner};
   int counted = 0;
   job.countPages = [&] {
     ++counted;
