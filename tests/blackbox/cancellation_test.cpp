@@ -27,27 +27,17 @@ void expectCanceled(Process& process, std::string_view out, std::string_view err
 
 // ---- during the reordering
 
-TEST(CanceledReordering, EndsAtOnceWithoutOutputAndFiles) {
+TEST(CanceledReordering, EndsAtOnceWithoutOutputAndKeepsOnlyTheCaptures) {
   for (const std::string& start : {std::string(), join(kTop, pages("1234"), "half a line"),
                                    join(kTop, pages("12"), "%%Trailer\n")}) {
-    const Job job = manualJob("");
+    const Job job = manualJob("").capture();
     Process process(job);
     process.write(start);
     ASSERT_TRUE(sleeps(process)) << start;
-    expectCanceled(process, "", threeTmpLines(job));
-    EXPECT_TRUE(fs::is_empty(job.tmp())) << start;
+    expectCanceled(process, "", join(tmpLines(job), kCaptureOn, reorderingLine(job)));
+    EXPECT_EQ(readFile(job.tmpFile("qvn_ps")) + readFile(job.tmpFile("qvn_ps2")), "");
+    expectNoManualFiles(job);
   }
-}
-
-TEST(CanceledReordering, KeepsTheCaptureFiles) {
-  const Job job = manualJob("").capture();
-  Process process(job);
-  process.write(join(kTop, pages("12")));
-  ASSERT_TRUE(sleeps(process));
-  expectCanceled(process, "", join(tmpLines(job), kCaptureOn, reorderingLine(job)));
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps")), "");
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), "");
-  expectNoManualFiles(job);
 }
 
 // ---- waiting for input
@@ -61,23 +51,14 @@ TEST(CanceledJob, GetsItsTrailerAtOnceAfterTheLineThatIsNotWhole) {
       {"QVBookletFold=SaddleStitch", fold + "old\nold li",
        fold + "\n<< /Fold 2 /Staple 4>> setpagedevice\n"}};
   for (const auto& [options, start, body] : rows) {
-    const Job job = Job().options(options);
-    writeFile(job.tmpFile("pageEven42"), "of another program");
+    const Job job = Job().options(options).capture();
     Process process(job);
     process.write(start);
     ASSERT_TRUE(sleeps(process)) << start;
-    expectCanceled(process, join(plainHeader(), body, trailer()), tmpLines(job));
-    EXPECT_EQ(readFile(job.tmpFile("pageEven42")), "of another program");
+    const std::string out = join(plainHeader(), body, trailer());
+    expectCanceled(process, out, join(tmpLines(job), kCaptureOn));
+    EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), out);
   }
-}
-
-TEST(CanceledJob, GetsItsTrailerInTheCaptureToo) {
-  const Job job = Job().version("0x102f").env("DEVICE_URI", "usb://Quorvan/C400").capture();
-  Process process(job);
-  process.write("%!PS\nshowpage\n");
-  EXPECT_TRUE(becomesTrue([&] { return contentOf(job.tmpFile("qvn_ps")) == "%!PS\nshowpage\n"; }));
-  expectCanceled(process, "%!PS\nshowpage\n", join(tmpLines(job), kCaptureOn));
-  EXPECT_EQ(readFile(job.tmpFile("qvn_ps2")), join("%!PS\nshowpage\n", trailer()));
 }
 
 // ---- waiting for the reader of its output

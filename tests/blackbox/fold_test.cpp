@@ -183,13 +183,6 @@ TEST(FoldDrop, JobPatchFileLineInsideItIsNotTheFeature) {
 
 // ---- together with the other rules
 
-TEST(FoldCommand, IsLostWithTheTextIfThePrologIsReplaced) {
-  expectStitched(
-      {{"%%BeginProlog QVBookletFold\na\n%%BeginProlog QVBookletFold\nb\n",
-        "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"
-        "%%EndFeature\na\n%%BeginProlog QVBookletFold\n{fold}"}});
-}
-
 TEST(FoldCommand, FollowsTheCollatedCopiesEvenIfTheyBringTheText) {
   for (const auto& [value, line] : {std::pair{"3", "%RBINumCopies: QVBookletFold\n"},
                                     {"QVBookletFold", "%RBINumCopies: 2\n"}}) {
@@ -200,18 +193,19 @@ TEST(FoldCommand, FollowsTheCollatedCopiesEvenIfTheyBringTheText) {
   }
 }
 
-TEST(FoldCommand, FollowsARepeatedPageSizeThatContainsTheText) {
-  const std::string size = "%%BeginFeature: *PageSize A4 QVBookletFold\n";
-  const std::string end = "1 {duplexer}\n%%EndFeature\n} stopped cleartomark\n";
-  const std::string slot = "[{\n%%BeginFeature: *InputSlot Tray1\n%%EndFeature\n";
+TEST(FoldCommand, FollowsTheLineThatAnotherRuleMakesIfItStillHasTheText) {
+  const std::string size = "*PageSize A4 QVBookletFold\n1 {duplexer}\n%%EndFeature\n";
+  const std::string end = "} stopped cleartomark\n";
   expectStitched(
-      {{"[{\n" + size + "<< /PageSize [595 842] >> setpagedevice\n" + end + slot +
-            "} stopped cleartomark\ndropped\n2 {duplexer}\n*InputSlot Tray2\ncleartomark 2\n"
-            "dropped\n",
-        "[{\n" + size + "{fold}" + end + slot + "} stopped cleartomark\n[{\n" + size + end +
-            "{fold}2 {duplexer}\n*InputSlot Tray2\n} stopped cleartomark\n[{\n" + size + end +
-            "{fold}"},
-       // The closing line becomes part of the repeated page size.
+      {{"%%BeginProlog QVBookletFold\na\n%%BeginProlog QVBookletFold\nb\n",
+        "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"
+        "%%EndFeature\na\n%%BeginProlog QVBookletFold\n{fold}"},
+       // The page size is repeated, the first time after the line that ends the paper source.
+       {size + "*InputSlot Tray1\n" + end +
+            "dropped\n2 {duplexer}\n*InputSlot Tray2\ncleartomark\n",
+        "*PageSize A4 QVBookletFold\n{fold}1 {duplexer}\n%%EndFeature\n*InputSlot Tray1\n" + end +
+            "[{\n" + size + end + "{fold}2 {duplexer}\n*InputSlot Tray2\n" + end + "[{\n" + size +
+            end + "{fold}"},
        {"*PageSize A4\n%%EndFeature\n*InputSlot Tray1\ncleartomark QVBookletFold\na\n{duplexer}",
         "*PageSize A4\n%%EndFeature\n*InputSlot Tray1\ncleartomark QVBookletFold\n[{\n"
         "*PageSize A4\n%%EndFeature\n} stopped cleartomark\n{fold}{duplexer}"}});

@@ -15,21 +15,10 @@
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/file_size_limit.h"
 
-namespace jobshaper {
+namespace jobshaper::testing {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::join;
-using testing::kBlank;
-using testing::kFirstPass;
-using testing::kNoFile;
-using testing::kNoRearranging;
-using testing::kProcedures;
-using testing::kSecondPass;
-using testing::kTop;
-using testing::pages;
-using testing::readFile;
-using testing::writeFile;
 
 // A private temporary directory.
 class ManualBookletParts : public ::testing::Test {
@@ -67,7 +56,7 @@ class ManualBookletParts : public ::testing::Test {
     EXPECT_EQ(errors, messages);
   }
 
-  testing::TemporaryDirectory directory_;
+  TemporaryDirectory directory_;
 
  private:
   std::int32_t versionBefore_ = version;
@@ -116,7 +105,7 @@ TEST_F(ManualBookletParts, AreReportedIfTheyCannotBeCreatedOrDoNotFit) {
   EXPECT_EQ(order("Down"), 1) << "only \"Up\" has a header file";
   fs::remove(path("headerPS42"));
 
-  const testing::FileSizeLimit limit(300000);
+  const FileSizeLimit limit(300000);
   expectFailure([&] { return order("Up"); }, join(kNoFile, kNoRearranging));
 }
 
@@ -136,10 +125,10 @@ TEST_F(ManualBookletParts, ReportAReversedRunThatCannotBeOpenedOrWritten) {
     }
   }
   ASSERT_TRUE(side.open(path("side")));
-  const testing::FileSizeLimit limit(1000);
+  const FileSizeLimit limit(1000);
   side.write(std::string(1001, 'x'));
   expectFailure([&] { return moves(4); }, kNoFile);
 }
 
 }  // namespace
-}  // namespace jobshaper
+}  // namespace jobshaper::testing
