@@ -1,21 +1,14 @@
 // The most memory, time and disk space that a job may need, whatever it contains.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "tests/blackbox/manual_booklets.h"
-#include "tests/support/file_size_limit.h"
+#include "tests/faults/fault_jobs.h"
 #include "tests/support/instrumented.h"
+#include "tests/support/pipe.h"
 
 namespace jobshaper::testing {
 namespace {
@@ -23,6 +16,12 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMiB = 1024 * 1024;
+
+std::string repeated(std::string_view text, std::size_t bytes) {
+  std::string result;
+  while (result.size() < bytes) result += text;
+  return result;
+}
 
 // ---- memory
 
@@ -33,103 +32,96 @@ struct Part {
 };
 using Parts = std::vector<Part>;
 
-void writeParts(int descriptor, const Parts& parts) {
-  for (const Part& part : parts) {
-    for (std::size_t i = 0; i < part.times; ++i) {
-      for (std::size_t at = 0; at < part.text.size();) {
-        const ssize_t n = write(descriptor, part.text.data() + at, part.text.size() - at);
-        if (n <= 0) return;
-        at += static_cast<std::size_t>(n);
-      }
-    }
+// Returns false if the reader has left.
+bool writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t n = write(descriptor, text.data(), text.size());
+    if (n <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(n));
   }
+  return true;
 }
 
-// Reads exactly these parts.
-void expectParts(int descriptor, const Parts& parts) {
-  std::string buffer(kMiB, '\0');
-  for (std::size_t p = 0; p < parts.size(); ++p) {
-    const std::string& text = parts[p].text;
-    for (std::size_t i = 0; i < parts[p].times; ++i) {
-      for (std::size_t at = 0; at < text.size();) {
-        const ssize_t n =
-            read(descriptor, buffer.data(), std::min(buffer.size(), text.size() - at));
-        ASSERT_GT(n, 0) << "part " << p << ", time " << i << ", byte " << at;
-        ASSERT_EQ(memcmp(buffer.data(), text.data() + at, static_cast<std::size_t>(n)), 0)
-            << "part " << p << ", time " << i << ", byte " << at;
-        at += static_cast<std::size_t>(n);
-      }
-    }
+void expectParts(const Pipe& pipe, const Parts& parts) {
+  std::size_t number = 0;
+  for (const Part& part : parts) {
+    ++number;
+    for (std::size_t i = 0; i < part.times; ++i)
+      ASSERT_TRUE(pipe.take(part.text.size()) == part.text) << "part " << number << ", time " << i;
   }
-  EXPECT_EQ(read(descriptor, buffer.data(), 1), 0);
+  EXPECT_EQ(pipe.take(1), "");
 }
 
 // A run in 64 MiB of memory, whose output is compared while its input is written.
 void expectInLittleMemory(const Job& job, const Parts& input, const Parts& output,
-                          std::string (*messages)(const Job&) = tmpLines) {
-  int in[2], out[2];
-  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
-  ASSERT_EQ(pipe2(out, O_CLOEXEC), 0);
-  for (const int end : {in[1], out[1]}) fcntl(end, F_SETPIPE_SZ, kMiB);
-  Process process(job.program(), job.argv(), job.environment(), [&] {
-    dup2(in[0], 0);
-    dup2(out[1], 1);
+                          const std::string& messages) {
+  Pipe in(kMiB), out(kMiB);
+  Process process(job, [&] {
+    dup2(in.reading(), 0);
+    dup2(out.writing(), 1);
     const rlimit limit{64 * kMiB, 64 * kMiB};
     if (!kSanitized) setrlimit(RLIMIT_AS, &limit);
   });
-  close(in[0]);
-  close(out[1]);
+  in.closeReading();
+  out.closeWriting();
   std::thread writer([&] {
-    writeParts(in[1], input);
-    close(in[1]);
+    for (const Part& part : input) {
+      for (std::size_t i = 0; i < part.times && writeAll(in.writing(), part.text); ++i) {
+      }
+    }
+    in.closeWriting();
   });
-  expectParts(out[0], output);
-  close(out[0]);  // lets a failed run end, too
+  expectParts(out, output);
+  out.closeReading();  // lets a failed run end, too
   writer.join();
-  expectOutcome(process.finish(), "", messages(job));
+  expectOutcome(process.finish(), "", messages);
 }
 
-Part sized(const std::string& line, std::size_t bytes) {
-  std::string text = line;
-  while (text.size() < kMiB) text += line;
+Part sized(std::string_view line, std::size_t bytes) {
+  const std::string text = repeated(line, kMiB);
   return {text, std::max<std::size_t>(bytes / text.size(), 1)};
 }
 
 TEST(Memory, DoesNotGrowWithAnOrdinaryJob) {
   Part pages = sized("%%Page: 1 1\n/F1 12 selectfont 72 720 moveto (some text) show\r\n",
-                     scaled(1024 * kMiB));
+                     scaled(128 * kMiB));
   pages.text += std::string(5000, 'x') + bytes("\0\0\n");
-  expectInLittleMemory(Job(), {{"%!PS\n"}, pages, {"%%EOF"}},
-                       {{plainHeader() + "%!PS\n"}, pages, {"%%EOF" + trailer()}});
+  const Job job;
+  expectInLittleMemory(job, {{"%!PS\n"}, pages, {"%%EOF"}},
+                       {{plainHeader() + "%!PS\n"}, pages, {"%%EOF" + trailer()}}, tmpLines(job));
 }
+
+const std::string kBegin = "%%BeginFeature: *PageSize A4\n";
+const std::string kEnd = "*InputSlot Tray1\n} stopped cleartomark\n";
 
 // A page-size feature is repeated completely, however long it is.
 TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
-  const Part filler = sized("0 0 moveto (of the feature) show\n", scaled(100 * kMiB));
-  const std::string begin = "%%BeginFeature: *PageSize A4\n";
-  const std::string source = "*InputSlot Tray1\n", close = "} stopped cleartomark\n";
-  expectInLittleMemory(Job(), {{begin}, filler, {source + close + source + close}},
-                       {{plainHeader() + begin},
-                        filler,
-                        {source + close + "[{\n" + begin},
-                        filler,
-                        {source + close + source + close + "[{\n" + begin},
-                        filler,
-                        {source + close + trailer()}});
+  const Part filler = sized("0 0 moveto (of the feature) show\n", scaled(80 * kMiB));
+  const std::string again = kEnd + "[{\n" + kBegin;
+  const Job job;
+  expectInLittleMemory(
+      job, {{kBegin}, filler, {kEnd + "x\n"}},
+      {{plainHeader() + kBegin}, filler, {again}, filler, {kEnd + "x\n" + trailer()}},
+      tmpLines(job));
+}
+
+// If neither disk nor memory can hold a feature without an end, it is not repeated, but the job is
+// printed.
+TEST(Memory, DoesNotGrowWithAPageSizeFeatureWithoutADirectory) {
+  const Part filler = sized("0 0 moveto (of the feature) show\n", 80 * kMiB);
+  const Job job = Job().env("TMPDIR", "/nonexistent");
+  expectInLittleMemory(job, {{kBegin}, filler, {kEnd}},
+                       {{plainHeader() + kBegin}, filler, {kEnd + trailer()}}, tmpLines(job));
 }
 
 // An instruction page of more than 16 MiB is not used; those of the package have a few KiB.
 TEST(Memory, DoesNotGrowWithAnInstructionPage) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.file("de_DE.lproj/instruction(null)");
-  writeFile(path, "");
-  std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
-  Job job = manualJob("%%Page: 1 1\n");
-  job.version("0x1050").env("JOBSHAPER_INSTRUCTIONS", directory.path()).env("LANG", "de_DE");
-  expectInLittleMemory(job, {{"%%Page: 1 1\n"}},
-                       {{join(plainHeader(), kFirstPass, kInstruction, "%%Page: 1 1\n", kSecondPass,
-                              "%%Page: 1 1\n", kProcedures, trailer())}},
-                       [](const Job& run) { return join(threeTmpLines(run), kNoInstruction); });
+  const Job job = instructedJob("", "");
+  fs::resize_file(job.tmpFile("pages/en.lproj/instruction(null)"), std::uintmax_t{1} << 30);
+  expectInLittleMemory(
+      job, {{join(kTop, kPage1)}},
+      {{printed(join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank))}},
+      join(threeTmpLines(job), kNoInstruction));
 }
 
 // ---- time
@@ -138,22 +130,18 @@ double seconds(const timeval& time) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
+double secondsOfChildren() {
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
 // Returns the CPU time of this job in seconds. The output is discarded.
 double workOf(Job job, std::string_view text) {
   job.fileWith(text);
-  rusage before{}, after{};
-  getrusage(RUSAGE_CHILDREN, &before);
-  const Outcome outcome = job.run([] { dup2(open("/dev/null", O_WRONLY), 1); });
-  getrusage(RUSAGE_CHILDREN, &after);
-  EXPECT_EQ(outcome.exitStatus, 0);
-  return seconds(after.ru_utime) + seconds(after.ru_stime) - seconds(before.ru_utime) -
-         seconds(before.ru_stime);
-}
-
-std::string repeated(std::string_view text, std::size_t bytes) {
-  std::string result;
-  while (result.size() < bytes) result += text;
-  return result;
+  const double before = secondsOfChildren();
+  EXPECT_EQ(job.run([] { dup2(open("/dev/null", O_WRONLY), 1); }).exitStatus, 0);
+  return secondsOfChildren() - before;
 }
 
 // A job of eight times the size needs little more than eight times the work; quadratic work would
@@ -169,20 +157,17 @@ void expectLinear(const Job& job, const std::function<std::string(std::size_t)>&
 struct HostileText {
   const char* name;
   const char* options;
-  const char* begin;
-  const char* repeated;
+  std::string begin;
+  std::string_view repeats;
 };
 
 class Work : public ::testing::TestWithParam<HostileText> {};
 
 TEST_P(Work, GrowsWithTheSizeOfTheJob) {
   const HostileText& row = GetParam();
-  Job job;
-  job.options(row.options);
   expectLinear(
-      job,
-      [&](std::size_t bytes) { return std::string(row.begin) + repeated(row.repeated, bytes); },
-      256 * 1024);
+      Job().options(row.options),
+      [&](std::size_t bytes) { return row.begin + repeated(row.repeats, bytes); }, 128 * 1024);
 }
 
 // clang-format off
@@ -204,38 +189,35 @@ INSTANTIATE_TEST_SUITE_P(Texts, Work, ::testing::Values(
     [](const auto& row) { return row.param.name; });
 // clang-format on
 
-std::string withSources(std::size_t block, std::size_t times) {
-  return "*PageSize\n" + repeated("12345678 901 def\n", block) + "EndFeature\n" +
-         repeated("*InputSlot cleartomark\n", 23 * times);
-}
-
 // The work of repeating a feature grows only with what is printed, whether the feature is longer or
 // repeated more often.
 TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
+  const auto text = [](std::size_t block, std::size_t times) {
+    return "*PageSize\n" + repeated("12345678 901 def\n", block) + "EndFeature\n" +
+           repeated("*InputSlot cleartomark\n", 23 * times);
+  };
   for (const char* options : {"", "QVBookletFold=BiFold"}) {
-    Job job;
-    job.options(options);
+    const Job job = Job().options(options);
     expectLinear(
-        job, [](std::size_t bytes) { return withSources(bytes, 50); }, 64 * 1024);
+        job, [&](std::size_t bytes) { return text(bytes, 50); }, 32 * 1024);
     expectLinear(
-        job, [](std::size_t bytes) { return withSources(4000, bytes / 64); }, 64 * 1024);
+        job, [&](std::size_t bytes) { return text(4000, bytes / 64); }, 32 * 1024);
   }
 }
 
 // ---- disk
 
-// Each page is moved separately, and the longest of the files contains half of the pages.
-TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
-  const std::size_t count = std::max<std::size_t>(scaled(5000), 200);
-  const std::string text = repeated("%%Page:\n", 8 * count);
-  Job job = manualJob(text);
-  job.preload("small_disk").env("DISK_SIZE", "131072");
-  // There are also the requests for the two passes, and the blank page.
-  const FileSizeLimit limit(text.size() + 1024);
-  expectOutcome(job.run(),
-                join(plainHeader(), kFirstPass, kInstruction, text.substr(0, text.size() / 2),
-                     kSecondPass, "%%Page:\n%%Page:\n%%Page:\n%%Page:\n", kProcedures,
-                     text.substr(0, text.size() / 2), trailer()),
+Outcome runOnDisk(Job& job, std::size_t size) {
+  return job.preload("small_disk").env("DISK_SIZE", std::to_string(size)).run();
+}
+
+// Each page is moved separately. There are also the requests for the two passes, and a blank page.
+TEST(Disk, OfAManualBookletOfManyPagesIsThreeTimesTheJob) {
+  const std::string page = "%%Page:\n", half = repeated(page, scaled(8000));
+  Job job = manualJob(half + half);
+  expectOutcome(runOnDisk(job, 6 * half.size() + 2048),
+                printed(join(kFirstPass, kInstruction, half, kSecondPass, page, page, page, page,
+                             kProcedures, half)),
                 join(threeTmpLines(job), kNoInstruction));
 }
 
@@ -243,13 +225,9 @@ TEST(Disk, OfAManualBookletOfManyPagesIsBounded) {
 TEST(Disk, OfAManualBookletMayBeNineTimesTheJob) {
   std::string text;
   for (int i = 0; i < 40; ++i) text += "%%Page:\n" + std::string(1000, '\xC9') + "\n";
-  const auto statusWith = [&](std::size_t size) {
-    Job job = manualJob(text);
-    job.preload("small_disk").env("DISK_SIZE", std::to_string(size));
-    return job.run().exitStatus;
-  };
-  EXPECT_EQ(statusWith(9 * text.size() + 16384), 0);
-  EXPECT_EQ(statusWith(6 * text.size()), 1);
+  Job job = manualJob(text);
+  EXPECT_EQ(runOnDisk(job, 6 * text.size()).exitStatus, 1);
+  EXPECT_EQ(runOnDisk(job, 9 * text.size() + 16384).exitStatus, 0);
 }
 
 }  // namespace

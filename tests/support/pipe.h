@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -40,6 +41,14 @@ class Pipe {
   void put(std::string_view bytes) const {
     EXPECT_EQ(write(writing_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
+  // Fills the pipe until a writer would have to wait.
+  void fill() const {
+    fcntl(writing_, F_SETFL, O_NONBLOCK);
+    const std::string block(4096, 'x');
+    while (write(writing_, block.data(), block.size()) > 0) {
+    }
+    fcntl(writing_, F_SETFL, 0);
+  }
   // How many bytes are in the pipe.
   std::size_t waiting() const {
     int count = 0;
@@ -48,13 +57,16 @@ class Pipe {
   }
   // Reads all bytes that are in the pipe.
   std::string take() const { return take(waiting()); }
-  // Reads this many bytes.
+  // Reads everything to the end.
+  std::string takeAll() const { return take(std::string::npos); }
+  // Reads this many bytes, or all to the end.
   std::string take(std::size_t size) const {
-    std::string bytes(size, '\0');
-    for (std::size_t taken = 0; taken < bytes.size();) {
-      const ssize_t n = read(reading_, bytes.data() + taken, bytes.size() - taken);
+    std::string bytes;
+    char part[65536];
+    while (bytes.size() < size) {
+      const ssize_t n = read(reading_, part, std::min(sizeof part, size - bytes.size()));
       if (n <= 0) break;
-      taken += static_cast<std::size_t>(n);
+      bytes.append(part, static_cast<std::size_t>(n));
     }
     return bytes;
   }

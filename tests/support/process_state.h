@@ -13,13 +13,13 @@
 
 namespace jobshaper::testing {
 
-// Polls every 10 ms, for at most ten seconds.
+// Polls every 2 ms, for at most twenty seconds.
 inline bool becomesTrue(const std::function<bool()>& condition) {
-  for (int i = 0; i < 1000; ++i) {
+  for (int i = 0; i < 10000; ++i) {
     if (condition()) return true;
-    usleep(10000);
+    usleep(2000);
   }
-  return condition();
+  return false;
 }
 
 inline std::string contentOf(const std::string& path) {

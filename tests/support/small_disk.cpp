@@ -1,9 +1,9 @@
-// Preloaded into the filter: all files that it writes share a disk of DISK_SIZE bytes. A file
-// occupies what was written to it or allocated for it.
+// Preloaded into the filter: the files in TMPDIR share a disk of DISK_SIZE bytes. Space that is
+// allocated in advance is no longer free.
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -13,55 +13,28 @@
 
 namespace {
 
-struct File {
-  ino_t number;
-  off_t occupied;
-};
-File files[16];
+off_t allocated = 0;
 
-off_t diskSize() {
-  const char* const text = getenv("DISK_SIZE");
-  return text ? strtol(text, nullptr, 10) : LONG_MAX;
-}
-
-off_t occupied() {
-  off_t sum = 0;
-  for (const File& file : files) sum += file.occupied;
-  return sum;
-}
-
-File& fileOf(ino_t number) {
-  for (File& file : files) {
-    if (file.occupied > 0 && file.number == number) return file;
-  }
-  for (File& file : files) {
-    if (file.occupied > 0) continue;
-    file.number = number;
-    return file;
-  }
-  abort();
-}
-
-// Returns null for a pipe, which is not on the disk.
-File* find(int descriptor) {
+off_t freeSpace() {
+  off_t space = strtol(getenv("DISK_SIZE"), nullptr, 10) - allocated;
+  DIR* const directory = opendir(getenv("TMPDIR"));
   struct stat status {};
-  const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-  return regular ? &fileOf(status.st_ino) : nullptr;
+  while (const dirent* const entry = readdir(directory)) {
+    if (fstatat(dirfd(directory), entry->d_name, &status, 0) == 0 && S_ISREG(status.st_mode))
+      space -= status.st_size;
+  }
+  closedir(directory);
+  return space < 0 ? 0 : space;
 }
 
-// The size to which this file can grow.
-off_t longest(const File& file) { return diskSize() - occupied() + file.occupied; }
-
-void occupy(File& file, off_t end) {
-  if (end > file.occupied) file.occupied = end;
-}
-
-// How many of the bytes fit; -1 if none.
-ssize_t fitting(const File& file, off_t position, size_t size) {
-  const off_t left = longest(file) - position;
-  if (left > 0) return left < static_cast<off_t>(size) ? left : static_cast<ssize_t>(size);
+// How many bytes can be written to a file from this position on; all of them to a pipe. 0 if none.
+size_t fitting(int descriptor, off_t position, size_t size) {
   errno = ENOSPC;
-  return -1;
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return size;
+  const off_t end = status.st_size + freeSpace();
+  const size_t most = position < end ? static_cast<size_t>(end - position) : 0;
+  return size < most ? size : most;
 }
 
 }  // namespace
@@ -69,57 +42,26 @@ ssize_t fitting(const File& file, off_t position, size_t size) {
 #define EXPORTED extern "C" __attribute__((visibility("default")))
 
 EXPORTED ssize_t pwrite(int descriptor, const void* buffer, size_t size, off_t position) {
-  File* const file = find(descriptor);
-  const ssize_t most = file ? fitting(*file, position, size) : static_cast<ssize_t>(size);
-  if (most < 0) return -1;
-  const ssize_t n = syscall(SYS_pwrite64, descriptor, buffer, most, position);
-  if (file && n > 0) occupy(*file, position + n);
-  return n;
+  const size_t most = fitting(descriptor, position, size);
+  return most == 0 ? -1 : syscall(SYS_pwrite64, descriptor, buffer, most, position);
 }
 
 EXPORTED ssize_t writev(int descriptor, const iovec* spans, int count) {
-  File* const file = find(descriptor);
-  if (!file) return syscall(SYS_writev, descriptor, spans, count);
   while (count > 1 && spans->iov_len == 0) ++spans, --count;
-  const off_t position = lseek(descriptor, 0, SEEK_CUR);
-  const ssize_t most = fitting(*file, position, spans->iov_len);
-  if (most < 0) return -1;
-  const ssize_t n = syscall(SYS_write, descriptor, spans->iov_base, most);
-  if (n > 0) occupy(*file, position + n);
-  return n;
+  const size_t most = fitting(descriptor, lseek(descriptor, 0, SEEK_CUR), spans->iov_len);
+  return most == 0 ? -1 : syscall(SYS_write, descriptor, spans->iov_base, most);
 }
 
-EXPORTED int fallocate(int descriptor, int mode, off_t offset, off_t size) {
-  File* const file = find(descriptor);
-  if (!file || mode != FALLOC_FL_KEEP_SIZE) abort();
-  if (offset + size > longest(*file)) {
-    errno = ENOSPC;
-    return -1;
-  }
-  occupy(*file, offset + size);
+EXPORTED int fallocate(int, int, off_t, off_t size) {
+  errno = ENOSPC;
+  if (size > freeSpace()) return -1;
+  allocated += size;
   return 0;
 }
 
-EXPORTED int ftruncate(int descriptor, off_t size) noexcept {
-  File* const file = find(descriptor);
-  const int result = static_cast<int>(syscall(SYS_ftruncate, descriptor, size));
-  if (file && result == 0) file->occupied = size;
-  return result;
-}
-
-EXPORTED int unlink(const char* path) noexcept {
-  struct stat status {};
-  const bool known = lstat(path, &status) == 0;
-  const int result = static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
-  if (known && result == 0) fileOf(status.st_ino).occupied = 0;
-  return result;
-}
-
-EXPORTED int fstatvfs(int descriptor, struct statvfs* disk) noexcept {
-  if (!find(descriptor)) abort();
+EXPORTED int fstatvfs(int, struct statvfs* disk) noexcept {
   *disk = {};
   disk->f_bsize = disk->f_frsize = 1;
-  disk->f_blocks = static_cast<fsblkcnt_t>(diskSize());
-  disk->f_bfree = disk->f_bavail = static_cast<fsblkcnt_t>(diskSize() - occupied());
+  disk->f_bfree = disk->f_bavail = static_cast<fsblkcnt_t>(freeSpace());
   return 0;
 }

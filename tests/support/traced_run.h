@@ -1,13 +1,12 @@
-// A run of the filter under ptrace, in which a test acts at every system call: it can let the call
-// fail, and, as a second process, change files or send a signal at exactly that moment.
+// A run of the filter under ptrace, in which a test acts at every system call: it can change the
+// call, let it fail, and, as a second process, change files or send a signal at that moment.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <limits>
-#include <map>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "tests/support/program.h"
 
@@ -22,40 +21,40 @@ struct SystemCall {
 
 class TracedRun {
  public:
-  // Why this system cannot trace processes; "" if it can.
-  static std::string obstacle();
+  explicit TracedRun(Job job);
 
-  TracedRun(std::string program, std::vector<std::string> argv,
-            std::map<std::string, std::string> environment);
-  explicit TracedRun(const Job& job) : TracedRun(job.program(), job.argv(), job.environment()) {}
-
-  // Called before each call. The call fails with the error that this returns, unless it is 0.
-  std::function<int(const SystemCall&)> before = [](const SystemCall&) { return 0; };
-  // The calls after this one are no longer stopped, nor counted.
-  int lastIndex = std::numeric_limits<int>::max();
+  // Called before each call, whose number and arguments it may change. The call fails with the
+  // error that this returns, unless it is 0.
+  std::function<int(SystemCall&)> before = [](const SystemCall&) { return 0; };
   // Called after each call.
   std::function<void(const SystemCall&)> after = [](const SystemCall&) {};
+  // The calls after this one are no longer stopped, nor counted.
+  int lastIndex = std::numeric_limits<int>::max();
 
-  // Input and output must fit into a pipe of 1 MiB.
-  Outcome run(std::string_view input);
+  // A run that hangs ends by SIGALRM. The first MiB of the input is in the pipe from the start.
+  Outcome run(const BeforeExec& beforeExec = nullptr);
 
-  // The path among the arguments of a call: "" if it has none.
-  std::string pathOf(const SystemCall& call) const;
+  // Bytes of the memory of the filter, or fewer if there are no more.
+  std::string memory(unsigned long long address, std::size_t size) const;
+  // The path of the file that the call opens; "" for any other call.
+  std::string opens(const SystemCall& call) const;
+  // The file that is open under the number that is the first argument of the call.
+  std::string fileOf(const SystemCall& call) const;
   pid_t pid() const { return pid_; }
-  int calls() const { return calls_; }  // the number of calls
-  bool hung() const { return hung_; }   // it was killed because it did not end
+  int calls() const { return calls_; }
 
  private:
   void trace();
-  void atCall(SystemCall& call, int& error);
 
-  std::string program_;
-  std::vector<std::string> argv_;
-  std::map<std::string, std::string> environment_;
+  Job job_;
   pid_t pid_ = -1;
-  int status_ = 0;
   int calls_ = 0;
-  bool hung_ = false;
+};
+
+// Skips its tests where processes cannot be traced.
+class TracedTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
 };
 
 }  // namespace jobshaper::testing
