@@ -23,7 +23,7 @@ from vocabulary import Vocabulary
 
 KNOWN = Vocabulary(VOCABULARY)
 QUEUE, FILTER, PJL_LINES = (BUILD / name for name in ("jobshaper-queue", "jobshaper", "pjlLines"))
-ESCAPES = [(r"\\f[BIRP]", ""), (r"\\\(aq", "'"), (r"\\\(dq", '"'), (r"\\[&:]", ""), (r"\\-", "-"), (r"\\e", "\\\\")]
+ESCAPES = [(r"\\f[BIRP]|\\[&:]", ""), (r"\\\(aq", "'"), (r"\\\(dq", '"'), (r"\\-", "-"), (r"\\e", "\\\\")]
 
 
 class Page:
@@ -75,9 +75,11 @@ class Page:
         return next(example for example in self.examples if text in example)
 
 
-FILTER_PAGE, QUEUE_PAGE, TOOL_PAGE = PAGES = [Page(name) for name in ("jobshaper.8", "jobshaper-queue.8", "pjlLines.1")]
+PAGES = [Page(name) for name in ("jobshaper.8", "jobshaper-queue.8", "pjlLines.1")]
+FILTER_PAGE, QUEUE_PAGE, TOOL_PAGE = PAGES
 # The sources of the filter, of the entry program, and of pjlLines; only queues have the filter count pages.
-FILTER_SOURCES = ["programs/jobshaper.cpp", "filter/*", "booklet/*", "settings/*", "diag/*", "platform/*", "!page_counter"]
+FILTER_SOURCES = ["programs/jobshaper.cpp", "filter/*", "booklet/*", "settings/*", "diag/*", "platform/*",
+                  "!page_counter"]
 QUEUE_SOURCES = ["programs/jobshaper_queue.cpp", "queue/*", "filter/page_counter.cpp"]
 TOOL_SOURCES = ["programs/pjl_lines.cpp", "pjl/*_settings.cpp", "diag/*"]
 
@@ -108,8 +110,9 @@ def pattern_of(message):
 
 
 def run(program, *arguments, job=b"%!PS\nshowpage\n", status=0, **environment):
-    done = subprocess.run([program, *arguments], input=job, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60,
-                          check=False, env={"PATH": os.environ["PATH"], "DEVICE_URI": "socket://printer", **environment})
+    environment |= {"PATH": os.environ["PATH"], "DEVICE_URI": "socket://printer"}
+    done = subprocess.run([program, *arguments], input=job, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          timeout=60, check=False, env=environment)
     assert done.returncode == status, done
     return done
 
@@ -129,8 +132,10 @@ class PagesTest(unittest.TestCase):
 
     def test_options(self):
         self.assertEqual({tag.split("=")[0] for tag in FILTER_PAGE.tags("OPTIONS")}, set(KNOWN.names("filter")))
-        self.assert_words([*KNOWN.names("filter"), "Collate", "finishings"], QUEUE_PAGE.text("ADDED OPTIONS"), "filter")
-        self.assert_words(KNOWN.names("queue"), QUEUE_PAGE.text("ADDED OPTIONS", "CONFIDENTIAL JOBS", "SETTINGS"), "queue")
+        added = [*KNOWN.names("filter"), "Collate", "finishings"]
+        self.assert_words(added, QUEUE_PAGE.text("ADDED OPTIONS"), "filter")
+        read = QUEUE_PAGE.text("ADDED OPTIONS", "CONFIDENTIAL JOBS", "SETTINGS")
+        self.assert_words(KNOWN.names("queue"), read, "queue")
         known = re.findall(r"\w+", QUEUE_PAGE.text("SETTINGS"))
         places = [known.index(name) for name in KNOWN.names("queue-setting")]
         self.assertGreater(len(places), 20)
@@ -138,7 +143,8 @@ class PagesTest(unittest.TestCase):
 
     def test_options_are_read(self):
         names = (SOURCE / "src/settings/option_names.h").read_text()
-        for patterns, kinds in ((["filter/*", "pjl/*", "booklet/*"], ("filter", "setting")), (["queue/*"], ("queue",))):
+        for patterns, kinds in ((["filter/*", "pjl/*", "booklet/*"], ("filter", "setting")),
+                                (["queue/*"], ("queue",))):
             text = code(patterns)
             for constant, name in re.findall(r'(k\w+Option) =\s*"(.+)"_option', names):
                 text = text.replace(constant, f'"{name}"_option')
@@ -216,16 +222,17 @@ class PagesTest(unittest.TestCase):
 
     def test_messages(self):
         found = 0
-        for page, sources in ((FILTER_PAGE, FILTER_SOURCES), (QUEUE_PAGE, QUEUE_SOURCES), (TOOL_PAGE, TOOL_SOURCES)):
+        for page, sources in zip(PAGES, (FILTER_SOURCES, QUEUE_SOURCES, TOOL_SOURCES)):
             text = " ".join(page.text("DIAGNOSTICS").split())
             said = messages(sources)
             found += len(said)
-            self.assertEqual([message for message in said if not re.search(pattern_of(message), text)], [], page.path)
+            missing = [message for message in said if not re.search(pattern_of(message), text)]
+            self.assertEqual(missing, [], page.path)
             for entry in page.sections["DIAGNOSTICS"]:
                 self.assertTrue(not entry.tags or len(entry.text) > 15, entry.tags)
                 for tag in entry.tags:
                     patterns = [f"(ERROR: )?{pattern_of(message)}" for message in said]
-                    self.assertTrue(any(re.match(pattern, tag) for pattern in patterns), f"no program says {tag!r}")
+                    self.assertTrue(any(re.match(pattern, tag) for pattern in patterns), tag)
         self.assertGreater(found, 50)
 
     def test_exit_statuses(self):

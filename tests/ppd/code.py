@@ -37,15 +37,16 @@ REQUESTS = {
                   **{name: ["ManualFeed false", f"MediaPosition {code}"] for name, code
                      in known.values("QVBookletCoverSource").items() if name != "ManualPaper"}},
     "MediaType": {name: [request] for name, request in MEDIA.items()},
-    "Duplex": {"None": ["Duplex false"], "DuplexTumble": BOTH_SIDES, "DuplexNoTumble": ["Duplex true", "Tumble false"]},
+    "Duplex": {"None": ["Duplex false"], "DuplexTumble": BOTH_SIDES,
+               "DuplexNoTumble": ["Duplex true", "Tumble false"]},
     "Collate": {"True": ["Collate true"], "False": ["Collate false"]},
     "QVBookletFold": {name: re.findall(r"(?<=/)\w+ \d+", command) for name, command
                       in known.values("QVBookletFold").items()},
     "SepPages": {name: [f"SlipSheet {code}"] for name, code in SHEETS.items()},
     "Offset": {name: [f"Jog {code}"] for name, code in SHEETS.items()},
 }
-checks.same("tables of the sources", [len(REQUESTS[name]) for name in ("InputSlot", "MediaType", "QVBookletFold")],
-            [12, 27, 4])
+sizes = [len(REQUESTS[name]) for name in ("InputSlot", "MediaType", "QVBookletFold")]
+checks.same("tables of the sources", sizes, [12, 27, 4])
 
 
 def requests(ppd, option, choice):
@@ -64,11 +65,13 @@ def check_text(ppd, name, title, code):
     found = re.search(r"\*?PageSize |PageRegion|CustomPageSize|InputSlot|JobPatchFile|QVBookletFold|cleartomark|"
                       r"EndFeature|sfcl\{|\*PageSize|(?m:^(?:%%|@PJL|\x1b)|^.{255})", code)
     checks.check(not found, f"{title}: {found}")
-    checks.same(f"{title}: the duplexer line", code.count("statusdict /duplexer get exec"), name == "QVBookletFold")
+    lines = code.count("statusdict /duplexer get exec")
+    checks.same(f"{title}: the duplexer line", lines, name == "QVBookletFold")
     # The page setup comes where a manual booklet splits its first page. The code of a PIN must not be in the
     # job at all.
     section = "ExitServer" if name == "JRHOLDKEY" else "AnySetup"
-    checks.check(re.search(rf"\*OpenUI \*{name}/.*\n\*OrderDependency: \d+ {section} \*{name}\n", ppd.content), title)
+    order = rf"\*OpenUI \*{name}/.*\n\*OrderDependency: \d+ {section} \*{name}\n"
+    checks.check(re.search(order, ppd.content), f"{title}: the section")
 
 
 work = {}  # title, code and requests, each combination once
@@ -79,12 +82,15 @@ for ppd in ppds:
             wanted = requests(ppd, name, choice) + ["DUPLEXER"] * (name == "QVBookletFold")
             work[f"{name} {choice}", code, tuple(sorted(wanted))] = True
     # Before the code of a custom size: width, height, offsets, orientation.
-    work["custom", "198 360 0 0 0\n" + ppd.value("CustomPageSize"), ("ImagingBBox null", "PageSize [198 360]")] = True
-program = PRELUDE + "".join(f"({title}) choice mark {{\n{code}\n}} stopped outcome\n" for title, code, _ in work).encode()
+    custom = "198 360 0 0 0\n" + ppd.value("CustomPageSize")
+    work["custom", custom, ("ImagingBBox null", "PageSize [198 360]")] = True
+program = PRELUDE + "".join(f"({title}) choice mark {{\n{code}\n}} stopped outcome\n"
+                            for title, code, _ in work).encode()
 result = run(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-dNODISPLAY", "-"], program, {})
 outcomes = (result.stdout + result.stderr).decode(errors="replace").split("CHOICE ")[1:]
 checks.same("choices that have run", len(outcomes), len(work))
 for (title, _, wanted), outcome in zip(work, outcomes):
-    found = re.findall(r"^(?:SET /)?(.+)$", outcome, re.MULTILINE)
-    checks.same(title, (found[0], *sorted(line for line in found[1:] if not line.startswith("COUNT"))), (title, *wanted))
+    first, *found = re.findall(r"^(?:SET /)?(.+)$", outcome, re.MULTILINE)
+    found = sorted(line for line in found if not line.startswith("COUNT"))
+    checks.same(title, (first, *found), (title, *wanted))
 checks.exit(at_least=3000)

@@ -62,13 +62,15 @@ def cases():
             # The PIN is not a choice.
             if name in {"PageRegion", "JRHOLDKEY"} | ppd.installable:
                 continue
-            rules = [rule for rule in ppd.all("UIConstraints") if f"*{name}" in rule.split() and "*Option" in rule]
-            kinds = {choice: repr((name, choice, code, ppd.manual and name in WITH,
-                                   [rule for rule in rules if rule.endswith((f"*{name} {choice}", f"*{name}"))]))
-                     for choice, (_, code) in option.choices.items()}
-            new = {choice for choice, kind in kinds.items() if kind not in seen}
+            kinds = {}
+            for choice, (_, code) in option.choices.items():
+                rules = [rule for rule in ppd.all("UIConstraints")
+                         if "*Option" in rule and rule.endswith((f"*{name} {choice}", f"*{name}"))]
+                kinds[choice] = repr((name, choice, code, rules, ppd.manual and name in WITH))
+            new = [choice for choice, kind in kinds.items() if kind not in seen]
             seen.update(kinds.values())
-            yield from ((ppd, name, choice) for choice in option.choices if new and choice in {*new, option.default})
+            if new:
+                yield from ((ppd, name, choice) for choice in option.choices if choice in [*new, option.default])
 
 
 from_pstops = functools.cache(lambda ppd, options: pstops(JOB, options, ppd))
@@ -116,7 +118,8 @@ def table_of(work, outputs):
         default = ppd.options[name].default
         for choice, lines in choices.items():
             other = default if choice != default else next(c for c in choices if c != default)
-            checks.check(sorted(lines) != sorted(choices[other]), f"{ppd.name}: {name}={choice} sends what {other} sends")
+            checks.check(sorted(lines) != sorted(choices[other]),
+                         f"{ppd.name}: {name}={choice} sends what {other} sends")
             if not (ppd.manual and name == "QVBookletFold"):  # the order of the pages changes, too
                 more = list((Counter(lines) - Counter(choices[other])).elements())
                 table.setdefault(name, {}).setdefault(choice, None if name in ARRANGE else more)
@@ -144,10 +147,11 @@ def compare(table):
 
 
 def render(bodies):
+    marks = [f"mark-{n}".encode() for n in range(1, PAGES + 1)]
     with Ghostscript("txtwrite") as ghostscript:
         for drawn, (title, size) in bodies.items():
             log, pages = ghostscript.run(drawn)
-            checks.same(title, [page.strip() for page in pages], [f"mark-{n}".encode() for n in range(1, PAGES + 1)])
+            checks.same(title, [page.strip() for page in pages], marks)
             sizes = {tuple(round(float(n)) for n in line[6:].strip("[] ").split())
                      for line in log.splitlines() if line.startswith("SIZE ")}
             checks.same(f"{title}: paper", sizes, {size})

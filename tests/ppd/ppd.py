@@ -46,8 +46,8 @@ class Ppd:
 
     def size(self, choice):
         """The width and height of a paper, in whole points."""
-        value = next(value for key, option, _, value in self.entries if (key, option) == ("PaperDimension", choice))
-        return tuple(round(float(points)) for points in value.split())
+        sizes = {option: value for key, option, _, value in self.entries if key == "PaperDimension"}
+        return tuple(round(float(points)) for points in sizes[choice].split())
 
 
 class Checks:

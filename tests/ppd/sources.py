@@ -21,7 +21,8 @@ checks = Checks()
 # Choices with other names in the sources, because CUPS converts those in the PPD files to IPP names.
 RENAMED = {("MediaType", "Bond"): "StationeryBond", ("MediaType", "Colored"): "StationeryColored",
            ("MediaType", "Light"): "StationeryLightweight", ("MediaType", "Heavy"): "StationeryHeavyweight",
-           ("InputSlot", "PrinterS"): "Auto", ("MediaType", "PrinterS"): "Auto", ("OutputBin", "PrinterS"): "Auto"}
+           ("InputSlot", "PrinterS"): "Auto", ("MediaType", "PrinterS"): "Auto",
+           ("OutputBin", "PrinterS"): "Auto"}
 # The properties of each printer, and what can be installed in it.
 MODELS = {
     "quorvan-color-finisher.ppd": {"color", "duplexer", "finisher"},
@@ -31,8 +32,10 @@ MODELS = {
     "quorvan-small-mono.ppd": set(),
 }
 # Choices that are not in any table.
-FACES = ["QVBookletCoverPage", "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover", "QVInsideBackCover"]
-SCALES = ["CyanBalance", "MagentaBalance", "YellowBalance", "BlackBalance", "QvnBrightness", "QvnContrast", "QvnSaturation"]
+FACES = ["QVBookletCoverPage", "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
+         "QVInsideBackCover"]
+SCALES = ["CyanBalance", "MagentaBalance", "YellowBalance", "BlackBalance", "QvnBrightness", "QvnContrast",
+          "QvnSaturation"]
 MORE_CHOICES = {"QVBookletFold": {"false"}, "PrintTo": {"JRPrinter"}, "JRHOLDKEY": {"None"},
                 "TonerDarkness": set("12345"), **{name: {"true", "false"} for name in FACES},
                 **{name: {str(n) for n in range(-5, 6)} for name in SCALES}}
@@ -40,8 +43,9 @@ MORE_CHOICES = {"QVBookletFold": {"false"}, "PrintTo": {"JRPrinter"}, "JRHOLDKEY
 # setting.
 NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "JRHOLDKEY", "Resolution", *FACES}
 # Options that are not in these sources, because only CUPS, the entry program and the printer use them.
-OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "ColorModel", "OptionDuplexer", "OptionFinisher", "OptionMailbox",
-              "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3", "OptionDrawer4", "OptionTray5", "QvnBookletPages"}
+OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "ColorModel", "OptionDuplexer", "OptionFinisher",
+              "OptionMailbox", "OptionEnvFeeder", "OptionDrawer2", "OptionDrawer3", "OptionDrawer4",
+              "OptionTray5", "QvnBookletPages"}
 # Two options for one setting; the first hides the other, so a PPD file has only one of them.
 SMALL_TEXT = ("QvnDoubleStomp", "QvnPixelBoost")
 
@@ -56,13 +60,14 @@ def wanted_choices():
             wanted[name].add("Printers" if name == "QVBookletCoverType" else "PrinterS")
     # A separate option for some values of another.
     wanted["QvnImageQuality"] = {"PrinterS", "1200IQ", "2400IQ"}
-    checks.check(wanted["QvnImageQuality"] <= wanted["Resolution"] | {"PrinterS"}, "choices of the image enhancement")
+    checks.same("image enhancement", wanted["QvnImageQuality"] - wanted["Resolution"], {"PrinterS"})
     return wanted
 
 
 def left_out():
     """The options and the choices in the table of docs/ppd.md."""
-    rows = re.findall(r"^\| `([^`]+)` \| (?:`([^`]+)` )?\| .+ \|$", document.split("## What is left out")[1], re.MULTILINE)
+    section = document.split("## What is left out")[1]
+    rows = re.findall(r"(?m)^\| `([^`]+)` \| (?:`([^`]+)` )?\| .+ \|$", section)
     checks.check(len(rows) > 15, "docs/ppd.md: the table of what is left out")
     return {option for option, choice in rows if not choice}, {row for row in rows if row[1]}
 
@@ -95,7 +100,8 @@ def has(ppd, name, *choices):
 
 
 def each_ppd(ppd, traits):
-    small, generic, color, finisher = "duplexer" not in traits, *(trait in traits for trait in ("generic", "color", "finisher"))
+    small = "duplexer" not in traits
+    generic, color, finisher = (trait in traits for trait in ("generic", "color", "finisher"))
     same = lambda what, found, wanted: checks.same(f"{ppd.name}: {what}", found, wanted)
     same("keywords", [ppd.value(keyword) for keyword in (
         "QVGeneric", "ColorDevice", "ParamCustomJRHOLDKEY", "cupsJobPassword", "cupsJobAccountId",
@@ -105,15 +111,16 @@ def each_ppd(ppd, traits):
     same("manual booklets", ppd.manual, small)
     same("small text", sum(has(ppd, name) for name in SMALL_TEXT) < 2, True)
     # Print dialogs know these names of color models.
-    for condition, option in ((color, ("MediaColor",)), (not color, ("GrayCorrection",)), (not small, ("Duplex",)),
-                              (color, ("ColorModel", "CMYK", "Gray")), (finisher, ("InputSlot", "EnvDrawr2")),
+    for condition, option in ((color, ("MediaColor",)), (not color, ("GrayCorrection",)),
+                              (color, ("ColorModel", "CMYK", "Gray")), (not small, ("Duplex",)),
+                              (finisher, ("InputSlot", "EnvDrawr2")),
                               (finisher, ("QVBookletFold", "SaddleStitch", "BiFold")),
                               (True, ("QVBookletFold", "Booklet", "false"))):
         same(option, has(ppd, *option), condition)
     defaults = {"QVBookletFold": "false", "PrintTo": "JRPrinter", "Resolution": "600dpi", "JRHOLDKEY": "None",
                 "Collate": "True", **({"ColorModel": "CMYK"} if color else {})}
     for name, option in ppd.options.items():
-        own = "Auto" if (name, "PrinterS") in RENAMED else "Printers" if name == "QVBookletCoverType" else "PrinterS"
+        own = {"QVBookletCoverType": "Printers"}.get(name, RENAMED.get((name, "PrinterS"), "PrinterS"))
         if name in defaults or own in option.choices:
             same(f"default of {name}", option.default, defaults.get(name, own))
     for line in (r'\*JobPatchFile 1: "[^"\n]+"\n', r"\*CustomPageSize True:", r"\*CustomJRHOLDKEY True"):
@@ -134,8 +141,8 @@ def each_ppd(ppd, traits):
     same("missing constraints", constraints - set(ppd.all("UIConstraints")), set())
 
     finishings = {option: value for key, option, _, value in ppd.entries if key == "cupsIPPFinishings"}
-    # Not 3, none: CUPS puts it into every job, and it would undo the job's own choice of a fold. Nor 4, a staple
-    # in a corner. Only booklet-maker, 13, arranges the pages.
+    # Not 3, none: CUPS puts it into every job, and it would undo the job's own choice of a fold. Nor 4, a
+    # staple in a corner. Only booklet-maker, 13, arranges the pages.
     same("finishings", {number: "*QvnBookletPages Arranged" in value for number, value in finishings.items()},
          {"8": True, "10": True, "13": False} if finisher else {"13": False})
     for option, choice in re.findall(r"\*(\w+) (\w+)", " ".join(finishings.values())):

@@ -67,5 +67,6 @@ for language in sorted(languages):
             checks.same(f"{ppd.name}: {language}: {place}", held.get(place), translations.get(text, text))
         general = held.get(("Translation", "General"))  # the group of the paper size
         checks.check(general and (language == "es" or general != "General"), f"{ppd.name}: {language}: {general}")
-        checks.check(language in (ppd.value("cupsLanguages") or "").split(), f"{ppd.name}: *cupsLanguages without {language}")
+        checks.check(language in (ppd.value("cupsLanguages") or "").split(),
+                     f"{ppd.name}: *cupsLanguages without {language}")
 checks.exit(at_least=10000)
