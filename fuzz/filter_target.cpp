@@ -78,48 +78,25 @@ struct Directories {
     mkdir(fileInDirectory("en.lproj").c_str(), 0700);
     writeFile(fileInDirectory("en.lproj/instruction(null)"), "% fold here\nshowpage\n");
     setenv("TMPDIR", temporary.c_str(), 1);
+    FUZZ_CHECK(chdir(directory().c_str()) == 0);
   }
   const std::string temporary = fileInDirectory("tmp");
 };
 
-class InDirectory {
- public:
-  InDirectory() { FUZZ_CHECK(fchdir(there_) == 0); }
-  ~InDirectory() { FUZZ_CHECK(fchdir(before_) == 0); }
-  InDirectory(const InDirectory&) = delete;
-  InDirectory& operator=(const InDirectory&) = delete;
-
- private:
-  static int opened(const char* path) { return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }
-  static inline const int there_ = opened(directory().c_str());
-  static inline const int before_ = opened(".");
-};
-
-void set(const char* name, bool present, const std::string& value) {
-  if (present) {
-    setenv(name, value.c_str(), 1);
-  } else {
-    unsetenv(name);
-  }
-}
-
 void prepare(const Job& job, const Directories& directories) {
-  set("DEVICE_URI", job.what & What::uri, job.uri);
-  set("LANG", job.what & What::lang, job.lang);
-  set("PPD", job.what & What::ppd, fileInDirectory("ppd"));
-  if (job.what & What::ppd) writeFile(fileInDirectory("ppd"), job.ppd);
-  const std::string log = directories.temporary + "/Debug/.DebugPlist/qvDebug.plist";
-  if (job.what & What::log) {
-    writeFile(log, job.log);
-  } else {
-    unlink(log.c_str());
-  }
-  const std::string marker = directories.temporary + "/qvn_log";
-  if (job.what & What::capture) {
-    writeFile(marker, "");
-  } else {
-    unlink(marker.c_str());
-  }
+  const auto present = [&job](What what, const std::string& value) {
+    return job.what & what ? std::optional(value) : std::nullopt;
+  };
+  const auto setFile = [&](What what, const std::string& path, std::string_view bytes) {
+    unlink(path.c_str());
+    if (job.what & what) writeFile(path, bytes);
+  };
+  setVariable("DEVICE_URI", present(What::uri, job.uri));
+  setVariable("LANG", present(What::lang, job.lang));
+  setVariable("PPD", present(What::ppd, fileInDirectory("ppd")));
+  setFile(What::ppd, fileInDirectory("ppd"), job.ppd);
+  setFile(What::log, directories.temporary + "/Debug/.DebugPlist/qvDebug.plist", job.log);
+  setFile(What::capture, directories.temporary + "/qvn_log", "");
   writeFile(fileInDirectory("count"), job.pageCount);
 }
 
@@ -131,29 +108,6 @@ System systemOf(const Job& job) {
   return system;
 }
 
-// Standard input as a file or as a pipe that holds the whole job.
-class StandardInput {
- public:
-  explicit StandardInput(const Job& job) {
-    static MemoryFile file;
-    int ends[2];
-    // A pipe holds this much without a reader.
-    if (job.how & fromPipe && job.bytes.size() <= 65536 && pipe2(ends, O_CLOEXEC) == 0) {
-      FUZZ_CHECK(write(ends[1], job.bytes.data(), job.bytes.size()) ==
-                 static_cast<ssize_t>(job.bytes.size()));
-      close(ends[1]);
-      redirected_.emplace(STDIN_FILENO, ends[0]);
-      close(ends[0]);
-    } else {
-      file.fill(job.bytes);
-      redirected_.emplace(STDIN_FILENO, file.descriptor());
-    }
-  }
-
- private:
-  std::optional<Redirected> redirected_;
-};
-
 int filter(const Job& job) {
   std::vector<std::string> texts = {"jobshaper", job.id,     job.user,
                                     "Title",     job.copies, job.options};
@@ -162,11 +116,7 @@ int filter(const Job& job) {
     writeFile(fileInDirectory("job"), job.bytes);
   }
   if (job.what & wrongCount && job.how & fromPipe) texts.resize(job.how & fromFile ? 8 : 5);
-  std::vector<char*> argv;
-  argv.reserve(texts.size() + 1);
-  for (std::string& text : texts) argv.push_back(text.data());
-  argv.push_back(nullptr);
-  return filterJob(static_cast<int>(texts.size()), argv.data(), systemOf(job));
+  return filterJob(static_cast<int>(texts.size()), argvOf(texts).data(), systemOf(job));
 }
 
 void checkMessages(std::string_view messages, const Directories& directories) {
@@ -226,10 +176,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   int status;
   const Sandbox sandbox;
   {
-    const StandardInput in(job);
+    const StandardInput in(job.bytes, job.how & fromPipe);
     const Redirected printed(STDOUT_FILENO, out.descriptor());
     const Redirected said(STDERR_FILENO, messages.descriptor());
-    const InDirectory here;
     status = filter(job);
   }
   resetLog();

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,13 +13,12 @@ int main(int argc, char* argv[]) {
   namespace fs = std::filesystem;
   std::vector<fs::path> files;
   for (int i = 1; i < argc; ++i) {
-    if (!fs::is_directory(argv[i])) {
-      files.emplace_back(argv[i]);
+    const fs::path path = fs::absolute(argv[i]);  // targets may change their working directory
+    if (!fs::is_directory(path)) {
+      files.push_back(path);
       continue;
     }
-    for (const auto& entry : fs::directory_iterator(argv[i])) {
-      if (entry.is_regular_file()) files.push_back(entry.path());
-    }
+    for (const auto& entry : fs::directory_iterator(path)) files.push_back(entry.path());
   }
   std::sort(files.begin(), files.end());
   if (files.empty()) {
@@ -31,12 +28,8 @@ int main(int argc, char* argv[]) {
   for (const fs::path& file : files) {
     std::printf("%s\n", file.c_str());
     std::fflush(stdout);  // so that the last name is the file that fails
-    std::ifstream in(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(in), {}};
-    if (in.bad() || !in.is_open()) {
-      std::fputs("cannot be read\n", stderr);
-      return 1;
-    }
+    FUZZ_CHECK(fs::is_regular_file(file));
+    const std::string bytes = jobshaper::fuzz::readFile(file);
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
   std::printf("%zu inputs\n", files.size());

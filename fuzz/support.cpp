@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "diag/debug_log.h"
 
@@ -91,6 +91,36 @@ Redirected::Redirected(int stream, int descriptor) : stream_(stream) {
 
 Redirected::~Redirected() { dup2(originalStreams()[static_cast<std::size_t>(stream_)], stream_); }
 
+StandardInput::StandardInput(std::string_view job, bool pipe) {
+  static MemoryFile file;
+  int ends[2];
+  // A pipe holds this much without a reader.
+  if (pipe && job.size() <= 65536 && pipe2(ends, O_CLOEXEC) == 0) {
+    FUZZ_CHECK(write(ends[1], job.data(), job.size()) == static_cast<ssize_t>(job.size()));
+    close(ends[1]);
+    redirected_.emplace(STDIN_FILENO, ends[0]);
+    close(ends[0]);
+  } else {
+    file.fill(job);
+    redirected_.emplace(STDIN_FILENO, file.descriptor());
+  }
+}
+
+void setVariable(const char* name, const std::optional<std::string>& value) {
+  if (value) {
+    setenv(name, value->c_str(), 1);
+  } else {
+    unsetenv(name);
+  }
+}
+
+std::vector<char*> argvOf(std::vector<std::string>& arguments) {
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  return argv;
+}
+
 const std::string& directory() {
   // Never destroyed, because the handler below runs after all static destructors.
   static const std::string& path = *[] {
@@ -118,14 +148,8 @@ void writeFile(const std::string& path, std::string_view bytes) {
 }
 
 std::string readFile(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return {};
-  struct stat status {};
-  FUZZ_CHECK(fstat(file, &status) == 0);
-  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-  FUZZ_CHECK(read(file, bytes.data(), bytes.size()) == status.st_size);
-  close(file);
-  return bytes;
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 int lowestFreeDescriptor() {

@@ -4,8 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -64,6 +66,21 @@ class Redirected {
  private:
   int stream_;
 };
+
+// Standard input as a file, or as a pipe that holds the whole job if it is small enough.
+class StandardInput {
+ public:
+  StandardInput(std::string_view job, bool pipe);
+
+ private:
+  std::optional<Redirected> redirected_;
+};
+
+// Sets an environment variable, or removes it.
+void setVariable(const char* name, const std::optional<std::string>& value);
+
+// The strings as a program's arguments, with the null pointer at their end.
+std::vector<char*> argvOf(std::vector<std::string>& arguments);
 
 // An in-memory directory for this process, created empty by the first call.
 const std::string& directory();

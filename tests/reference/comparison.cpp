@@ -1,182 +1,203 @@
 #include "tests/reference/comparison.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <vector>
+
+#include "booklet/manual_booklet.h"
+#include "filter/job_filter.h"
+#include "filter/pjl_wrapping.h"
+#include "fuzz/support.h"
+#include "platform/system.h"
+#include "tests/reference/reference_reordering.h"
+
+// Reads from standard input get no more than this, because the linker calls the function below in
+// place of read() (--wrap).
+static std::size_t largestRead = SIZE_MAX;
+extern "C" ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
+extern "C" ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size);
+extern "C" ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size) {
+  return __real_read(descriptor, buffer,
+                     descriptor == STDIN_FILENO ? std::min(size, largestRead) : size);
+}
 
 namespace jobshaper::reference {
 namespace {
 
-// Adds both texts to the report: all of them if they are short, else the part around the first
-// difference.
-void compare(std::string_view what, const std::string& expected, const std::string& actual,
-             std::string& report) {
-  if (expected == actual) return;
-  std::size_t at = 0;
-  while (at < expected.size() && at < actual.size() && expected[at] == actual[at]) ++at;
-  report.append(what).append(" differs at byte ").append(std::to_string(at));
-  const std::size_t begin =
-      std::max(expected.size(), actual.size()) < 6000 ? 0 : at - std::min<std::size_t>(at, 300);
-  const std::size_t length = begin == 0 ? std::string::npos : 2000;
-  report += begin == 0 ? "\n" : ", shown from byte " + std::to_string(begin) + "\n";
-  report += "-- expected, " + std::to_string(expected.size()) + " bytes:\n" +
-            literal(std::string_view(expected).substr(std::min(begin, expected.size()), length)) +
-            "\n-- actual, " + std::to_string(actual.size()) + " bytes:\n" +
-            literal(std::string_view(actual).substr(std::min(begin, actual.size()), length)) + "\n";
+// What a run leaves, by name.
+using Results = std::map<std::string, std::string>;
+
+std::string optionString(const JobParameters& job) {
+  std::string options;
+  for (const auto& [name, value] : job.options) {
+    options += name + "=";
+    for (const char c : value) options += c == ' ' ? "<20>" : std::string(1, c);
+    options += " ";
+  }
+  if (job.pageCountFile) {
+    fuzz::writeFile(fuzz::fileInDirectory("count"), *job.pageCountFile);
+    options += "QVBookletPageCountFilename=" + fuzz::fileInDirectory("count");
+  }
+  return options;
 }
 
-// Tries changes to a job for a few seconds, and keeps those with which the outputs still differ.
-template <typename Job>
-class Shrinker {
- public:
-  Shrinker(Job job, const Comparison<Job>& same) : job_(std::move(job)), same_(same) {}
+// The header of the job, with a line for this number of copies, if any.
+std::string headerLines(const JobParameters& job, std::optional<std::int32_t> copies) {
+  JobState state;
+  state.jobOptions.initWithOptionString(optionString(job).c_str());
+  createHeader(state, "ada");
+  if (copies) state.pjlHeader.insertNumCopies(*copies);
+  std::string lines;
+  for (const std::string& line : state.pjlHeader.objectEnumerator()) lines += line;
+  return lines;
+}
 
-  template <typename Change>
-  bool attempt(const Change& change) {
-    if (Clock::now() > end_) return false;
-    Job smaller = job_;
-    change(smaller);
-    std::string ignored;
-    if (same_(smaller, ignored)) return false;
-    job_ = std::move(smaller);
-    return true;
+Results expectedResults(const JobParameters& job) {
+  const ReferenceOutput expected = runReference(job);
+  const std::string header = expected.pjl ? headerLines(job, expected.copies) : "";
+  Results results = {
+      {"the exit status", "0"},
+      {"standard output", header + expected.printed},
+      {"standard error",
+       (job.capture ? "INFO: Logging enabled by the user.\n" : "") + expected.messages}};
+  if (job.capture) {
+    results["the file qvn_log"] = "";
+    results["the file qvn_ps"] = expected.captureIn;
+    results["the file qvn_ps2"] = header + expected.captureOut;
   }
+  return results;
+}
 
-  // Tries to remove ranges of bytes, the largest first.
-  void shrinkBytes(const std::function<std::string&(Job&)>& bytes) {
-    bool again = true;
-    while (again && Clock::now() < end_) {
-      again = false;
-      for (std::size_t size = std::max<std::size_t>(bytes(job_).size() / 2, 1); size > 0;
-           size /= 2) {
-        for (std::size_t at = 0; at < bytes(job_).size();) {
-          const bool gone = attempt([&](Job& job) { bytes(job).erase(at, size); });
-          if (gone)
-            again = true;
-          else
-            at += size;
-        }
-      }
+// Creates the files that the filter reads, and its empty temporary directory.
+std::string prepare(const JobParameters& job) {
+  [[maybe_unused]] static const bool installed = [] {
+    for (const auto& [language, page] : instructionPages()) {
+      const std::string name = fuzz::fileInDirectory(language + ".lproj");
+      std::filesystem::create_directory(name);
+      fuzz::writeFile(name + "/instruction(null)", page);
     }
+    fuzz::writeFile(fuzz::fileInDirectory("ppd"), "*QvnManualBooklet: \"True\"\n");
+    return true;
+  }();
+  std::string temporary = fuzz::fileInDirectory("tmp");
+  std::filesystem::create_directory(temporary);
+  if (job.capture) fuzz::writeFile(temporary + "/qvn_log", "");
+  fuzz::setVariable("TMPDIR", temporary);
+  fuzz::setVariable("PPD",
+                    job.manualPpd ? std::optional(fuzz::fileInDirectory("ppd")) : std::nullopt);
+  fuzz::setVariable("DEVICE_URI", job.deviceUri);
+  fuzz::setVariable("LANG", job.language);
+  return temporary;
+}
+
+Results actualResults(const RandomJob& random) {
+  static fuzz::MemoryFile printed;
+  static fuzz::MemoryFile messages;
+  const JobParameters& job = random.job;
+  const std::string temporary = prepare(job);
+  System system;
+  system.version = job.version;
+  system.instructionDirectory = fuzz::directory();
+  std::vector<std::string> arguments = {"jobshaper",      "42", "ada", "Title", job.copiesArgument,
+                                        optionString(job)};
+  const std::vector<char*> argv = fuzz::argvOf(arguments);
+
+  Results results;
+  {
+    const fuzz::StandardInput in(job.input, random.pipe);
+    const fuzz::Redirected out(STDOUT_FILENO, printed.descriptor());
+    const fuzz::Redirected err(STDERR_FILENO, messages.descriptor());
+    // Only small jobs are read in very small parts; large ones would take too long.
+    if (random.largestRead > 0) {
+      largestRead = std::max(random.largestRead, job.input.size() / 100 + 1);
+    }
+    results["the exit status"] = std::to_string(filterJob(6, argv.data(), system));
+    largestRead = SIZE_MAX;
   }
+  results["standard output"] = printed.take();
+  std::string said(messages.take());
+  const std::string line = "tmp at " + temporary + " \n";
+  for (std::size_t at = 0; (at = said.find(line)) != said.npos;) said.erase(at, line.size());
+  results["standard error"] = said;
+  for (const auto& file : std::filesystem::directory_iterator(temporary)) {
+    results["the file " + file.path().filename().string()] = fuzz::readFile(file.path());
+  }
+  std::filesystem::remove_all(temporary);
+  return results;
+}
 
-  const Job& job() const { return job_; }
-  Job take() { return std::move(job_); }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  Job job_;
-  const Comparison<Job>& same_;
-  Clock::time_point end_ = Clock::now() + std::chrono::seconds(20);
-};
-
-template <typename Job>
-void shrinkDelivery(Shrinker<Job>& shrinker) {
-  shrinker.attempt([](Job& job) { job.delivery = {}; });
-  shrinker.attempt([](Job& job) { job.delivery.pipe = false; });
-  shrinker.attempt([](Job& job) { job.delivery.largestRead = 0; });
-  shrinker.attempt([](Job& job) { job.delivery.byPiece = false; });
+// Reports the results that differ, from a little before the first byte that does.
+std::string report(const RandomJob& random, Results expected, Results actual) {
+  std::string differing;
+  for (const auto& [name, unused] : Results(actual)) expected.try_emplace(name, "(absent)");
+  for (const auto& [name, bytes] : expected) {
+    const std::string& other = actual.try_emplace(name, "(absent)").first->second;
+    if (bytes == other) continue;
+    const auto first = std::mismatch(bytes.begin(), bytes.end(), other.begin(), other.end()).first;
+    const auto at = static_cast<std::size_t>(first - bytes.begin());
+    const std::size_t begin = at - std::min<std::size_t>(at, 300);
+    differing += name + " differs at byte " + std::to_string(at) + "; from byte " +
+                 std::to_string(begin) + ", expected:\n" + literal(bytes.substr(begin, 2000)) +
+                 "\nactual:\n" + literal(other.substr(begin, 2000)) + "\n";
+  }
+  return differing.empty() ? "" : describe(random) + differing;
 }
 
 }  // namespace
 
-bool matchesReference(const RandomJob& random, const FilterOutput& actual, std::string& report) {
-  const ReferenceOutput expected = runReference(random.job);
-  const std::string header = expected.pjl ? headerLines(random.job, expected.copies) : "";
-  std::string differences;
-  compare("standard output", header + expected.printed, actual.printed, differences);
-  compare("the capture of the job", expected.captureIn, actual.captureIn, differences);
-  compare("the capture of the output", random.job.capture ? header + expected.captureOut : "",
-          actual.captureOut, differences);
-  compare("standard error", expected.messages, actual.messages, differences);
-  compare("what is left in the temporary directory", "", actual.leftovers, differences);
-  compare("the exit status", "0", std::to_string(actual.status), differences);
-  if (differences.empty()) return true;
-  report = describe(random) + differences;
-  return false;
+std::string differences(const RandomJob& random) {
+  return report(random, expectedResults(random.job), actualResults(random));
 }
 
-bool matchesReference(const RandomJob& random, std::string& report) {
-  return matchesReference(random, runFilter(random), report);
-}
-
-bool matchesReference(const ReorderingJob& random, std::string& report) {
-  const ReorderedJob expected =
-      reorder(random.input, random.orientation, random.onlyInside, random.version);
-  const std::optional<ReorderedJob> actual = reorderByFilter(random);
-  std::string differences;
-  if (!actual) {
-    differences = "the reordering failed\n";
-  } else {
-    compare("the reordered job", expected.output, actual->output, differences);
-    compare("pageReOrdered", expected.oddSide, actual->oddSide, differences);
-    compare("pageEven", expected.evenSide, actual->evenSide, differences);
-    compare("newEvenOrder", expected.reversedEvens, actual->reversedEvens, differences);
-    compare("newOddOrder", expected.reversedOdds, actual->reversedOdds, differences);
-    compare("headerPS", expected.header.value_or("(no file)"), actual->header.value_or("(no file)"),
-            differences);
+std::string reorderingDifferences(const RandomJob& random,
+                                  const std::optional<std::string>& orientation, bool onlyInside) {
+  static fuzz::MemoryFile messages;
+  const std::string temporary = prepare(random.job);
+  const std::string output = temporary + "/output";
+  version = random.job.version.value_or(0);
+  int done = 0;
+  {
+    const fuzz::StandardInput in(random.job.input, random.pipe);
+    const fuzz::Redirected err(STDERR_FILENO, messages.descriptor());
+    done = manualBookletOrder(STDIN_FILENO, output, "42", orientation, onlyInside);
   }
-  if (differences.empty()) return true;
-  report = describe(random) + differences;
-  return false;
+  messages.take();
+  const Results actual = {{"whether it was done", std::to_string(done)},
+                          {"the reordered job", fuzz::readFile(output)}};
+  std::filesystem::remove_all(temporary);
+  return report(
+      random,
+      {{"whether it was done", "1"},
+       {"the reordered job", reorder(random.job.input, orientation, onlyInside, version)}},
+      actual);
 }
 
-bool rearrangesLikeReference(std::uint64_t seed, std::string& report) {
-  RandomGenerator generator(seed);
-  const auto pageNumber = static_cast<std::int32_t>(generator.below(12)) - 1;
-  PageFiles files;
-  for (std::string* bytes : {&files.side, &files.reversed}) {
-    for (std::size_t i = generator.below(generator.oneIn(8) ? 70000 : 40); i > 0; --i) {
-      *bytes += static_cast<char>(generator.below(256));
+RandomJob smallest(RandomJob random) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto attempt = [&](const auto& change) {
+    RandomJob smaller = random;
+    change(smaller.job);
+    if (std::chrono::steady_clock::now() > end || differences(smaller).empty()) return false;
+    random = smaller;
+    return true;
+  };
+  const auto options = random.job.options;
+  for (const auto& option : options) {
+    attempt([&](JobParameters& job) { job.options.erase(option.first); });
+  }
+  attempt([](JobParameters& job) { job.pageCountFile.reset(); });
+  attempt([](JobParameters& job) { job.language.reset(); });
+  attempt([](JobParameters& job) { job.capture = false; });
+  attempt([](JobParameters& job) { job.manualPpd = false; });
+  for (std::size_t size = random.job.input.size(); size > 0; size /= 2) {
+    for (std::size_t at = 0; at < random.job.input.size();) {
+      if (!attempt([&](JobParameters& job) { job.input.erase(at, size); })) at += size;
     }
   }
-  const std::string later = generator.oneIn(2) ? "the next page" : "";
-  const bool withReversedStream = !generator.oneIn(4);
-  const std::optional<PageFiles> actual =
-      rearrangeByFilter(pageNumber, files, withReversedStream, later);
-  const PageFiles before = files;
-  rearrange(pageNumber, files);
-  files.side += later;
-  std::string differences;
-  if (!actual) {
-    differences = "the rearranging failed\n";
-  } else {
-    compare("the side file", files.side, actual->side, differences);
-    compare("the reversed file", files.reversed, actual->reversed, differences);
-  }
-  if (differences.empty()) return true;
-  report = "seed " + std::to_string(seed) + "\n  page number = " + std::to_string(pageNumber) +
-           "\n  reversed stream = " + (withReversedStream ? "open" : "absent") +
-           "\nthe side file:\n" + literal(before.side) + "\nthe reversed file:\n" +
-           literal(before.reversed) + "\n" + differences;
-  return false;
-}
-
-RandomJob smallest(RandomJob random, const Comparison<RandomJob>& same) {
-  Shrinker<RandomJob> shrinker(std::move(random), same);
-  shrinkDelivery(shrinker);
-  const auto options = shrinker.job().job.options;
-  for (const auto& option : options) {
-    shrinker.attempt([&](RandomJob& job) { job.job.options.erase(option.first); });
-  }
-  shrinker.attempt([](RandomJob& job) { job.job.pageCountFile.reset(); });
-  shrinker.attempt([](RandomJob& job) { job.job.language.reset(); });
-  shrinker.attempt([](RandomJob& job) { job.job.copiesArgument = "1"; });
-  shrinker.attempt([](RandomJob& job) { job.job.version = 0x1050; });
-  shrinker.attempt([](RandomJob& job) { job.job.deviceUri = "socket://printer"; });
-  shrinker.attempt([](RandomJob& job) { job.job.capture = false; });
-  shrinker.attempt([](RandomJob& job) { job.job.manualPpd = false; });
-  shrinker.shrinkBytes([](RandomJob& job) -> std::string& { return job.job.input; });
-  return shrinker.take();
-}
-
-ReorderingJob smallest(ReorderingJob random, const Comparison<ReorderingJob>& same) {
-  Shrinker<ReorderingJob> shrinker(std::move(random), same);
-  shrinkDelivery(shrinker);
-  shrinker.attempt([](ReorderingJob& job) { job.orientation.reset(); });
-  shrinker.attempt([](ReorderingJob& job) { job.onlyInside = false; });
-  shrinker.attempt([](ReorderingJob& job) { job.version = 0x1050; });
-  shrinker.shrinkBytes([](ReorderingJob& job) -> std::string& { return job.input; });
-  return shrinker.take();
+  return random;
 }
 
 }  // namespace jobshaper::reference

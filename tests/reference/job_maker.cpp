@@ -1,206 +1,199 @@
 #include "tests/reference/job_maker.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 namespace jobshaper::reference {
 namespace {
 
-constexpr std::string_view kTexts[] = {
-    "sfcl{",
-    "}efcl",
-    "cleartomark",
-    "} stopped cleartomark",
-    "[{",
-    "statusdict /duplexer get exec",
-    "/Collate",
-    "JobPatchFile",
-    "PageRegion",
-    "CustomPageSize",
-    "*PageSize",
-    "EndFeature",
-    "InputSlot",
-    "%%EndSetup",
-    "%%Page:",
-    "%RBINumCopies: ",
-    "%%BeginProlog",
-    "QVBookletFold",
-    "\x1b%-12345X",
-    "@PJL ",
-    "%%Trailer",
-    "%%EOF",
-    "cg_md begin",
-    "userdict /ESPsave get restore",
-};
-constexpr std::size_t kTextCount = std::size(kTexts);
+const std::vector<std::string_view> kTriggers = {
+    "sfcl{",        "}efcl",           "cleartomark",   "statusdict /duplexer get exec",
+    "/Collate",     "JobPatchFile",    "PageRegion",    "CustomPageSize",
+    "*PageSize",    "EndFeature",      "InputSlot",     "%%EndSetup",
+    "%%Page:",      "%RBINumCopies: ", "%%BeginProlog", "QVBookletFold",
+    "\x1b%-12345X", "@PJL ",           "%%Trailer"};
 
 // What surrounds the triggers: nothing that matches a rule.
-constexpr std::string_view kFillers[] = {
-    "",
-    " ",
-    "%",
-    "%%",
-    "x",
-    "/Times-Roman findfont",
-    "1 0 ",
-    "\t",
-    "@PJL",
-    "showpage",
-    "<</a 1>>",
-    "setpagedevice",
-    "\x1b",
-    "{",
-    "[",
-    "*",
-    "\x80\xdb\xf0\xff",
-    "gsave 0 0 moveto",
-    "%%",
-    "Q",
-    "%%Pages: 3",
-    "@",
-    "save\xe9",
-    "} stopped",
-};
+const std::vector<std::string_view> kFillers = {
+    "",     " ",          "%",        "%%",       "x",
+    "1 0 ", "\t",         "@PJL",     "showpage", "<</a 1>>",
+    "\x1b", "{",          "[",        "*",        "\x80\xdb\xf0\xff",
+    "[{",   "%%Pages: 3", "save\xe9", "} stopped"};
 
 constexpr std::string_view kEndings[] = {"\n", "\r", "\r\n", "\n\r", ""};
 
-enum Fragment : std::size_t {
-  kTextLine,
-  kNearTextLine,
-  kTwoTexts,
-  kPlainLine,
-  kTextAtCut,
-  kLongRun,
-  kBinary,
-  kPageSizeFeature,
-  kInputSlotFeature,
-  kJobPatchFeature,
-  kFoldFeature,
-  kPage,
-  kProlog,
-  kRetainedCopies,
-  kJobPjl,
-  kRepeated,
-  kFragments
+// The parts of a job. Each job has only some of them.
+constexpr std::string_view kParts[] = {"text",   "near",  "texts", "plain", "cut",    "run",
+                                       "binary", "size",  "slot",  "patch", "copies", "pjl",
+                                       "prolog", "again", "fold",  "page"};
+
+// How the parts are written: "$name" is one of the texts of that name, chosen by weight, or what
+// the function of that name in Writer adds; "~" is a line end.
+struct Rule {
+  std::string_view name;
+  std::size_t weight;
+  std::string_view text;
 };
+constexpr Rule kRules[] = {
+    {"text", 1, "$trigger~"},
+    {"text", 2, "$trigger$filler~"},
+    {"text", 1, "$filler$trigger~"},
+    {"text", 2, "$filler$trigger$filler~"},
+    {"near", 2, "$nearly$filler~"},
+    {"near", 1, "$filler$nearly$filler~"},
+    {"texts", 1, "$trigger$others~"},
+    {"others", 2, "$trigger"},
+    {"others", 1, "$any"},
+    {"others", 1, "$filler$trigger"},
+    {"others", 4, "$trigger$others"},
+    {"plain", 9, "$fillers~"},
+    {"plain", 1, "} stopped cleartomark~"},
+    {"plain", 1, "userdict /ESPsave get restore~"},
+    {"plain", 1, "cg_md begin~%%EOF~"},
+    {"fillers", 1, ""},
+    {"fillers", 2, "$filler$fillers"},
+    {"cut", 3, "$atcut~"},
+    {"cut", 3, "$atcut$filler~"},
+    {"cut", 2, "$atcut$trigger~"},
+    {"cut", 2, "$trigger$atcut$filler~"},
+    {"run", 4, "$length~"},
+    {"run", 1, "$shortlines~"},
+    {"shortlines", 1, ""},
+    {"shortlines", 50, "$short~$shortlines"},
+    {"binary", 1, "$bytes~"},
+
+    {"size", 1, "$open%%BeginFeature: *$sizename Letter~$settings$end$close"},
+    {"sizename", 1, "PageSize"},
+    {"sizename", 1, "PageRegion"},
+    {"sizename", 1, "CustomPageSize"},
+    {"slot", 3, "$open%%BeginFeature: *InputSlot Tray$number~$settings$end$close"},
+    {"slot", 1, "$slot$slot"},
+    {"patch", 1, "$open%%BeginFeature: *JobPatchFile 1~$settings$end$close"},
+    {"fold", 1, "$open%%BeginFeature: *QVBookletFold BiFold~$settings$duplexer$end$close"},
+    {"duplexer", 1, "statusdict /duplexer get~"},
+    {"duplexer", 5, "statusdict /duplexer get exec~"},
+    {"open", 1, ""},
+    {"open", 2, "sfcl{~"},
+    {"open", 5, "[{~"},
+    {"settings", 5, ""},
+    {"settings", 4, "<< /Setting 1 >> setpagedevice~$settings"},
+    {"settings", 1, "$text"},
+    {"end", 1, ""},
+    {"end", 9, "%%EndFeature~"},
+    {"close", 1, "$linestart$closing"},
+    {"close", 9, "$closing"},
+    {"closing", 1, ""},
+    {"closing", 1, "cleartomark~"},
+    {"closing", 2, "}efcl~"},
+    {"closing", 4, "} stopped cleartomark~"},
+    // The closing line stays before the repeated block, which then begins like it.
+    {"linestart", 1, "%%BeginProlog"},
+    {"linestart", 1, "%%Page: "},
+    {"linestart", 1, "%RBINumCopies: "},
+    {"linestart", 1, "@PJL "},
+    {"linestart", 1, "\x1b%-12345X"},
+
+    // About as large as the buffers of the output and of the rules, or larger, and paper sources
+    // that repeat it.
+    {"large", 1,
+     "%%BeginFeature: *PageSize Letter~$folding$cutline$block~$cutline$folding$end$slots"},
+    {"folding", 1, ""},
+    {"folding", 1, "%%QVBookletFold~statusdict /duplexer get exec~"},
+    {"cutline", 1, ""},
+    {"cutline", 1, "$cut"},
+    {"slots", 1, ""},
+    {"slots", 3, "$slot$text$slots"},
+
+    {"copies", 1, "%RBINumCopies: $number~"},
+    {"pjl", 1, "\x1b%-12345X@PJL JOB~"},
+    {"pjl", 1, "@PJL SET COPIES = 2~"},
+    {"prolog", 1, "%%BeginProlog~$procedures%%EndProlog~$setup"},
+    {"procedures", 1, ""},
+    {"procedures", 1, "/cg_md 10 dict def~"},
+    {"setup", 1, "%%BeginSetup~"},
+    {"setup", 1, "%%EndSetup~"},
+    {"page", 1, "%%Page: $number $number~$lines"},
+    {"page", 1, "%%Page: $number $number~$lines~showpage~"},
+    {"lines", 4, ""},
+    {"lines", 9, "$filler$number~$lines"},
+    {"lines", 1, "$trigger$filler$number~$lines"},
+};
+
+// Chooses one of the rows that have a weight.
+template <typename Rows, typename Weight>
+std::size_t choose(RandomGenerator& random, const Rows& rows, const Weight& weightOf) {
+  std::size_t sum = 0;
+  for (const auto& row : rows) sum += weightOf(row);
+  std::size_t rest = sum == 0 ? 0 : random.below(sum);
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    if (rest < weightOf(rows[i])) return i;
+    rest -= weightOf(rows[i]);
+  }
+  return 0;
+}
 
 class Writer {
  public:
   explicit Writer(RandomGenerator& generator) : random_(generator) {}
 
-  // Each job has only some kinds of fragments and texts, so that different rules meet in each.
+  // Each job has only some parts and triggers, so that different rules meet in each.
   std::string job(bool booklet) {
     ending_ = random_.below(std::size(kEndings) + 2);
     for (std::size_t& weight : weights_) weight = random_.below(3) * random_.between(1, 4);
-    if (booklet) {
-      weights_[kPage] += random_.below(30);
-      weights_[kFoldFeature] += random_.below(4);
+    const auto weightOf = [this](std::string_view part) -> std::size_t& {
+      return weights_[static_cast<std::size_t>(std::find(kParts, std::end(kParts), part) - kParts)];
+    };
+    if (booklet) weightOf("page") += random_.below(30);
+    if (booklet) weightOf("fold") += random_.below(4);
+    if (!random_.oneIn(16)) weightOf("again") = 0;
+    if (!random_.oneIn(8)) weightOf("run") = 0;
+    for (std::size_t i = random_.between(1, kTriggers.size()); i > 0; --i) {
+      triggers_.push_back(random_.from(kTriggers));
     }
-    if (!random_.oneIn(16)) weights_[kRepeated] = 0;
-    if (!random_.oneIn(8)) weights_[kLongRun] = 0;
-    texts_.clear();
-    const std::size_t kinds = random_.between(1, kTextCount);
-    for (std::size_t i = 0; i < kinds; ++i) texts_.push_back(random_.from(kTexts));
-    zeros_ = random_.oneIn(6);
+    zeros_ = random_.oneIn(5);
 
-    if (random_.oneIn(50)) largeBlock();
-    const std::size_t fragments = random_.oneIn(5) ? random_.below(120) : random_.below(25);
-    for (std::size_t i = 0; i < fragments; ++i) fragment(pick(), 0);
-    if (random_.oneIn(300)) farApart();
-    if (random_.oneIn(4)) damage();
-    // The last line, unterminated.
-    if (random_.oneIn(5))
-      add(random_.oneIn(4) ? nearly(std::string(text())) : random_.from(kTexts));
+    if (random_.oneIn(40)) part("large");
+    const std::size_t parts = random_.oneIn(5) ? random_.below(120) : random_.below(25);
+    for (std::size_t i = 0; i < parts; ++i) anyPart();
+    if (random_.oneIn(250)) farApart();
+    if (random_.oneIn(4)) alter(job_, random_.between(1, 4));
+    if (random_.oneIn(5)) part(random_.oneIn(4) ? "nearly" : "any");  // an unterminated last line
     return std::move(job_);
   }
 
  private:
-  std::size_t pick() {
-    std::size_t sum = 0;
-    for (const std::size_t weight : weights_) sum += weight;
-    if (sum == 0) return kTextLine;
-    std::size_t rest = random_.below(sum);
-    for (std::size_t kind = 0; kind < kFragments; ++kind) {
-      if (rest < weights_[kind]) return kind;
-      rest -= weights_[kind];
-    }
-    return kTextLine;
+  void anyPart() {
+    part(kParts[choose(random_, weights_, [](std::size_t weight) { return weight; })]);
   }
 
-  void fragment(std::size_t kind, int depth) {
-    switch (kind) {
-      case kTextLine:
-        if (!random_.oneIn(2)) filler();
-        add(text());
-        if (!random_.oneIn(3)) filler();
+  void part(std::string_view name) {
+    using Function = void (Writer::*)();
+    static constexpr std::pair<std::string_view, Function> kFunctions[] = {
+        {"trigger", &Writer::trigger}, {"any", &Writer::anyTrigger}, {"nearly", &Writer::nearly},
+        {"filler", &Writer::filler},   {"number", &Writer::number},  {"atcut", &Writer::textAtCut},
+        {"length", &Writer::longRun},  {"short", &Writer::shortRun}, {"bytes", &Writer::binary},
+        {"block", &Writer::block},     {"again", &Writer::again}};
+    for (const auto& [ofFunction, function] : kFunctions) {
+      if (name == ofFunction) return (this->*function)();
+    }
+    std::string_view text = kRules[choose(random_, kRules, [name](const Rule& rule) {
+                              return rule.name == name ? rule.weight : 0;
+                            })].text;
+    while (!text.empty()) {
+      std::size_t length = text.find_first_of("$~");
+      if (length > 0) {
+        add(text.substr(0, length));
+      } else if (text[0] == '~') {
         end();
-        break;
-      case kNearTextLine:
-        if (random_.oneIn(3)) filler();
-        add(nearly(std::string(text())));
-        filler();
-        end();
-        break;
-      case kTwoTexts:
-        for (std::size_t i = random_.between(2, 4); i > 0; --i) {
-          if (random_.oneIn(3)) filler();
-          add(random_.oneIn(4) ? random_.from(kTexts) : text());
-        }
-        end();
-        break;
-      case kPlainLine:
-        for (std::size_t i = random_.below(5); i > 0; --i) filler();
-        end();
-        break;
-      case kTextAtCut:
-        textAtCut();
-        break;
-      case kLongRun:
-        longRun();
-        break;
-      case kBinary:
-        for (std::size_t i = random_.below(random_.oneIn(4) ? 3000 : 60); i > 0; --i) {
-          add(static_cast<char>(random_.below(256)));
-        }
-        end();
-        break;
-      case kPageSizeFeature:
-        pageSizeFeature();
-        break;
-      case kInputSlotFeature:
-        inputSlotFeature();
-        break;
-      case kJobPatchFeature:
-        feature("JobPatchFile", "1", {});
-        break;
-      case kFoldFeature:
-        feature("QVBookletFold", "SaddleStitch",
-                random_.oneIn(6) ? "statusdict /duplexer get" : "statusdict /duplexer get exec");
-        break;
-      case kPage:
-        page();
-        break;
-      case kProlog:
-        line("%%BeginProlog");
-        if (random_.oneIn(2)) line("/cg_md 10 dict def");
-        line("%%EndProlog");
-        line(random_.oneIn(2) ? "%%BeginSetup" : "%%EndSetup");
-        break;
-      case kRetainedCopies:
-        line("%RBINumCopies: " + std::to_string(random_.below(12)));
-        break;
-      case kJobPjl:
-        line(random_.oneIn(2) ? "\x1b%-12345X@PJL JOB" : "@PJL SET COPIES = 2");
-        break;
-      case kRepeated:
-        if (depth == 0) {
-          const std::size_t begin = job_.size();
-          fragment(pick(), 1);
-          const std::string once = job_.substr(begin);
-          const std::size_t most = once.size() > 300 ? 60 : 700;
-          for (std::size_t i = random_.below(most); i > 0; --i) add(once);
-        }
-        break;
+        length = 1;
+      } else {
+        length = std::min(text.size(), text.find_first_not_of("abcdefghijklmnopqrstuvwxyz", 1));
+        part(text.substr(1, length - 1));
+      }
+      text.remove_prefix(std::min(text.size(), length));
     }
   }
 
@@ -208,445 +201,222 @@ class Writer {
     job_.append(bytes);
     if (zeros_ && random_.oneIn(25)) job_ += '\0';
   }
-  void add(char c) { job_ += c; }
-
-  void filler() { add(random_.from(kFillers)); }
-  std::string_view text() { return random_.from(texts_); }
 
   // Usually the line end of the job, sometimes any other.
   void end() {
     const std::size_t kind =
-        ending_ < std::size(kEndings) && !random_.oneIn(20) ? ending_ : random_.below(17);
+        ending_ < std::size(kEndings) && !random_.oneIn(25) ? ending_ : random_.below(17);
     add(kind < std::size(kEndings) ? kEndings[kind] : "\n");
+    lineBegin_ = job_.size();
   }
 
-  void line(std::string_view content) {
-    add(content);
-    end();
-  }
-
-  // Makes one small change to a text, sometimes two, so that it nearly matches.
-  std::string nearly(std::string text) {
-    for (std::size_t steps = random_.oneIn(5) ? 2 : 1; steps > 0 && !text.empty(); --steps) {
-      const std::size_t at = random_.below(text.size());
-      switch (random_.below(11)) {
-        case 0:
-          text.pop_back();
-          break;
-        case 1:
-          text.erase(0, 1);
-          break;
-        case 2:
-          text[at] = static_cast<char>(text[at] ^ 0x20);
-          break;
-        case 3:
-          text[at] = static_cast<char>(text[at] + 1);
-          break;
-        case 4:
-          text.insert(at, 1, ' ');
-          break;
-        case 5:
-          text.insert(at, 1, '\0');
-          break;
-        case 6:
-          text.insert(at, random_.from(kEndings));
-          break;
-        case 7:
-          text.insert(0, 1, text[0]);
-          break;
-        case 8:
-          text[at] = static_cast<char>(text[at] | 0x80);
-          break;
-        case 9:
-          text.resize(at);
-          break;
-        case 10:
-          text.insert(0, 1, ' ');
-          break;
-      }
-    }
-    return text;
-  }
-
-  void run(std::size_t length) {
-    const char c = "x \x80%@"[random_.below(5)];
-    job_.append(length, c);
-  }
-
-  // Text at, before, after and across the position at which an overlong line is split.
-  void textAtCut() {
-    std::string_view first = text();
-    const std::size_t cut = 1024 * (random_.oneIn(4) ? random_.between(1, 4) : 1);
-    // How many bytes precede the text: it ends a little before the split, or begins a little after.
-    std::size_t length = cut - first.size() - 3 + random_.below(first.size() + 7);
-    if (random_.oneIn(4)) {
-      add(text());
-      length -= std::min(length, first.size());
-    }
-    run(length);
-    add(first);
-    if (random_.oneIn(2)) filler();
-    if (random_.oneIn(4)) add(text());
-    end();
-  }
+  void trigger() { add(random_.from(triggers_)); }
+  void anyTrigger() { add(random_.from(kTriggers)); }
+  void filler() { add(random_.from(kFillers)); }
+  void number() { add(std::to_string(random_.below(12))); }
+  void run(std::size_t length) { job_.append(length, "x \x80%@"[random_.below(5)]); }
+  void shortRun() { run(random_.below(80)); }
 
   void longRun() {
-    switch (random_.below(4)) {
-      case 0:
-        run(random_.between(1019, 1028));
-        break;
-      case 1:
-        run(random_.between(2040, 2056));
-        break;
-      case 2:
-        run(random_.below(5000));
-        break;
-      case 3:
-        for (std::size_t i = random_.below(200); i > 0; --i) {
-          run(random_.below(80));
-          end();
-        }
-        break;
-    }
-    end();
+    run(random_.oneIn(3)   ? random_.between(1019, 1028)
+        : random_.oneIn(2) ? random_.between(2040, 2056)
+                           : random_.below(5000));
   }
 
-  // Much unmatched text between two triggers, so that these are at the ends of large reads.
+  void binary() {
+    for (std::size_t i = random_.below(random_.oneIn(4) ? 3000 : 60); i > 0; --i) {
+      job_ += static_cast<char>(random_.below(256));
+    }
+  }
+
+  void nearly() {
+    std::string text(random_.from(triggers_));
+    alter(text, random_.oneIn(5) ? 2 : 1);
+    add(text);
+  }
+
+  // Small changes to a text, so that it only nearly matches, or to the whole job.
+  void alter(std::string& text, std::size_t changes) {
+    static constexpr std::string_view kInserted[] = {" ", {"\0", 1}, "\n", "\r", "\r\n", "\n\r"};
+    for (; changes > 0 && !text.empty(); --changes) {
+      const std::size_t at = random_.oneIn(4)   ? 0
+                             : random_.oneIn(4) ? text.size() - 1
+                                                : random_.below(text.size());
+      switch (random_.below(6)) {
+        case 0:
+          text[at] = static_cast<char>(text[at] ^ "\x01\x20\x80"[random_.below(3)]);
+          break;
+        case 1:
+          text.erase(at, 1);
+          break;
+        case 2:
+          text.resize(at);
+          break;
+        case 3:
+          text.insert(at, text.substr(at, random_.oneIn(2) ? 1 : random_.below(200)));
+          break;
+        default:
+          text.insert(at, random_.from(kInserted));
+      }
+    }
+  }
+
+  // A trigger at, before, after or across the position at which an overlong line is split.
+  void textAtCut() {
+    const std::string_view text = random_.from(triggers_);
+    const std::size_t cut = 1024 * (random_.oneIn(4) ? random_.between(1, 4) : 1);
+    const std::size_t length = cut - text.size() - 3 + random_.below(text.size() + 7);
+    run(length - std::min(job_.size() - lineBegin_, length));
+    add(text);
+  }
+
+  // One part many times, the same bytes each time.
+  void again() {
+    const std::size_t begin = job_.size();
+    std::string_view name = "again";
+    while (name == "again") name = random_.from(kParts);
+    part(name);
+    const std::string once = job_.substr(begin);
+    for (std::size_t i = random_.below(once.size() > 300 ? 60 : 700); i > 0; --i) add(once);
+  }
+
+  // Lines until the job has `size` bytes.
+  void fillTo(std::size_t size) {
+    const std::size_t width = random_.oneIn(3) ? 5000 : random_.between(1, 300);
+    const std::size_t triggers = random_.oneIn(2) ? 0 : size < 100'000 ? 20 : 1500;
+    while (job_.size() < size) {
+      if (triggers > 0 && random_.oneIn(triggers)) part("text");
+      run(std::min(width, size - std::min(size, job_.size())));
+      if (job_.size() < size) job_ += '\n';
+    }
+    lineBegin_ = job_.size();
+  }
+
+  void block() {
+    static constexpr std::size_t kSizes[] = {4096,  4096,  8192,  16384, 16384,
+                                             16384, 32768, 32768, 262144};
+    std::size_t size = random_.from(kSizes) - 20 - random_.below(90);
+    if (size > 200'000 && random_.oneIn(3)) size += random_.between(60'000, 200'000);
+    fillTo(size);
+  }
+
+  // Much text between two triggers, so that these are at the ends of large reads.
   void farApart() {
     static constexpr std::size_t kSizes[] = {16384, 65536, 131072, 262144, 1048576};
     const std::size_t size = random_.from(kSizes);
-    const std::size_t target = size - std::min(size, job_.size() % size);
-    const std::size_t width = random_.oneIn(3) ? 5000 : random_.between(1, 300);
-    const std::size_t goal = job_.size() + target + random_.below(41) - 20;
-    while (job_.size() + width + 2 < goal) {
-      run(width);
-      job_ += '\n';
-    }
-    if (job_.size() < goal) run(goal - job_.size());
+    fillTo((job_.size() / size + 1) * size + random_.below(41) - 20);
     if (random_.oneIn(2)) job_ += '\n';
-    for (std::size_t i = random_.below(4); i > 0; --i) fragment(pick(), 1);
-  }
-
-  // Puts a byte, a line or a part of the job in the wrong place.
-  void damage() {
-    for (std::size_t i = random_.between(1, 4); i > 0 && !job_.empty(); --i) {
-      const std::size_t at = random_.below(job_.size());
-      switch (random_.below(6)) {
-        case 0:
-          job_.insert(at, 1, '\0');
-          break;
-        case 1:
-          job_.erase(at, 1);
-          break;
-        case 2:
-          job_.resize(at);
-          break;
-        case 3:
-          job_[at] = static_cast<char>(random_.below(256));
-          break;
-        case 4:
-          job_.insert(at, job_.substr(random_.below(job_.size()), random_.below(200)));
-          break;
-        case 5:
-          job_.insert(at, random_.from(kEndings));
-          break;
-      }
-    }
-  }
-
-  void opening() {
-    if (random_.oneIn(8)) return;
-    line(random_.oneIn(3) ? "sfcl{" : "[{");
-  }
-
-  void closing() {
-    // The closing line stays before the repeated block, which then begins like it.
-    static constexpr std::string_view kStarts[] = {
-        "%%BeginProlog", "%%Page: ", "%RBINumCopies: ", "@PJL ", "\x1b%-12345X"};
-    if (random_.oneIn(10)) add(random_.from(kStarts));
-    switch (random_.below(8)) {
-      case 0:
-        break;
-      case 1:
-        line("cleartomark");
-        break;
-      case 2:
-      case 3:
-        line("}efcl");
-        break;
-      default:
-        line("} stopped cleartomark");
-    }
-  }
-
-  void feature(std::string_view name, std::string_view choice, std::string_view code) {
-    opening();
-    add("%%BeginFeature: *");
-    add(name);
-    add(" ");
-    line(choice);
-    for (std::size_t i = random_.below(3); i > 0; --i) {
-      line("<< /Setting 1 >> setpagedevice");
-    }
-    if (random_.oneIn(6)) fragment(kTextLine, 1);
-    if (!code.empty()) line(code);
-    if (!random_.oneIn(10)) line("%%EndFeature");
-    closing();
-  }
-
-  void pageSizeFeature() {
-    static constexpr std::string_view kNames[] = {"PageSize", "PageRegion", "CustomPageSize"};
-    feature(random_.from(kNames), "Letter",
-            random_.oneIn(2) ? "" : "<< /PageSize [612 792] /ImagingBBox null >> setpagedevice");
-  }
-
-  void inputSlotFeature() {
-    feature("InputSlot", "Tray" + std::to_string(random_.below(6)),
-            random_.oneIn(3) ? "" : "<< /MediaPosition 1 >> setpagedevice");
-  }
-
-  // A page-size block about as large as the buffers of the output or of the rules, or larger, and
-  // paper sources that repeat it.
-  void largeBlock() {
-    static constexpr std::size_t kSizes[] = {4096, 8192, 16384, 16384, 32768};
-    const std::size_t begin = job_.size();
-    const bool huge = random_.oneIn(8);
-    std::size_t goal = begin + (huge ? 262144 : random_.from(kSizes)) - 20 - random_.below(90);
-    if (huge && random_.oneIn(3)) goal += random_.between(60000, 200000);
-    line("%%BeginFeature: *PageSize Letter");
-    if (random_.oneIn(3)) {
-      line("%%QVBookletFold");
-      line("statusdict /duplexer get exec");
-    }
-    const bool cutText = random_.oneIn(2);
-    const std::size_t end = goal - (cutText ? 1024 + random_.below(900) : 0);
-    while (job_.size() + 100 < end) {
-      if (random_.oneIn(huge ? 1500 : 20)) {
-        line(text());
-      } else {
-        run(random_.between(50, 98));
-        job_ += '\n';
-      }
-    }
-    if (job_.size() < end) run(end - job_.size());
-    job_ += '\n';
-    if (cutText) {
-      // A text across the position at which an overlong line of the block is split.
-      const std::string_view whole = random_.oneIn(2) ? "QVBookletFold" : text();
-      run(1024 - random_.below(whole.size() + 1));
-      add(whole);
-      run(random_.below(900));
-      job_ += '\n';
-    }
-    for (std::size_t i = random_.below(4); i > 0; --i) fragment(kTextLine, 1);
-    if (!random_.oneIn(8)) line("%%EndFeature");
-    for (std::size_t i = random_.below(6); i > 0; --i) {
-      inputSlotFeature();
-      fragment(kTextLine, 1);
-    }
-  }
-
-  void page() {
-    ++page_;
-    line("%%Page: " + std::to_string(page_) + " " + std::to_string(page_));
-    if (random_.oneIn(2)) line("%%PageBoundingBox: 0 0 612 792");
-    for (std::size_t i = random_.below(6); i > 0; --i) {
-      if (random_.oneIn(10)) add(text());
-      filler();
-      add(std::to_string(i));
-      end();
-    }
-    if (random_.oneIn(2)) line("showpage");
+    for (std::size_t i = random_.below(4); i > 0; --i) anyPart();
   }
 
   RandomGenerator& random_;
   std::string job_;
+  std::size_t lineBegin_ = 0;
   std::size_t ending_ = 0;
-  std::array<std::size_t, kFragments> weights_{};
-  std::vector<std::string_view> texts_;
+  std::array<std::size_t, std::size(kParts)> weights_{};
+  std::vector<std::string_view> triggers_;
   bool zeros_ = false;
-  int page_ = 0;
 };
 
-// The values that the filter knows, and some that are nearly the same.
-constexpr std::string_view kRetention[] = {
-    "JRVerify", "JRRepeat",  "JRConf",         "JRReserve", "JRPrinter", "JRVerify",  "JRRepeat",
-    "JRConf",   "JRReserve", "JRPrinter",      "jrverify",  "JRVerif",   "JRVerifyX", "JRHOLDKEY",
-    "PrinterS", "",          "JRConfidential", "JRprinter", "JRUser",    "Jrreserve"};
-constexpr std::string_view kCopyCounts[] = {"1",  "2",  "3",          "0",  "",       " 2",   "x",
-                                            "2x", "-1", "4294967298", "+4", "(null)", "%@ %d"};
-constexpr std::string_view kCopyArguments[] = {"1",  "1", "1",  "2",  "",   " 1", "01",
-                                               "1x", "x", "+1", "-1", "11", "0",  "4294967297"};
-constexpr std::string_view kSwitches[] = {"true",  "true", "true", "True",    "TRUE", "tRuE",
-                                          "false", "",     "tru",  "trueish", "1",    "False"};
-constexpr std::string_view kCoverSwitches[] = {"true", "true", "false", "False", "FALSE",
+// Values that the filter knows, and some that are nearly the same. Of values.size() + absent jobs,
+// `absent` have none.
+struct Choice {
+  const char* name;
+  std::size_t absent;
+  std::vector<std::string_view> values;
+};
+
+const std::vector<std::string_view> kSwitches = {
+    "true", "true", "true", "True", "TRUE", "tRuE", "false", "", "tru", "trueish", "1", "False"};
+const std::vector<std::string_view> kCovers = {"true", "true", "false", "False", "FALSE",
                                                "TRUE", "True", "",      "tru",   "Falsee"};
-constexpr std::string_view kFolds[] = {"Booklet", "SaddleStitch", "BiFold",   "DoNotFoldAndStaple",
-                                       "TriFold", "false",        "PrinterS", "booklet",
-                                       "False",   "Printers",     "",         "saddleStitch",
-                                       "BiFol",   "true"};
-constexpr std::string_view kCoverSources[] = {"Tray1",
-                                              "Tray2",
-                                              "Tray3",
-                                              "Tray4",
-                                              "Tray5",
-                                              "EnvDrawr2",
-                                              "EnvDrawr3",
-                                              "EnvDrawr4",
-                                              "EnvDrawr1",
-                                              "Tray6",
-                                              "tray1",
-                                              "Tray",
-                                              "",
-                                              "PrinterS",
-                                              "Printers",
-                                              "MultipurposeFeeder",
-                                              "ManualPaper",
-                                              "ManualPape",
-                                              "MultipurposeFeede"};
-constexpr std::string_view kCoverTypes[] = {
-    "Plain",    "Card",     "Bond",        "Letterhead", "Preprint",  "Colored",    "Light",
-    "Glossy",   "Heavy",    "HeavyGlossy", "Labels",     "Vinyl",     "Rough",      "Recycled",
-    "Custom1",  "Custom2",  "Custom3",     "Custom4",    "Custom5",   "Custom6",    "Custom7",
-    "Printers", "PrinterS", "plain",       "",           "CardStock", "Card Stock", "Custom"};
-constexpr std::string_view kPageCounts[] = {
-    "8",   "4",   "2",  "3", "16\n", " 6",         "7 pages",      "",    "x",    "-4",
-    "5\r", "+12", "10", "1", "0",    "4294967299", "-99999999999", "\t9", "\3124"};
-constexpr std::int32_t kVersions[] = {0,      0x1000, 0x102f, 0x1030, 0x103e, 0x103f, 0x1040,
-                                      0x1049, 0x104f, 0x1050, 0x1051, 0x1060, 0x2000};
-constexpr std::string_view kDevices[] = {"socket://printer", "usb://Quorvan/1", "usb:", "usb",
-                                         "USB://x",          "pap://zone/x",    "pap:", "pap",
-                                         "xusb://",          "ipp://h/pap:",    ""};
-constexpr std::string_view kLanguages[] = {
-    "en",     "en_US", "en_US.UTF-8", "de_DE",    "fr_FR.UTF-8", "de", "en_GB.UTF-8",
-    ".UTF-8", "",      "C",           "de_DE.x.y"};
-
-// The content of the instruction page in each directory; that of de is empty.
-const std::map<std::string, std::string>& installedPages() {
-  static const std::map<std::string, std::string> pages{
-      {"en", "%!PS\n(turn the stack) show\nshowpage\n"},
-      {"de", ""},
-      {"de_DE", std::string("erste\rSeite\0mit Null", 20)},
-      {"fr_FR",
-       "@PJL page fran\x8d"
-       "aise"},
-      {"fr_FR.UTF-8", "%%Page: 9 9\nsous l'ancien syst\xe8me\n"},
-      {"en_US.UTF-8", "whole locale name\n"},
-      {"", "no language\n"},
-  };
-  return pages;
-}
-
-constexpr char kCopiesName[] = "com.apple.print.PrintSettings.PMCopies..n.";
-constexpr char kCollateName[] = "com.apple.print.PrintSettings.PMCopyCollate..b.";
-
-class OptionMaker {
- public:
-  OptionMaker(RandomGenerator& generator, JobParameters& job) : random_(generator), job_(job) {}
-
-  void choose() {
-    if (!random_.oneIn(20))
-      job_.version = random_.from(kVersions);
-    else
-      job_.version.reset();
-    job_.deviceUri = "socket://printer";
-    if (random_.oneIn(6)) {
-      job_.deviceUri = std::string(random_.from(kDevices));
-      if (random_.oneIn(12)) job_.deviceUri.reset();
-    }
-    job_.capture = random_.oneIn(3);
-    if (random_.oneIn(2)) set("PrintTo", kRetention);
-    if (random_.oneIn(2)) set(kCopiesName, kCopyCounts);
-    if (random_.oneIn(3)) {
-      // A poster needs three options together.
-      set("QVPosterEnablePS", kSwitches);
-      if (!random_.oneIn(8)) set(kCollateName, kSwitches);
-      if (random_.oneIn(8)) job_.options.erase("QVPosterEnablePS");
-    }
-    if (random_.oneIn(2)) {
-      booklet();
-    }
-    if (random_.oneIn(16)) set("QVUnknown", kSwitches);
-  }
-
- private:
-  template <typename Values>
-  void set(const char* name, const Values& values) {
-    job_.options[name] = std::string(random_.from(values));
-  }
-
-  void booklet() {
-    set("QVBookletFold", kFolds);
-    job_.manualPpd = random_.oneIn(3);
-    job_.copiesArgument = std::string(random_.from(kCopyArguments));
-    if (random_.oneIn(2)) job_.options.erase("PrintTo");
-    if (!random_.oneIn(4)) set("QVBookletCoverPage", kSwitches);
-    for (const char* name :
-         {"QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideBackCover", "QVInsideFrontCover"}) {
-      if (random_.oneIn(2)) set(name, kCoverSwitches);
-    }
-    if (!random_.oneIn(4)) set("QVBookletCoverSource", kCoverSources);
-    if (!random_.oneIn(3)) set("QVBookletCoverType", kCoverTypes);
-    if (!random_.oneIn(8)) job_.pageCountFile = std::string(random_.from(kPageCounts));
-    if (!random_.oneIn(8)) job_.language = std::string(random_.from(kLanguages));
-    job_.instructionPages = installedPages();
-  }
-
-  RandomGenerator& random_;
-  JobParameters& job_;
+const Choice kOptions[] = {
+    {"PrintTo", 22, {"JRVerify", "JRRepeat",       "JRConf",    "JRReserve", "JRPrinter",
+                     "JRVerify", "JRRepeat",       "JRConf",    "JRReserve", "JRPrinter",
+                     "jrverify", "JRVerif",        "JRVerifyX", "JRHOLDKEY", "PrinterS",
+                     "",         "JRConfidential", "JRprinter", "JRUser",    "Jrreserve"}},
+    {"com.apple.print.PrintSettings.PMCopies..n.",
+     8,
+     {"1", "2", "3", "0", "", " 2", "x", "2x", "-1", "4294967298", "+4", "(null)", "%@ %d",
+      "QVBookletFold"}},
+    {"QVPosterEnablePS", 9, kSwitches},
+    {"com.apple.print.PrintSettings.PMCopyCollate..b.", 9, kSwitches},
+    {"QVBookletFold",
+     10,
+     {"Booklet", "SaddleStitch", "BiFold", "DoNotFoldAndStaple", "TriFold", "false", "PrinterS",
+      "booklet", "False", "Printers", "", "saddleStitch", "BiFol", "true"}},
+    {"QVBookletCoverPage", 4, kSwitches},
+    {"QVOutsideFrontCover", 10, kCovers},
+    {"QVOutsideBackCover", 10, kCovers},
+    {"QVInsideBackCover", 10, kCovers},
+    {"QVInsideFrontCover", 10, kCovers},
+    {"QVBookletCoverSource",
+     6,
+     {"Tray1", "Tray2", "Tray3", "Tray4", "Tray5", "EnvDrawr2", "EnvDrawr3", "EnvDrawr4",
+      "EnvDrawr1", "Tray6", "tray1", "Tray", "", "PrinterS", "Printers", "MultipurposeFeeder",
+      "ManualPaper", "ManualPape", "MultipurposeFeede"}},
+    {"QVBookletCoverType",
+     13,
+     {"Plain",    "Card",     "Bond",        "Letterhead", "Preprint",  "Colored",    "Light",
+      "Glossy",   "Heavy",    "HeavyGlossy", "Labels",     "Vinyl",     "Rough",      "Recycled",
+      "Custom1",  "Custom2",  "Custom3",     "Custom4",    "Custom5",   "Custom6",    "Custom7",
+      "Printers", "PrinterS", "plain",       "",           "CardStock", "Card Stock", "Custom"}},
+    {"QVUnknown", 180, kSwitches},
 };
 
-Delivery randomDelivery(RandomGenerator& generator) {
-  static constexpr std::size_t kLargestReads[] = {0, 1, 3, 64, 1023, 1024, 1500, 4096, 40000};
-  Delivery delivery;
-  delivery.pipe = generator.oneIn(2);
-  delivery.largestRead = generator.from(kLargestReads);
-  delivery.seed = generator.next();
-  delivery.byPiece = generator.oneIn(4);
-  return delivery;
+const Choice kDevice = {"DEVICE_URI",
+                        1,
+                        {"socket://printer", "usb://Quorvan/1", "usb:", "usb", "USB://x",
+                         "pap://zone/x", "pap:", "pap", "xusb://", "ipp://h/pap:", ""}};
+const Choice kPageCount = {"page-count file",
+                           3,
+                           {"8", "4", "2", "3", "16\n", " 6", "7 pages", "", "x", "-4", "5\r",
+                            "+12", "10", "1", "0", "4294967299", "-99999999999", "\t9", "\3124"}};
+const Choice kLanguage = {"LANG",
+                          1,
+                          {"en", "en_US", "en_US.UTF-8", "de_DE", "fr_FR.UTF-8", "de",
+                           "en_GB.UTF-8", ".UTF-8", "", "C", "de_DE.x.y"}};
+constexpr std::string_view kCopiesArguments[] = {"1",  "1", "1",  "2",  "",   " 1", "01",
+                                                 "1x", "x", "+1", "-1", "11", "0",  "4294967297"};
+constexpr std::optional<std::int32_t> kVersions[] = {0x1050, 0x1000, 0x102f, 0x1030,      0x103e,
+                                                     0x103f, 0x1040, 0x1049, 0x104f,      0,
+                                                     0x1051, 0x1060, 0x2000, std::nullopt};
+constexpr std::size_t kLargestReads[] = {0, 1, 3, 64, 1023, 1024, 1500, 4096, 40000};
+
+std::optional<std::string> valueOf(const Choice& choice, RandomGenerator& random) {
+  const std::size_t value = random.below(choice.absent + choice.values.size());
+  if (value < choice.absent) return std::nullopt;
+  return std::string(choice.values[value - choice.absent]);
 }
 
-void appendSetting(std::string& text, std::string_view name, std::string_view value) {
-  text.append("  ").append(name).append(" = ").append(value).append("\n");
-}
-
-std::string hexadecimal(std::int32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(number));
-  return text;
-}
-
-std::string text(const Delivery& delivery) {
-  return std::string(delivery.pipe ? "a pipe" : "a file") + ", reads of at most " +
-         std::to_string(delivery.largestRead) + " bytes (0: all), seed " +
-         std::to_string(delivery.seed) + (delivery.byPiece ? ", piece by piece" : "");
-}
-
-// Takes choices from the bytes of a fuzzer; 0 when there are no more bytes.
-class Choices {
- public:
-  explicit Choices(std::string_view bytes) : bytes_(bytes.substr(0, kChoiceBytes)) {}
-  std::size_t next() { return at_ < bytes_.size() ? static_cast<unsigned char>(bytes_[at_++]) : 0; }
-  // No value for the first choice.
-  template <typename Rows>
-  std::optional<std::string> from(const Rows& rows) {
-    const std::size_t choice = next() % (std::size(rows) + 1);
-    if (choice == 0) return std::nullopt;
-    return std::string(rows[choice - 1]);
+// Everything but the bytes of the job.
+RandomJob chosenJob(RandomGenerator& random) {
+  RandomJob chosen;
+  JobParameters& job = chosen.job;
+  for (const Choice& option : kOptions) {
+    if (const auto value = valueOf(option, random)) job.options[option.name] = *value;
   }
-
- private:
-  std::string_view bytes_;
-  std::size_t at_ = 0;
-};
-
-std::string_view afterChoices(std::string_view bytes) {
-  return bytes.size() > kChoiceBytes ? bytes.substr(kChoiceBytes) : std::string_view();
+  job.version = random.from(kVersions);
+  job.deviceUri = valueOf(kDevice, random);
+  job.copiesArgument = random.from(kCopiesArguments);
+  job.pageCountFile = valueOf(kPageCount, random);
+  job.language = valueOf(kLanguage, random);
+  job.manualPpd = random.oneIn(3);
+  job.capture = random.oneIn(3);
+  chosen.pipe = random.oneIn(2);
+  chosen.largestRead = random.from(kLargestReads);
+  return chosen;
 }
 
 }  // namespace
 
 std::uint64_t RandomGenerator::next() {
+  if (chosen_) {
+    if (chosen_->empty()) return 0;
+    const auto byte = static_cast<unsigned char>(chosen_->front());
+    chosen_->remove_prefix(1);
+    return byte;
+  }
   state_ += 0x9E3779B97F4A7C15;
   std::uint64_t z = state_;
   z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
@@ -655,113 +425,38 @@ std::uint64_t RandomGenerator::next() {
 }
 
 RandomJob randomJob(std::uint64_t seed) {
-  RandomGenerator generator(seed);
-  RandomJob random;
-  random.seed = seed;
-  OptionMaker(generator, random.job).choose();
-  random.job.input = Writer(generator).job(random.job.options.count("QVBookletFold") != 0);
-  random.delivery = randomDelivery(generator);
-  return random;
-}
-
-ReorderingJob randomReorderingJob(std::uint64_t seed) {
-  RandomGenerator generator(seed);
-  ReorderingJob random;
-  random.seed = seed;
-  static constexpr std::string_view kOrientations[] = {"Up", "Down", "up", ""};
-  if (!generator.oneIn(3)) random.orientation = std::string(generator.from(kOrientations));
-  random.onlyInside = generator.oneIn(2);
-  random.version = generator.from(kVersions);
-  random.input = Writer(generator).job(true);
-  random.delivery = randomDelivery(generator);
-  return random;
+  RandomGenerator random(seed);
+  RandomJob made = chosenJob(random);
+  made.seed = seed;
+  made.job.input = Writer(random).job(made.job.options.contains("QVBookletFold"));
+  return made;
 }
 
 RandomJob jobFromBytes(std::string_view bytes) {
-  Choices choices(bytes);
-  RandomJob random;
-  JobParameters& job = random.job;
-  const auto option = [&job](const char* name, const std::optional<std::string>& value) {
-    if (value) job.options[name] = *value;
-  };
-  const std::size_t flags = choices.next();
-  job.capture = (flags & 1) != 0;
-  job.manualPpd = (flags & 2) != 0;
-  random.delivery.pipe = (flags & 4) != 0;
-  random.delivery.byPiece = (flags & 8) != 0;
-  random.delivery.seed = flags >> 4;
-  const std::size_t version = choices.next() % (std::size(kVersions) + 1);
-  job.version.reset();
-  if (version > 0) job.version = kVersions[version - 1];
-  job.deviceUri = choices.from(kDevices);
-  option("PrintTo", choices.from(kRetention));
-  option(kCopiesName, choices.from(kCopyCounts));
-  option("QVPosterEnablePS", choices.from(kSwitches));
-  option(kCollateName, choices.from(kSwitches));
-  option("QVBookletFold", choices.from(kFolds));
-  option("QVBookletCoverSource", choices.from(kCoverSources));
-  option("QVBookletCoverType", choices.from(kCoverTypes));
-  job.pageCountFile = choices.from(kPageCounts);
-  job.language = choices.from(kLanguages);
-  const std::size_t covers = choices.next();
-  if (covers & 1) job.options["QVBookletCoverPage"] = "true";
-  if (covers & 2) job.options["QVOutsideFrontCover"] = covers & 32 ? "true" : "False";
-  if (covers & 4) job.options["QVOutsideBackCover"] = covers & 64 ? "true" : "False";
-  if (covers & 8) job.options["QVInsideBackCover"] = "true";
-  if (covers & 16) job.options["QVInsideFrontCover"] = covers & 128 ? "true" : "TRUE";
-  job.copiesArgument = choices.from(kCopyArguments).value_or("1");
-  random.delivery.largestRead = choices.next() * 16;
-  job.instructionPages = installedPages();
-  job.input = std::string(afterChoices(bytes));
-  return random;
-}
-
-ReorderingJob reorderingJobFromBytes(std::string_view bytes) {
-  Choices choices(bytes);
-  ReorderingJob random;
-  const std::size_t flags = choices.next();
-  if (flags & 1) random.orientation = flags & 2 ? "Up" : "Down";
-  random.onlyInside = (flags & 4) != 0;
-  random.delivery.pipe = (flags & 8) != 0;
-  random.delivery.seed = flags >> 4;
-  random.version = kVersions[choices.next() % std::size(kVersions)];
-  random.delivery.largestRead = choices.next() * 16;
-  random.input = std::string(afterChoices(bytes));
-  return random;
+  const std::size_t choices = std::min(bytes.size(), kChoiceBytes);
+  RandomGenerator random(bytes.substr(0, choices));
+  RandomJob made = chosenJob(random);
+  made.job.input = bytes.substr(choices);
+  return made;
 }
 
 std::string literal(std::string_view bytes) {
   std::string result = "\"";
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(bytes[i]);
-    // A long run of one byte is shown as its length.
-    std::size_t length = 1;
-    while (i + length < bytes.size() && bytes[i + length] == bytes[i]) ++length;
+    const char c = bytes[i];
+    const std::size_t length = std::min(bytes.find_first_not_of(c, i), bytes.size()) - i;
     if (length > 40) {
       result += "\" (" + std::to_string(length) + " x " + literal(bytes.substr(i, 1)) + ") \"";
       i += length - 1;
-      continue;
-    }
-    switch (byte) {
-      case '\n':
-        result += i + 1 < bytes.size() ? "\\n\"\n\"" : "\\n";
-        break;
-      case '\r':
-        result += "\\r";
-        break;
-      case '"':
-      case '\\':
-        result += '\\';
-        result += bytes[i];
-        break;
-      default:
-        if (byte >= 0x20 && byte < 0x7f) {
-          result += bytes[i];
-        } else {
-          char escape[8];
-          std::snprintf(escape, sizeof escape, "\\%03o", byte);
-          result += escape;
-        }
+    } else if (c == '\n') {
+      result += i + 1 < bytes.size() ? "\\n\"\n\"" : "\\n";
+    } else if (c >= ' ' && c <= '~') {
+      if (c == '"' || c == '\\') result += '\\';
+      result += c;
+    } else {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\%03o", static_cast<unsigned char>(c));
+      result += escape;
     }
   }
   return result + "\"";
@@ -770,27 +465,21 @@ std::string literal(std::string_view bytes) {
 std::string describe(const RandomJob& random) {
   const JobParameters& job = random.job;
   std::string result = "seed " + std::to_string(random.seed) + "\n";
-  appendSetting(result, "version", job.version ? hexadecimal(*job.version) : "failed");
-  appendSetting(result, "DEVICE_URI", job.deviceUri ? literal(*job.deviceUri) : "unset");
-  appendSetting(result, "LANG", job.language ? literal(*job.language) : "unset");
-  appendSetting(result, "copies argument", literal(job.copiesArgument));
-  appendSetting(result, "*QvnManualBooklet", job.manualPpd ? "in the PPD" : "none");
-  appendSetting(result, "capture", job.capture ? "on" : "off");
-  for (const auto& [name, value] : job.options) appendSetting(result, name, literal(value));
-  if (job.pageCountFile) appendSetting(result, "page-count file", literal(*job.pageCountFile));
-  appendSetting(result, "delivery", text(random.delivery));
+  const auto tell = [&result](const std::string& name, const std::optional<std::string>& value) {
+    result.append("  ").append(name).append(" = ").append(value ? literal(*value) : "none") += '\n';
+  };
+  tell("system version", job.version ? std::to_string(*job.version) : "failed");
+  tell(kDevice.name, job.deviceUri);
+  tell(kLanguage.name, job.language);
+  tell("copies argument", job.copiesArgument);
+  tell("*QvnManualBooklet", job.manualPpd ? "True" : "");
+  tell("capture", job.capture ? "on" : "off");
+  for (const auto& [name, value] : job.options) tell(name, value);
+  tell(kPageCount.name, job.pageCountFile);
+  tell("standard input", random.pipe ? "a pipe" : "a file");
+  tell("largest read", std::to_string(random.largestRead));
   return result + "the job, " + std::to_string(job.input.size()) + " bytes:\n" +
          literal(job.input) + "\n";
-}
-
-std::string describe(const ReorderingJob& random) {
-  std::string result = "seed " + std::to_string(random.seed) + "\n";
-  appendSetting(result, "version", hexadecimal(random.version));
-  appendSetting(result, "orientation", random.orientation.value_or("none"));
-  appendSetting(result, "only inside", random.onlyInside ? "yes" : "no");
-  appendSetting(result, "delivery", text(random.delivery));
-  return result + "the job, " + std::to_string(random.input.size()) + " bytes:\n" +
-         literal(random.input) + "\n";
 }
 
 }  // namespace jobshaper::reference

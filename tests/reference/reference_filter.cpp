@@ -1,5 +1,8 @@
 #include "tests/reference/reference_filter.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "tests/reference/reference_reordering.h"
 
 namespace jobshaper::reference {
@@ -11,122 +14,77 @@ const std::string kUel = "\x1b%-12345X";
 const char kCopies[] = "com.apple.print.PrintSettings.PMCopies..n.";
 const char kCollate[] = "com.apple.print.PrintSettings.PMCopyCollate..b.";
 
-bool beginsWith(const std::string& line, const std::string& text) {
-  if (line.size() < text.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (line[i] != text[i]) return false;
-  }
-  return true;
-}
-
 bool contains(const std::string& line, const std::string& text) {
-  for (std::size_t at = 0; at + text.size() <= line.size(); ++at) {
-    std::size_t same = 0;
-    while (same < text.size() && line[at + same] == text[same]) ++same;
-    if (same == text.size()) return true;
-  }
-  return false;
+  return line.find(text) != std::string::npos;
 }
 
 bool equalsInAnyCase(const Value& value, const std::string& lowerCase) {
-  if (!value || value->size() != lowerCase.size()) return false;
-  for (std::size_t i = 0; i < lowerCase.size(); ++i) {
-    char c = (*value)[i];
+  if (!value) return false;
+  std::string text = *value;
+  for (char& c : text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (c != lowerCase[i]) return false;
   }
-  return true;
+  return text == lowerCase;
 }
 
 // Reads white space, a sign and digits; the result is clamped to 32 bits.
 std::int32_t leadingInteger(const std::string& text) {
-  std::size_t at = 0;
-  while (at < text.size() && (text[at] == ' ' || (text[at] >= '\t' && text[at] <= '\r'))) ++at;
-  bool negative = false;
-  if (at < text.size() && (text[at] == '-' || text[at] == '+')) {
-    negative = text[at] == '-';
-    ++at;
-  }
-  std::int64_t number = 0;
-  while (at < text.size() && text[at] >= '0' && text[at] <= '9') {
-    if (number < 100'000'000'000) number = number * 10 + (text[at] - '0');
-    ++at;
-  }
-  if (negative) number = -number;
-  if (number > INT32_MAX) return INT32_MAX;
-  if (number < INT32_MIN) return INT32_MIN;
-  return static_cast<std::int32_t>(number);
+  const long long number = std::strtoll(text.c_str(), nullptr, 10);
+  return static_cast<std::int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));
 }
 
 Value valueOf(const JobParameters& job, const std::string& option) {
-  const auto found = job.options.find(option);
-  if (found == job.options.end()) return std::nullopt;
-  return found->second;
+  return job.options.contains(option) ? Value(job.options.at(option)) : std::nullopt;
 }
 
 bool isOnlyPrintInside(const JobParameters& job) {
-  const Value coverPage = valueOf(job, "QVBookletCoverPage");
-  if (!coverPage) return false;
-  if (!equalsInAnyCase(coverPage, "true")) return false;
+  if (!equalsInAnyCase(valueOf(job, "QVBookletCoverPage"), "true")) return false;
   const Value outsideFront = valueOf(job, "QVOutsideFrontCover");
   const Value outsideBack = valueOf(job, "QVOutsideBackCover");
   const Value insideBack = valueOf(job, "QVInsideBackCover");
   const Value insideFront = valueOf(job, "QVInsideFrontCover");
-  const auto countsAsFalse = [](const Value& value) {
-    return equalsInAnyCase(value ? *value : "False", "false");
-  };
-  if (countsAsFalse(outsideFront) && countsAsFalse(outsideBack) && countsAsFalse(insideBack) &&
-      countsAsFalse(insideFront)) {
-    return false;
+  bool anyFace = false;
+  for (const Value& face : {outsideFront, outsideBack, insideBack, insideFront}) {
+    if (face && !equalsInAnyCase(face, "false")) anyFace = true;
   }
-  bool answer = true;
-  if (outsideFront) answer = !(*outsideFront == "true");
-  if (outsideBack && *outsideBack == "true") answer = false;
-  if (insideBack && insideFront && *insideBack == "true" && *insideFront == "true") answer = false;
-  return answer;
+  if (!anyFace) return false;
+  if (outsideFront == "true" || outsideBack == "true") return false;
+  return !(insideBack == "true" && insideFront == "true");
 }
 
+constexpr std::int32_t kAnyTray = 8;
+
 std::int32_t coverTray(const std::string& source) {
-  if (source == "Tray1") return 0;
-  if (source == "Tray2") return 1;
-  if (source == "EnvDrawr2") return 1;
-  if (source == "Tray3") return 3;
-  if (source == "EnvDrawr3") return 3;
-  if (source == "Tray4") return 5;
-  if (source == "EnvDrawr4") return 5;
-  if (source == "Tray5") return 6;
-  if (source == "MultipurposeFeeder") return 4;
-  if (source == "ManualPaper") return 7;
-  return 8;
+  static const std::map<std::string, std::int32_t> trays = {
+      {"Tray1", 0},      {"Tray2", 1},     {"Tray3", 3},
+      {"Tray4", 5},      {"Tray5", 6},     {"EnvDrawr2", 1},
+      {"EnvDrawr3", 3},  {"EnvDrawr4", 5}, {"MultipurposeFeeder", 4},
+      {"ManualPaper", 7}};
+  return trays.contains(source) ? trays.at(source) : kAnyTray;
 }
 
 Value coverMedia(const std::string& type) {
-  static const char* const rows[][2] = {
-      {"Plain", "Plain"},
-      {"Card", "Card Stock"},
-      {"Bond", "Bond"},
-      {"Letterhead", "Letterhead"},
-      {"Preprint", "Preprinted"},
-      {"Colored", "Colored Paper"},
-      {"Light", "Light"},
-      {"Glossy", "Glossy Paper"},
-      {"Heavy", "Heavy"},
-      {"HeavyGlossy", "Heavy Glossy"},
-      {"Labels", "Labels"},
-      {"Vinyl", "Vinyl Labels"},
-      {"Rough", "Rough"},
-      {"Recycled", "Recycled"},
-      {"Custom1", "Custom Type 1"},
-      {"Custom2", "Custom Type 2"},
-      {"Custom3", "Custom Type 3"},
-      {"Custom4", "Custom Type 4"},
-      {"Custom5", "Custom Type 5"},
-      {"Custom6", "Custom Type 6"},
-  };
-  for (const auto& row : rows) {
-    if (type == row[0]) return row[1];
-  }
-  return std::nullopt;
+  static const std::map<std::string, std::string> media = {{"Plain", "Plain"},
+                                                           {"Card", "Card Stock"},
+                                                           {"Bond", "Bond"},
+                                                           {"Letterhead", "Letterhead"},
+                                                           {"Preprint", "Preprinted"},
+                                                           {"Colored", "Colored Paper"},
+                                                           {"Light", "Light"},
+                                                           {"Glossy", "Glossy Paper"},
+                                                           {"Heavy", "Heavy"},
+                                                           {"HeavyGlossy", "Heavy Glossy"},
+                                                           {"Labels", "Labels"},
+                                                           {"Vinyl", "Vinyl Labels"},
+                                                           {"Rough", "Rough"},
+                                                           {"Recycled", "Recycled"},
+                                                           {"Custom1", "Custom Type 1"},
+                                                           {"Custom2", "Custom Type 2"},
+                                                           {"Custom3", "Custom Type 3"},
+                                                           {"Custom4", "Custom Type 4"},
+                                                           {"Custom5", "Custom Type 5"},
+                                                           {"Custom6", "Custom Type 6"}};
+  return media.contains(type) ? Value(media.at(type)) : std::nullopt;
 }
 
 // The job while it is rewritten, with all state that is kept between lines.
@@ -138,8 +96,8 @@ class Run {
   ReferenceOutput result() {
     setUpBooklet();
     const bool usbPjlAllowed = job_.version.has_value() && version_ > 0x102f;
-    result_.pjl = !(beginsWith(uri_, "usb:") && !usbPjlAllowed);
-    if (beginsWith(uri_, "pap:")) {
+    result_.pjl = !(uri_.starts_with("usb:") && !usbPjlAllowed);
+    if (uri_.starts_with("pap:")) {
       result_.messages += "[tarvel] this is an Appletalk connection\n";
     }
     if (bookletMode_ && job_.pageCountFile) {
@@ -164,17 +122,13 @@ class Run {
     const Value fold = valueOf(job_, "QVBookletFold");
     if (!fold || *fold == "false" || *fold == "PrinterS") return;
     bookletMode_ = true;
-    if (*fold == "Booklet") {
-      foldCommand_ = "";
-    } else if (*fold == "SaddleStitch") {
-      foldCommand_ = "<< /Fold 2 /Staple 4>> setpagedevice";
-    } else if (*fold == "BiFold") {
-      foldCommand_ = "<< /Fold 1 >> setpagedevice";
-    } else if (*fold == "DoNotFoldAndStaple") {
-      foldCommand_ = "<< /Fold 0 /Staple 0>> setpagedevice";
-    } else {
-      foldCommand_ = "<< /Fold 2 >> setpagedevice";
-    }
+    static const std::map<std::string, std::string> commands = {
+        {"Booklet", ""},
+        {"SaddleStitch", "<< /Fold 2 /Staple 4>> setpagedevice"},
+        {"BiFold", "<< /Fold 1 >> setpagedevice"},
+        {"DoNotFoldAndStaple", "<< /Fold 0 /Staple 0>> setpagedevice"},
+    };
+    foldCommand_ = commands.contains(*fold) ? commands.at(*fold) : "<< /Fold 2 >> setpagedevice";
     manualBooklet_ = job_.manualPpd;
     if (!printTo_) {
       const Value copies = valueOf(job_, kCopies);
@@ -183,13 +137,9 @@ class Run {
     }
     if (!manualBooklet_) return;
     const std::string language = job_.language.value_or("en");
-    languageCode_ = "";
-    for (const char c : language) {
-      if (version_ >= 0x1050 && c == '.') break;
-      languageCode_ += c;
-    }
+    languageCode_ = version_ >= 0x1050 ? language.substr(0, language.find('.')) : language;
     if (languageCode_ == "en_US") languageCode_ = "en";
-    input_ = reorder(job_.input, std::nullopt, onlyInside_, version_).output;
+    input_ = reorder(job_.input, std::nullopt, onlyInside_, version_);
   }
 
   void print(const std::string& bytes) {
@@ -198,38 +148,13 @@ class Run {
   }
 
   void loop() {
-    std::size_t at = 0;
-    bool endOfInput = false;
-    while (!endOfInput) {
-      std::string piece;
-      bool atEnd = false;
-      char ending = 0;
-      for (;;) {
-        piece = "";
-        atEnd = false;
-        for (;;) {
-          if (at == input_.size()) {
-            atEnd = true;
-            break;
-          }
-          ending = input_[at++];
-          if (ending == '\n' || ending == '\r' || piece.size() == 1023) break;
-          piece += ending;
-        }
-        if (skipCount_ == 0) break;
+    for (const std::string& piece : pieces(input_)) {
+      if (skipCount_ > 0) {
         --skipCount_;
-      }
-      if (atEnd) {
-        endOfInput = true;
-      } else {
-        piece += ending;
+        continue;
       }
       if (job_.capture) result_.captureIn += piece;
-      bool zeroByte = false;
-      for (const char c : piece) {
-        if (c == '\0') zeroByte = true;
-      }
-      if (zeroByte) {
+      if (contains(piece, std::string(1, '\0'))) {
         print(piece);
       } else {
         rules(piece);
@@ -256,19 +181,19 @@ class Run {
     }
     if (!pageSizeDone_) collectPageSize(line);
     if (contains(line, "InputSlot") || inputSlotPending_) paperSource(line);
-    if (beginsWith(line, "%%Page:")) {
+    if (line.starts_with("%%Page:")) {
       ++pageNumber_;
       if (bookletMode_ && manualBooklet_ && pageNumber_ == 1) instructionPage();
       if (bookletMode_ && !manualBooklet_) coverSheet(line);
     }
-    if (beginsWith(line, "%RBINumCopies: ") &&
+    if (line.starts_with("%RBINumCopies: ") &&
         (printTo_ == "JRVerify" || printTo_ == "JRRepeat" || printTo_ == "JRConf" ||
          printTo_ == "JRReserve" || printTo_ == "JRPrinter")) {
       line = "%!\n%Set collate copies = copy:\n<< /CollatedCopies " +
              valueOf(job_, kCopies).value_or("(null)") + " >> setuserparams\n%EndUserSetup\n" +
              line;
     }
-    if (!prologPatched_ && beginsWith(line, "%%BeginProlog")) {
+    if (!prologPatched_ && line.starts_with("%%BeginProlog")) {
       line =
           "%%BeginProlog\n%%BeginFeature: *JobPatchFile 1\n%%Quorvan Macintosh PPD File 1\n"
           "%%EndFeature\n";
@@ -279,7 +204,7 @@ class Run {
       line = line + "\n" + foldCommand_ + "\n";
       dropUntilDuplexer_ = true;
     }
-    if (beginsWith(line, kUel) || beginsWith(line, "@PJL ")) return;
+    if (line.starts_with(kUel) || line.starts_with("@PJL ")) return;
     print(line);
   }
 
@@ -312,8 +237,7 @@ class Run {
 
   void instructionPage() {
     std::string page;
-    const auto installed = job_.instructionPages.find(languageCode_);
-    if (installed != job_.instructionPages.end()) page = installed->second;
+    if (instructionPages().contains(languageCode_)) page = instructionPages().at(languageCode_);
     if (page.empty()) result_.messages += "instructionAsData is less than or equal to 0\n";
     print("%%Page: 0 0\n");
     if (version_ < 0x1050) print("userdict/ESPsave save put\n");
@@ -321,45 +245,23 @@ class Run {
     if (version_ < 0x1050) print("\nuserdict /ESPsave get restore\n");
   }
 
-  void extendCoverParams() {
-    if (coverSource_ == 7) {
-      coverParams_ += "/ManualFeed true ";
-    } else if (coverSource_ != 8) {
-      coverParams_ += "/ManualFeed false /MediaPosition " + std::to_string(coverSource_) + " ";
-    }
-  }
-
   void coverSheet(std::string& line) {
-    const Value source = valueOf(job_, "QVBookletCoverSource");
-    coverSource_ = source ? coverTray(*source) : 8;
-    const Value type = valueOf(job_, "QVBookletCoverType");
-    Value media = coverMediaType_;
-    if (type && *type != "Printers") {
-      if (const Value name = coverMedia(*type)) media = name;
+    if (pageNumber_ != (onlyInside_ ? halfPageCount_ : halfPageCount_ - 1)) return;
+    const std::int32_t tray = coverTray(valueOf(job_, "QVBookletCoverSource").value_or(""));
+    const Value media = coverMedia(valueOf(job_, "QVBookletCoverType").value_or(""));
+    if (onlyInside_) line = "1 dict dup /Duplex false put setpagedevice\n" + line;
+    if (tray == kAnyTray && !media) {
+      if (onlyInside_) line += "\n";
+      return;
     }
-    const std::string duplexOff = "1 dict dup /Duplex false put setpagedevice\n";
-    if (onlyInside_ && pageNumber_ == halfPageCount_) {
-      extendCoverParams();
-      if (media) coverParams_ += "/MediaType (" + *media + ")";
-      if (!media && coverSource_ == 8) {
-        line = duplexOff + line + "\n";
-        coverMediaType_.reset();
-        return;
-      }
-      line = duplexOff + line + "[{\n<< /DeferredMediaSelection true " + coverParams_ +
-             " >> setpagedevice\n} stopped cleartomark\n";
-    } else if (!onlyInside_ && pageNumber_ == halfPageCount_ - 1) {
-      extendCoverParams();
-      if (media) {
-        coverParams_ += "/MediaType (" + *media + ")";
-      } else {
-        coverMediaType_.reset();
-        if (coverSource_ == 8) return;
-      }
-      line = line + "[{\n<< /DeferredMediaSelection true " + coverParams_ +
-             " >> setpagedevice\n} stopped cleartomark\n";
+    line += "[{\n<< /DeferredMediaSelection true ";
+    if (tray == 7) {
+      line += "/ManualFeed true ";
+    } else if (tray != kAnyTray) {
+      line += "/ManualFeed false /MediaPosition " + std::to_string(tray) + " ";
     }
-    coverMediaType_ = media;
+    if (media) line += "/MediaType (" + *media + ")";
+    line += " >> setpagedevice\n} stopped cleartomark\n";
   }
 
   const JobParameters& job_;
@@ -389,13 +291,21 @@ class Run {
   int blockUseCount_ = 1;
   bool prologPatched_ = false;
   int pageNumber_ = 0;
-
-  std::int32_t coverSource_ = 0;
-  Value coverMediaType_;
-  std::string coverParams_;
 };
 
 }  // namespace
+
+const std::map<std::string, std::string>& instructionPages() {
+  static const std::map<std::string, std::string> pages = {
+      {"en", "%!PS\n(turn the stack) show\nshowpage\n"},
+      {"de", ""},
+      {"de_DE", std::string("erste\rSeite\0mit Null", 20)},
+      {"fr_FR", "@PJL page fran\x8dois"},
+      {"fr_FR.UTF-8", "%%Page: 9 9\nsous l'ancien syst\xe8me\n"},
+      {"en_US.UTF-8", "whole locale name\n"},
+      {"", "no language\n"}};
+  return pages;
+}
 
 ReferenceOutput runReference(const JobParameters& job) { return Run(job).result(); }
 

@@ -20,8 +20,6 @@ struct JobParameters {
   std::optional<std::string> language;  // LANG
   bool manualPpd = false;               // the PPD file has "*QvnManualBooklet"
   bool capture = false;
-  // The instruction pages that are installed, by language directory.
-  std::map<std::string, std::string> instructionPages;
 };
 
 // The header lines themselves come from the filter; the reference implementation only says whether
@@ -34,6 +32,9 @@ struct ReferenceOutput {
   std::string captureOut;              // after the header; empty without a capture
   std::string messages;                // on standard error, without "tmp at" lines
 };
+
+// The instruction pages that are installed, by language directory; that of de is empty.
+const std::map<std::string, std::string>& instructionPages();
 
 ReferenceOutput runReference(const JobParameters& job);
 

@@ -30,26 +30,6 @@ const char32_t kMacRoman[128] = {
 };
 // clang-format on
 
-bool beginsWith(const std::string& line, const std::string& text) {
-  if (line.size() < text.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (line[i] != text[i]) return false;
-  }
-  return true;
-}
-
-// The part of a line that is written: its text up to a zero byte.
-std::string written(const std::string& line) {
-  std::string result;
-  for (const char c : line) {
-    if (c == '\0') break;
-    result += utf8(static_cast<unsigned char>(c));
-  }
-  return result;
-}
-
-}  // namespace
-
 std::string utf8(unsigned char byte) {
   const char32_t c = byte < 0x80 ? byte : kMacRoman[byte - 0x80];
   std::string result;
@@ -66,94 +46,69 @@ std::string utf8(unsigned char byte) {
   return result;
 }
 
-void rearrange(std::int32_t pageNumber, PageFiles& files) {
-  std::string data = files.side;
-  if (pageNumber == 3 || pageNumber == 4) {
-    files.reversed = data;
-    files.side = "";
-  } else {
-    data = data + files.reversed;
-    files.side = "";
-    files.reversed = data;
-  }
+// The part of a line that is written: its text up to a zero byte.
+std::string written(const std::string& line) {
+  std::string result;
+  for (const char c : line.substr(0, line.find('\0')))
+    result += utf8(static_cast<unsigned char>(c));
+  return result;
 }
 
-ReorderedJob reorder(const std::string& input, const std::optional<std::string>& orientation,
-                     bool onlyInside, std::int32_t version) {
-  const bool up = orientation == "Up";
-  const bool down = orientation == "Down";
-  PageFiles odd;
-  PageFiles even;
-  std::optional<std::string> header;
-  std::int32_t pageCounter = 0;
-  bool firstPage = false;
-  int firstPageLines = 0;
-  std::string prefix;
-  std::string trailer;
-  bool trailerBegun = false;
+}  // namespace
 
-  std::string line;
-  for (const char c : input) {
-    const bool full = line.size() == 1023;
-    line += c;
-    if (c != '\n' && c != '\r' && !full) continue;
-    const std::string whole = line;
-    line = "";
-
-    if (trailerBegun) {
-      trailer += whole;
-      continue;
-    }
-    if (beginsWith(whole, "%%Page:")) {
-      firstPage = true;
-      ++pageCounter;
-      if (pageCounter == 1) {
-        odd.side += kFirstPass;
-        if (up) {
-          header = odd.side;
-          odd.side = "";
-        }
-      } else if (pageCounter % 2 != 0) {
-        if (up) rearrange(pageCounter, odd);
-      } else {
-        if (pageCounter != 2) rearrange(pageCounter, even);
-      }
-    }
-    if (beginsWith(whole, "%%Trailer")) {
-      trailer += whole;
-      trailerBegun = true;
-      continue;
-    }
-    if (firstPage) {
-      if (firstPageLines < 4) prefix += whole;
-      ++firstPageLines;
-    }
-    if (pageCounter == 0 || pageCounter % 2 != 0) {
-      odd.side += written(whole);
-    } else {
-      even.side += written(whole);
-    }
+std::vector<std::string> pieces(const std::string& job) {
+  std::vector<std::string> result;
+  bool open = false;
+  for (const char c : job) {
+    if (!open) result.emplace_back();
+    result.back() += c;
+    open = c != '\n' && c != '\r' && result.back().size() < 1024;
   }
-  // An unterminated last line is dropped.
+  return result;
+}
 
-  std::string blankPage = prefix + "cg_md begin\nbp\nsdmtx\nep\nend\n";
+std::string reorder(const std::string& job, std::optional<std::string_view> orientation,
+                    bool onlyInside, std::int32_t version) {
+  std::string header;
+  std::string odd;
+  std::string even;
+  std::string firstLines;
+  int pages = 0;
+  int lines = 0;
+  std::string page;
+  const auto endPage = [&] {
+    if (pages == 0) {
+      header = page;
+    } else if (pages % 2 == 0) {
+      even = page + even;
+    } else {
+      odd = orientation == "Up" ? page + odd : odd + page;
+    }
+    page = "";
+  };
+  for (const std::string& line : pieces(job)) {
+    const bool terminated = line.size() == 1024 || line.ends_with('\n') || line.ends_with('\r');
+    if (!terminated || line.starts_with("%%Trailer")) break;
+    if (line.starts_with("%%Page:")) {
+      endPage();
+      ++pages;
+    }
+    if (pages > 0 && lines++ < 4) firstLines += line;
+    page += written(line);
+  }
+  endPage();
+
+  std::string blankPage = firstLines + "cg_md begin\nbp\nsdmtx\nep\nend\n";
   if (version < 0x1050) blankPage += "userdict /ESPsave get restore\n";
 
-  even.side = even.side + even.reversed;
-  if (up) odd.side = header.value_or("") + (odd.side + odd.reversed);
-
-  std::string output = odd.side;
-  output += kSecondPass;
-  if (!down) {
-    output += blankPage;
-    if (onlyInside) output += blankPage;
-    output += even.side;
-  } else {
-    if (onlyInside) output += blankPage;
-    output += even.side;
-    output += blankPage;
-  }
-  return {odd.side, even.side, even.reversed, odd.reversed, header, output};
+  std::string output = header;
+  if (pages > 0) output += kFirstPass;
+  output += odd + kSecondPass;
+  if (orientation != "Down") output += blankPage;
+  if (onlyInside) output += blankPage;
+  output += even;
+  if (orientation == "Down") output += blankPage;
+  return output;
 }
 
 }  // namespace jobshaper::reference
