@@ -14,7 +14,6 @@
 #include "fuzz/support.h"
 
 extern "C" {
-int __real_open(const char* path, int flags, ...);
 int __real_openat(int directory, const char* path, int flags, ...);
 FILE* __real_fopen(const char* path, const char* mode);
 int __wrap_open(const char* path, int flags, ...);
@@ -55,10 +54,6 @@ std::string pathOf(int directory, const char* path) {
   return std::string(name, static_cast<std::size_t>(length)) + "/" + path;
 }
 
-mode_t modeOf(int flags, va_list arguments) {
-  return flags & (O_CREAT | O_TMPFILE) ? va_arg(arguments, mode_t) : 0;
-}
-
 }  // namespace
 
 Sandbox::Sandbox() {
@@ -72,22 +67,21 @@ Sandbox::~Sandbox() {
   written.clear();
 }
 
-extern "C" int __wrap_open(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = modeOf(flags, arguments);
-  va_end(arguments);
-  if (active) noteOpen(path, flags);
-  return __real_open(path, flags, mode);
-}
-
 extern "C" int __wrap_openat(int directory, const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = modeOf(flags, arguments);
+  const mode_t mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   if (active) noteOpen(pathOf(directory, path), flags);
   return __real_openat(directory, path, flags, mode);
+}
+
+extern "C" int __wrap_open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return __wrap_openat(AT_FDCWD, path, flags, mode);
 }
 
 // Only the debug file is opened this way; the settings may name any path for it.
