@@ -94,23 +94,6 @@ TEST(FoldCommand, FollowsTheFirstPieceOfAnOverlongLineAndDropsTheRest) {
                   {"Q" + full.substr(0, 1022) + "\n", "Q" + full.substr(0, 1022) + "\n{fold}"}});
 }
 
-// The line is at the end of one block and the start of the next one, of any size.
-TEST(FoldCommand, IsFoundWhereverTheLineIsInALargeJob) {
-  std::string input, body;
-  for (const std::size_t end : {4090U, 8185U, 16375U, 32760U, 65530U, 131060U, 262140U}) {
-    while (input.size() + 64 < end) {
-      input += std::string(63, 'x') + "\n";
-      body += std::string(63, 'x') + "\n";
-    }
-    const std::string line(end - input.size(), '%');
-    input += line + "*QVBookletFold\n" + std::string(1000, 'y') + "\ndup " +
-             "statusdict /duplexer get exec\n";
-    body += line + "*QVBookletFold\n{fold}dup {duplexer}\n";
-  }
-  expectStitched({{input, body}});
-  expectBody(bookletJob("SaddleStitch").fileWith(input), expanded(body));
-}
-
 TEST(FoldCommand, IsDroppedWithAPjlLineButStillDropsTheFeature) {
   expectStitched(
       {{"a\n@PJL QVBookletFold\nb\n{duplexer}\n\x1b%-12345X QVBookletFold\nb\n{duplexer}",

@@ -38,13 +38,6 @@ TEST(ManualBookletFault, FileThatCannotBeCreatedEndsTheJobBeforeItIsRead) {
   }
 }
 
-TEST(ManualBookletFault, BlockedHeaderFileIsHarmless) {
-  const Job job = fivePages();
-  fs::create_directory(job.tmpFile("headerPS42"));
-  expectRun(job, join(plainHeader(), printed(kTop, pages("135"), kBlank, pages("42")), trailer()),
-            join(reorderingLine(job), kNoInstruction));
-}
-
 TEST(ManualBookletFault, TemporaryDirectoryIsMissingOrAFile) {
   Job job = fivePages();
   expectFailure(job.env("TMPDIR", job.tmpFile("no such directory")).run(), job);

@@ -229,20 +229,9 @@ TEST(ManualBookletRules, InstructionPageWaitsIfTheFoldFeatureDropsTheFirstPageLi
                      kInstruction, "%%Page: 1\na\nb\nc\n", kProcedures));
 }
 
-TEST(ManualBookletRules, CopiesAreInTheHeaderOrOfARetainedJobInTheReorderedJob) {
-  const std::string copies = " com.apple.print.PrintSettings.PMCopies..n.=3";
-  expectPrinted(twoPages(copies), join("@PJL SET COPIES = 3\n", twoPagesPrinted()));
-
-  const Job job = manualJob(join("%RBINumCopies: 3\n", kPage1, "%RBINumCopies: 3\n"),
-                            copies + " PrintTo=JRVerify");
-  const std::string_view line =
-      "%!\n%Set collate copies = copy:\n<< /CollatedCopies 3 >> setuserparams\n%EndUserSetup\n"
-      "%RBINumCopies: 3\n";
-  expectRun(job,
-            join(headerWith("@PJL SET HOLD = PROOF\n@PJL SET HOLDTYPE = PUBLIC\n"
-                            "@PJL SET QDUPLICATEHELDJOBS = SAVE\n"),
-                 printed(line, join(kPage1, line), kBlank, ""), trailer()),
-            join(reorderingLine(job), kNoInstruction));
+TEST(ManualBookletRules, CopiesAreInTheHeader) {
+  expectPrinted(twoPages(" com.apple.print.PrintSettings.PMCopies..n.=3"),
+                join("@PJL SET COPIES = 3\n", twoPagesPrinted()));
 }
 
 // ---- captures, messages and records

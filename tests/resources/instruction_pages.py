@@ -2,7 +2,7 @@
 """The instruction pages of manual booklets: how they are made, where they are installed, and how they are
 drawn, alone and inside any job.
 
-    instruction_pages.py CMAKE BUILD MAKER JOBSHAPER_AT
+    instruction_pages.py CMAKE BUILD MAKER
 """
 
 import os
@@ -17,19 +17,11 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.path.append(str(HERE.parent / "support"))
 from ghostscript import Ghostscript  # noqa: E402
 
-cmake, build, maker, jobshaper_at = sys.argv[1:]
+cmake, build, maker = sys.argv[1:]
 RESOURCES = HERE.parents[1] / "resources"
 PAGES = {path.suffixes[0][1:]: path.read_bytes()
          for path in pathlib.Path(build, "resources").glob("instruction.??.ps")}
 A4, LETTER = (595, 842), (612, 792)
-# The start of a job that contains the procedures for a blank page.
-PROLOG = b"""%!PS-Adobe-3.0
-userdict /cg_md 10 dict dup begin
-/bp { gsave } def /sdmtx { 0.5 0.5 scale } def /ep { grestore showpage } def
-end put
-/side { cg_md begin bp sdmtx
-  /Times-Roman findfont 40 scalefont setfont 200 900 moveto show ep end } def
-"""
 
 
 def text_of(language):
@@ -170,25 +162,6 @@ class Drawn(unittest.TestCase):
         log, broken = self.draw_inside(page, font + code("broken_map.ps"))
         self.assertIn("composing fails: true", log)
         self.assertEqual(broken, english)
-
-    # On an old system, where every page, and thus the blank page too, is saved and restored.
-    def test_booklet_with_the_page_is_drawn_in_its_order(self):
-        job = PROLOG + b"".join(
-            b"%%%%Page: %d %d\n%%%%PageBoundingBox: 0 0 595 842\nuserdict/ESPsave save put\n%%\n"
-            b"(side %d) side\nuserdict /ESPsave get restore\n" % (n, n, n) for n in range(1, 5))
-        with tempfile.TemporaryDirectory() as work:
-            ppd, page = pathlib.Path(work, "ppd"), pathlib.Path(work, "fr.lproj/instruction(null)")
-            ppd.write_text('*PPD-Adobe: "4.3"\n*QvnManualBooklet: "True"\n')
-            page.parent.mkdir()
-            page.write_bytes(PAGES["fr"])
-            out = subprocess.run(
-                [jobshaper_at, "0x1049", "7", "ada", "title", "1", "QVBookletFold=Booklet"],
-                input=job, stdout=subprocess.PIPE, check=True,
-                env={**os.environ, "TMPDIR": work, "PPD": str(ppd), "LANG": "fr",
-                     "DEVICE_URI": "socket://printer", "JOBSHAPER_INSTRUCTIONS": work}).stdout
-        _, pages = self.words.run(out.split(b"LANGUAGE = POSTSCRIPT\n")[1].split(b"\x1b%-12345X")[0])
-        self.assertEqual([" ".join(page.decode().split()[:2]) for page in pages],
-                         ["Votre livret", "side 1", "side 3", "", "side 4", "side 2"])
 
 
 class Installed(unittest.TestCase):
