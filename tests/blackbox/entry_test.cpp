@@ -62,14 +62,6 @@ TEST(DeviceUri, HundredBytesAbortTheRunBeforeAnyFileIsOpened) {
 
 // ---- input source
 
-TEST(InputSource, SixArgumentsReadStandardInputThoughFilesOfTheArgumentsNamesExist) {
-  Job job;
-  const std::string path = job.tmpFile("Title");
-  writeFile(path, "from the file\n");
-  expectRun(job.arguments({path, path, path, path, path}).input("from standard input\n"),
-            plainHeader(path) + "from standard input\n" + trailer());
-}
-
 TEST(InputSource, SevenArgumentsReadTheFileAloneWithoutWaiting) {
   Job job;
   const std::string text = bytes("a\r\nb\x1a\xff\x80 \0\nlast");

@@ -283,7 +283,8 @@ TEST(PjlSettings, LinesOfTheHeaderCanBeAppendedAgain) {
        {"addQvnGenericDrvCommands", kColorLines},
        {"addJobAcctgLines", accounting},
        {"setCopies", copies + "1\n"},
-       {"insertNumCopies=0", copies + "0\n"},
+       {"insertNumCopies=2147483647", copies + "2147483647\n"},
+       {"insertNumCopies=-2147483648", copies + "-2147483648\n"},
        {"setDuplicateHeldJobs", duplicates}},
       copies + "1\n" + accounting + kColorLines);
   expectCalls(
@@ -294,7 +295,7 @@ TEST(PjlSettings, LinesOfTheHeaderCanBeAppendedAgain) {
               {{"addJobAcctgLines", accountingLines("", "", "50%s\xc3\xa4")}});
 }
 
-TEST(PjlSettings, OnlyAccountingHasRecordsInTheLog) {
+TEST(PjlSettings, AccountingHasItsRecordsInTheLogAtEveryCall) {
   Job job;
   job.log(1);
   runPjlLines({"JAUSERID=u media=A4 QVGeneric=Color", "setPaperSize", "setCopies",
@@ -315,13 +316,6 @@ constexpr char kUsage[] = "usage: pjlLines [-u USER] OPTIONS [SETTER ...]\n";
 void expectWrongCall(const Words& arguments, const std::string& message,
                      Where where = Where::here()) {
   expectOutcome(runPjlLines(arguments), "", message, 2, ::testing::PrintToString(arguments), where);
-}
-
-TEST(PjlLines, ReadsTheOptionStringAsTheFilterDoes) {
-  const std::string options = "JRUSERNAME=Ada<20>L<27>E JRHOLDKEY='12 34' PrintTo=JRConf noCollate";
-  const std::string header = runPjlLines({"-u", "ada", options}).out;
-  expectRun(Job().options(options), header + trailer());
-  EXPECT_NE(header.find("USERNAME = \"Ada L'E\"\n"), std::string::npos);
 }
 
 TEST(PjlLines, ListsTheSettersWithTheirOptions) {
@@ -400,11 +394,6 @@ TEST(PjlLines, ReportsThatItsOutputIsLost) {
 
 TEST(PjlLines, OptionStringMayBeginWithAMinus) {
   EXPECT_EQ(runPjlLines({"-u", "ada", "--", "-x"}).out, plainHeader());
-}
-
-TEST(PjlLines, TakesCopiesOf32Bits) {
-  expectCalls("", {{"insertNumCopies=2147483647", "@PJL SET COPIES = 2147483647\n"},
-                   {"insertNumCopies=-2147483648", "@PJL SET COPIES = -2147483648\n"}});
 }
 
 TEST(PjlLines, RefusesAWrongSetter) {
