@@ -39,9 +39,9 @@ class ValueTable {
     std::string setter, options, lines;
   };
 
-  // `setter` is the one of pjlLines that sends the lines; the header needs none. `rows` is
-  // "VALUES: TEXT; VALUES: TEXT", and each value sets the PJL variable to its text. The other
-  // values send nothing.
+  // `setter` is the one of pjlLines that sends the lines, or "" for lines of the header. `rows` is
+  // "VALUES: TEXT; VALUES: TEXT", and each value sets the PJL variable to its text. The values in
+  // `ignored` send nothing.
   ValueTable(std::string option, std::string setter, const std::string& variable,
              const std::string& rows, const std::string& ignored = "")
       : option_(std::move(option)), setter_(std::move(setter)) {
@@ -71,8 +71,8 @@ class ValueTable {
   std::vector<Row> rows_;
 };
 
-// Jobs that take one row of each table, so that every row is in one job. Equal rows of two tables
-// are in different jobs: a mix-up of their options shows.
+// The rows of jobs that take one row of each table; every row is in one job. Rows that two tables
+// share are in different jobs, so that a mix-up of their options shows.
 inline std::vector<std::vector<ValueTable::Row>> combined(const std::vector<ValueTable>& tables) {
   std::size_t count = 0;
   for (const ValueTable& table : tables) count = std::max(count, table.size());
