@@ -26,34 +26,43 @@ std::string nameOf(const std::string& path) { return fs::path(path).filename(); 
 
 class Race : public TracedTest {};
 
-// Only while the filter opens the file, its name is that of a private file.
+// Only while the filter creates the file, or opens it again, its name is that of a private file.
 TEST_F(Race, OfASecondNameDoesNotReachAnotherFile) {
-  const std::string input = join(kTop, pages("123456"));
-  const Job everything = manualJob(input).capture().log(7);
-  writeFile(everything.tmpFile("debug.log"), "");
-  for (const char* name : {"qvn_ps", "qvn_ps2", "debug.log", "qvn_manualPS42", "pageReOrdered42",
-                           "pageEven42", "newEvenOrder42", "newOddOrder42"}) {
-    const TemporaryDirectory outside;
-    const std::string other = outside.file("private"), path = everything.tmpFile(name);
-    writeFile(other, "somebody else's\n");
-    fs::permissions(other, fs::perms(0600));
-    TracedRun run(everything);
-    bool swapped = false;
-    run.before = [&](const SystemCall& call) {
-      if (nameOf(run.opens(call)) == name) {
-        fs::remove(path);
+  const std::vector<std::string> created = {"qvn_ps",     "qvn_ps2",        "qvn_manualPS42",
+                                            "pageEven42", "newEvenOrder42", "newOddOrder42",
+                                            "debug.log",  "pageReOrdered42"};
+  const std::vector<std::string> opened = {"qvn_manualPS42", "pageReOrdered42", "pageEven42",
+                                           "newEvenOrder42", "debug.log"};
+  const Job job = manualJob(join(kTop, pages("123456"))).capture().log(7);
+  for (const bool isNew : {true, false}) {
+    for (const std::string& name : isNew ? created : opened) {
+      const TemporaryDirectory outside;
+      const std::string other = outside.file("private"), path = job.tmpFile(name);
+      writeFile(other, "somebody else's\n");
+      fs::permissions(other, fs::perms(0600));
+      writeFile(job.tmpFile("debug.log"), "");
+      TracedRun run(job);
+      const auto isChosen = [&](const SystemCall& call) {
+        return nameOf(run.opens(call)) == name && ((call.arguments[2] & O_EXCL) != 0) == isNew;
+      };
+      bool swapped = false;
+      run.before = [&](const SystemCall& call) {
+        if (!isChosen(call)) return 0;
+        if (fs::exists(path)) fs::rename(path, path + "-");
         fs::create_hard_link(other, path);
         swapped = true;
-      }
-      return 0;
-    };
-    run.after = [&](const SystemCall& call) {
-      if (nameOf(run.opens(call)) == name) fs::remove(path);
-    };
-    EXPECT_EQ(run.run().signal, 0) << name;
-    EXPECT_TRUE(swapped) << name;
-    EXPECT_EQ(readFile(other), "somebody else's\n") << name;
-    EXPECT_EQ(fs::status(other).permissions(), fs::perms(0600)) << name;
+        return 0;
+      };
+      run.after = [&](const SystemCall& call) {
+        if (!isChosen(call)) return;
+        fs::remove(path);
+        if (fs::exists(path + "-")) fs::rename(path + "-", path);
+      };
+      EXPECT_EQ(run.run().signal, 0) << name;
+      EXPECT_TRUE(swapped) << name;
+      EXPECT_EQ(readFile(other), "somebody else's\n") << name;
+      EXPECT_EQ(fs::status(other).permissions(), fs::perms(0600)) << name;
+    }
   }
 }
 

@@ -16,16 +16,6 @@ namespace fs = std::filesystem;
 
 // ---- captures
 
-TEST(CaptureFault, FullDiskDoesNotEndTheJob) {
-  const std::string text = lines(600000);
-  Job job = Job().capture().input(text);
-  expectRun(job.preload("small_disk").env("DISK_SIZE", "524288"), printed(text), kCaptureOn);
-  const std::string in = readFile(job.tmpFile("qvn_ps")), out = readFile(job.tmpFile("qvn_ps2"));
-  EXPECT_EQ(in.size() + out.size(), 524288U);
-  EXPECT_TRUE(text.starts_with(in));
-  EXPECT_TRUE(printed(text).starts_with(out));
-}
-
 // Each of the two files asks for 16 MiB in advance; neither may take what the other needs.
 TEST(CaptureFault, DiskWithJustEnoughSpaceHoldsBothFiles) {
   const std::string text = lines(1200000);

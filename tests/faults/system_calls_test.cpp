@@ -19,75 +19,67 @@
 namespace jobshaper::testing {
 namespace {
 
-// Calls for files and memory, and those that the loader and the C library need at startup.
-constexpr long kAllowed[] = {
+// Calls for files and memory, and those that the loader and the C library need at startup; raise()
+// and abort() need gettid and tgkill, jobshaper-queue dup, dup2, ioctl and memfd_create.
+constexpr long kAllowed[] = {SYS_brk,
+                             SYS_clock_gettime,
+                             SYS_clock_nanosleep,
+                             SYS_close,
+                             SYS_dup,
+                             SYS_exit_group,
+                             SYS_faccessat,
+                             SYS_fadvise64,
+                             SYS_fallocate,
+                             SYS_fchmod,
+                             SYS_fcntl,
+                             SYS_fstat,
+                             SYS_fstatfs,
+                             SYS_ftruncate,
+                             SYS_futex,
+                             SYS_getegid,
+                             SYS_geteuid,
+                             SYS_getgid,
+                             SYS_getpid,
+                             SYS_getrandom,
+                             SYS_gettid,
+                             SYS_getuid,
+                             SYS_ioctl,
+                             SYS_lseek,
+                             SYS_madvise,
+                             SYS_memfd_create,
+                             SYS_mmap,
+                             SYS_mprotect,
+                             SYS_mremap,
+                             SYS_munmap,
+                             SYS_newfstatat,
+                             SYS_prctl,
+                             SYS_pread64,
+                             SYS_prlimit64,
+                             SYS_pselect6,
+                             SYS_pwrite64,
+                             SYS_read,
+                             SYS_readlinkat,
+                             SYS_readv,
+                             SYS_rseq,
+                             SYS_rt_sigaction,
+                             SYS_rt_sigprocmask,
+                             SYS_rt_sigreturn,
+                             SYS_set_robust_list,
+                             SYS_set_tid_address,
+                             SYS_splice,
+                             SYS_statx,
+                             SYS_tee,
+                             SYS_tgkill,
+                             SYS_uname,
+                             SYS_unlinkat,
+                             SYS_write,
+                             SYS_writev};
 #ifdef SYS_open
-    SYS_access,
-    SYS_arch_prctl,
-    SYS_lstat,
-    SYS_poll,
-    SYS_readlink,
-    SYS_stat,
-    SYS_unlink,
-    SYS_dup2,  // jobshaper-queue, for a job that it keeps in a file
+constexpr long kAllowedHere[] = {SYS_access, SYS_arch_prctl, SYS_dup2, SYS_lstat,
+                                 SYS_poll,   SYS_readlink,   SYS_stat, SYS_unlink};
 #else
-    SYS_dup3,
-    SYS_ppoll,
+constexpr long kAllowedHere[] = {SYS_dup3, SYS_ppoll};
 #endif
-    SYS_brk,
-    SYS_clock_gettime,
-    SYS_clock_nanosleep,
-    SYS_close,
-    SYS_exit_group,
-    SYS_faccessat,
-    SYS_fadvise64,
-    SYS_fallocate,
-    SYS_fchmod,
-    SYS_fcntl,
-    SYS_fstat,
-    SYS_fstatfs,
-    SYS_ftruncate,
-    SYS_futex,
-    SYS_getegid,
-    SYS_geteuid,
-    SYS_getgid,
-    SYS_getpid,
-    SYS_getrandom,
-    SYS_getuid,
-    SYS_lseek,
-    SYS_madvise,
-    SYS_mmap,
-    SYS_mprotect,
-    SYS_mremap,
-    SYS_munmap,
-    SYS_newfstatat,
-    SYS_prctl,
-    SYS_pread64,
-    SYS_prlimit64,
-    SYS_pselect6,
-    SYS_pwrite64,
-    SYS_read,
-    SYS_readlinkat,
-    SYS_readv,
-    SYS_rseq,
-    SYS_rt_sigaction,
-    SYS_rt_sigprocmask,
-    SYS_rt_sigreturn,
-    SYS_set_robust_list,
-    SYS_set_tid_address,
-    SYS_splice,
-    SYS_statx,
-    SYS_tee,
-    SYS_uname,
-    SYS_unlinkat,
-    SYS_write,
-    SYS_writev,
-    SYS_gettid,        // also by a static variable that libc++ initializes
-    SYS_tgkill,        // raise and abort
-    SYS_dup,           // jobshaper-queue
-    SYS_memfd_create,  // the same
-    SYS_ioctl          // the same, for a job that it refuses
-};
 
 // A program for the kernel that allows or denies each call.
 class CallFilter {
@@ -106,6 +98,7 @@ class CallFilter {
     load(offsetof(seccomp_data, nr));
     if (!libraries) checkOpening();
     for (const long number : kAllowed) allow(number);
+    for (const long number : kAllowedHere) allow(number);
     if (libraries) allow(SYS_openat);
     answer(SECCOMP_RET_KILL_PROCESS);
   }
