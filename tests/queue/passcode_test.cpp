@@ -25,7 +25,7 @@ void expectPin(const Request& request, const std::string& printToAndPin,
   expectSame(job.messages, messages, "the messages", request.options, where);
 }
 
-// The messages, which must not contain the PIN, are left to the caller.
+// Not printed, and without a message, which could contain the PIN.
 void expectRefusal(const std::string& refusal, const std::vector<std::string>& rows,
                    const std::string& ppd = kPpd, Where where = Where::here()) {
   for (const std::string& options : rows) {
