@@ -129,18 +129,15 @@ TEST(StreamFeatureBlocks, RepetitionAfterACopiesLineComesAfterTheCollatedCopies)
                 Job().options("PrintTo=JRPrinter"));
 }
 
-// ---- the copy has the lines of the job, not what later rules make of them
+// ---- the copy meets the rules before it, but not those that follow
 
-TEST(StreamFeatureBlocks, CopyHasLinesThatLaterRulesChangeOrDrop) {
+TEST(StreamFeatureBlocks, CopyHasTheLinesThatLaterRulesChangeOrDrop) {
   const std::string code = "%%BeginProlog\n", copies = "%RBINumCopies: 5\n";
   expectStream("-@PJL *PageSize A4\n-" + code + kMarkerFeature + collated("(null)") + " " + copies +
                    "-@PJL EndFeature\n-@PJL InputSlot\n cleartomark\n" +
                    "+[{\n+@PJL *PageSize A4\n+" + code + "+" + copies +
                    "+@PJL EndFeature\n+} stopped cleartomark\n b\n",
                Job().options("PrintTo=JRPrinter"));
-}
-
-TEST(StreamFeatureBlocks, JobPatchFileIsRemovedFromTheCopy) {
   expectStream(" *PageSize A4\n-JobPatchFile EndFeature\nsone\nstwo\n %%EndFeature\n" + kSource +
                kRepeated);
 }

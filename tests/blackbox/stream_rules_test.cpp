@@ -153,77 +153,18 @@ TEST(StreamLines, LinesThatStartWithPjlOrUelAreDropped) {
                kUelText);
 }
 
-TEST(StreamLines, PjlOfTheJobIsDroppedAlsoWithoutWrapping) {
-  const Job job = Job()
-                      .env("DEVICE_URI", "usb://Quorvan/Office")
-                      .version("0x102f")
-                      .input(kUelText + "@PJL JOB\n@PJL X\n%!PS\n@PJL Y");
-  expectRun(job, "%!PS\n");
-}
-
 // ---- all rules together
 
 TEST(StreamWholeJob, HasItsOutputCapturesAndLog) {
-  const StreamJob stream = streamJob("-" + kUelText + R"(@PJL JOB
--@PJL ENTER LANGUAGE = POSTSCRIPT
- %!PS-Adobe-3.0
-+%!
-+%Set collate copies = copy:
-+<< /CollatedCopies 3 >> setuserparams
-+%EndUserSetup
- %RBINumCopies: 3
--%%BeginProlog
-+%%BeginProlog
-+%%BeginFeature: *JobPatchFile 1
-+%%Quorvan Macintosh PPD File 1
-+%%EndFeature
- [{
--%%BeginFeature: *JobPatchFile 1
-s%%Driver PPD File 1
-s%%EndFeature
- } stopped cleartomark
- [{
- %%BeginFeature: *PageSize A4
- << /PageSize [595 842] >> setpagedevice
- %%EndFeature
- } stopped cleartomark
- [{
--<< /Collate false >> setpagedevice
-+<< /Collate true >> setpagedevice
- } stopped cleartomark
- [{
- %%BeginFeature: *InputSlot Tray1
- %%EndFeature
- } stopped cleartomark
-+[{
-+%%BeginFeature: *PageSize A4
-+<< /PageSize [595 842] >> setpagedevice
-+%%EndFeature
-+} stopped cleartomark
- %%Page: 1 1
- %%BeginData: 4000 Binary Bytes
-)" + bytes(" @PJL \0\1\2\xff\r %%BeginProlog\0\n \n \r JobPatchFile\0InputSlot\r }efcl\0\n ") +
-                                     std::string(1024, '\0') +
-                                     R"( %%EndData
- sfcl{
- %%BeginFeature: *InputSlot Tray2
- %%EndFeature
--}efcl
-+} stopped cleartomark
-+[{
-+%%BeginFeature: *PageSize A4
-+<< /PageSize [595 842] >> setpagedevice
-+%%EndFeature
-+} stopped cleartomark
- %%BeginFeature: *JobPatchFile 2
- sfcl{ (100%, caf)"
-                                     "\x8e"
-                                     R"() show }efcl
- showpage
- %%Trailer
-)"
-                                     "-" +
-                                     kUelText + "@PJL EOJ\n %%EOF");
+  const StreamJob stream = streamJob(
+      "-" + kUelText + "@PJL JOB\n-@PJL ENTER LANGUAGE = POSTSCRIPT\n %!PS-Adobe-3.0\n" +
+      collated("3") + kCopiesLine + "-%%BeginProlog\n" + kMarkerFeature +
+      "-%%BeginFeature: *JobPatchFile 1\ns%%Driver PPD File 1\ns%%EndFeature\n" + kSize + "-" +
+      kCollateLine + kCollateTrue + kSource + kRepeated + " %%Page: 1 1\n" +
+      bytes(" @PJL \0\1\2\xff\r %%BeginProlog\0\n \n \r JobPatchFile\0InputSlot\r }efcl\0\n ") +
+      std::string(1024, '\0') + " sfcl{\n InputSlot\n-}efcl\n+InputSlot cleartomark\n" + kRepeated +
+      " %%BeginFeature: *JobPatchFile 2\n sfcl{ (100%, caf\x8e) show }efcl\n-" + kUelText +
+      "@PJL EOJ\n %%EOF");
   const std::string out = headerWith(
                               "@PJL SET HOLD = PROOF\n@PJL SET HOLDTYPE = PUBLIC\n"
                               "@PJL SET QDUPLICATEHELDJOBS = SAVE\n") +
