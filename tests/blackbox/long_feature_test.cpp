@@ -67,12 +67,13 @@ TEST(LongFeature, IsFoldedWhereverItNamesTheOption) {
           marked('+', "[{\n" + kLong + "QVBookletFold\n" + duplexer + "InputSlot cleartomark\n") +
           kFold + kDropped,
       job);
-  // Across two pieces of a line, of which the first may be in memory and the second not.
-  for (std::size_t before = 252; before <= 258; ++before) {
-    const std::string first = std::string(1018, 'x') + "QVBook", second = "letFold\n";
+  // Across two pieces of a line: both in memory, then only the first, then neither.
+  for (const std::size_t before : {253U, 254U, 255U}) {
+    const std::string first = std::string(1018, 'x') + "QVBook";
+    const std::string second = "letFold" + std::string(1016, 'x') + "\n";
     const std::string feature = "*PageSize A4\n" + lines(before);
-    expectStream(marked(' ', feature) + " " + first + " " + second + " " + lines(1) + kSource +
-                     marked('+', "[{\n" + feature) + "+" + first + "+" + second + "+" + lines(1) +
+    expectStream(marked(' ', feature) + " " + first + " " + second + kSource +
+                     marked('+', "[{\n" + feature) + "+" + first + "+" + second +
                      "+InputSlot cleartomark\n" + kFold + kDropped,
                  job);
   }
