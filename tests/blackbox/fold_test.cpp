@@ -31,10 +31,11 @@ void expectStitched(const std::vector<JobRow>& rows, Where where = Where::here()
 
 // ---- which jobs are booklets
 
-// A job with the PPD's feature, whose command becomes this one.
+// A job with the PPD's feature, whose command becomes this one. Every job examines its line, which
+// contains the trigger of another rule.
 void expectFold(const std::string& options, const std::string& command,
                 Where where = Where::here()) {
-  const std::string start = "%!PS-Adobe-3.0\n[{\n%%BeginFeature: *QVBookletFold Choice\n";
+  const std::string start = "%!PS-Adobe-3.0\n[{\n%%BeginFeature: *QVBookletFold InputSlot\n";
   const std::string end =
       expanded("1 {duplexer}\n%%EndFeature\n} stopped cleartomark\n%%Page: 1 1\nshowpage\n");
   expectBody(Job().options(options).input(start + "<< /Fold 9 >> setpagedevice\n" + end),
