@@ -89,7 +89,8 @@ TEST(HeldJob, HasPages) {
        "%%Page: 1 1\n%%BeginDocument: x\n%%Page: 1 1\n%%BeginDocument: "
        "y\n%%EndDocument\n%%Trailer\n"
        "%%EndDocument\n",
-       "%%Page: 2 2\n%%EndDocument\n", "%%Trailer\n"},
+       "%%Page: 2 2\n%%EndDocument\n%%BeginDocument: z\n%%Page: 3 3\n%%EndDocument\n",
+       "%%Trailer\n"},
       {top, "%%Page: 1 1\n%%BeginData: 9 Binary Bytes\n%%Trailer\n%%Page: 2 2\n%%EndData\n",
        "%%Page: 2 2\n%%BeginBinary: 9\n%%Page: 3 3\n%%BeginDocument\n%%EndBinary\n",
        "%%Page: 3 3\n", "%%EOF\n"},
