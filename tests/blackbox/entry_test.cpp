@@ -99,8 +99,8 @@ TEST(TemporaryDirectory, IsTmpIfTheVariableIsUnsetOrEmpty) {
 
 TEST(TemporaryDirectory, MissingDirectoryIsNotCreated) {
   Job job;
-  expectBody(job.env("TMPDIR", job.tmpFile("missing")).input(kJobText), kJobText);
-  EXPECT_FALSE(fs::exists(job.tmpFile("missing")));
+  expectBody(job.env("TMPDIR", job.tmpFile("100%s %n")).input(kJobText), kJobText);
+  EXPECT_TRUE(fs::is_empty(job.tmp()));
 }
 
 // ---- capture
