@@ -8,6 +8,7 @@ each tab.
 """
 
 import sys
+import time
 
 import gi
 
@@ -15,9 +16,14 @@ gi.require_version("Gdk", "3.0")
 gi.require_version("Gtk", "3.0")
 from gi.repository import Gdk, GLib, Gtk  # noqa: E402
 
-DRAWING_MS = 400  # time for the dialog to draw a tab
-OPTIONS_MS = 1500  # time for the options of the selected printer to appear
-PATIENCE_MS = 20000
+
+def pause(seconds):
+    """Lets the dialog work meanwhile."""
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        while Gtk.events_pending():
+            Gtk.main_iteration()
+        time.sleep(0.01)
 
 
 def notebook_in(widget):
@@ -27,61 +33,45 @@ def notebook_in(widget):
     return next(filter(None, map(notebook_in, children)), None)
 
 
-class Pictures:
+def visible_tabs(notebook):
+    return [n for n in range(notebook.get_n_pages()) if notebook.get_nth_page(n).get_visible()]
+
+
+def draw(prefix):
     """Works while the print operation waits for the user."""
-
-    def __init__(self, queue, prefix, *options):
-        self.prefix = prefix
-        self.complete = False
-        self.dialog = self.notebook = None
-        self.tabs = []
-        settings = Gtk.PrintSettings()
-        settings.set_printer(queue)
-        for option in options:
-            name, _, choice = option.partition("=")
-            settings.set(f"cups-{name}", choice)
-        operation = Gtk.PrintOperation()
-        operation.set_print_settings(settings)
-        operation.set_n_pages(1)
-        GLib.timeout_add(200, self.wait_for_printer)
-        GLib.timeout_add(PATIENCE_MS, sys.exit, "the dialog shows no options of the printer")
-        operation.run(Gtk.PrintOperationAction.PRINT_DIALOG, None)
-
-    def visible_tabs(self):
-        return [number for number in range(self.notebook.get_n_pages())
-                if self.notebook.get_nth_page(number).get_visible()]
-
-    def wait_for_printer(self):
-        for self.dialog in Gtk.Window.list_toplevels():
-            self.notebook = notebook_in(self.dialog)
-            # Before, there are those for the range of pages and for the layout.
-            if self.notebook and len(self.visible_tabs()) > 2:
-                self.dialog.resize(760, 640)
-                GLib.timeout_add(OPTIONS_MS, self.begin)
-                return False
-        return True
-
-    def begin(self):
-        self.tabs = self.visible_tabs()
-        self.show_next()
-        return False
-
-    def show_next(self):
-        if not self.tabs:
-            self.complete = True
-            self.dialog.response(Gtk.ResponseType.CANCEL)
-            return
-        self.notebook.set_current_page(self.tabs[0])
-        GLib.timeout_add(DRAWING_MS, self.draw)
-
-    def draw(self):
-        number = self.tabs.pop(0)
-        window = self.dialog.get_window()
+    found = []
+    for _ in range(100):
+        pause(0.2)
+        # Before it knows the printer, the dialog has only the tabs for the range of pages and for the layout.
+        found = [(dialog, notebook) for dialog in Gtk.Window.list_toplevels()
+                 if (notebook := notebook_in(dialog)) and len(visible_tabs(notebook)) > 2]
+        if found:
+            break
+    else:
+        sys.exit("the dialog shows no options of the printer")
+    dialog, notebook = found[0]
+    dialog.resize(760, 640)
+    pause(1.5)
+    for tab in visible_tabs(notebook):
+        notebook.set_current_page(tab)
+        pause(0.4)
+        window = dialog.get_window()
         picture = Gdk.pixbuf_get_from_window(window, 0, 0, window.get_width(), window.get_height())
-        picture.savev(f"{self.prefix}-{number + 1}.png", "png", [], [])
-        print(self.notebook.get_tab_label_text(self.notebook.get_nth_page(number)) or number)
-        self.show_next()
-        return False
+        picture.savev(f"{prefix}-{tab + 1}.png", "png", [], [])
+        print(notebook.get_tab_label_text(notebook.get_nth_page(tab)) or tab)
+    dialog.response(Gtk.ResponseType.CANCEL)
 
 
-sys.exit(0 if Pictures(*sys.argv[1:]).complete else 1)
+def main(queue, prefix, *options):
+    settings = Gtk.PrintSettings()
+    settings.set_printer(queue)
+    for name, _, choice in (option.partition("=") for option in options):
+        settings.set(f"cups-{name}", choice)
+    operation = Gtk.PrintOperation()
+    operation.set_print_settings(settings)
+    operation.set_n_pages(1)
+    GLib.idle_add(draw, prefix)
+    operation.run(Gtk.PrintOperationAction.PRINT_DIALOG, None)
+
+
+main(*sys.argv[1:])

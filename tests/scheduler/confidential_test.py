@@ -30,18 +30,6 @@ POLICIES = "".join(f"""
 POSTSCRIPT = b"%!PS-Adobe-3.0\n%%BoundingBox: 0 0 595 842\n%%Pages: 2\n%%EndComments\n" + b"".join(
     b"%%%%Page: %d %d\n/Helvetica findfont 40 scalefont setfont 100 400 moveto (A page) show showpage\n" % (n, n)
     for n in (1, 2)) + b"%%Trailer\n%%EOF\n"
-GET_JOB = """{
-  NAME "Get-Job-Attributes"
-  OPERATION Get-Job-Attributes
-  GROUP operation-attributes-tag
-  ATTR charset attributes-charset utf-8
-  ATTR language attributes-natural-language en
-  ATTR uri printer-uri $uri
-  ATTR integer job-id $job
-  ATTR name requesting-user-name eve
-  STATUS successful-ok
-}
-"""
 NOT_PRINTED = "Not printed: {} Cancel the job and print it again with{}."
 BAD_PASSWORD = ("the PIN (job-password) is not 4 digits.", " another PIN")
 
@@ -145,25 +133,23 @@ class ConfidentialTest(RecordedTest):
 
     # ---- clients without a driver
 
-    def ipptool(self, queue, file, *options):
+    def ipptool(self, path, file, *options):
         return subprocess.run(["ipptool", "-V", "2.0", "-I", *options,
-                               f"ipp://localhost:{self.port}/printers/{queue}", file], cwd=self.work,
+                               f"ipp://localhost:{self.port}/{path}", file], cwd=self.work,
                               capture_output=True, text=True, timeout=120, check=False).stdout
 
     def test_what_other_users_see(self):
-        test = self.work / "get-job.test"
-        test.write_text(GET_JOB)
         for policy, pins in (("typical", ["123456"]), ("private", [])):
             self.add_queue(policy, "color-finisher", f"printer-op-policy={policy}")
             job = self.print({"PrintTo": "JRConf", "JRHOLDKEY": "123456", "job-password": "4711"},
                              queue=policy)
-            answer = self.ipptool(policy, test, "-tv", "-d", f"job={job.number}")
+            answer = self.ipptool(f"jobs/{job.number}", "get-job-attributes.test", "-tv")
             self.assertIn("PrintTo (nameWithoutLanguage) = JRConf\n", answer)
             self.assertEqual(re.findall("JRHOLDKEY .*= (.*)", answer), pins)
             self.assertNotRegex(answer, "job-password|4711")
 
     def test_names(self):
-        answer = self.ipptool("Office", "get-printer-attributes.test", "-tv")
+        answer = self.ipptool("printers/Office", "get-printer-attributes.test", "-tv")
         names = re.findall(r"[\w.-]+", answer)
         wanted = {"auto", "tray-1", "by-pass-tray", "stationery", "stationery-bond", "stationery-colored",
                   "stationery-lightweight", "stationery-heavyweight", "monochrome", "color",
@@ -184,7 +170,7 @@ class ConfidentialTest(RecordedTest):
                     (self.work / name).write_bytes(b"RaS2")
         # ipp-everywhere.test includes ipp-2.0.test, and that includes ipp-1.1.test.
         self.add_queue("Tested", "color-finisher", uri=self.new_printer().uri)
-        answer = self.ipptool("Tested", "ipp-everywhere.test", "-t", "-f", self.pdf.name)
+        answer = self.ipptool("printers/Tested", "ipp-everywhere.test", "-t", "-f", self.pdf.name)
         self.assertEqual(re.findall(r"^ *(.*?) +\[FAIL\]", answer, re.M), [BEYOND_CUPS])
         self.assertGreaterEqual(answer.count("[PASS]"), 70)
 

@@ -1,8 +1,17 @@
-"""A printer on the loopback interface, which accepts jobs like a network printer on port 9100."""
+"""A printer on the loopback interface, which accepts jobs like a network printer on port 9100.
 
+usage: listener.py DIRECTORY
+
+Writes its device URI into DIRECTORY/uri and each job that it receives into DIRECTORY/NUMBER.prn, until it
+is ended.
+"""
+
+import pathlib
 import socket
 import struct
+import sys
 import threading
+import time
 
 
 class Listener:
@@ -62,3 +71,23 @@ class Listener:
         except OSError:
             pass
         self.jobs.append(bytes(job))
+
+
+def main(directory):
+    directory.mkdir(parents=True)
+    printer = Listener()
+
+    def write(name, content):
+        (directory / "new").write_bytes(content)
+        (directory / "new").rename(directory / name)
+    write("uri", printer.uri.encode() + b"\n")
+    written = 0
+    while True:
+        if len(printer.jobs) > written:
+            written += 1
+            write(f"{written}.prn", printer.jobs[written - 1])
+        time.sleep(0.1)
+
+
+if __name__ == "__main__":
+    main(pathlib.Path(sys.argv[1]))

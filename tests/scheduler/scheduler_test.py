@@ -156,16 +156,6 @@ class SchedulerTest(RecordedTest):
                 self.assertEqual([self.cups.wait_for(number) for number in pair], ["completed"] * 2)
                 self.assertEqual([self.cups.pages_of(number) for number in pair], [pages] * 2)
 
-    def test_limit_of_pages(self):
-        self.add_queue("Limited", "mono-duplex", "job-quota-period=86400", "job-page-limit=5")
-        self.print(queue="Limited")
-        with self.assertRaisesRegex(private_cups.Failure, "(?i)quota"):
-            self.cups.lp("Limited", self.postscript)
-        log = self.cups.log.lines()
-        refusals = re.findall("^E .*", "\n".join(log[self.log_start:]), re.M)
-        self.assertRegex("\n".join(refusals), "^E .* Returning IPP client-error-not-possible [^\n]*$")
-        self.log_start = len(log)
-
     # ---- options
 
     def test_every_model(self):
@@ -203,14 +193,6 @@ class SchedulerTest(RecordedTest):
                 self.assertEqual([text for text in wanted if text not in job.received], [])
                 self.assertEqual([text for text in absent if text in job.received], [])
                 self.assert_warnings(job)
-
-    def test_equipment_that_is_not_installed(self):
-        self.add_queue("Bare", "color-finisher", "OptionFinisher=False")
-        job = self.print({"finishings": "10"}, queue="Bare")
-        self.assertNotRegex(job.body, rb"/Fold|/Staple")
-        self.assert_warnings(job, "QVBookletFold=BiFold needs equipment that is not installed "
-                             "(OptionFinisher=False); Booklet is used instead. If it is installed, "
-                             "tell the queue with lpadmin -p QUEUE -o.")
 
     def test_booklets_are_arranged_once(self):
         """By CUPS, by jobshaper-queue, or by both if there is a banner page."""
