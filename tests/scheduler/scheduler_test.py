@@ -198,7 +198,7 @@ class SchedulerTest(RecordedTest):
         """By CUPS, by jobshaper-queue, or by both if there is a banner page."""
         self.add_queue("Always", "color-finisher", "booklet-default=true")
         jobs = [("Office", self.pdf, {"booklet": "true"}, BOOKLET),
-                ("Office", self.pdf, {"QVBookletFold": "SaddleStitch"}, BOOKLET),
+                ("Office", self.pdf, {"QVBookletFold": "SaddleStitch", "collate": "false", "copies": "2"}, BOOKLET),
                 ("Office", self.image, {"booklet": "true"}, ["", ""]),
                 ("Always", self.pdf, {"job-sheets": "standard,none"}, None)]
         if (private_cups.SYSTEM_BIN / "filter" / "texttopdf").exists():
@@ -209,9 +209,10 @@ class SchedulerTest(RecordedTest):
                 self.assertEqual(job.state, "completed", "\n".join(job.log))
                 if sides is not None:
                     self.assertEqual(self.sides(job), sides)
-                    self.assertEqual(self.cups.pages_of(job.number), len(sides))
+                    self.assertEqual(self.cups.pages_of(job.number), len(sides) * int(options.get("copies", 1)))
                 self.assertEqual(re.findall(rb"\n<< (/Fold .*)", job.body), [b"/Fold 2 /Staple 4>> setpagedevice"])
                 self.assertIn(b"*Duplex None\n<</Duplex true/Tumble true>>setpagedevice", job.body)
+                self.assertNotIn(b"<</Collate false>>", job.body)
                 self.assert_warnings(job)
 
     def test_manual_booklet(self):
