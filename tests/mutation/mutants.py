@@ -6,13 +6,20 @@ import random
 import re
 import subprocess
 
-from tokens import closing, tokens_of
-
+TOKEN = re.compile(r"""
+    (?P<skipped>//[^\n]*|/\*.*?\*/|^[ \t]*\#(?:[^\n]*\\\n)*[^\n]*|\[\[.*?\]\])
+  | (?P<string>"(?:\\.|[^"\\\n])*")
+  | (?P<char>'(?:\\.|[^'\\\n])*')
+  | (?P<number>\b(?:0[xX][0-9a-fA-F']+|\d[\d']*(?:\.\d+)?)[uUlLfF]*\b)
+  | (?P<word>[A-Za-z_]\w*)
+  | (?P<operator><=>|<<=|>>=|->|\+\+|--|==|!=|<=|>=|&&|\|\||\+=|-=|\*=|/=|%=|&=|\|=|\^=|<<|>>|::|[^\s\w])
+""", re.X | re.S | re.M)
 COMPARISONS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">"}
 OPERATORS = COMPARISONS | {
     "&&": "||", "||": "&&", "+": "-", "-": "+", "/": "*", "%": "/", "&": "|", "|": "&",
     "<<": ">>", ">>": "<<", "+=": "-=", "-=": "+=", "&=": "|=", "|=": "&=",
 }
+WORDS = {"true": "false", "false": "true", "++": "--", "--": "++", "!": ""}
 NO_STATEMENT = re.compile(
     r"(return|const|constexpr|consteval|constinit|static|using|struct|class|enum|namespace|"
     r"template|typedef|if|for|while|switch|case|else|do|default|public|private|inline|extern|auto|"
@@ -49,54 +56,62 @@ class Mutant:
         return f"{self.file}:{self.line}: {self.kind}\n    - {self.before}\n    + {self.after}"
 
 
+def closing(tokens, opening):
+    """The index of the parenthesis that closes the one at `opening`, or None."""
+    depth = 0
+    for i in range(opening, len(tokens)):
+        depth += (tokens[i][0] == "(") - (tokens[i][0] == ")")
+        if depth == 0:
+            return i
+    return None
+
+
+def tokens_of(source):
+    """Matches of TOKEN, without comments, preprocessor directives, attributes and static_asserts:
+    none of these is behavior."""
+    tokens = [token for token in TOKEN.finditer(source) if token.lastgroup != "skipped"]
+    for i in reversed(range(len(tokens))):
+        if tokens[i][0] == "static_assert":
+            del tokens[i:closing(tokens, i + 1) + 1]
+    return tokens
+
+
 def next_number(text):
-    match = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[\d']+)(\.\d+)?([uUlLfF]*)", text)
-    digits = match[1].replace("'", "")
-    if digits.lower().startswith("0x"):
-        return f"0x{int(digits, 16) + 1:x}{match[3]}"
-    return f"{int(digits) + 1}{match[2] or ''}{match[3]}"
+    digits, fraction, suffix = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[\d']+)(\.\d+)?([uUlLfF]*)", text).groups("")
+    base = 16 if digits.lower().startswith("0x") else 10
+    value = int(digits.replace("'", ""), base) + 1
+    return (f"0x{value:x}" if base == 16 else f"{value}{fraction}") + suffix
 
 
 def changed_literals(text):
     """The string literal with another first character, and without its last one."""
-    content = text[1:-1]
-    if not content:
-        yield "string", '"x"'
-        return
-    head = re.match(r"\\(x[0-9a-fA-F]+|[0-7]{1,3}|.)|.", content, re.S)[0]
-    yield "string", f'"{"y" if head == "x" else "x"}{content[len(head):]}"'
-    last = re.search(r"(\\(x[0-9a-fA-F]{1,2}|[0-7]{1,3}|.)|[^\\])$", content, re.S)
-    if last and len(content) > len(last[0]):
-        yield "string end", f'"{content[:last.start()]}"'
+    characters = re.findall(r"(?s)\\(?:x[0-9a-fA-F]+|[0-7]{1,3}|.)|.", text[1:-1])
+    first = "y" if characters[:1] == ["x"] else "x"
+    yield "string", f'"{first}{"".join(characters[1:])}"'
+    if len(characters) > 1:
+        yield "string end", f'"{"".join(characters[:-1])}"'
 
 
 def of_tokens(source, tokens):
     """Changed operators, constants, literals and conditions."""
     for i, token in enumerate(tokens):
         text, begin, end = token[0], token.start(), token.end()
-        kind = token.lastgroup
         spaced = source[begin - 1] in " \n" and source[end:end + 1] in (" ", "\n")
         before = tokens[i - 1][0] if i else ""
         if text in OPERATORS and spaced and before not in ("operator", ",", "(", "=", "return"):
             near_string = "string" in (tokens[i - 1].lastgroup, tokens[i + 1].lastgroup)
-            if text in COMPARISONS:
-                yield "comparison", begin, end, OPERATORS[text]
-            elif not (text in "+-" and near_string):  # strings cannot be subtracted
-                yield "operator", begin, end, OPERATORS[text]
-        elif text == "!":
-            yield "operator", begin, end, ""
-        elif text in ("++", "--"):
-            yield "operator", begin, end, "--" if text == "++" else "++"
-        elif kind == "number":
+            if not (text in "+-" and near_string):  # strings cannot be subtracted
+                yield "comparison" if text in COMPARISONS else "operator", begin, end, OPERATORS[text]
+        elif text in WORDS:
+            yield "constant" if token.lastgroup == "word" else "operator", begin, end, WORDS[text]
+        elif token.lastgroup == "number":
             yield "constant", begin, end, next_number(text)
-        elif text in ("true", "false"):
-            yield "constant", begin, end, "false" if text == "true" else "true"
-        elif kind == "char":
+        elif token.lastgroup == "char":
             yield "constant", begin, end, "'y'" if text == "'x'" else "'x'"
-        elif kind == "string":
+        elif token.lastgroup == "string":
             for name, changed in changed_literals(text):
                 yield name, begin, end, changed
-        elif text == "if" and i + 1 < len(tokens) and tokens[i + 1][0] == "(":
+        elif text == "if" and tokens[i + 1][0] == "(":
             first, last = tokens[i + 1].end(), tokens[closing(tokens, i + 1)].start()
             if ";" not in source[first:last]:
                 yield "condition", first, last, f"!({source[first:last]})"
@@ -135,19 +150,16 @@ def of_tables(source):
         start += len(line)
 
 
-def mutants_of(root, file):
-    source = (root / file).read_bytes().decode("latin-1")
-    tokens = tokens_of(source)
-    for found in (of_tokens(source, tokens), of_statements(source, tokens), of_tables(source)):
-        for kind, begin, end, text in found:
-            yield Mutant(file, source, kind, begin, end, text)
-
-
 def all_mutants(root):
     files = subprocess.run(["git", "ls-files", "--", "src"], cwd=root, check=True,
                            capture_output=True, text=True).stdout.split()
-    return [mutant for file in sorted(files) if file.endswith((".cpp", ".h"))
-            for mutant in mutants_of(root, file)]
+    for file in sorted(files):
+        if file.endswith((".cpp", ".h")):
+            source = (root / file).read_bytes().decode("latin-1")
+            tokens = tokens_of(source)
+            for found in (of_tokens(source, tokens), of_statements(source, tokens), of_tables(source)):
+                for change in found:
+                    yield Mutant(file, source, *change)
 
 
 def spread(mutants, seed):

@@ -9,8 +9,6 @@ import threading
 stopping = threading.Event()
 running = set()
 
-LIMITS = ["prlimit", f"--as={6 << 30}", f"--fsize={12 << 30}", "--core=0"]
-
 
 def kill_group(process):
     try:
@@ -29,18 +27,19 @@ def run(command, seconds, cpu_seconds=None, **options):
     """Returns the exit status, or None after a timeout, and the output. A process of the command that uses
     more than `cpu_seconds` is killed, which limits endless loops even on a busy machine."""
     cpu = [f"--cpu={int(cpu_seconds) + 1}"] if cpu_seconds else []
-    process = subprocess.Popen([*LIMITS, *cpu, *command], stdout=subprocess.PIPE,
-                               stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
-                               start_new_session=True, **options)
+    process = subprocess.Popen(
+        ["prlimit", f"--as={6 << 30}", f"--fsize={12 << 30}", "--core=0", *cpu, *command],
+        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+        text=True, encoding="latin-1", start_new_session=True, **options)
     running.add(process)
     if stopping.is_set():
         kill_group(process)
     try:
         output, _ = process.communicate(timeout=max(seconds, 1))
-        return process.returncode, output.decode("latin-1")
+        return process.returncode, output
     except subprocess.TimeoutExpired:
         kill_group(process)
-        return None, process.communicate()[0].decode("latin-1")
+        return None, process.communicate()[0]
     finally:
         kill_group(process)
         process.wait()
