@@ -69,7 +69,7 @@ TEST(StreamJobPatchFile, FirstLineAndTheNextTwoAreRemoved) {
   expectStreams({
       " jobPatchFile\n JOBPATCHFILE\n JobPatchfile\n JobPatch File\n JobPatchFil\n e\n" +
           bytes(" JobPatchFile\0\n") +
-          "-x JobPatchFiley\nsone\nstwo\n JobPatchFile\n three\n JobPatchFile\n four\n",
+          "-x JobPatchFiley\nsone\nstwo\n JobPatchFile\n three\n InputSlot JobPatchFile\n four\n",
       "-@PJL JobPatchFile\nsone\nstwo\n b\n",
   });
 }
