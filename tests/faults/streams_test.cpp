@@ -108,10 +108,10 @@ TEST_F(PipedJob, OfPacketsIsReadInAnyParts) {
     std::string text = late ? lines(100000) : "";
     send(in, out, text, plainHeader() + text);
     fcntl(in.writing(), F_SETFL, O_DIRECT);
-    for (int i = 0; i < 100; ++i) {
-      const std::string more = lines(late ? 3000 : 20);
-      in.put(more);
-      text += more;
+    for (int i = 0; i < 20; ++i) {
+      const std::string packet = lines(late ? 3000 : 20);
+      text += packet;
+      send(in, out, packet, plainHeader() + text);
     }
     in.closeWriting();
     expectEnd();
