@@ -116,6 +116,7 @@ void setVariable(const char* name, const std::optional<std::string>& value) {
 
 std::vector<char*> argvOf(std::vector<std::string>& arguments) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
   return argv;

@@ -336,7 +336,7 @@ const Choice kOptions[] = {
                      "jrverify", "JRVerif",        "JRVerifyX", "JRHOLDKEY", "PrinterS",
                      "",         "JRConfidential", "JRprinter", "JRUser",    "Jrreserve"}},
     {"com.apple.print.PrintSettings.PMCopies..n.",
-     8,
+     10,
      {"1", "2", "3", "0", "", " 2", "x", "2x", "-1", "4294967298", "+4", "(null)", "%@ %d",
       "QVBookletFold"}},
     {"QVPosterEnablePS", 9, kSwitches},
@@ -373,9 +373,9 @@ const Choice kPageCount = {"page-count file",
                            {"8", "4", "2", "3", "16\n", " 6", "7 pages", "", "x", "-4", "5\r",
                             "+12", "10", "1", "0", "4294967299", "-99999999999", "\t9", "\3124"}};
 const Choice kLanguage = {"LANG",
-                          1,
-                          {"en", "en_US", "en_US.UTF-8", "de_DE", "fr_FR.UTF-8", "de",
-                           "en_GB.UTF-8", ".UTF-8", "", "C", "de_DE.x.y"}};
+                          2,
+                          {"en", "en_US", "en_US.UTF-8", "de_DE", "fr_FR.UTF-8", "fr_FR.UTF-8",
+                           "de", "en_GB.UTF-8", ".UTF-8", "", "C", "de_DE.x.y"}};
 constexpr std::string_view kCopiesArguments[] = {"1",  "1", "1",  "2",  "",   " 1", "01",
                                                  "1x", "x", "+1", "-1", "11", "0",  "4294967297"};
 constexpr std::optional<std::int32_t> kVersions[] = {0x1050, 0x1000, 0x102f, 0x1030,      0x103e,
