@@ -63,6 +63,8 @@ class ValueTable {
     return *this;
   }
 
+  const std::string& option() const { return option_; }
+  const std::string& setter() const { return setter_; }
   std::size_t size() const { return rows_.size(); }
   Row row(std::size_t i) const { return i < size() ? rows_[i] : Row{setter_, "", ""}; }
 

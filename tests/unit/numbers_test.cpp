@@ -2,9 +2,7 @@
 #include "settings/numbers.h"
 
 #include <clocale>
-#include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <tuple>
 
 #include "tests/support/program.h"
@@ -18,15 +16,6 @@ TEST(IntegerReader, ReadsANumberInParts) {
   EXPECT_FALSE(reader.take("2 3"));
   EXPECT_FALSE(reader.take("4"));
   EXPECT_EQ(reader.value(), -12);
-}
-
-TEST(FloatValue, IsReadInSinglePrecision) {
-  EXPECT_EQ(floatValue(std::string_view("12345", 2)), 12.0f);
-  EXPECT_EQ(floatValue("3.4028235e38"), std::numeric_limits<float>::max());
-  EXPECT_GT(floatValue("1e-45"), 0.0f);
-  // Halfway between two floats except for the last digit. Reading it in double precision first
-  // would lose that digit and round down.
-  EXPECT_EQ(floatValue("1.00000005960464477540"), std::nextafter(1.0f, 2.0f));
 }
 
 // Makes a locale whose decimal point is a comma, so that the test does not depend on those
