@@ -104,6 +104,7 @@ TEST(ManualBookletFault, FileCannotBeOpenedAgain) {
     std::string_view begin, file, more;
     std::string messages;
   } rows[] = {{"123", "pageEven42", "45", join(kNoFile, kNoRearranging, kFatal)},
+              {"123", "newEvenOrder42", "45", join(kNoFile, kNoRearranging, kFatal)},
               {"12345", "newEvenOrder42", "67", join(kNoFile, kNoRearranging, kFatal)},
               {"12", "pageReOrdered42", "", failed},
               {"12", "pageEven42", "", failed},
@@ -142,8 +143,10 @@ TEST(ManualBookletSpace, IsMissing) {
     expectFailure(runWithLimit(job, size), job, rearranging, where);
     EXPECT_TRUE(fs::exists(job.tmpFile("qvn_manualPS42"))) << "the files are left";
   };
-  expectNoSpace(join(kTop, bigPage(1), two), 200000, "");            // for the odd pages
-  expectNoSpace(join(kTop, kPage1, two), 200000, "");                // for the last even page
+  expectNoSpace(join(kTop, bigPage(1), two), 200000, "");  // for the odd pages
+  expectNoSpace(join(kTop, kPage1, two), 200000, "");      // for the last even page
+  expectNoSpace(join(kPage1, "%%Page: 2\n", std::string(6000, 'x'), "\n", three, four), 5000,
+                kNoRearranging);                                     // for an earlier even page
   expectNoSpace(join(kPage1, two, three, four, three), 500000, "");  // for all even pages
   expectNoSpace(join(bigPage(1), two), 500000, "");                  // for the reordered job
   expectNoSpace(join(kPage1, two, three, four, three, two, three), 500000,

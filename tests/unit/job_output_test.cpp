@@ -34,21 +34,6 @@ class JobOutputTest : public ::testing::Test {
   JobOutput output_{out_.get(), in_.get(), copy_.get()};
 };
 
-TEST_F(JobOutputTest, TakesAnyNumberOfPieces) {
-  std::string job, incoming, expected;
-  for (int i = 0; i < 5000; ++i) job += std::to_string(i) + "\n";
-  for (std::size_t at = 0; at + 2 < job.size(); at += 3) {  // every third byte is skipped
-    const std::string_view piece(job.data() + at, 2);
-    output_.captureIncoming(piece);
-    output_.pass(piece);
-    output_.put("+");
-    incoming.append(piece);
-    expected.append(piece).append("+");
-  }
-  output_.captureOutgoing("trailer");
-  expectFiles(expected, incoming, expected + "trailer");
-}
-
 // However many pieces are pending, the next copy does not change an earlier one.
 TEST_F(JobOutputTest, KeepsEachCopyAfterAnyNumberOfPieces) {
   const std::string job(600, '.');
