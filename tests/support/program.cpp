@@ -18,24 +18,6 @@
 
 #include "tests/support/log_settings.h"
 
-// The build sets all of these: the paths of the two programs under test, the directory of the
-// libraries that tests preload, and what runs programs for another machine.
-#ifndef JOBSHAPER_PROGRAM
-#error "JOBSHAPER_PROGRAM is not set"
-#endif
-#ifndef JOBSHAPER_AT_PROGRAM
-#error "JOBSHAPER_AT_PROGRAM is not set"
-#endif
-#ifndef JOBSHAPER_QUEUE_PROGRAM
-#error "JOBSHAPER_QUEUE_PROGRAM is not set"
-#endif
-#ifndef PRELOAD_DIRECTORY
-#error "PRELOAD_DIRECTORY is not set"
-#endif
-#ifndef JOBSHAPER_TEST_EMULATOR
-#error "JOBSHAPER_TEST_EMULATOR is not set"
-#endif
-
 namespace jobshaper::testing {
 
 namespace {
@@ -235,24 +217,9 @@ void Process::write(std::string_view bytes) {
 
 void Process::closeInput() { closeIfOpen(in_); }
 void Process::closeOutput() { closeIfOpen(out_); }
-void Process::kill(int signal) { ::kill(pid_, signal); }
 
-bool Process::waitForOutput(std::size_t bytes) {
-  while (outcome_.out.size() < bytes) {
-    if (!pump(20000, nullptr)) return false;
-  }
-  return true;
-}
-
-bool Process::waitForError(std::size_t bytes) {
-  while (outcome_.err.size() < bytes) {
-    if (!pump(20000, nullptr)) return false;
-  }
-  return true;
-}
-
-bool Process::waitForOutputText(std::string_view text) {
-  while (outcome_.out.find(text) == std::string::npos) {
+bool Process::waitUntil(const std::function<bool()>& arrived) {
+  while (!arrived()) {
     if (!pump(20000, nullptr)) return false;
   }
   return true;
@@ -292,30 +259,6 @@ Job::Job()
   }
 }
 
-Job& Job::jobId(std::string value) {
-  arguments_.at(0) = std::move(value);
-  return *this;
-}
-Job& Job::user(std::string value) {
-  arguments_.at(1) = std::move(value);
-  return *this;
-}
-Job& Job::title(std::string value) {
-  arguments_.at(2) = std::move(value);
-  return *this;
-}
-Job& Job::copies(std::string value) {
-  arguments_.at(3) = std::move(value);
-  return *this;
-}
-Job& Job::options(std::string value) {
-  arguments_.at(4) = std::move(value);
-  return *this;
-}
-Job& Job::input(std::string bytes) {
-  input_ = std::move(bytes);
-  return *this;
-}
 Job& Job::file(std::string path) {
   arguments_.resize(5);
   arguments_.push_back(std::move(path));
@@ -325,26 +268,6 @@ Job& Job::fileWith(std::string_view bytes) {
   const std::string path = other_->file("job.ps");
   writeFile(path, bytes);
   return file(path);
-}
-Job& Job::arguments(std::vector<std::string> all) {
-  arguments_ = std::move(all);
-  return *this;
-}
-Job& Job::version(std::string value) {
-  version_ = std::move(value);
-  return *this;
-}
-Job& Job::queue() {
-  queue_ = true;
-  return *this;
-}
-Job& Job::env(const std::string& name, std::string value) {
-  environment_[name] = std::move(value);
-  return *this;
-}
-Job& Job::unsetEnv(const std::string& name) {
-  environment_.erase(name);
-  return *this;
 }
 Job& Job::asanOption(const std::string& option) {
   std::string& options = environment_["ASAN_OPTIONS"];

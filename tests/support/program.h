@@ -2,6 +2,7 @@
 // output.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace jobshaper::testing {
@@ -60,13 +62,19 @@ class Process {
 
   void write(std::string_view bytes);  // writes all of them, and reads output at the same time
   void closeInput();
-  // Reads until standard output (standard error) holds this many bytes in all; false after 20 s.
-  bool waitForOutput(std::size_t bytes);
-  bool waitForError(std::size_t bytes);
-  // Like waitForOutput, until the text occurs.
-  bool waitForOutputText(std::string_view text);
+  // Read until standard output (standard error) holds this many bytes in all, or this text; false
+  // after 20 s without any.
+  bool waitForOutput(std::size_t bytes) {
+    return waitUntil([&] { return outcome_.out.size() >= bytes; });
+  }
+  bool waitForError(std::size_t bytes) {
+    return waitUntil([&] { return outcome_.err.size() >= bytes; });
+  }
+  bool waitForOutputText(std::string_view text) {
+    return waitUntil([&] { return outcome_.out.find(text) != std::string::npos; });
+  }
   void closeOutput();  // closes the reading end of standard output
-  void kill(int signal);
+  void kill(int signal) { ::kill(pid_, signal); }
   pid_t pid() const { return pid_; }
   const std::string& out() const { return outcome_.out; }
   const std::string& err() const { return outcome_.err; }
@@ -76,6 +84,7 @@ class Process {
 
  private:
   bool pump(int timeoutMs, std::string_view* pending);
+  bool waitUntil(const std::function<bool()>& arrived);
 
   pid_t pid_ = -1;
   int in_ = -1;
@@ -91,22 +100,28 @@ class Job {
  public:
   Job();
 
-  Job& jobId(std::string value);
-  Job& user(std::string value);
-  Job& title(std::string value);
-  Job& copies(std::string value);
-  Job& options(std::string value);
-  Job& input(std::string bytes);                 // standard input
-  Job& file(std::string path);                   // argv[6]
-  Job& fileWith(std::string_view bytes);         // argv[6], a new file outside TMPDIR
-  Job& arguments(std::vector<std::string> all);  // replaces argv[1]...
+  Job& jobId(std::string value) { return argument(0, std::move(value)); }
+  Job& user(std::string value) { return argument(1, std::move(value)); }
+  Job& title(std::string value) { return argument(2, std::move(value)); }
+  Job& copies(std::string value) { return argument(3, std::move(value)); }
+  Job& options(std::string value) { return argument(4, std::move(value)); }
+  Job& input(std::string bytes) { return set(input_, std::move(bytes)); }  // standard input
+  Job& file(std::string path);                                             // argv[6]
+  Job& fileWith(std::string_view bytes);  // argv[6], a new file outside TMPDIR
+  // Replaces argv[1]...
+  Job& arguments(std::vector<std::string> all) { return set(arguments_, std::move(all)); }
   // The system version for jobshaperAt: "0x1049" or "failed". Without this call, the program is
   // jobshaper itself.
-  Job& version(std::string value);
+  Job& version(std::string value) { return set(version_, std::move(value)); }
   // The program is jobshaper-queue.
-  Job& queue();
-  Job& env(const std::string& name, std::string value);
-  Job& unsetEnv(const std::string& name);
+  Job& queue() { return set(queue_, true); }
+  Job& env(const std::string& name, std::string value) {
+    return set(environment_[name], std::move(value));
+  }
+  Job& unsetEnv(const std::string& name) {
+    environment_.erase(name);
+    return *this;
+  }
   Job& asanOption(const std::string& option);  // used only in builds with the address sanitizer
   // Loads a library of tests/support/ into the program, before the C library.
   Job& preload(const std::string& library);
@@ -126,6 +141,15 @@ class Job {
   Outcome run(const BeforeExec& beforeExec = nullptr) const;
 
  private:
+  template <typename Member, typename Value>
+  Job& set(Member& member, Value value) {
+    member = std::move(value);
+    return *this;
+  }
+  Job& argument(std::size_t index, std::string value) {
+    return set(arguments_.at(index), std::move(value));
+  }
+
   std::vector<std::string> arguments_{"42", "ada", "Title", "1", ""};
   std::optional<std::string> version_;
   bool queue_ = false;
