@@ -189,7 +189,7 @@ inline constexpr std::string_view kAppleTalk = "[tarvel] this is an Appletalk co
 // The first two lines on standard error of every run with the right number of arguments.
 std::string tmpLines(const Job& job);
 // A debug file with process ids, times and source lines masked: "AI######\t[time]\tmain\tL#\t{".
-std::string maskLog(std::string_view log);
+std::string maskLog(const std::string& log);
 // Makes a record of a masked debug file.
 std::string logRecord(std::string_view function, std::string_view message);
 // The records "{" and "}" of a function that writes no others.
@@ -230,6 +230,5 @@ void expectUnchanged(const std::string& input, Where where = Where::here());
 struct JobRow {
   std::string input, body;
 };
-void expectBodies(const std::vector<JobRow>& rows, Job job = {}, Where where = Where::here());
 
 }  // namespace jobshaper::testing
