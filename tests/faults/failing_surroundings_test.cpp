@@ -53,7 +53,7 @@ TEST(CaptureFault, LimitOnTheSizeOfFilesEndsTheCapturesForGood) {
     setrlimit(RLIMIT_FSIZE, &limit);
   });
   process.write(text);
-  ASSERT_TRUE(sleeps(process));
+  ASSERT_TRUE(process.waitForOutput(printed(text).size() - trailer().size()) && sleeps(process));
   const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
   ASSERT_EQ(prlimit(process.pid(), RLIMIT_FSIZE, &none, nullptr), 0);
   process.write(text);
