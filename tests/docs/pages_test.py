@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Compares the man pages with the programs: options and their values, PPD keywords, environment variables,
-files, settings and messages must be the same in both, and the examples work. SECURITY.md must name
-existing tests.
+"""Compares the man pages with the programs: options and their values, PPD keywords, environment
+variables, files, settings and messages must be the same in both, and the examples work. SECURITY.md
+must name existing tests.
 
 usage: pages_test.py SOURCE-DIRECTORY BUILD-DIRECTORY VOCABULARY VERSION [UNITTEST-ARGUMENTS]
 """
@@ -15,6 +15,7 @@ import sys
 import tempfile
 import types
 import unittest
+import xml.etree.ElementTree
 
 SOURCE, BUILD, VOCABULARY = (pathlib.Path(path).resolve() for path in sys.argv[1:4])
 VERSION = sys.argv[4]
@@ -23,63 +24,66 @@ from vocabulary import Vocabulary
 
 KNOWN = Vocabulary(VOCABULARY)
 QUEUE, FILTER, PJL_LINES = (BUILD / name for name in ("jobshaper-queue", "jobshaper", "pjlLines"))
-ESCAPES = [(r"\\f[BIRP]|\\[&:]", ""), (r"\\\(aq", "'"), (r"\\\(dq", '"'), (r"\\-", "-"), (r"\\e", "\\\\")]
+
+
+def run(program, *arguments, job=b"%!PS\nshowpage\n", status=0, **environment):
+    environment |= {"PATH": os.environ["PATH"], "DEVICE_URI": "socket://printer"}
+    done = subprocess.run([program, *arguments], input=job, capture_output=True, timeout=60, check=False,
+                          env=environment)
+    assert done.returncode == status, done
+    return done
+
+
+def read(path):
+    return (SOURCE / path).read_text(encoding="utf-8")
+
+
+def text_of(*elements):
+    """The text in these parts of a page, with one blank for white space."""
+    return " ".join("".join(text for element in elements for text in element.itertext()).split())
 
 
 class Page:
-    """The sections of a man page, as entries with their tags and their text, and its examples."""
+    """A man page, as mandoc converts it to HTML."""
 
     def __init__(self, name):
-        self.path, self.sections, self.examples = SOURCE / "docs" / name, {}, []
-        entries, depth, tag, example = [], 0, None, None
-        for line in self.path.read_text(encoding="utf-8").splitlines():
-            macro, rest = re.fullmatch(r"(?:\.(\S+) ?)?(.*)", line).groups()
-            words = [quoted or word for quoted, word in re.findall(r'"((?:[^"]|"")*)"(?= |$)|(\S+)', rest)]
-            if macro == "SH":
-                entries = self.sections[" ".join(words)] = []
-            if macro in ("SH", "SS", "PP"):
-                entries.append(types.SimpleNamespace(tags=[], text=""))
-                depth = 0
-            depth += {"RS": 1, "RE": -1}.get(macro, 0)
-            if macro in ("TP", "TQ") and depth == 0:
-                tag = macro
-            if macro == "EX":
-                example = ""
-            elif macro == "EE":
-                self.examples.append(example)
-                example = None
-            if macro and not re.fullmatch("[BIR]{1,2}", macro):
+        self.path = SOURCE / "docs" / name
+        html = run("mandoc", "-T", "html", "-O", "fragment", self.path).stdout.decode()
+        self.root = xml.etree.ElementTree.fromstring(f"<page>{html}</page>")
+        self.sections = {text_of(section[0]): section for section in self.root.iterfind("div/section")}
+
+    def entries(self, section):
+        """The tags of each entry, and its text, which may go on after nested lists."""
+        entries = []
+        for block in [*self.sections[section], *self.sections[section].iterfind("section/*")]:
+            if block.tag == "section":
                 continue
-            text = rest if not macro else (" " if len(macro) == 1 else "").join(words)
-            for pattern, replacement in ESCAPES:
-                text = re.sub(pattern, replacement, text)
-            if example is not None:
-                example += text + "\n"
-            if tag == "TP":
-                entries.append(types.SimpleNamespace(tags=[], text=""))
-            if tag:
-                entries[-1].tags.append(text)
-            else:
-                entries[-1].text += text + "\n"
-            tag = None
+            for element in block if block.tag == "dl" else [block]:
+                text = text_of(element)
+                if element.tag == "dt" and text:
+                    if not entries or entries[-1].text:
+                        entries.append(types.SimpleNamespace(tags=[], text=""))
+                    entries[-1].tags.append(text)
+                elif entries:
+                    entries[-1].text += text and f" {text}"
+        return entries
 
     def tags(self, section):
-        return [tag for entry in self.sections[section] for tag in entry.tags]
+        return [tag for entry in self.entries(section) for tag in entry.tags]
 
     def text(self, *sections):
-        """The tags and the text of these sections, or of all, with one blank for white space."""
-        return " ".join(" ".join([*entry.tags, entry.text]) for section in sections or self.sections
-                        for entry in self.sections[section]).replace("\n", " ")
+        return text_of(*(self.sections[section] for section in sections or self.sections))
 
     def example(self, text):
-        return next(example for example in self.examples if text in example)
+        examples = ("".join(element.itertext()) for element in self.root.iter("pre"))
+        return next(example for example in examples if text in example)
 
 
 PAGES = [Page(name) for name in ("jobshaper.8", "jobshaper-queue.8", "pjlLines.1")]
 FILTER_PAGE, QUEUE_PAGE, TOOL_PAGE = PAGES
-# The sources of the filter, of the entry program, and of pjlLines; only queues have the filter count pages.
-FILTER_SOURCES = ["programs/jobshaper.cpp", "filter/*", "booklet/*", "settings/*", "diag/*", "platform/*",
-                  "!page_counter"]
+# The sources of each program. Only queues have the filter count pages.
+FILTER_SOURCES = ["programs/jobshaper.cpp", "filter/*", "booklet/*", "settings/*", "diag/*",
+                  "platform/*", "!page_counter"]
 QUEUE_SOURCES = ["programs/jobshaper_queue.cpp", "queue/*", "filter/page_counter.cpp"]
 TOOL_SOURCES = ["programs/pjl_lines.cpp", "pjl/*_settings.cpp", "diag/*"]
 
@@ -88,7 +92,7 @@ def code(patterns):
     """The sources without comments, each with the parts of its string literals joined."""
     files = [path for pattern in patterns for path in sorted((SOURCE / "src").glob(pattern))
              if not any(other[1:] in path.name for other in patterns if other[0] == "!")]
-    text = "\n".join(path.read_text(encoding="utf-8") for path in files)
+    text = "\n".join(map(read, files))
     return re.sub(r'"\s*\n\s*"', "", re.sub(r"(?m)^\s*//.*$|  // .*$|^#include.*$", "", text))
 
 
@@ -98,23 +102,12 @@ def messages(patterns):
     for call, literal in re.findall(r'(\w*)\(?\s*"((?:[^"\\\n]|\\.)*)"', code(patterns)):
         text = " ".join(literal.replace(r"\n", " ").replace(r"\t", " ").replace(r"\"", '"').split())
         level = {"warn": "WARNING: ", "reportError": "ERROR: "}.get(call, "")
-        begins = re.match(r"(ERROR|INFO|PAGE): ?|pjlLines: |usage: |tmp at |\[tarvel\] |instructionAsData", text)
-        reason = patterns is QUEUE_SOURCES and re.match(r"(the|it|its|a|jobs|this|Not|contains) \w", text)
-        if (level or begins or reason) and text != "%s":
+        begins = r"(ERROR|INFO|PAGE): ?|pjlLines: |usage: |tmp at |\[tarvel\] |instructionAsData"
+        if patterns is QUEUE_SOURCES:
+            begins += r"|(the|it|its|a|jobs|this|Not|contains) \w"
+        if (level or re.match(begins, text)) and text != "%s":
             found.add(level + text)
     return found
-
-
-def pattern_of(message):
-    return re.sub("%[sd]", ".+", re.escape(message))
-
-
-def run(program, *arguments, job=b"%!PS\nshowpage\n", status=0, **environment):
-    environment |= {"PATH": os.environ["PATH"], "DEVICE_URI": "socket://printer"}
-    done = subprocess.run([program, *arguments], input=job, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                          timeout=60, check=False, env=environment)
-    assert done.returncode == status, done
-    return done
 
 
 def filtered(directory, options):
@@ -126,34 +119,26 @@ class PagesTest(unittest.TestCase):
 
     def assert_words(self, words, text, what):
         known = re.findall(r"[^\s,;:()|]+", text)
-        self.assertLessEqual(set(words), set(known) | {word.rstrip(".") for word in known}, what)
+        self.assertLessEqual(set(words), {*known, *(word.rstrip(".") for word in known)}, what)
 
     # ---- options
 
     def test_options(self):
-        self.assertEqual({tag.split("=")[0] for tag in FILTER_PAGE.tags("OPTIONS")}, set(KNOWN.names("filter")))
+        documented = {tag.split("=")[0] for tag in FILTER_PAGE.tags("OPTIONS")}
+        self.assertEqual(documented, set(KNOWN.names("filter")))
         added = [*KNOWN.names("filter"), "Collate", "finishings"]
         self.assert_words(added, QUEUE_PAGE.text("ADDED OPTIONS"), "filter")
-        read = QUEUE_PAGE.text("ADDED OPTIONS", "CONFIDENTIAL JOBS", "SETTINGS")
-        self.assert_words(KNOWN.names("queue"), read, "queue")
+        text = QUEUE_PAGE.text("ADDED OPTIONS", "CONFIDENTIAL JOBS", "SETTINGS")
+        self.assert_words(KNOWN.names("queue"), text, "queue")
         known = re.findall(r"\w+", QUEUE_PAGE.text("SETTINGS"))
         places = [known.index(name) for name in KNOWN.names("queue-setting")]
         self.assertGreater(len(places), 20)
         self.assertEqual(places, sorted(places))
 
-    def test_options_are_read(self):
-        names = (SOURCE / "src/settings/option_names.h").read_text()
-        for patterns, kinds in ((["filter/*", "pjl/*", "booklet/*"], ("filter", "setting")),
-                                (["queue/*"], ("queue",))):
-            text = code(patterns)
-            for constant, name in re.findall(r'(k\w+Option) =\s*"(.+)"_option', names):
-                text = text.replace(constant, f'"{name}"_option')
-            self.assertEqual([name for name in KNOWN.names(*kinds) if f'"{name}"_option' not in text], [], patterns)
-
     def test_setters_and_their_variables(self):
         listed = [line.partition(" ") for line in run(PJL_LINES, "--list").stdout.decode().splitlines()]
         setters = {name.split("=")[0]: options.strip().split(", ") for name, _, options in listed}
-        documented = {name.split("=")[0]: entry.text for entry in TOOL_PAGE.sections["SETTERS"]
+        documented = {name.split("=")[0]: entry.text for entry in TOOL_PAGE.entries("SETTERS")
                       for tag in entry.tags for name in tag.split(", ")}
         self.assertEqual(set(documented), set(setters))
         for setter, options in setters.items():
@@ -173,18 +158,20 @@ class PagesTest(unittest.TestCase):
         self.assert_words(variables, TOOL_PAGE.text(), "PJL variables")
 
     def test_values(self):
-        for page, kind, section in ((FILTER_PAGE, "filter", "OPTIONS"), (TOOL_PAGE, "setting", "SETTERS")):
+        """One entry has all values of an option."""
+        for kind, page, section in (("filter", FILTER_PAGE, "OPTIONS"), ("setting", TOOL_PAGE, "SETTERS")):
+            texts = [" ".join([*entry.tags, entry.text]) for entry in page.entries(section)]
             found = {name: KNOWN.values(name) for name in KNOWN.names(kind) if KNOWN.values(name)}
             self.assertGreater(len(found), 4)
-            texts = [" ".join([*entry.tags, entry.text]) for entry in page.sections[section] if entry.tags]
             for name, values in found.items():
-                missing = [[value for value in values if not re.search(rf"(?<![\w.]){re.escape(value)}(?!\w)", text)]
+                patterns = [rf"(?<![\w.]){re.escape(value)}(?!\w)" for value in values]
+                missing = [[pattern for pattern in patterns if not re.search(pattern, text)]
                            for text in texts]
                 self.assertEqual(min(missing, key=len), [], name)
 
     def test_texts_of_the_dialog(self):
-        driver = (SOURCE / "ppd/quorvan.drv").read_text()
-        rows = re.findall(r"(?m)^\| `(\w+)`[^|]* \| ([^|]+) \|", (SOURCE / "docs/booklets.md").read_text())
+        driver = read("ppd/quorvan.drv")
+        rows = re.findall(r"(?m)^\| `(\w+)`[^|]* \| ([^|]+) \|", read("docs/booklets.md"))
         self.assertEqual(rows.pop(0), ("QVBookletFold", "In the dialog"))
         self.assertGreater(len(rows), 5)
         self.assertEqual([row for row in rows if "/".join(row) not in driver], [])
@@ -209,11 +196,13 @@ class PagesTest(unittest.TestCase):
     def test_environment(self):
         for page, sources in ((FILTER_PAGE, FILTER_SOURCES), (QUEUE_PAGE, QUEUE_SOURCES),
                               (TOOL_PAGE, [*TOOL_SOURCES, "platform/*"])):
-            self.assertEqual(set(page.tags("ENVIRONMENT")), set(re.findall(r'getenv\(\s*"(\w+)"', code(sources))))
+            read_names = re.findall(r'getenv\(\s*"(\w+)"', code(sources))
+            self.assertEqual(set(page.tags("ENVIRONMENT")), set(read_names))
 
     def test_files(self):
         # PostScript names look like paths.
-        paths = re.findall(r'"(/[A-Za-z][\w./()]*)"', code([*FILTER_SOURCES, "!stream_rewriter", "!trigger_search"]))
+        sources = code([*FILTER_SOURCES, "!stream_rewriter", "!trigger_search"])
+        paths = re.findall(r'"(/[A-Za-z][\w./()]*)"', sources)
         names = {path.rsplit("/", 1)[1] for path in set(paths) - {"/tmp", "/dev/null"}}
         self.assertGreater(len(names), 9)
         self.assertEqual([name for name in names if name not in " ".join(FILTER_PAGE.tags("FILES"))], [])
@@ -223,24 +212,23 @@ class PagesTest(unittest.TestCase):
     def test_messages(self):
         found = 0
         for page, sources in zip(PAGES, (FILTER_SOURCES, QUEUE_SOURCES, TOOL_SOURCES)):
-            text = " ".join(page.text("DIAGNOSTICS").split())
             said = messages(sources)
             found += len(said)
-            missing = [message for message in said if not re.search(pattern_of(message), text)]
+            patterns = [re.sub("%[sd]", ".+", re.escape(message)) for message in said]
+            text = page.text("DIAGNOSTICS")
+            missing = [pattern for pattern in patterns if not re.search(pattern, text)]
             self.assertEqual(missing, [], page.path)
-            for entry in page.sections["DIAGNOSTICS"]:
-                self.assertTrue(not entry.tags or len(entry.text) > 15, entry.tags)
+            for entry in page.entries("DIAGNOSTICS"):
+                self.assertGreater(len(entry.text), 15, entry.tags)
                 for tag in entry.tags:
-                    patterns = [f"(ERROR: )?{pattern_of(message)}" for message in said]
-                    self.assertTrue(any(re.match(pattern, tag) for pattern in patterns), tag)
+                    self.assertRegex(tag, "^(ERROR: )?(" + "|".join(patterns) + ")")
         self.assertGreater(found, 50)
 
     def test_exit_statuses(self):
         self.assertLessEqual({"0", "1", "102", "108", "113"}, set(FILTER_PAGE.tags("EXIT STATUS")))
-        with open("/dev/full", "wb") as full:
-            calls = [subprocess.run([PJL_LINES, *arguments], stdout=output, stderr=subprocess.DEVNULL, check=False)
-                     for arguments, output in ((["--list"], subprocess.DEVNULL), (["--list"], full), ([], full))]
-        self.assertEqual(TOOL_PAGE.tags("EXIT STATUS"), [str(call.returncode) for call in calls])
+        statuses = [subprocess.call(f"{PJL_LINES} {arguments}", shell=True, stderr=subprocess.DEVNULL)
+                    for arguments in ("--list > /dev/null", "--list > /dev/full", "")]
+        self.assertEqual(TOOL_PAGE.tags("EXIT STATUS"), [str(status) for status in statuses])
 
     # ---- examples
 
@@ -269,7 +257,7 @@ class PagesTest(unittest.TestCase):
 
     def test_no_page_removes_files_of_a_running_job(self):
         for path in [SOURCE / "README.md", *(SOURCE / "docs").glob("*.*[18d]")]:
-            self.assertNotIn("qvn_*", path.read_text(), path)
+            self.assertNotIn("qvn_*", read(path), path)
 
     def test_options_of_a_job_without_a_ppd_file(self):
         before, after = QUEUE_PAGE.example("PMCopies").splitlines()
@@ -285,20 +273,21 @@ class PagesTest(unittest.TestCase):
                                 timeout=60, check=True).stdout
         tests = re.findall(r"(?m)^ *Test +#\d+: (.+)$", listed)
         # Builds with sanitizers do not have all of the tests.
-        tests += re.findall(r"add_test\(NAME (\S+)", (SOURCE / "tests/CMakeLists.txt").read_text())
-        rows = re.findall(r"(?m)^\|.*\|(.*)\|$", (SOURCE / "SECURITY.md").read_text())
+        tests += re.findall(r"add_test\(NAME (\S+)", read("tests/CMakeLists.txt"))
+        rows = re.findall(r"(?m)^\|.*\|(.*)\|$", read("SECURITY.md"))
         named = re.findall(r"`([\w*/]+[.*][\w.*]*)`", " ".join(rows))
         self.assertGreater(len(named), 25)
         self.assertEqual([pattern for pattern in named if not fnmatch.filter(tests, pattern)], [])
 
     def test_version_is_the_same_everywhere(self):
         # The message has only the first two numbers, which must not change.
-        self.assertTrue(run(FILTER, status=1).stderr.startswith(f"ERROR: Version = {VERSION[:-2]} \n".encode()))
+        message = run(FILTER, status=1).stderr.decode()
+        self.assertTrue(message.startswith(f"ERROR: Version = {VERSION[:-2]} \n"), message)
         for page in PAGES:
             self.assertRegex(page.path.read_text(), rf'^\.TH \S+ \d \S+ "jobshaper {VERSION}"')
-        self.assertEqual(re.search(r"\d+\.\d+\.\d+", (SOURCE / "CHANGELOG.md").read_text()).group(), VERSION)
-        ppds = [path.read_text() for path in BUILD.glob("ppd/*.ppd")]
-        self.assertEqual([re.search(r'(?m)^\*FileVersion: "(.+)"', ppd).group(1) for ppd in ppds], [VERSION] * 5)
+        self.assertEqual(re.search(r"\d+\.\d+\.\d+", read("CHANGELOG.md")).group(), VERSION)
+        ppds = "".join(path.read_text() for path in BUILD.glob("ppd/*.ppd"))
+        self.assertEqual(re.findall(r'(?m)^\*FileVersion: "(.+)"', ppds), [VERSION] * 5)
 
     def test_renders_without_a_warning(self):
         for page in PAGES:
