@@ -72,16 +72,10 @@ const Kind kKinds[] = {
      true},
     {"LongFeature", [] { return Job().fileWith(longFeature(270000)); }, {}},
     {"Queue",
-     [] {
-       return queueJob("PrintTo=JRVerify",
-                       ppdOption("Duplex", "None DuplexTumble", "DuplexTumble"));
-     },
+     [] { return queueJob("PrintTo=JRVerify", "Duplex: None *DuplexTumble"); },
      {kPpdOfQueue}},
     {"ArrangedQueue",
-     [] {
-       return queueJob("QVBookletFold=BiFold",
-                       ppdOption("QVBookletFold", "false BiFold", "BiFold"));
-     },
+     [] { return queueJob("QVBookletFold=BiFold", "QVBookletFold: false *BiFold"); },
      {kPpdOfQueue},
      true},
 };

@@ -171,7 +171,7 @@ TEST_F(SystemCalls, OfAJobThatIsPrintedAreFewAndHarmless) {
   const std::string longText = lines(1200000);
   Job everything = Job().capture().log(7).ppd("*QVGeneric: Color\n");
   everything.env("DEVICE_URI", "pap://*/Office").options(countIn("/etc/hostname"));
-  Job queued = Job().queue().ppd(ppdWith(ppdOption("QVBookletFold", "false BiFold", "BiFold")));
+  Job queued = Job().queue().ppd(ppdWith("QVBookletFold: false *BiFold"));
   queued.env("DEVICE_URI", std::string(100, 'x')).env("LANG", "de_DE.UTF-8");
   queued.options("PrintTo=JRConf JRHOLDKEY=1234 JAUSERID=\xC3\xA4 QVBookletFold=None");
   const std::string text = join(kTop, pages("12345"), "%RBINumCopies: 3\n");

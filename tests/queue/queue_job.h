@@ -13,7 +13,7 @@ namespace jobshaper::testing {
 
 struct Request {
   std::string options;
-  std::string ppd = "";     // the text of the PPD file; "" for none
+  std::string ppd = "";     // for ppdWith(); "" for no PPD file
   std::string copies = "";  // nothing is added for them
   std::string contentType = "";
   std::optional<int> pages = 4;  // of the document; none if it cannot be read
@@ -39,7 +39,7 @@ inline Completion completeJob(const QueueJob& job) {
 inline Completion complete(const Request& request) {
   TemporaryDirectory directory;
   const std::string path = directory.file("printer.ppd");
-  if (!request.ppd.empty()) writeFile(path, request.ppd);
+  if (!request.ppd.empty()) writeFile(path, ppdWith(request.ppd));
   QueueJob job;
   job.title = "The \"first\" draft\n";
   job.options = request.options.c_str();
@@ -56,15 +56,23 @@ inline Completion complete(const Request& request) {
   return completion;
 }
 
-// The warnings about a choice, "Option=Choice"; `outcome` is "it is ignored" or what is used.
-inline std::string notAChoice(const std::string& choice, const std::string& outcome) {
-  return "\nWARNING: " + choice + " is not a choice of this printer; " + outcome +
+// The warnings about a choice, "Option=Choice". Without `instead`, it is ignored.
+inline std::string outcome(const std::string& instead) {
+  return instead.empty() ? "it is ignored" : instead + " is used instead";
+}
+inline std::string notAChoice(const std::string& choice, const std::string& instead) {
+  return "\nWARNING: " + choice + " is not a choice of this printer; " + outcome(instead) +
          ". lpoptions -p QUEUE -l lists them.\n";
 }
 inline std::string notInstalled(const std::string& choice, const std::string& equipment,
-                                const std::string& outcome) {
+                                const std::string& instead = "") {
   return "\nWARNING: " + choice + " needs equipment that is not installed (" + equipment + "); " +
-         outcome + ". If it is installed, tell the queue with lpadmin -p QUEUE -o.\n";
+         outcome(instead) + ". If it is installed, tell the queue with lpadmin -p QUEUE -o.\n";
 }
+
+// The warning about options that do not end.
+inline constexpr char kDefaultsNotUsed[] =
+    "\nWARNING: The defaults of the queue are not used, because the job's options cannot be read "
+    "to their end. Remove open quotes and braces, for example from the file name.\n";
 
 }  // namespace jobshaper::testing
