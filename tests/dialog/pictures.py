@@ -23,7 +23,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "scheduler"))
 from listener import Listener  # noqa: E402
 from private_cups import (SYSTEM_BIN, SYSTEM_PATH, Failure, PrivateCups, end_by_sigterm,  # noqa: E402
-                          end_with_parent, free_port, wait_until)
+                          end_with_parent, free_port)
 
 QUEUES = {"Color": "color-finisher", "Small": "small-mono"}
 BOOKLET = {"QVBookletFold": "SaddleStitch"}
@@ -110,8 +110,7 @@ class Pictures:
         output_of(["bash", "-ec", '. "$0"; make_document > "$1"; make_pdf "$1" > "$2"',
                    HERE.parent / "real_jobs" / "make-jobs.sh", document, pdf])
         self.cups.wait_for(self.cups.lp("Color", pdf, BOOKLET))
-        wait_until(lambda: printer.jobs, 10, "the printer's last byte")
-        job.write_bytes(re.sub(rb"(?m)^(?:\x1b%-12345X|@PJL).*\n?", b"", printer.jobs[0]))
+        job.write_bytes(re.sub(rb"(?m)^(?:\x1b%-12345X|@PJL).*\n?", b"", printer.job(1)))
         # Goes through PDF, which turns each side so that its text can be read.
         for device, target, source, *options in (
                 ("pdfwrite", "booklet.pdf", job, "-dAutoRotatePages=/PageByPage"),
@@ -131,10 +130,9 @@ def main(build, output):
     output.mkdir(parents=True, exist_ok=True)
     with contextlib.ExitStack() as stack:
         work = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory(ignore_cleanup_errors=True)))
-        printer = stack.enter_context(contextlib.closing(Listener()))
-        cups, port = PrivateCups(), free_port()
+        printer, cups, port = Listener(), PrivateCups(), free_port()
         stack.callback(cups.stop)
-        cups.add_filter("jobshaper-queue", build / "jobshaper-queue")
+        cups.add_filter(build / "jobshaper-queue", "jobshaper-queue")
         (cups.bin / "cgi-bin").symlink_to(SYSTEM_BIN / "cgi-bin")
         cups.configure("DocumentRoot /usr/share/cups/doc-root\n", "cups-files.conf")
         cups.configure(f"Listen 127.0.0.1:{port}\nWebInterface Yes\n")

@@ -2,23 +2,25 @@
 
 usage: listener.py DIRECTORY
 
-Writes its device URI into DIRECTORY/uri and each job that it receives into DIRECTORY/NUMBER.prn, until it
-is ended.
+Writes its device URI into DIRECTORY/uri and each job that it receives into DIRECTORY/NUMBER.prn, until
+it is ended.
 """
 
+import itertools
 import pathlib
 import socket
 import struct
 import sys
 import threading
-import time
+
+from private_cups import wait_until
 
 
 class Listener:
-    """Keeps the bytes of every job that it receives, in `jobs`.
+    """Keeps the bytes of every job that it receives, in `jobs`. A connection without bytes is none.
 
-    hold() makes it take connections without reading; release() lets it go on. After
-    hang_up_after(n) it breaks the next connection off after n bytes.
+    hold() makes it take connections without reading; release() lets it go on. If hang_up_at is
+    set, it breaks the next connection off after so many bytes.
     """
 
     def __init__(self):
@@ -29,33 +31,23 @@ class Listener:
         self._server.listen()
         self.uri = f"socket://127.0.0.1:{self._server.getsockname()[1]}/?snmp=false"
         self.jobs = []
-        self.connections = 0
-        self._hang_up_at = None
+        self.hang_up_at = float("inf")
         self._may_read = threading.Event()
         self.hold, self.release = self._may_read.clear, self._may_read.set
         self.release()
-        self._thread = threading.Thread(target=self._serve, daemon=True)
-        self._thread.start()
+        threading.Thread(target=self._serve, daemon=True).start()
 
-    def hang_up_after(self, size):
-        self._hang_up_at = size
-
-    def close(self):
-        self.release()
-        # close() alone does not wake a thread that waits in accept().
-        self._server.shutdown(socket.SHUT_RDWR)
-        self._thread.join(10)
-        self._server.close()
+    def job(self, number, seconds=20):
+        """Waits for the end of a job; the first is 1."""
+        wait_until(lambda: len(self.jobs) >= number, seconds, f"the printer's job {number}")
+        return self.jobs[number - 1]
 
     def _serve(self):
         while True:
-            try:
-                connection, _ = self._server.accept()
-            except OSError:
-                return
+            connection, _ = self._server.accept()
             with connection:
-                self.connections += 1
-                self._receive(connection)
+                if job := self._receive(connection):
+                    self.jobs.append(job)
 
     def _receive(self, connection):
         connection.settimeout(60)
@@ -63,14 +55,14 @@ class Listener:
         try:
             while self._may_read.wait(60) and (piece := connection.recv(4096)):
                 job += piece
-                if self._hang_up_at is not None and len(job) >= self._hang_up_at:
-                    self._hang_up_at = None
+                if len(job) >= self.hang_up_at:
+                    self.hang_up_at = float("inf")
                     # The connection is reset, not closed: bytes in transit are lost.
                     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
                     break
         except OSError:
             pass
-        self.jobs.append(bytes(job))
+        return bytes(job)
 
 
 def main(directory):
@@ -81,12 +73,8 @@ def main(directory):
         (directory / "new").write_bytes(content)
         (directory / "new").rename(directory / name)
     write("uri", printer.uri.encode() + b"\n")
-    written = 0
-    while True:
-        if len(printer.jobs) > written:
-            written += 1
-            write(f"{written}.prn", printer.jobs[written - 1])
-        time.sleep(0.1)
+    for number in itertools.count(1):
+        write(f"{number}.prn", printer.job(number, float("inf")))
 
 
 if __name__ == "__main__":

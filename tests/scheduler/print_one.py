@@ -9,11 +9,9 @@ Leaves in the work directory: job.ps, what the filter read; output.prn, what the
 options, what CUPS passed as the job's options; added, what the entry program put after them.
 """
 
-import contextlib
 import pathlib
 import sys
 
-from listener import Listener
 from private_cups import Failure, PrivateCups, end_by_sigterm, free_port
 from recorded_cups import RecordedCups
 
@@ -21,34 +19,27 @@ from recorded_cups import RecordedCups
 def main(*arguments):
     shared = arguments[0] == "--shared"
     build, work, file, *options = arguments[shared:]
-    options = dict(option.split("=", 1) for option in options)
-    with contextlib.ExitStack() as stack:
-        printer = stack.enter_context(contextlib.closing(Listener()))
-        cups = RecordedCups(build)
-        stack.callback(cups.stop)
-        port = free_port()
-        if shared:
-            cups.configure(f"Listen 127.0.0.1:{port}\nDefaultShared Yes\n")
-        cups.start()
-        cups.add_queue("Office", cups.ppds / "quorvan-color-finisher.ppd", printer.uri)
-        client, queue = cups, "Office"
-        if shared:
-            client, queue = PrivateCups(), "Remote"
-            stack.callback(client.stop)
-            client.start()
-            client.add_driverless_queue(queue, port, "Office")
-        number = client.lp(queue, file, options)
-        job = cups.finish(1, printer, 1)
-        if job.state == "completed":
-            client.wait_for(number)
-        elif not shared:
-            raise Failure("\n".join(job.log))
-        if shared:
-            print(client.command("lpstat", "-l", "-W", "all", "-o"), end="")
-        for name, content in (("job.ps", job.input.read_bytes()), ("output.prn", job.received),
-                              ("options", job.argv[5] + b"\n"),
-                              ("added", "\n".join(job.added()).encode("latin-1") + b"\n")):
-            pathlib.Path(work, name).write_bytes(content)
+    client = cups = RecordedCups(build)
+    port, queue = free_port(), "Office"
+    if shared:
+        cups.configure(f"Listen 127.0.0.1:{port}\nDefaultShared Yes\n")
+    cups.start()
+    cups.add_printer("Office", "color-finisher")
+    if shared:
+        client, queue = PrivateCups(), "Remote"
+        client.start()
+        client.add_driverless_queue(queue, port, "Office")
+    number = client.lp(queue, file, dict(option.split("=", 1) for option in options))
+    job = cups.finish(1, "Office", 1)
+    if job.state != "completed":
+        raise Failure("\n".join(job.log))
+    client.wait_for(number)
+    if shared:
+        print(client.command("lpstat", "-l", "-W", "all", "-o"), end="")
+    for name, content in (("job.ps", job.input.read_bytes()), ("output.prn", job.received),
+                          ("options", job.argv[5] + b"\n"),
+                          ("added", "\n".join(job.added()).encode("latin-1") + b"\n")):
+        pathlib.Path(work, name).write_bytes(content)
 
 
 if __name__ == "__main__":

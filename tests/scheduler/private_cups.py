@@ -7,10 +7,8 @@ ends even with a process that is killed.
 
 import atexit
 import ctypes
-import grp
 import os
 import pathlib
-import pwd
 import re
 import shutil
 import signal
@@ -23,8 +21,6 @@ import unittest
 
 SYSTEM_BIN = pathlib.Path("/usr/lib/cups")
 SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
-# The log line that shows the final state of a job.
-END_OF_JOB = re.compile(r"^Job (completed|canceled|aborted|stopped)\b", re.M)
 FILES = """\
 ServerRoot {directory}/etc
 ServerBin {directory}/bin
@@ -46,7 +42,6 @@ DAEMON = """\
 Listen {directory}/cups.sock
 ServerName localhost
 LogLevel debug
-LogTimeFormat usecs
 MaxLogSize 0
 Browsing No
 DefaultAuthType None
@@ -58,8 +53,11 @@ ErrorPolicy abort-job
   Order allow,deny
   Allow all
 </Location>
-<Policy default>
-  JobPrivateValues none
+"""
+# What anyone may do, and what is private.
+POLICY = """
+<Policy {}>
+  {}
   <Limit All>
     Order deny,allow
   </Limit>
@@ -94,13 +92,10 @@ def end_by_sigterm():
 
 def run_tests(arguments):
     """Runs the tests of the program with these arguments of unittest, or prints why it cannot."""
-    def become_lp():
-        os.setgid(grp.getgrnam("lp").gr_gid)
-        os.setuid(pwd.getpwnam("lp").pw_uid)
     end_by_sigterm()
     try:
         if os.geteuid() == 0:
-            subprocess.run(["true"], preexec_fn=become_lp, check=True)
+            subprocess.run(["true"], user="lp", group="lp", check=True)
     except (subprocess.SubprocessError, OSError):
         print("Skipped: the scheduler runs filters as the user lp, which root cannot become here")
         sys.exit(77)
@@ -113,36 +108,6 @@ def free_port():
         return probe.getsockname()[1]
 
 
-class Log:
-    """The lines of a log file that grows. A line that is still being written is not among them."""
-
-    JOB = re.compile(r"\[Job (\d+)\] (.*)")
-
-    def __init__(self, path):
-        self._path = path
-        self._size = 0
-        self._lines = []
-        self._lines_of = {}
-
-    def lines(self):
-        if self._path.exists():
-            with open(self._path, "rb") as file:
-                file.seek(self._size)
-                text = file.read()
-            whole = text[:text.rfind(b"\n") + 1]
-            self._size += len(whole)
-            for line in whole.decode(errors="replace").split("\n")[:-1]:
-                self._lines.append(line)
-                if of_job := self.JOB.search(line):
-                    self._lines_of.setdefault(int(of_job[1]), []).append(of_job[2])
-        return self._lines
-
-    def lines_of(self, job):
-        """The lines of a job, without their times."""
-        self.lines()
-        return self._lines_of.get(job, [])
-
-
 class PrivateCups:
     def __init__(self):
         os.umask(0o022)  # the scheduler runs as another user
@@ -150,13 +115,14 @@ class PrivateCups:
         self.directory.chmod(0o755)
         self.bin = self.directory / "bin"
         self.temp = self.directory / "tmp"
-        self.log = Log(self.directory / "log" / "error_log")
         self.socket = self.directory / "cups.sock"
         self._cupsd = None
+        self._lines = []
         atexit.register(self.stop)
         for name in ("etc/ppd", "bin/filter", "bin/backend", "cache", "run", "spool", "tmp",
                      "log", "home"):
             (self.directory / name).mkdir(parents=True)
+        self._log = open(self.directory / "log" / "error_log", "a+b")
         # As the scheduler creates it if it is missing.
         self.temp.chmod(0o1770)
         user, group = "lp", "lp"
@@ -166,6 +132,7 @@ class PrivateCups:
             user, group = os.geteuid(), os.getegid()
         for name, text in (("cups-files.conf", FILES), ("cupsd.conf", DAEMON)):
             self.configure(text.format(directory=self.directory, user=user, group=group), name)
+        self.configure(POLICY.format("default", "JobPrivateValues none"))
         programs = [path.relative_to(SYSTEM_BIN) for path in (SYSTEM_BIN / "filter").iterdir()]
         for name in [*programs, "daemon", "monitor", "notifier", "backend/ipp"]:
             (self.bin / name).symlink_to(SYSTEM_BIN / name)
@@ -177,9 +144,9 @@ class PrivateCups:
         with open(self.directory / "etc" / name, "a") as file:
             file.write(lines)
 
-    def add_filter(self, name, program, directory=""):
+    def add_filter(self, program, name):
         """Copies a program to where the scheduler looks for filters, as a package installs it."""
-        target = self.bin / "filter" / directory / name
+        target = self.bin / "filter" / name
         target.parent.mkdir(exist_ok=True)
         target.unlink(missing_ok=True)
         shutil.copyfile(program, target)
@@ -197,7 +164,7 @@ class PrivateCups:
         def answers():
             if not self.running():
                 reason = subprocess.run([*program, "-t"], capture_output=True, text=True, check=False)
-                raise Failure("\n".join(["the scheduler ended:", reason.stderr, *self.log.lines()]))
+                raise Failure("\n".join(["the scheduler ended:", reason.stderr, *self.log()]))
             with socket.socket(socket.AF_UNIX) as connection:
                 return connection.connect_ex(str(self.socket)) == 0
         wait_until(answers, 15, "the scheduler")
@@ -215,6 +182,18 @@ class PrivateCups:
 
     def running(self):
         return self._cupsd is not None and self._cupsd.poll() is None
+
+    def log(self):
+        """The lines of the scheduler's log, but one that is still being written."""
+        while (line := self._log.readline()).endswith(b"\n"):
+            self._lines.append(line.decode(errors="replace").rstrip("\n"))
+        self._log.seek(-len(line), os.SEEK_CUR)
+        return self._lines
+
+    def log_of(self, job):
+        """The lines of a job, without their times."""
+        parts = (line.partition(f" [Job {job}] ") for line in self.log())
+        return [text for _, found, text in parts if found]
 
     def command(self, *arguments):
         """Runs a command of CUPS with this scheduler, and returns its output."""
@@ -243,21 +222,21 @@ class PrivateCups:
         text = (self.directory / "log" / "page_log").read_text()
         return int(re.search(rf"^\S+ \S+ {job} \[[^]]*\] total (\d+) ", text, re.M).group(1))
 
-    def lp(self, queue, file, options=None, user="ada", title=None):
-        """Prints a file, and returns the number of the job."""
-        words = ["-t", title] if title is not None else []
-        for name, value in (options or {}).items():
+    def lp(self, queue, file, options, *arguments):
+        """Prints a file with more arguments of lp, and returns the number of the job."""
+        words = ["-U", "ada", *arguments]
+        for name, value in options.items():
             # In lp, too, a backslash escapes the character after it, as in option strings.
             words += ["-o", name + "=" + re.sub(r"([ \t\n'\"\\{}])", r"\\\1", value)]
-        answer = self.command("lp", "-d", queue, "-U", user, *words, "--", str(file))
+        answer = self.command("lp", "-d", queue, *words, "--", file)
         return int(re.search(r"request id is \S+-(\d+) ", answer).group(1))
 
     def wait_for(self, job):
         """Waits until a job has ended, and all programs that the scheduler started for it. Returns
         its state: "completed", "canceled", "aborted" or "stopped"."""
         def state():
-            lines = "\n".join(self.log.lines_of(job))
+            lines = "\n".join(self.log_of(job))
             started = set(re.findall(r"^Started (?:filter|backend) .*\(PID (\d+)\)$", lines, re.M))
-            end = END_OF_JOB.search(lines)
+            end = re.search(r"^Job (completed|canceled|aborted|stopped)\b", lines, re.M)
             return (end and started <= set(re.findall(r"^PID (\d+) \(", lines, re.M))) and end[1]
         return wait_until(state, 60, f"the end of job {job}")
