@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The instruction pages of manual booklets: how they are made, where they are installed, and how they are
-drawn, alone and inside any job.
+"""The instruction pages of manual booklets: how they are made, where they are installed, and how they
+are drawn, alone and inside any job.
 
     instruction_pages.py CMAKE BUILD MAKER
 """
@@ -39,8 +39,8 @@ class Maker(unittest.TestCase):
         """The page, or why there is none."""
         with tempfile.TemporaryDirectory() as work:
             texts, page = pathlib.Path(work, "texts"), pathlib.Path(work, "page")
-            texts.write_bytes(re.sub(b"(?m)^title .*", lambda _: b"title " + title,
-                                     text_of("en").encode()))
+            english = text_of("en").encode()
+            texts.write_bytes(re.sub(b"(?m)^title .*", lambda _: b"title " + title, english))
             done = subprocess.run([maker, RESOURCES / "instruction.ps.in", texts, texts, page],
                                   stderr=subprocess.PIPE)
             self.assertEqual(page.exists(), done.returncode == 0)
@@ -95,8 +95,8 @@ class Drawn(unittest.TestCase):
                 self.assertRegex(line, r"^[ -~]{0,255}$", language)
                 self.assertNotRegex(
                     line, r"sfcl\{|JobPatchFile|PageRegion|PageSize *:|\*PageSize|CustomPageSize|"
-                    r"InputSlot|QVBookletFold|Collate|^@PJL|%%|%!|RBINumCopies|\}efcl|cleartomark|duplexer",
-                    language)
+                    r"InputSlot|QVBookletFold|Collate|^@PJL|%%|%!|RBINumCopies|\}efcl|cleartomark|"
+                    "duplexer", language)
 
     def test_every_page_is_well_inside_the_paper_and_well_filled(self):
         for language, page in PAGES.items():
@@ -105,13 +105,12 @@ class Drawn(unittest.TestCase):
                 self.assertEqual(len(picture), width * height)
                 rows = [picture[at:at + width] for at in range(0, len(picture), width)]
                 marked = [y for y, row in enumerate(rows) if row.strip(b"\xff")]
-                left = min(width - len(row.lstrip(b"\xff")) for row in rows)
-                right = max(len(row.rstrip(b"\xff")) for row in rows)
-                top, bottom = marked[0], marked[-1] + 1
-                where = f"{language}: {left} {top} {right} {bottom} of {width} {height}"
-                self.assertTrue(36 <= left and right <= width - 36, where)
-                self.assertTrue(36 <= top and bottom <= height - 36, where)
-                self.assertTrue(right - left > width * 0.75 and bottom - top > height * 0.75, where)
+                columns = [x for x in range(width) if picture[x::width].strip(b"\xff")]
+                for used, size in ((marked, height), (columns, width)):
+                    first, last = used[0], used[-1]
+                    where = f"{language}: {first} to {last} of {size}"
+                    self.assertTrue(36 <= first and last < size - 36, where)
+                    self.assertGreater(last + 1 - first, size * 0.75, where)
                 ink = 1 - picture.count(b"\xff") / len(picture)
                 self.assertTrue(0.02 < ink < 0.4, f"{language}: {ink}")
 
@@ -132,18 +131,16 @@ class Drawn(unittest.TestCase):
     def test_page_looks_the_same_and_changes_nothing_in_any_job(self):
         odd = code("odd_state.ps")
         for page in PAGES["en"], PAGES["ja"]:
+            # The page's own names, in a job that uses them for operators.
+            names = b"".join(name + b" dup where { pop pop } { /stroke load def } ifelse\n"
+                             for name in set(re.findall(b"/[A-Za-z][A-Za-z0-9]*", page)))
             _, plain = self.draw(page)
-            self.assertEqual(self.draw_inside(page, odd)[1], plain)
-            self.assertEqual(
-                self.draw_inside(page, odd, b"userdict/ESPsave save put\n",
-                                 b"\nuserdict /ESPsave get restore\n")[1], plain)
-            # The job has redefined every operator, and uses the page's own names for operators.
-            names = b"".join(
-                name + b" dup where { pop pop } { /stroke load def } ifelse\n"
-                for name in set(re.findall(b"/[A-Za-z][A-Za-z0-9]*", page)))
-            self.assertEqual(
-                self.draw_inside(page, code("redefined.ps") + names + odd + b"redefined begin\n")[1],
-                plain)
+            for around in (
+                    (odd,),
+                    (odd, b"userdict/ESPsave save put\n", b"\nuserdict /ESPsave get restore\n"),
+                    # The job has redefined every operator.
+                    (code("redefined.ps") + names + odd + b"redefined begin\n",)):
+                self.assertEqual(self.draw_inside(page, *around)[1], plain)
 
     def test_page_takes_the_two_byte_font_that_the_printer_has(self):
         page, font = PAGES["ja"], code("fake_font.ps")
@@ -164,27 +161,8 @@ class Drawn(unittest.TestCase):
         self.assertEqual(broken, english)
 
 
+# Packages have no other files, and those have the modes that CUPS requires: tests/package/.
 class Installed(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.root = pathlib.Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
-        os.umask(0o022)  # otherwise CMake makes directories that others cannot read
-        subprocess.run([cmake, "--install", build, "--component", "resources"], check=True,
-                       env={**os.environ, "DESTDIR": str(cls.root)}, stdout=subprocess.DEVNULL)
-        cls.resource = cls.root / "Library/Printers/Quorvan/filter/.resource"
-
-    def test_each_page_has_a_directory_and_every_other_name_is_a_link_to_one(self):
-        self.assertEqual([path.name for path in self.root.iterdir()], ["Library"])
-        files = [path for path in self.root.rglob("*") if path.is_file()]
-        self.assertEqual(sorted(files),
-                         [self.resource / f"{l}.lproj/instruction(null)" for l in sorted(PAGES)])
-        for path in self.root.rglob("*"):
-            if path.is_symlink():
-                self.assertIn(os.readlink(path), [f"{language}.lproj" for language in PAGES])
-            else:
-                needed = 0o555 if path.is_dir() else 0o444
-                self.assertEqual(path.stat().st_mode & needed, needed, path)
-
     def test_every_locale_finds_its_page(self):
         # The values of LANG that CUPS sets for the language of a job, and others.
         locales = {
@@ -201,10 +179,14 @@ class Installed(unittest.TestCase):
                 expected[name] = language
                 expected |= {f"{name}_{territory}": language for territory in territories}
         self.assertGreater(len(expected), 400)
-        for locale, language in expected.items():
-            page = self.resource / f"{locale}.lproj" / "instruction(null)"
-            self.assertTrue(page.exists(), locale)
-            self.assertEqual(page.read_bytes(), PAGES[language], locale)
+        with tempfile.TemporaryDirectory() as root:
+            subprocess.run([cmake, "--install", build, "--component", "resources"], check=True,
+                           env={**os.environ, "DESTDIR": root}, stdout=subprocess.DEVNULL)
+            resource = pathlib.Path(root, "Library/Printers/Quorvan/filter/.resource")
+            for locale, language in expected.items():
+                page = resource / f"{locale}.lproj" / "instruction(null)"
+                self.assertTrue(page.exists(), locale)
+                self.assertEqual(page.read_bytes(), PAGES[language], locale)
 
 
 if __name__ == "__main__":
