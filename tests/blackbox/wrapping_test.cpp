@@ -1,11 +1,10 @@
 // The PJL around the PostScript: header, trailer, the effect of the device URI, and which bytes
-// have been written while the filter waits or when it is killed.
+// have been written while the filter waits.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
 
-#include "tests/support/process_state.h"
 #include "tests/support/program.h"
 
 namespace jobshaper::testing {
@@ -136,15 +135,33 @@ void expectOut(Process& process, const std::string& expected, Where where = Wher
   expectSame(process.out(), expected, "standard output", "the waiting job", where);
 }
 
-TEST(Flush, HeaderAndMessagesAreWrittenBeforeAnyInput) {
+// What a kill leaves, too: the captures are written before standard output.
+TEST(Flush, HeaderMessagesAndEveryFinishedPieceAreWrittenBeforeTheJobWaits) {
   Job job;
-  Process process(job.env("DEVICE_URI", "pap://*/Office"));
-  expectOut(process, plainHeader());
-  const std::string err = tmpLines(job) + kAppleTalk;
+  Process process(job.capture().env("DEVICE_URI", "pap://*/Office"));
+  const std::string err = tmpLines(job) + kCaptureOn + kAppleTalk;
   EXPECT_TRUE(process.waitForError(err.size()));
   EXPECT_EQ(process.err(), err);
-  process.write(kBody);
-  expectOutcome(process.finish(), plainHeader() + kBody + trailer(), err);
+  std::string in, out = plainHeader();
+  const auto expectWritten = [&](const std::string& pieces, const std::string& pjl = "",
+                                 Where where = Where::here()) {
+    in += pjl + pieces;
+    out += pieces;
+    expectOut(process, out, where);
+    expectSame(readFile(job.tmpFile("qvn_ps")), in, "qvn_ps", "the waiting job", where);
+    expectSame(readFile(job.tmpFile("qvn_ps2")), out, "qvn_ps2", "the waiting job", where);
+  };
+  expectWritten("");
+  process.write("@PJL JOB\none\n");
+  expectWritten("one\n", "@PJL JOB\n");
+  process.write("two\rthr");
+  expectWritten("two\r");
+  process.write("ee\n" + kLongText + bytes("four\0\n"));
+  expectWritten("three\n" + kLongText + bytes("four\0\n"));
+  process.write("not finished");
+  process.kill(SIGKILL);
+  EXPECT_EQ(process.finish().signal, SIGKILL);
+  expectWritten("");
 }
 
 TEST(Flush, PieceWithAZeroByteAndAllBeforeItAreWrittenAtOnce) {
@@ -169,53 +186,6 @@ TEST(Flush, PieceWithAZeroByteAndAllBeforeItAreWrittenAtOnce) {
     expected += "\nfive\n";
     expectOutcome(process.finish(), expected + (wrapped ? trailer() : ""), tmpLines(job));
   }
-}
-
-// ---- what is left after a kill
-
-TEST(Killed, CaptureFilesOfAWaitingJobHoldEveryFinishedPiece) {
-  Job job;
-  Process process(job.capture());
-  std::string in, out = plainHeader();
-  const auto expectSoon = [&](const std::string& pieces, const std::string& pjl = "") {
-    in += pjl + pieces;
-    out += pieces;
-    EXPECT_TRUE(becomesTrue([&] {
-      return contentOf(job.tmpFile("qvn_ps")) == in && contentOf(job.tmpFile("qvn_ps2")) == out;
-    })) << pieces.substr(0, 100);
-  };
-  expectSoon("");
-  process.write("@PJL JOB\none\n");
-  expectSoon("one\n", "@PJL JOB\n");
-  process.write("two\rthr");
-  expectSoon("two\r");
-  const std::string rest = "ee\n" + kLongText + bytes("four\0\n");
-  process.write(rest);
-  EXPECT_TRUE(process.waitForOutput(out.size() + 3 + rest.size()));
-  expectSoon("thr" + rest);
-  process.kill(SIGKILL);
-  EXPECT_EQ(process.finish().signal, SIGKILL);
-  EXPECT_TRUE(process.out() == out);
-  expectSoon("");
-}
-
-// The capture files are written before standard output, so a kill does not lose what was printed.
-TEST(Killed, CaptureFilesOfAWorkingJobReachUpToWhatWasPrinted) {
-  Job job;
-  Process process(job.capture());
-  const std::string whole = plainHeader() + kLongText;
-  process.write(kLongText);
-  process.kill(SIGKILL);
-  const Outcome outcome = process.finish();
-  EXPECT_EQ(outcome.signal, SIGKILL);
-  const std::string in = readFile(job.tmpFile("qvn_ps"));
-  const std::string out = readFile(job.tmpFile("qvn_ps2"));
-  EXPECT_TRUE(kLongText.starts_with(in));
-  EXPECT_TRUE(whole.starts_with(out));
-  EXPECT_TRUE(whole.starts_with(outcome.out));
-  EXPECT_GT(outcome.out.size(), plainHeader().size());
-  EXPECT_GE(plainHeader().size() + in.size(), outcome.out.size());
-  EXPECT_GE(out.size() + 30, outcome.out.size());
 }
 
 }  // namespace
