@@ -63,20 +63,6 @@ Sockets connectedSockets(int type = SOCK_DGRAM) {
   return {Descriptor(both[0]), Descriptor(both[1])};
 }
 
-// Gives the log the address of the application's socket, to which its own is not connected.
-Sockets unconnectedSockets() {
-  Sockets sockets{Descriptor(socket(AF_INET, SOCK_DGRAM, 0)),
-                  Descriptor(socket(AF_INET, SOCK_DGRAM, 0))};
-  sockaddr_in loopback{};
-  loopback.sin_family = AF_INET;
-  loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof logSocketFile;
-  std::memcpy(&logSocketFile, &loopback, size);
-  EXPECT_EQ(bind(sockets.application.get(), &logSocketFile, size), 0);
-  EXPECT_EQ(getsockname(sockets.application.get(), &logSocketFile, &size), 0);
-  return sockets;
-}
-
 // The next message, or "nothing".
 std::string received(const Sockets& sockets, int timeoutMs = 0) {
   pollfd waiting{sockets.application.get(), POLLIN, 0};
@@ -262,16 +248,6 @@ TEST_F(DebugLogSocket, GetsEachRecordInsteadOfTheFile) {
   EXPECT_EQ(written(), "");
 }
 
-TEST_F(DebugLogSocket, GetsDatagramsWithTheAddressLengthIfThereIsAPort) {
-  const Sockets sockets = unconnectedSockets();
-  logClientFD = sockets.log.get();
-  logSocketFileSize = 8;  // too short for an internet address
-  sendToDebugApp("short", 5);
-  logSocketFileSize = 16;
-  sendToDebugApp("whole", 5);
-  EXPECT_EQ(received(sockets, 5000), "whole");
-}
-
 // A connected stream socket refuses datagrams, so what arrives was sent without an address.
 TEST_F(DebugLogSocket, HasAPortIfEitherByteIsSet) {
   const Sockets sockets = connectedSockets(SOCK_STREAM);
@@ -450,12 +426,25 @@ TEST_F(DebugLogSetup, DoesNotAskUnlessTraceAllIsTrueAndTheEntryMissing) {
   EXPECT_EQ(setUpLog(kAsking), "") << "without a socket";
 }
 
-TEST_F(DebugLogSetup, AsksByDatagramWithAWholeAddress) {
-  const Sockets datagrams = unconnectedSockets();
+// The request has the whole address, whatever its length is set to.
+TEST_F(DebugLogSetup, SendsDatagramsIfThereIsAPort) {
+  const Sockets datagrams{Descriptor(socket(AF_INET, SOCK_DGRAM, 0)),
+                          Descriptor(socket(AF_INET, SOCK_DGRAM, 0))};
+  sockaddr_in loopback{};
+  loopback.sin_family = AF_INET;
+  loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof logSocketFile;
+  std::memcpy(&logSocketFile, &loopback, size);
+  ASSERT_EQ(bind(datagrams.application.get(), &logSocketFile, size), 0);
+  ASSERT_EQ(getsockname(datagrams.application.get(), &logSocketFile, &size), 0);
   logClientFD = datagrams.log.get();
-  logSocketFileSize = 8;  // for the records only
+  logSocketFileSize = 8;  // too short for an internet address
   EXPECT_EQ(setUpLog(kAsking), ".....");
+  sendToDebugApp("short", 5);
+  logSocketFileSize = 16;
+  sendToDebugApp("whole", 5);
   EXPECT_EQ("[" + received(datagrams, 5000) + "]", kRequest);
+  EXPECT_EQ(received(datagrams, 5000), "whole");
 }
 
 }  // namespace

@@ -1,10 +1,14 @@
 // What the functions of settings/ and pjl/ do beyond what a job can show.
 #include <cups/file.h>
 
+#include <clocale>
 #include <cstdlib>
+#include <cstring>
+#include <tuple>
 
 #include "pjl/pjl_creation.h"
 #include "settings/argument_store.h"
+#include "settings/numbers.h"
 #include "settings/ppd_values.h"
 #include "settings/strings.h"
 #include "tests/support/program.h"
@@ -24,6 +28,39 @@ TEST(LetterCase, IsIgnoredForAsciiLettersOnly) {
   for (const char* text : {"true ", "tru", "\xd4rue"}) {
     EXPECT_FALSE(equalsIgnoringCase(text, "true")) << text;
   }
+}
+
+TEST(IntegerReader, ReadsANumberInParts) {
+  IntegerReader reader;
+  for (const char* part : {" \n", " -", "", "1"}) EXPECT_TRUE(reader.take(part)) << part;
+  EXPECT_FALSE(reader.take("2 3"));
+  EXPECT_FALSE(reader.take("4"));
+  EXPECT_EQ(reader.value(), -12);
+}
+
+// Makes a locale whose decimal point is a comma, so that the test does not depend on those
+// installed.
+TEST(FloatValue, HasItsPointInEveryLocale) {
+  const testing::TemporaryDirectory directory;
+  testing::writeFile(directory.file("source"),
+                     "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \".\"\ngrouping 3\n"
+                     "END LC_NUMERIC\n");
+  testing::writeFile(directory.file("characters"),
+                     "<code_set_name> ASCII\nCHARMAP\n<U0000>..<U007F> /x00 NUL\nEND CHARMAP\n");
+  const std::string make = "cd '" + directory.path() +
+                           "' && localedef -c -i source -f ./characters ./comma > messages 2>&1";
+  std::ignore = std::system(make.c_str());  // exits with 1, because other categories are missing
+  setenv("LOCPATH", directory.path().c_str(), 1);
+  const bool made = std::setlocale(LC_NUMERIC, "comma") != nullptr;
+  const std::string point = std::localeconv()->decimal_point;
+  const float values[] = {floatValue("-8.25x"), floatValue("1.234.5"), floatValue("8,25")};
+  std::setlocale(LC_NUMERIC, "C");
+  unsetenv("LOCPATH");
+  if (!made) GTEST_SKIP() << "no localedef that makes a locale";
+  EXPECT_EQ(point, ",");
+  EXPECT_EQ(values[0], -8.25f);
+  EXPECT_EQ(values[1], 1.234f);
+  EXPECT_EQ(values[2], 8.0f);
 }
 
 TEST(ArgumentStore, AddsOnlyWholePairsWithoutDecodingThem) {
@@ -55,49 +92,33 @@ TEST(PpdLine, BlanksAndLineEndsAreThoseOfUnicode) {
   EXPECT_EQ(ppdLineValue("*K: \t \v\f\u00A0\u3000x"), "x");
 }
 
-// Writes this PPD and reads its values. Returns what initPPDValues() returns.
-bool readPpd(std::string_view text, PPDValues& values) {
+// libcups decides how much of an overlong line fits into the buffer.
+TEST(PpdValues, AreStoredFromPartsOfLinesThatFillABufferOf1024Bytes) {
   const testing::TemporaryDirectory directory;
-  setenv("PPD", directory.file("ppd").c_str(), 1);
-  testing::writeFile(directory.file("ppd"), text);
-  const bool result = initPPDValues(values);
-  unsetenv("PPD");
-  return result;
-}
-
-TEST(PpdValues, AbsentKeywordLeavesTheValueUnchanged) {
+  const std::string path = directory.file("ppd");
+  setenv("PPD", path.c_str(), 1);
+  testing::writeFile(path, std::string(3000, 'x') + "\n*QvnManualBooklet:\n");
   PPDValues values;
-  EXPECT_TRUE(readPpd("*qvNmanualbooklet: True\n*QVGeneric: color\n", values));
+  EXPECT_FALSE(initPPDValues(values)) << "nothing was stored";
+  char line[1024];
+  cups_file_t* const file = cupsFileOpen(path.c_str(), "r");
+  ASSERT_TRUE(cupsFileGetLine(file, line, sizeof line));
+  cupsFileClose(file);
+  testing::writeFile(path, std::string(strlen(line), 'x') + "*QVGeneric: Mono\n");
+  EXPECT_TRUE(initPPDValues(values));
+  unsetenv("PPD");
+
   std::string value = "untouched";
-  EXPECT_FALSE(getTheValue("*QVNMANUALBOOKLET", value, values));
+  EXPECT_FALSE(getTheValue("*QvnManualBooklet", value, values));
   EXPECT_EQ(value, "untouched");
-  EXPECT_TRUE(getTheValue("*QvnManualBooklet", value, values));
-  EXPECT_EQ(value, "True");
+  EXPECT_TRUE(getTheValue("*QVGeneric", value, values));
+  EXPECT_EQ(value, "Mono");
   bool isColor = true;
   EXPECT_TRUE(isQvnGenericDriver(isColor, values));
   EXPECT_FALSE(isColor);
   isColor = true;
   EXPECT_FALSE(isQvnGenericDriver(isColor, PPDValues{}));
   EXPECT_FALSE(isColor);
-}
-
-TEST(PpdValues, ResultIsFalseIfNothingWasStored) {
-  PPDValues values;
-  EXPECT_FALSE(readPpd("*QvnManualBooklet:\n*Other: x\n", values));
-  EXPECT_FALSE(initPPDValues(values));
-}
-
-// libcups decides how much of an overlong line fits into the buffer.
-TEST(PpdValues, LinesAreReadIntoABufferOf1024Bytes) {
-  const testing::TemporaryDirectory directory;
-  testing::writeFile(directory.file("ppd"), std::string(3000, 'x') + "\n");
-  char line[1024];
-  cups_file_t* const file = cupsFileOpen(directory.file("ppd").c_str(), "r");
-  ASSERT_TRUE(cupsFileGetLine(file, line, sizeof line));
-  cupsFileClose(file);
-  PPDValues values;
-  EXPECT_TRUE(
-      readPpd(std::string(std::string_view(line).size(), 'x') + "*QVGeneric: Color\n", values));
 }
 
 TEST(PjlCreation, NamesTheJobAndGivesItsLinesByIndex) {
