@@ -19,88 +19,49 @@
 namespace jobshaper::testing {
 namespace {
 
-// Calls for files and memory, and those that the loader and the C library need at startup; raise()
-// and abort() need gettid and tgkill, jobshaper-queue dup, dup2, ioctl and memfd_create.
-constexpr long kAllowed[] = {SYS_brk,
-                             SYS_clock_gettime,
-                             SYS_clock_nanosleep,
-                             SYS_close,
-                             SYS_dup,
-                             SYS_exit_group,
-                             SYS_faccessat,
-                             SYS_fadvise64,
-                             SYS_fallocate,
-                             SYS_fchmod,
-                             SYS_fcntl,
-                             SYS_fstat,
-                             SYS_fstatfs,
-                             SYS_ftruncate,
-                             SYS_futex,
-                             SYS_getegid,
-                             SYS_geteuid,
-                             SYS_getgid,
-                             SYS_getpid,
-                             SYS_getrandom,
-                             SYS_gettid,
-                             SYS_getuid,
-                             SYS_ioctl,
-                             SYS_lseek,
-                             SYS_madvise,
-                             SYS_memfd_create,
-                             SYS_mmap,
-                             SYS_mprotect,
-                             SYS_mremap,
-                             SYS_munmap,
-                             SYS_newfstatat,
-                             SYS_prctl,
-                             SYS_pread64,
-                             SYS_prlimit64,
-                             SYS_pselect6,
-                             SYS_pwrite64,
-                             SYS_read,
-                             SYS_readlinkat,
-                             SYS_readv,
-                             SYS_rseq,
-                             SYS_rt_sigaction,
-                             SYS_rt_sigprocmask,
-                             SYS_rt_sigreturn,
-                             SYS_set_robust_list,
-                             SYS_set_tid_address,
-                             SYS_splice,
-                             SYS_statx,
-                             SYS_tee,
-                             SYS_tgkill,
-                             SYS_uname,
-                             SYS_unlinkat,
-                             SYS_write,
-                             SYS_writev};
+constexpr long kAllowed[] = {
+    // Files and streams.
+    SYS_close, SYS_faccessat, SYS_fadvise64, SYS_fallocate, SYS_fchmod, SYS_fcntl, SYS_fstat,
+    SYS_fstatfs, SYS_ftruncate, SYS_lseek, SYS_newfstatat, SYS_pread64, SYS_pselect6, SYS_pwrite64,
+    SYS_read, SYS_readlinkat, SYS_readv, SYS_splice, SYS_statx, SYS_tee, SYS_unlinkat, SYS_write,
+    SYS_writev,
+    // Memory and the process itself; raise() and abort() need gettid and tgkill.
+    SYS_brk, SYS_clock_gettime, SYS_clock_nanosleep, SYS_exit_group, SYS_futex, SYS_getegid,
+    SYS_geteuid, SYS_getgid, SYS_getpid, SYS_getrandom, SYS_gettid, SYS_getuid, SYS_madvise,
+    SYS_mmap, SYS_mprotect, SYS_mremap, SYS_munmap, SYS_rt_sigaction, SYS_rt_sigprocmask,
+    SYS_rt_sigreturn, SYS_tgkill, SYS_uname,
+    // The loader and the C library at startup.
+    SYS_prctl, SYS_prlimit64, SYS_rseq, SYS_set_robust_list, SYS_set_tid_address,
+    // jobshaper-queue.
+    SYS_dup, SYS_ioctl, SYS_memfd_create,
 #ifdef SYS_open
-constexpr long kAllowedHere[] = {SYS_access, SYS_arch_prctl, SYS_dup2, SYS_lstat,
-                                 SYS_poll,   SYS_readlink,   SYS_stat, SYS_unlink};
+    // Of older architectures, which have two calls for some purposes.
+    SYS_access, SYS_arch_prctl, SYS_dup2, SYS_lstat, SYS_poll, SYS_readlink, SYS_stat, SYS_unlink
 #else
-constexpr long kAllowedHere[] = {SYS_dup3, SYS_ppoll};
+    SYS_dup3, SYS_ppoll
 #endif
+};
 
 // A program for the kernel that allows or denies each call.
 class CallFilter {
  public:
-  // Only this program may be executed. Libraries may open files that stay open in a program that it
-  // starts.
+  // Only this program may be executed; the filter knows the lower half of the address of its name.
+  // Libraries may open files that stay open in a program that it starts.
   explicit CallFilter(const std::string& program, bool libraries = false) {
     static_assert(std::endian::native == std::endian::little);
-    const auto address = reinterpret_cast<std::uint64_t>(program.c_str());
-    ifNot(SYS_execve, 6);
-    load(argument(0));
-    ifNot(static_cast<std::uint32_t>(address), 3);
-    load(argument(0) + 4);
-    ifNot(static_cast<std::uint32_t>(address >> 32), 1);
-    answer(SECCOMP_RET_ALLOW);
-    load(offsetof(seccomp_data, nr));
-    if (!libraries) checkOpening();
+    allow(SYS_execve,
+          {loadArgument(0), equals(reinterpret_cast<std::uintptr_t>(program.c_str()), 1)});
+    if (libraries) {
+      allow(SYS_openat);
+    } else {
+      // Every file and pipe must be closed on exec, and a file may only be created with O_NOFOLLOW
+      // or O_EXCL.
+      allow(SYS_pipe2, {loadArgument(1), hasAny(O_CLOEXEC, 1)});
+      allow(SYS_openat, {loadArgument(2), hasAny(O_CLOEXEC, 3), hasAny(O_CREAT, 1),
+                         hasAny(O_NOFOLLOW | O_EXCL, 1)});
+    }
     for (const long number : kAllowed) allow(number);
-    for (const long number : kAllowedHere) allow(number);
-    if (libraries) allow(SYS_openat);
-    answer(SECCOMP_RET_KILL_PROCESS);
+    code_.push_back(kDeny);
   }
 
   // Applies the program to this process and to what it executes.
@@ -113,43 +74,31 @@ class CallFilter {
   }
 
  private:
-  static constexpr std::uint32_t argument(std::uint32_t i) {
-    return static_cast<std::uint32_t>(offsetof(seccomp_data, args)) + 8 * i;
+  static constexpr sock_filter kAllow = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW);
+  static constexpr sock_filter kDeny = BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS);
+
+  static sock_filter load(std::size_t offset) {
+    return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(offset));
+  }
+  static sock_filter loadArgument(std::size_t i) {
+    return load(offsetof(seccomp_data, args) + 8 * i);
+  }
+  // Skips this many instructions unless the loaded value is equal, or has one of these bits.
+  static sock_filter equals(std::uint64_t value, std::size_t skipped) {
+    return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(value), 0,
+                    static_cast<std::uint8_t>(skipped));
+  }
+  static sock_filter hasAny(std::uint32_t bits, std::uint8_t skipped) {
+    return BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, bits, 0, skipped);
+  }
+  // Allows a call unless these instructions skip kAllow.
+  void allow(long number, const std::vector<sock_filter>& unless = {}) {
+    code_.push_back(equals(static_cast<std::uint64_t>(number), unless.size() + 2));
+    code_.insert(code_.end(), unless.begin(), unless.end());
+    code_.insert(code_.end(), {kAllow, kDeny});
   }
 
-  // Every file and pipe must be closed on exec, and a file may only be created with O_NOFOLLOW or
-  // O_EXCL.
-  void checkOpening() {
-    ifNot(SYS_pipe2, 4);
-    load(argument(1));
-    ifNoneOf(O_CLOEXEC, 1);
-    answer(SECCOMP_RET_ALLOW);
-    answer(SECCOMP_RET_KILL_PROCESS);
-    ifNot(SYS_openat, 6);
-    load(argument(2));
-    ifNoneOf(O_CLOEXEC, 3);
-    ifNoneOf(O_CREAT, 1);
-    ifNoneOf(O_NOFOLLOW | O_EXCL, 1);
-    answer(SECCOMP_RET_ALLOW);
-    answer(SECCOMP_RET_KILL_PROCESS);
-  }
-
-  void load(std::uint32_t offset) { code_.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset)); }
-  void answer(std::uint32_t action) { code_.push_back(BPF_STMT(BPF_RET | BPF_K, action)); }
-  void allow(long number) {
-    ifNot(number, 1);
-    answer(SECCOMP_RET_ALLOW);
-  }
-  // Skips this many instructions unless the value is equal, or has one of these bits.
-  void ifNot(std::int64_t value, std::uint8_t steps) {
-    code_.push_back(
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(value), 0, steps));
-  }
-  void ifNoneOf(std::uint32_t bits, std::uint8_t steps) {
-    code_.push_back(BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, bits, 0, steps));
-  }
-
-  std::vector<sock_filter> code_{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+  std::vector<sock_filter> code_{load(offsetof(seccomp_data, nr))};
 };
 
 BeforeExec confined(const Job& job) {

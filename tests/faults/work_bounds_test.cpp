@@ -2,13 +2,10 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 
-#include <cstring>
 #include <functional>
-#include <thread>
 
 #include "tests/faults/fault_jobs.h"
 #include "tests/support/instrumented.h"
-#include "tests/support/pipe.h"
 
 namespace jobshaper::testing {
 namespace {
@@ -25,114 +22,50 @@ std::string repeated(std::string_view text, std::size_t bytes) {
 
 // ---- memory
 
-// A text and how often it is repeated.
-struct Part {
-  std::string text;
-  std::size_t times = 1;
-};
-using Parts = std::vector<Part>;
-
-// Returns false if the reader has left.
-bool writeAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t n = write(descriptor, text.data(), text.size());
-    if (n <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(n));
-  }
-  return true;
-}
-
-void expectParts(const Pipe& pipe, const Parts& parts) {
-  std::size_t number = 0;
-  for (const Part& part : parts) {
-    ++number;
-    for (std::size_t i = 0; i < part.times; ++i)
-      ASSERT_TRUE(pipe.take(part.text.size()) == part.text) << "part " << number << ", time " << i;
-  }
-  EXPECT_EQ(pipe.take(1), "");
-}
-
-// A run in 64 MiB of memory, whose output is compared while its input is written.
-void expectInLittleMemory(const Job& job, const Parts& input, const Parts& output,
-                          const std::string& messages) {
-  Pipe in(kMiB), out(kMiB);
-  Process process(job, [&] {
-    dup2(in.reading(), 0);
-    dup2(out.writing(), 1);
+void expectInLittleMemory(const Job& job, std::string_view body, std::string_view messages,
+                          Where where = Where::here()) {
+  const Outcome outcome = job.run([] {
     const rlimit limit{64 * kMiB, 64 * kMiB};
     if (!kSanitized) setrlimit(RLIMIT_AS, &limit);
   });
-  in.closeReading();
-  out.closeWriting();
-  std::thread writer([&] {
-    for (const Part& part : input) {
-      for (std::size_t i = 0; i < part.times && writeAll(in.writing(), part.text); ++i) {
-      }
-    }
-    in.closeWriting();
-  });
-  expectParts(out, output);
-  out.closeReading();  // lets a failed run end, too
-  writer.join();
-  expectOutcome(process.finish(), "", messages);
-}
-
-Part sized(std::string_view line, std::size_t bytes) {
-  const std::string text = repeated(line, kMiB);
-  return {text, std::max<std::size_t>(bytes / text.size(), 1)};
+  expectOutcome(outcome, printed(body), messages, 0, "the large job", where);
 }
 
 TEST(Memory, DoesNotGrowWithAnOrdinaryJob) {
-  Part pages = sized("%%Page: 1 1\n/F1 12 selectfont 72 720 moveto (some text) show\r\n",
-                     scaled(128 * kMiB));
-  pages.text += std::string(5000, 'x') + bytes("\0\0\n");
-  const Job job;
-  expectInLittleMemory(job, {{"%!PS\n"}, pages, {"%%EOF"}},
-                       {{plainHeader() + "%!PS\n"}, pages, {"%%EOF" + trailer()}}, tmpLines(job));
+  const std::string page = "%%Page: 1 1\n/F1 12 selectfont 72 720 moveto (some text) show\r\n" +
+                           std::string(5000, 'x') + bytes("\0\0\n");
+  const Job job = Job().input("%!PS\n" + repeated(page, scaled(80 * kMiB)) + "%%EOF");
+  expectInLittleMemory(job, job.input(), tmpLines(job));
 }
 
-const std::string kBegin = "%%BeginFeature: *PageSize A4\n";
-const std::string kEnd = "*InputSlot Tray1\n} stopped cleartomark\n";
-
-// A page-size feature is repeated completely, however long it is.
+// A page-size feature is repeated completely, however long it is. If neither disk nor memory can
+// hold it, it is not repeated, but the job is printed.
 TEST(Memory, DoesNotGrowWithAPageSizeFeature) {
-  const Part filler = sized("0 0 moveto (of the feature) show\n", scaled(80 * kMiB));
-  const std::string again = kEnd + "[{\n" + kBegin;
-  const Job job;
-  expectInLittleMemory(
-      job, {{kBegin}, filler, {kEnd + "x\n"}},
-      {{plainHeader() + kBegin}, filler, {again}, filler, {kEnd + "x\n" + trailer()}},
-      tmpLines(job));
-}
-
-// If neither disk nor memory can hold a feature without an end, it is not repeated, but the job is
-// printed.
-TEST(Memory, DoesNotGrowWithAPageSizeFeatureWithoutADirectory) {
-  const Part filler = sized("0 0 moveto (of the feature) show\n", 80 * kMiB);
-  const Job job = Job().env("TMPDIR", "/nonexistent");
-  expectInLittleMemory(job, {{kBegin}, filler, {kEnd}},
-                       {{plainHeader() + kBegin}, filler, {kEnd + trailer()}}, tmpLines(job));
+  const std::string source = "*InputSlot Tray1\n} stopped cleartomark\n";
+  const std::string feature = "%%BeginFeature: *PageSize A4\n" +
+                              repeated("0 0 moveto (of the feature) show\n", scaled(80 * kMiB));
+  const Job job = Job().input(feature + source + "x\n");
+  expectInLittleMemory(job, join(feature, source, "[{\n", feature, source, "x\n"), tmpLines(job));
+  const Job withoutDirectory = Job(job).env("TMPDIR", "/nonexistent");
+  expectInLittleMemory(withoutDirectory, job.input(), tmpLines(withoutDirectory));
 }
 
 // An instruction page of more than 16 MiB is not used; those of the package have a few KiB.
 TEST(Memory, DoesNotGrowWithAnInstructionPage) {
-  const Job job = instructedJob("", "");
+  const Job job = instructedJob(join(kTop, kPage1), "");
   fs::resize_file(job.tmpFile("pages/en.lproj/instruction(null)"), std::uintmax_t{1} << 30);
-  expectInLittleMemory(
-      job, {{join(kTop, kPage1)}},
-      {{printed(join(kTop, kFirstPass, kInstruction, kPage1, kSecondPass, kBlank))}},
-      join(threeTmpLines(job), kNoInstruction));
+  expectInLittleMemory(job, printed(kTop, kPage1, kBlank, ""),
+                       join(threeTmpLines(job), kNoInstruction));
 }
 
 // ---- time
 
-double seconds(const timeval& time) {
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-}
-
 double secondsOfChildren() {
   rusage usage{};
   getrusage(RUSAGE_CHILDREN, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
@@ -146,62 +79,51 @@ double workOf(Job job, std::string_view text) {
 
 // A job of eight times the size needs little more than eight times the work; quadratic work would
 // be 64 times as much.
-void expectLinear(const Job& job, const std::function<std::string(std::size_t)>& text,
+void expectLinear(const char* options, const std::function<std::string(std::size_t)>& text,
                   std::size_t bytes) {
   bytes = std::max<std::size_t>(scaled(bytes), 1024);
-  const double small = workOf(job, text(bytes));
-  const double large = workOf(job, text(bytes * 8));
-  EXPECT_LT(large, 20 * small + 0.2) << small << " s";
+  const double small = workOf(Job().options(options), text(bytes));
+  const double large = workOf(Job().options(options), text(bytes * 8));
+  EXPECT_LT(large, 20 * small + 0.2) << small << " s for " << text(20) << " " << options;
 }
 
-struct HostileText {
-  const char* name;
-  const char* options;
-  std::string begin;
-  std::string_view repeats;
-};
-
-class Work : public ::testing::TestWithParam<HostileText> {};
-
-TEST_P(Work, GrowsWithTheSizeOfTheJob) {
-  const HostileText& row = GetParam();
-  expectLinear(
-      Job().options(row.options),
-      [&](std::size_t bytes) { return row.begin + repeated(row.repeats, bytes); }, 128 * 1024);
+TEST(Work, GrowsWithTheSizeOfTheJob) {
+  const struct {
+    const char* repeats;
+    const char* start = "";
+    const char* options = "";
+  } rows[] = {{"\n"},
+              {"\r"},
+              {"x"},
+              {"%%Page"},
+              {"@PJL \n"},
+              {"*PageSize\n"},
+              {"*PageSize EndFeature\n"},
+              {"\r", "*PageSize\n"},
+              {"x\n", "*InputSlot\n"},
+              {"JobPatchFile\n"},
+              {"%RBINumCopies: \n", "", "PrintTo=JRVerify"},
+              {"QVBookletFold", "", "QVBookletFold=BiFold"},
+              {"QVBookletFold\r", "QVBookletFold\n", "QVBookletFold=BiFold"},
+              {"%%Page:\n", "", "QVBookletFold=BiFold"}};
+  for (const auto& [repeats, start, options] : rows) {
+    const auto text = [&](std::size_t bytes) { return start + repeated(repeats, bytes); };
+    expectLinear(options, text, 128 * 1024);
+  }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Texts, Work, ::testing::Values(
-    HostileText{"EmptyLines",       "", "", "\n"},
-    HostileText{"CarriageReturns",  "", "", "\r"},
-    HostileText{"NoLineEnd",        "", "", "x"},
-    HostileText{"Percent",          "", "", "%%Page"},
-    HostileText{"OwnPjl",           "", "", "@PJL \n"},
-    HostileText{"PageSizes",        "", "", "*PageSize\n"},
-    HostileText{"EndedPageSizes",   "", "", "*PageSize EndFeature\n"},
-    HostileText{"UnendedPageSize",  "", "*PageSize\n", "\r"},
-    HostileText{"UnendedSource",    "", "*InputSlot\n", "x\n"},
-    HostileText{"PatchFiles",       "", "", "JobPatchFile\n"},
-    HostileText{"Copies",           "PrintTo=JRVerify", "", "%RBINumCopies: \n"},
-    HostileText{"Folds",            "QVBookletFold=BiFold", "", "QVBookletFold"},
-    HostileText{"UnendedFold",      "QVBookletFold=BiFold", "QVBookletFold\n", "QVBookletFold\r"},
-    HostileText{"Pages",            "QVBookletFold=BiFold", "", "%%Page:\n"}),
-    [](const auto& row) { return row.param.name; });
-// clang-format on
 
 // The work of repeating a feature grows only with what is printed, whether the feature is longer or
 // repeated more often.
 TEST(Work, GrowsWithTheSizeOfARepeatedFeature) {
-  const auto text = [](std::size_t block, std::size_t times) {
+  const auto job = [](std::size_t block, std::size_t times) {
     return "*PageSize\n" + repeated("12345678 901 def\n", block) + "EndFeature\n" +
            repeated("*InputSlot cleartomark\n", 23 * times);
   };
+  const auto longer = [&](std::size_t bytes) { return job(bytes, 50); };
+  const auto moreOften = [&](std::size_t bytes) { return job(4000, bytes / 64); };
   for (const char* options : {"", "QVBookletFold=BiFold"}) {
-    const Job job = Job().options(options);
-    expectLinear(
-        job, [&](std::size_t bytes) { return text(bytes, 50); }, 32 * 1024);
-    expectLinear(
-        job, [&](std::size_t bytes) { return text(4000, bytes / 64); }, 32 * 1024);
+    expectLinear(options, longer, 32 * 1024);
+    expectLinear(options, moreOften, 32 * 1024);
   }
 }
 
