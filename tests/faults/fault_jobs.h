@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/blackbox/manual_booklets.h"
+#include "tests/support/log_settings.h"
 
 namespace jobshaper::testing {
 
@@ -40,6 +41,14 @@ inline std::string countIn(const std::string& path) {
 // A page-size feature of this size, which is repeated after the paper source.
 inline std::string longFeature(std::size_t size) {
   return join("*PageSize A4\n", lines(size), "*InputSlot\ncleartomark\n");
+}
+
+// A job with a diagnostic log of this name.
+inline Job loggedJob(std::string_view name = "debug.log") {
+  Job job = Job().log(7);
+  writeFile(job.tmpFile(kLogSettings), propertyList(logEntry(integer("7"), integer("1"),
+                                                             join("<string>", name, "</string>"))));
+  return job;
 }
 
 // The captures of a job that was read and printed.

@@ -68,11 +68,7 @@ TEST(StandardErrorBytes, ContainNothingOfAManualBooklet) {
 }
 
 TEST(StandardErrorBytes, ContainNothingOfTheLogsSettings) {
-  Job job = Job().log(7);
-  const std::string settings = job.tmpFile("Debug/.DebugPlist/qvDebug.plist");
-  std::string list = readFile(settings);
-  list.replace(list.find("debug.log"), 9, "no/\nSTATE: x\n.log");
-  writeFile(settings, list);
+  const Job job = loggedJob("no/\nSTATE: x\n.log");
   expectMessages(job, join(tmpLine(job), "ERROR: Unable to open log file\n", tmpLine(job)));
   for (const std::string_view text :
        {"<plist version=\"1.0\"><dict><key>\nSTATE: x\n</key></plist>",
@@ -80,7 +76,7 @@ TEST(StandardErrorBytes, ContainNothingOfTheLogsSettings) {
         "<integer>\nSTATE: x\n</integer></dict></dict></plist>",
         "<!DOCTYPE \nSTATE: x\n><plist><\nSTATE: x\n></plist>",
         "<plist><date>\nSTATE: x\n</date><data>\nSTATE: x\n</data>&\nSTATE;\n</plist>"}) {
-    writeFile(settings, text);
+    writeFile(job.tmpFile(kLogSettings), text);
     expectMessages(job, tmpLines(job));
   }
 }
