@@ -21,40 +21,38 @@ finisher, duplex, small = (Ppd(path) for path in paths)
 checks = Checks()
 same = checks.same
 
-FOLDS = {"SaddleStitch": "<< /Fold 2 /Staple 4>> setpagedevice", "BiFold": "<< /Fold 1 >> setpagedevice",
-         "Booklet": "", "DoNotFoldAndStaple": "<< /Fold 0 /Staple 0>> setpagedevice"}
+FOLDS = {"SaddleStitch": b"<< /Fold 2 /Staple 4>> setpagedevice",
+         "BiFold": b"<< /Fold 1 >> setpagedevice", "Booklet": b"",
+         "DoNotFoldAndStaple": b"<< /Fold 0 /Staple 0>> setpagedevice"}
 # Four sides that are arranged already.
 SHEETS = re.sub(rb"(?s)initgraphics.*?finish\n", b"showpage\n", document(4))
-PDF = "application/pdf"
+POSTSCRIPT, PDF = "application/postscript", "application/pdf"
 
 
-def arrives(ppd, options, job, content="application/postscript", copies="1", **environment):
-    return printed(checks, [queue], pstops(job, options, ppd), ppd, options, copies, CONTENT_TYPE=content,
-                   **environment)
-
-
-def sides(options, job, content="application/postscript"):
-    """The two pages and the paper of each side."""
-    return sides_of(nullpage, without_pjl(arrives(finisher, options, job, content).stdout))
+def arrives(ppd, options, job, content=POSTSCRIPT, copies="1", **environment):
+    environment["CONTENT_TYPE"] = content
+    return printed(checks, [queue], pstops(job, options, ppd), ppd, options, copies, **environment)
 
 
 def who_arranges():
     five = SIDES[5]
     for ppd, options, content, fold, wanted in (
-            (finisher, "booklet=true", None, "SaddleStitch", five),
+            (finisher, "booklet=true", POSTSCRIPT, "SaddleStitch", five),
             (finisher, "booklet=true", PDF, "SaddleStitch", None),
-            (finisher, "booklet=true QVBookletFold=DoNotFoldAndStaple", None, "DoNotFoldAndStaple", five),
-            (finisher, "QvnBookletPages=Arranged QVBookletFold=SaddleStitch", None, "SaddleStitch", None),
-            (finisher, "finishings=13", None, "SaddleStitch", five),
-            (finisher, "finishings=8", None, "SaddleStitch", None),
-            (finisher, "finishings=10", None, "BiFold", None),
-            (finisher, "OptionFinisher=False booklet=true", None, "Booklet", five),
-            (duplex, "booklet=true", None, "Booklet", five),
-            (finisher, "booklet=true outputorder=reverse", None, "SaddleStitch", five[::-1]),
-            (finisher, "booklet=true Collate=False", None, "SaddleStitch", five)):
-        done = arrives(ppd, options, document(5), content or "application/postscript")
+            (finisher, "booklet=true QVBookletFold=DoNotFoldAndStaple", POSTSCRIPT, "DoNotFoldAndStaple",
+             five),
+            (finisher, "QvnBookletPages=Arranged QVBookletFold=SaddleStitch", POSTSCRIPT, "SaddleStitch",
+             None),
+            (finisher, "finishings=13", POSTSCRIPT, "SaddleStitch", five),
+            (finisher, "finishings=8", POSTSCRIPT, "SaddleStitch", None),
+            (finisher, "finishings=10", POSTSCRIPT, "BiFold", None),
+            (finisher, "OptionFinisher=False booklet=true", POSTSCRIPT, "Booklet", five),
+            (duplex, "booklet=true", POSTSCRIPT, "Booklet", five),
+            (finisher, "booklet=true outputorder=reverse", POSTSCRIPT, "SaddleStitch", five[::-1]),
+            (finisher, "booklet=true Collate=False", POSTSCRIPT, "SaddleStitch", five)):
+        done = arrives(ppd, options, document(5), content)
         body = without_pjl(done.stdout)
-        same(options, re.findall(r"\*QVBookletFold \w+\n\n(.*)\n", body.decode("latin-1")), [FOLDS[fold]])
+        same(options, re.findall(rb"\*QVBookletFold \w+\n\n(.*)\n", body), [FOLDS[fold]])
         same(options, re.findall(rb"\*Collate \w+\n(.*)\n", body), [b"<</Collate true>>setpagedevice"])
         same(options, b"WARNING" in done.stderr, False)
         same(f"{options} {content}", b"QvnBooklet/" in body, wanted is not None)
@@ -64,37 +62,44 @@ def who_arranges():
 
 def as_it_is():
     """Documents without page comments, and the banner of a queue, are not arranged."""
-    plain = arrives(finisher, "booklet=true QVBookletFold=SaddleStitch", b"%!PS\n(PAGE 1)= showpage\nshowpage\n")
-    same("no comments", plain.stderr.count(b"WARNING: The pages of this document cannot be arranged"), 1)
-    same("no comments", re.findall(rb"/Fold|/Staple|QvnBooklet/", plain.stdout), [])
+    traces = rb"/Fold|/Staple|QvnBooklet/|Duplex true"
+    text = b"%!PS\n(PAGE 1)= showpage\nshowpage\n"
+    plain = arrives(finisher, "booklet=true QVBookletFold=SaddleStitch", text)
+    warning = b"WARNING: The pages of this document cannot be arranged"
+    same("no comments", plain.stderr.count(warning), 1)
+    same("no comments", re.findall(traces, plain.stdout), [])
     for options in ("booklet=true", "QVBookletFold=SaddleStitch"):
-        done = arrives(finisher, options, document(2), CUPS_FILETYPE="job-sheet")
-        same(f"banner, {options}", re.findall(rb"/Fold|/Staple|QvnBooklet/|Duplex true", done.stdout), [])
+        banner = arrives(finisher, options, document(2), CUPS_FILETYPE="job-sheet")
+        same(f"banner, {options}", re.findall(traces, banner.stdout), [])
 
 
 def covers():
     card = "QVBookletCoverSource=Tray2 QVBookletCoverType=Card"
-    backward = " outputorder=reverse"
-    for options, pages, cover, paper, rest in (
-            (card, 1, [0, 1], "1 (Card Stock)", set()),
-            (card, 5, [0, 1], "1 (Card Stock)", {"null null"}),
-            (card + backward, 4, [0, 1], "1 (Card Stock)", set()),
-            (card + backward, 16, [6, 7], "1 (Card Stock)", {"null null"}),
-            ("QVBookletCoverType=Card", 5, [0, 1], "null (Card Stock)", {"null null"}),
-            ("QVBookletCoverSource=Tray2 MediaType=Plain InputSlot=Tray3", 5, [0, 1], "1 (Plain)", {"3 (Plain)"})):
-        found = sides(f"QVBookletFold=SaddleStitch {options}", document(pages))
+    reverse = " outputorder=reverse"
+    other = "QVBookletCoverSource=Tray2 MediaType=Plain InputSlot=Tray3"
+    fold = "QVBookletFold=SaddleStitch "
+    ours, cups = (POSTSCRIPT, fold), (PDF, "booklet=true ")
+    for (content, begin), options, job, cover, paper, rest in (
+            (ours, card, document(1), [0, 1], "1 (Card Stock)", set()),
+            (ours, card, document(5), [0, 1], "1 (Card Stock)", {"null null"}),
+            (ours, card + reverse, document(4), [0, 1], "1 (Card Stock)", set()),
+            (ours, card + reverse, document(16), [6, 7], "1 (Card Stock)", {"null null"}),
+            (ours, "QVBookletCoverType=Card", document(5), [0, 1], "null (Card Stock)", {"null null"}),
+            (ours, other, document(5), [0, 1], "1 (Plain)", {"3 (Plain)"}),
+            (cups, card, SHEETS, [0, 1], "1 (Card Stock)", {"null null"}),
+            (cups, card + reverse, SHEETS, [2, 3], "1 (Card Stock)", {"null null"})):
+        found = sides_of(nullpage, without_pjl(arrives(finisher, begin + options, job, content).stdout))
         same(options, [i for i, (_, asked) in enumerate(found) if asked == paper], cover)
         same(options, {asked for i, (_, asked) in enumerate(found) if i not in cover}, rest)
-        # This sheet has the first page outside, and the last of four times as many.
-        same(options, found[cover[backward in options]][0], (pages if pages % 4 == 0 else 0, 1))
+        if content == POSTSCRIPT:
+            # This sheet has the first page outside, and the last of four times as many.
+            pages = job.count(b"%%Page: ")
+            outside = found[cover[reverse in options]][0]
+            same(options, outside, (pages if pages % 4 == 0 else 0, 1))
     # Ghostscript does not show manual feed.
-    body = arrives(finisher, "QVBookletFold=SaddleStitch QVBookletCoverSource=ManualPaper", document(5)).stdout
+    body = arrives(finisher, fold + "QVBookletCoverSource=ManualPaper", document(5)).stdout
     request = body.split(b"%%Page: 1 1\n")[1].split(b"\n")[1]
     checks.check(request.endswith(b"/ManualFeed true  >> setpagedevice"), request)
-    # Arranged by CUPS, which has four sides.
-    for order, cover in (("", [0, 1]), (backward, [2, 3])):
-        found = sides(f"booklet=true QVBookletCoverSource=Tray2{order}", SHEETS, PDF)
-        same(order, [i for i, (_, asked) in enumerate(found) if asked.startswith("1 ")], cover)
 
 
 def manual_copies():
@@ -110,7 +115,7 @@ def manual_copies():
 
 def manual_with_embedded_documents():
     """Pages with a picture that is a document of its own, arranged by us or by the application."""
-    picture = b"%%BeginDocument: a.eps\n%!PS-Adobe-3.0 EPSF-3.0\n%%Page: 1 1\n%%Trailer\n%%EOF\n%%EndDocument\n"
+    picture = b"%%BeginDocument: a.eps\n%%Page: 1 1\n%%Trailer\n%%EOF\n%%EndDocument\n"
     text = document(5).replace(b"initgraphics(PAGE", picture + b"initgraphics(PAGE")
     for options, pages in (("booklet=true", b"0 1 3 1 4 2"),
                            ("QVBookletFold=Booklet QvnBookletPages=Arranged", b"0 1 3 5 1 4 2")):
@@ -146,8 +151,8 @@ def two_passes(instructions):
     for job, options, filter_options, blanks in (
             (pages(1), fold, fold, 1),
             (pages(6), fold, fold, 1),
-            # What pstops itself adds to pages: saved states, scaled and rotated coordinates, a showpage that
-            # does nothing, a border.
+            # What pstops itself adds to pages: saved states, scaled and rotated coordinates, a showpage
+            # that does nothing, a border.
             (pages(7), f"{fold} number-up=2", None, 1),
             (pages(12), f"{fold} number-up=4 page-border=double landscape", None, 1),
             (pages(3), f"{fold} fit-to-page page-label=draft", None, 1),
@@ -174,7 +179,7 @@ def two_passes(instructions):
         odd = len(drawn[::2])
         empty = found[1 + odd:1 + odd + blanks]
         same(options, found[1:] == drawn[::2] + empty + drawn[::-1][len(drawn) % 2::2], True)
-        # A picture is white if there are only zero bits after its format, the name of Ghostscript and its size.
+        # A white picture has only zero bits after its format, the name of Ghostscript and its size.
         white = [not any(picture.split(b"\n", 3)[3]) for picture in [*found[:1], *drawn, *empty]]
         same(options, white, [False] * (1 + len(drawn)) + [own not in job] * blanks)
 

@@ -33,7 +33,7 @@ class Ppd:
         for key, option, text, _ in self.entries:
             if key == "OpenUI":
                 name = option.lstrip("*")
-                choices = {choice: Choice(text, code) for key, choice, text, code in self.entries if key == name}
+                choices = {entry[1]: Choice(*entry[2:]) for entry in self.entries if entry[0] == name}
                 self.options[name] = Option(text, self.value("Default" + name), choices)
         group = re.search(r"(?s)\*OpenGroup: InstallableOptions(.*?)\*CloseGroup", self.content)
         self.installable = set(re.findall(r"\*OpenUI \*(\w+)", group.group(1) if group else ""))
@@ -61,10 +61,9 @@ class Checks:
         self.done += 1
         if not condition:
             self.failures[message] += 1
-        return condition
 
     def same(self, title, found, wanted):
-        return self.check(found == wanted, f"{title}: {found} and not {wanted}")
+        self.check(found == wanted, f"{title}: {found} and not {wanted}")
 
     def exit(self, at_least):
         for message in list(self.failures)[:40]:
@@ -85,8 +84,7 @@ def pstops(job, options, ppd):
     """The job as CUPS passes it to the filter of a queue."""
     result = run(["/usr/lib/cups/filter/pstops", "7", "ada", "title", "1", options], job,
                  {"PPD": ppd.path, "LC_ALL": "C"})
-    if result.returncode != 0 or b"%%EOF" not in result.stdout:
-        raise RuntimeError(f"pstops {options}: {result.stderr.decode(errors='replace')}")
+    assert result.returncode == 0 and b"%%EOF" in result.stdout, result
     return result.stdout
 
 

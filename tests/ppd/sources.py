@@ -7,10 +7,9 @@ it is not; and the PPD files have no option or choice that nobody knows.
 
 import pathlib
 import re
-import subprocess
 import sys
 
-from ppd import Checks, Ppd
+from ppd import Checks, Ppd, run
 from vocabulary import Vocabulary
 
 known = Vocabulary(sys.argv[1])
@@ -20,9 +19,9 @@ checks = Checks()
 
 # Choices with other names in the sources, because CUPS converts those in the PPD files to IPP names.
 RENAMED = {("MediaType", "Bond"): "StationeryBond", ("MediaType", "Colored"): "StationeryColored",
-           ("MediaType", "Light"): "StationeryLightweight", ("MediaType", "Heavy"): "StationeryHeavyweight",
-           ("InputSlot", "PrinterS"): "Auto", ("MediaType", "PrinterS"): "Auto",
-           ("OutputBin", "PrinterS"): "Auto"}
+           ("MediaType", "Light"): "StationeryLightweight",
+           ("MediaType", "Heavy"): "StationeryHeavyweight",
+           **{(name, "PrinterS"): "Auto" for name in ("InputSlot", "MediaType", "OutputBin")}}
 # The properties of each printer, and what can be installed in it.
 MODELS = {
     "quorvan-color-finisher.ppd": {"color", "duplexer", "finisher"},
@@ -32,15 +31,14 @@ MODELS = {
     "quorvan-small-mono.ppd": set(),
 }
 # Choices that are not in any table.
-FACES = ["QVBookletCoverPage", "QVOutsideFrontCover", "QVOutsideBackCover", "QVInsideFrontCover",
-         "QVInsideBackCover"]
-SCALES = ["CyanBalance", "MagentaBalance", "YellowBalance", "BlackBalance", "QvnBrightness", "QvnContrast",
-          "QvnSaturation"]
+FACES = [f"QV{face}" for face in ("BookletCoverPage", "OutsideFrontCover", "OutsideBackCover",
+                                  "InsideFrontCover", "InsideBackCover")]
+SCALES = [*(f"{color}Balance" for color in ("Cyan", "Magenta", "Yellow", "Black")),
+          "QvnBrightness", "QvnContrast", "QvnSaturation"]
 MORE_CHOICES = {"QVBookletFold": {"false"}, "PrintTo": {"JRPrinter"}, "JRHOLDKEY": {"None"},
                 "TonerDarkness": set("12345"), **{name: {"true", "false"} for name in FACES},
                 **{name: {str(n) for n in range(-5, 6)} for name in SCALES}}
-# Options without the choice of the printer's own setting: CUPS does not allow it, or there is no such
-# setting.
+# CUPS does not allow the choice of the printer's own setting here, or there is no such setting.
 NO_PRINTERS_CHOICE = {"PageSize", "PrintTo", "JRHOLDKEY", "Resolution", *FACES}
 # Options that are not in these sources, because only CUPS, the entry program and the printer use them.
 OF_THE_PPD = {"PageRegion", "Duplex", "Collate", "ColorModel", "OptionDuplexer", "OptionFinisher",
@@ -80,12 +78,12 @@ def all_ppds_together():
     wanted = wanted_choices()
     options, choices = left_out()
     for (name, choice), other in RENAMED.items():
-        checks.check(other in in_ppds[name] and (name, choice) in choices, f"{name} {choice} is called {other}")
+        renamed = other in in_ppds[name] and (name, choice) in choices
+        checks.check(renamed, f"{name} {choice} is called {other}")
         in_ppds[name].remove(other)
     for name in SMALL_TEXT:
         checks.check(len(in_ppds[name]) > 3, f"{name} has hardly a choice")
-    both = in_ppds[SMALL_TEXT[0]] | in_ppds[SMALL_TEXT[1]]
-    in_ppds |= {name: both for name in SMALL_TEXT}
+    in_ppds |= dict.fromkeys(SMALL_TEXT, set.union(*(in_ppds[name] for name in SMALL_TEXT)))
     checks.same("options that are left out", options, set(wanted) - set(in_ppds))
     checks.same("options that nobody reads", set(in_ppds) - set(wanted), OF_THE_PPD)
     for name in set(wanted) & set(in_ppds):
@@ -100,25 +98,28 @@ def has(ppd, name, *choices):
 
 
 def each_ppd(ppd, traits):
-    small = "duplexer" not in traits
-    generic, color, finisher = (trait in traits for trait in ("generic", "color", "finisher"))
-    same = lambda what, found, wanted: checks.same(f"{ppd.name}: {what}", found, wanted)
+    duplexer, generic, color, finisher = (
+        trait in traits for trait in ("duplexer", "generic", "color", "finisher"))
+
+    def same(what, found, wanted):
+        checks.same(f"{ppd.name}: {what}", found, wanted)
+
     same("keywords", [ppd.value(keyword) for keyword in (
         "QVGeneric", "ColorDevice", "ParamCustomJRHOLDKEY", "cupsJobPassword", "cupsJobAccountId",
         "cupsJobAccountingUserId", "cupsFilter")],
-        [("Color" if color else "Mono") if generic else None, str(color), "1 passcode 4 8", "1111", "True",
-         "True", "application/vnd.cups-postscript 0 jobshaper-queue"])
-    same("manual booklets", ppd.manual, small)
+        [("Color" if color else "Mono") if generic else None, str(color), "1 passcode 4 8", "1111",
+         "True", "True", "application/vnd.cups-postscript 0 jobshaper-queue"])
+    same("manual booklets", ppd.manual, not duplexer)
     same("small text", sum(has(ppd, name) for name in SMALL_TEXT) < 2, True)
     # Print dialogs know these names of color models.
     for condition, option in ((color, ("MediaColor",)), (not color, ("GrayCorrection",)),
-                              (color, ("ColorModel", "CMYK", "Gray")), (not small, ("Duplex",)),
+                              (color, ("ColorModel", "CMYK", "Gray")), (duplexer, ("Duplex",)),
                               (finisher, ("InputSlot", "EnvDrawr2")),
                               (finisher, ("QVBookletFold", "SaddleStitch", "BiFold")),
                               (True, ("QVBookletFold", "Booklet", "false"))):
         same(option, has(ppd, *option), condition)
-    defaults = {"QVBookletFold": "false", "PrintTo": "JRPrinter", "Resolution": "600dpi", "JRHOLDKEY": "None",
-                "Collate": "True", **({"ColorModel": "CMYK"} if color else {})}
+    defaults = {"QVBookletFold": "false", "PrintTo": "JRPrinter", "Resolution": "600dpi",
+                "JRHOLDKEY": "None", "Collate": "True", "ColorModel": "CMYK"}
     for name, option in ppd.options.items():
         own = {"QVBookletCoverType": "Printers"}.get(name, RENAMED.get((name, "PrinterS"), "PrinterS"))
         if name in defaults or own in option.choices:
@@ -136,15 +137,15 @@ def each_ppd(ppd, traits):
                         "*OptionDrawer3 EnvelopeDrawer *QVBookletCoverSource Tray3"}
     if generic:
         constraints |= {"*OptionDuplexer False *Duplex", "*OptionDuplexer False *QVBookletFold"}
-    if not small:
+    if duplexer:
         constraints |= {"*Duplex *MediaType Labels", "*Duplex *PageSize Comm10"}
     same("missing constraints", constraints - set(ppd.all("UIConstraints")), set())
 
     finishings = {option: value for key, option, _, value in ppd.entries if key == "cupsIPPFinishings"}
-    # Not 3, none: CUPS puts it into every job, and it would undo the job's own choice of a fold. Nor 4, a
-    # staple in a corner. Only booklet-maker, 13, arranges the pages.
-    same("finishings", {number: "*QvnBookletPages Arranged" in value for number, value in finishings.items()},
-         {"8": True, "10": True, "13": False} if finisher else {"13": False})
+    # Not 3, none: CUPS puts it into every job, and it would undo the job's own choice of a fold. Nor 4,
+    # a staple in a corner. Only booklet-maker, 13, arranges the pages.
+    arranged = {number: "*QvnBookletPages Arranged" in value for number, value in finishings.items()}
+    same("finishings", arranged, {"8": True, "10": True, "13": False} if finisher else {"13": False})
     for option, choice in re.findall(r"\*(\w+) (\w+)", " ".join(finishings.values())):
         same(f"finishing {option} {choice}", has(ppd, option, choice), True)
 
@@ -152,8 +153,7 @@ def each_ppd(ppd, traits):
 def conformance(ppd):
     """CUPS's own test, which may only warn of the names of paper sizes that the printers prescribe."""
     # Whether the filter is installed does not depend on the file.
-    report = subprocess.run(["cupstestppd", "-I", "filters", "-v", ppd.path], stdout=subprocess.PIPE, text=True,
-                            env={"LC_ALL": "C"}, check=False).stdout
+    report = run(["cupstestppd", "-I", "filters", "-v", ppd.path], b"", {"LC_ALL": "C"}).stdout.decode()
     checks.check("NO ERRORS FOUND" in report, f"{ppd.name}: {report}")
     allowed = r'Size "(Comm10|Monarch|DL|C4|C5|OthEnv|Universal)" should be the Adobe standard name'
     for line in re.findall(r".*(?:WARN|FAIL).*", report):
