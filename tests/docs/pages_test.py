@@ -159,7 +159,8 @@ class PagesTest(unittest.TestCase):
 
     def test_values(self):
         """One entry has all values of an option."""
-        for kind, page, section in (("filter", FILTER_PAGE, "OPTIONS"), ("setting", TOOL_PAGE, "SETTERS")):
+        for kind, page, section in (("filter", FILTER_PAGE, "OPTIONS"),
+                                    ("setting", TOOL_PAGE, "SETTERS")):
             texts = [" ".join([*entry.tags, entry.text]) for entry in page.entries(section)]
             found = {name: KNOWN.values(name) for name in KNOWN.names(kind) if KNOWN.values(name)}
             self.assertGreater(len(found), 4)
