@@ -182,52 +182,43 @@ Job bookletJob() {
       .input(kPages);
 }
 
+void expectFailure(const Job& job, const std::string& message, const std::string& reason,
+                   const std::string& advice, const BeforeExec& beforeExec = nullptr,
+                   Where where = Where::here()) {
+  expectOutcome(job.run(beforeExec), "",
+                "\nERROR: " + message + ": " + reason + ". " + advice + "\n", 1, reason, where);
+}
+
 TEST(ArrangedJob, ThatCannotBeKeptIsReported) {
-  const auto expect = [](const Job& job, const std::string& reason) {
-    expectOutcome(job.run(), "",
-                  "\nERROR: The job cannot be kept in " + job.environment().at("TMPDIR") + ": " +
-                      reason + ". Free space there or make it writable, and restart the job.\n",
-                  1, reason);
-  };
   const Job job = bookletJob();
+  const std::string advice = "Free space there or make it writable, and restart the job.";
   // The disk holds nothing; then the job, but not the sides made from it.
   for (const std::size_t limit : {std::size_t{0}, kPages.size()}) {
     const FileSizeLimit fileSize(limit);
-    expect(job, "File too large");
+    expectFailure(job, "The job cannot be kept in " + job.tmp(), "File too large", advice);
   }
-  expect(Job(job).env("TMPDIR", job.tmpFile("missing")), "No such file or directory");
+  const std::string missing = job.tmpFile("missing");
+  expectFailure(Job(job).env("TMPDIR", missing), "The job cannot be kept in " + missing,
+                "No such file or directory", advice);
 }
 
 TEST(ArrangedJob, ThatCannotBeReadIsReported) {
-  const auto expect = [](const Job& job, const std::string& reason,
-                         const BeforeExec& beforeExec = nullptr) {
-    expectOutcome(job.run(beforeExec), "",
-                  "\nERROR: Cannot read the print job: " + reason + ". Print it again.\n", 1,
-                  reason);
-  };
-  expect(bookletJob().file("/missing"), "No such file or directory");
-  expect(bookletJob().file("/"), "Is a directory");
-  expect(bookletJob().input(""), "Is a directory",
-         [] { ::dup2(::open("/", O_RDONLY | O_CLOEXEC), STDIN_FILENO); });
+  const std::string message = "Cannot read the print job";
+  const std::string again = "Print it again.";
+  expectFailure(bookletJob().file("/missing"), message, "No such file or directory", again);
+  expectFailure(bookletJob().file("/"), message, "Is a directory", again);
+  expectFailure(bookletJob(), message, "Is a directory", again,
+                [] { ::dup2(::open("/", O_RDONLY | O_CLOEXEC), STDIN_FILENO); });
 }
 
 // ---- jobs that are not printed
 
-TEST(RefusedJob, SendsNothingAndDoesNotShowItsPin) {
-  const Job job = Job().queue().options("JRHOLDKEY=Custom.47x11").input(kInput);
-  expectOutcome(
-      job.run(), "",
-      "\nERROR: Not printed: the PIN (JRHOLDKEY) is not 4 to 8 digits. Cancel the job and "
-      "print it again with another PIN.\n",
-      1);
-}
-
 // The scheduler shows a message only while the filter runs, and other filters write to the same
 // pipe.
-TEST(RefusedJob, WritesItsMessageAtOnceAndEndsAfterItHasBeenRead) {
+TEST(RefusedJob, SendsNothingAndEndsAfterItsMessageHasBeenRead) {
   Pipe messages(0, O_DIRECT);  // keeps writes apart
   const std::string name(3000, 'x');
-  Process process(Job().queue().options(name + "=PrintTo=JRConf"),
+  Process process(Job().queue().options(name + "=PrintTo=JRConf").input(kInput),
                   [&] { ::dup2(messages.writing(), STDERR_FILENO); });
   messages.closeWriting();
   pollfd message = {messages.reading(), POLLIN, 0};
@@ -242,7 +233,7 @@ TEST(RefusedJob, WritesItsMessageAtOnceAndEndsAfterItHasBeenRead) {
   EXPECT_EQ(text, "\nERROR: Not printed: the value of " + name +
                       " contains other options. Cancel the job and print it again with blanks "
                       "between the options.\n");
-  EXPECT_EQ(process.finish().exitStatus, 1);
+  expectOutcome(process.finish(), "", "", 1);
 }
 
 }  // namespace

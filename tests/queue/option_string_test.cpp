@@ -17,15 +17,18 @@ struct Row {
   std::string features = "";  // whose code is replaced: "NAME CHOICE: CODE"
 };
 
-// "PMCopies" and "PMCopyCollate" stand for the long names of macOS.
-std::string inFull(std::string text) {
-  for (const std::string name : {"PMCopies", "PMCopyCollate"}) {
-    for (std::size_t at = 0; (at = text.find(name + "=", at)) != text.npos; at += 40) {
-      text.insert(at + name.size(), name == "PMCopies" ? "..n." : "..b.");
-      text.insert(at, "com.apple.print.PrintSettings.");
-    }
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size()) {
+    text.replace(at, from.size(), to);
   }
   return text;
+}
+
+// "PMCopies" and "PMCopyCollate" stand for the long names of macOS.
+std::string inFull(const std::string& text) {
+  const std::string copies = "com.apple.print.PrintSettings.PMCopies..n.=";
+  const std::string collate = "com.apple.print.PrintSettings.PMCopyCollate..b.=";
+  return replaced(replaced(text, "PMCopies=", copies), "PMCopyCollate=", collate);
 }
 
 void expectOptions(const std::vector<Row>& rows, const std::string& ppd = "",
@@ -36,11 +39,11 @@ void expectOptions(const std::vector<Row>& rows, const std::string& ppd = "",
     const Completion job = complete({inFull(options), ppd, copies});
     expectSame(job.options, inFull(expected), "the result", options, where);
     expectSame(job.messages, inFull(messages), "the messages", options, where);
-    std::string replaced;
+    std::string found;
     for (const auto& [feature, code] : job.additions.replacedFeatures) {
-      replaced += feature + ": " + code;
+      found += feature + ": " + code;
     }
-    expectSame(replaced, features, "the features", options, where);
+    expectSame(found, features, "the features", options, where);
   }
 }
 
@@ -127,16 +130,12 @@ TEST(MarkedChoices, AreThoseOfEveryOptionThatTheFilterReads) {
   EXPECT_EQ(complete({"", ppd}).values, expected);
 }
 
-TEST(Choice, IsSpelledAsInThePpd) {
+TEST(Choice, IsSpelledAsInThePpdOrReplacedByTheDefault) {
   const std::string fold = "PMCopyCollate=true QVBookletFold=SaddleStitch";
-  expectOptions({{"QVBookletFold=saddlestitch", "+ " + fold},
-                 {"a=1 qvbookletfold=SADDLESTITCH b=2", "a=1 b=2 " + fold}},
-                kFolds);
-}
-
-TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
   const std::string added = "+ PMCopyCollate=true QVBookletFold=BiFold";
-  expectOptions({{"QVBookletFold=", added, notAChoice("QVBookletFold=", "BiFold")},
+  expectOptions({{"QVBookletFold=saddlestitch", "+ " + fold},
+                 {"a=1 qvbookletfold=SADDLESTITCH b=2", "a=1 b=2 " + fold},
+                 {"QVBookletFold=", added, notAChoice("QVBookletFold=", "BiFold")},
                  {"QVBookletFold=<42>ook", added, notAChoice("QVBookletFold=<42>ook", "BiFold")},
                  // It cannot add a line to the log.
                  {"QVBookletFold=a\\\nERROR:\\ \\\"b", added,
@@ -150,33 +149,29 @@ TEST(Choice, ThatThePpdLacksIsReplacedByTheDefault) {
 // ---- equipment
 
 TEST(Equipment, ThatIsMissingMakesAFoldAPlainBookletAndLeavesOtherDefaults) {
-  const auto ppd = [](const std::string& finisher, const std::string& coverSource) {
-    return "QVBookletFold: *false Booklet BiFold{code}\nQVBookletCoverSource: " + coverSource +
-           "\nOptionFinisher: " + finisher +
-           "\nOptionDuplexer: *True False\n"
-           "*UIConstraints: *OptionFinisher False *QVBookletFold BiFold\n"
-           "*UIConstraints: *OptionFinisher False *QVBookletCoverSource Tray5\n"
-           "*UIConstraints: *QVBookletCoverSource Tray1 *QVBookletFold BiFold\n"
-           "*UIConstraints: *OptionDuplexer False *QVBookletFold";
-  };
+  const std::string ppd =
+      "QVBookletFold: *false Booklet BiFold{code}\nQVBookletCoverSource: *PrinterS Tray1 Tray5\n"
+      "OptionFinisher: *True False\nOptionDuplexer: *True False\n"
+      "*UIConstraints: *OptionFinisher False *QVBookletFold BiFold\n"
+      "*UIConstraints: *OptionFinisher False *QVBookletCoverSource Tray5\n"
+      "*UIConstraints: *QVBookletCoverSource Tray1 *QVBookletFold BiFold\n"
+      "*UIConstraints: *OptionDuplexer False *QVBookletFold";
   const std::string fold = "QVBookletFold=BiFold";
   const std::string tray = "QVBookletCoverSource=Tray5";
   const std::string source = "QVBookletCoverSource=PrinterS";
   const std::string missing = "OptionFinisher=False";
-  const std::string noDuplexer = "QVBookletFold=Booklet OptionDuplexer=False";
-  const std::string booklet = "+ PMCopyCollate=true " + source + " QVBookletFold=Booklet";
-  const std::string without = "+ " + source + " QVBookletFold=false";
-  expectOptions({{fold, "+ PMCopyCollate=true " + source},
-                 {fold + " " + missing, booklet, notInstalled(fold, missing, "Booklet")}},
-                ppd("*True False", "*PrinterS Tray1 Tray5"));
-  expectOptions({{fold, booklet, notInstalled(fold, missing, "Booklet")},
-                 {tray, without, notInstalled(tray, missing, "PrinterS")},
-                 {noDuplexer, without,
-                  notInstalled("QVBookletFold=Booklet", "OptionDuplexer=False", "false")}},
-                ppd("True *False", "*PrinterS Tray1 Tray5"));
+  expectOptions(
+      {{fold, "+ PMCopyCollate=true " + source},
+       {fold + " " + missing, "+ PMCopyCollate=true " + source + " QVBookletFold=Booklet",
+        notInstalled(fold, missing, "Booklet")},
+       {tray + " " + missing, "+ " + source + " QVBookletFold=false",
+        notInstalled(tray, missing, "PrinterS")},
+       {"QVBookletFold=Booklet OptionDuplexer=False", "+ " + source + " QVBookletFold=false",
+        notInstalled("QVBookletFold=Booklet", "OptionDuplexer=False", "false")}},
+      ppd);
   // For the default, too.
-  expectOptions({{"", "+ QVBookletFold=false", notInstalled(tray, missing)}},
-                ppd("True *False", "PrinterS Tray1 *Tray5"));
+  expectOptions({{missing, "+ QVBookletFold=false", notInstalled(tray, missing)}},
+                replaced(ppd, "*PrinterS Tray1 Tray5", "PrinterS Tray1 *Tray5"));
 }
 
 // ---- settings
@@ -186,7 +181,7 @@ TEST(Equipment, ThatIsMissingMakesAFoldAPlainBookletAndLeavesOtherDefaults) {
 
 struct SettingRow {
   std::string options;
-  std::vector<std::string> variables;  // that end the header, before the switch to PostScript
+  std::string variables;  // that end the header, before the switch to PostScript
   std::string messages = "";
 };
 
@@ -202,7 +197,9 @@ void expectSettings(const std::string& ppd, const std::vector<SettingRow>& rows,
     for (const std::string& line : header.objectEnumerator()) lines += line;
     std::string expected = "USERNAME = \"ada\"\n";
     lines.erase(0, lines.find(expected));
-    for (const std::string& variable : variables) expected += "@PJL SET " + variable + "\n";
+    if (!variables.empty()) {
+      expected += "@PJL SET " + replaced(variables, ", ", "\n@PJL SET ") + "\n";
+    }
     expectSame(lines, expected + "@PJL ENTER LANGUAGE = POSTSCRIPT\n", "header", options, where);
     expectSame(job.messages, messages, "messages", options, where);
   }
@@ -211,93 +208,75 @@ void expectSettings(const std::string& ppd, const std::vector<SettingRow>& rows,
 TEST(Setting, IsSentForAChoiceOfTheJobOrTheDefault) {
   expectSettings(
       "OutputBin: PrinterS Bin1 *Bin2\nCyanBalance: *PrinterS -5 0",
-      {{"", {"OUTBIN = OPTIONALOUTBIN2"}},
-       {"OutputBin=bin1 CyanBalance=-5", {"OUTBIN = OPTIONALOUTBIN1", "QCOLORBALANCECYAN = -5"}},
-       {"OutputBin=PrinterS CyanBalance=9\\\n@PJL",
-        {},
+      {{"", "OUTBIN = OPTIONALOUTBIN2"},
+       {"OutputBin=bin1 CyanBalance=-5", "OUTBIN = OPTIONALOUTBIN1, QCOLORBALANCECYAN = -5"},
+       {"OutputBin=PrinterS CyanBalance=9\\\n@PJL", "",
         notAChoice("CyanBalance=9 @PJL", "PrinterS")},
-       {"TonerDarkness=7 Resolution=1200IQ OutputBin=PrinterS", {}}});  // not in the PPD file
+       {"TonerDarkness=7 Resolution=1200IQ OutputBin=PrinterS", ""}});  // not in the PPD file
 }
 
 TEST(Setting, OfThePrinterItselfIsCalledAutoWhereIppDoes) {
   expectSettings("OutputBin: *Auto Bin1\nInputSlot: *Auto\nMediaType: *Auto\nMediaColor: *Auto",
-                 {{"", {"QCOLORCORRECTION = AUTO"}}});
+                 {{"", "QCOLORCORRECTION = AUTO"}});
 }
 
 TEST(Setting, OfColorFollowsTheColorModel) {
   const std::string color = "QCOLORMODEL = CMYK";
   const std::string gray = "QCOLORMODEL = BLACK";
   expectSettings("ColorModel: *CMYK Gray",
-                 {{"", {color}},
-                  {"ColorModel=gray", {gray}},
-                  {"BLW=TrueM", {gray}},
-                  {"ColorModel=Gray BLW=PrinterS", {}},
-                  {"ColorModel=RGB", {color}, notAChoice("ColorModel=RGB", "CMYK")}});
-  expectSettings("ColorModel: CMYK *Gray", {{"", {gray}},
-                                            {"print-color-mode=color", {color}},
-                                            {"print-color-mode=auto", {gray}},
-                                            {"print-color-mode=color ColorModel=Gray", {gray}}});
-  expectSettings("PrintTo: *JRPrinter", {{"BLW=TrueM", {}}});
+                 {{"", color},
+                  {"ColorModel=gray", gray},
+                  {"BLW=TrueM", gray},
+                  {"ColorModel=Gray BLW=PrinterS", ""},
+                  {"ColorModel=RGB", color, notAChoice("ColorModel=RGB", "CMYK")}});
+  expectSettings("ColorModel: CMYK *Gray", {{"", gray},
+                                            {"print-color-mode=color", color},
+                                            {"print-color-mode=auto", gray},
+                                            {"print-color-mode=color ColorModel=Gray", gray}});
+  expectSettings("PrintTo: *JRPrinter", {{"BLW=TrueM", ""}});
 }
 
-TEST(Setting, ThatThePpdHasCodeForIsNotSent) {
-  expectSettings("SepPages: *PrinterS None Jobs{code}",
-                 {{"SepPages=Jobs", {}}, {"SepPages=None", {"QSEPARATORSHEETS = NONE"}}});
-}
-
-TEST(Setting, WithoutItsEquipmentIsNotSent) {
+TEST(Setting, WithCodeOrWithoutItsEquipmentIsNotSent) {
   expectSettings(
-      "OutputBin: PrinterS *FinisherBin1\nOptionFinisher: True *False\n"
+      "SepPages: *PrinterS None Jobs{code}\n"
+      "OutputBin: *PrinterS FinisherBin1\nOptionFinisher: True *False\n"
       "*UIConstraints: *OptionFinisher False *OutputBin FinisherBin1",
-      {{"", {}, notInstalled("OutputBin=FinisherBin1", "OptionFinisher=False")}});
+      {{"SepPages=None", "QSEPARATORSHEETS = NONE"},
+       {"SepPages=Jobs", ""},
+       {"OutputBin=FinisherBin1", "",
+        notInstalled("OutputBin=FinisherBin1", "OptionFinisher=False", "PrinterS")}});
 }
 
 TEST(Setting, OfImageQualityIsAnOptionOfItsOwn) {
-  expectSettings(
-      "QvnImageQuality: *PrinterS 1200IQ 2400IQ\nResolution: 1200dpi *600dpi{code}",
-      {{"Resolution=600dpi QvnImageQuality=2400IQ",
-        {"RESOLUTION = 600", "QIMAGEENHANCE = ON", "QIMAGEENHANCETYPE = 4", "QSCREENING = IET"}},
-       {"Resolution=600dpi", {}}});
+  expectSettings("QvnImageQuality: *PrinterS 1200IQ 2400IQ\nResolution: 1200dpi *600dpi{code}",
+                 {{"Resolution=600dpi QvnImageQuality=2400IQ",
+                   "RESOLUTION = 600, QIMAGEENHANCE = ON, QIMAGEENHANCETYPE = 4, QSCREENING = IET"},
+                  {"Resolution=600dpi", ""}});
 }
 
 TEST(Setting, ComesInTheOrderOfTheHeader) {
-  const std::pair<std::string, std::vector<std::string>> rows[] = {
-      {"MediaType: *Plain", {"MEDIATYPE = \"PLAIN\""}},
-      {"InputSlot: *Tray1", {"QPAPERSOURCE = TRAY1"}},
-      {"OutputBin: *Bin1", {"OUTBIN = OPTIONALOUTBIN1"}},
-      {"TonerDarkness: *6", {"DENSITY = 1"}},
-      {"PictureGrade: *TrueM", {"QPICTUREGRADE = ON"}},
-      {"SepPages: *Jobs", {"QSEPARATORSHEETS = BETWEENJOBS"}},
-      {"SepSource: *Tray1", {"QSEPARATORSOURCE = TRAY1"}},
-      {"Offset: *Jobs", {"JOBOFFSET = BETWEENJOBS"}},
-      {"CyanBalance: *1", {"QCOLORBALANCECYAN = 1"}},
-      {"MagentaBalance: *2", {"QCOLORBALANCEMAGENTA = 2"}},
-      {"YellowBalance: *3", {"QCOLORBALANCEYELLOW = 3"}},
-      {"BlackBalance: *4", {"QCOLORBALANCEBLACK = 4"}},
-      {"MediaColor: *Auto", {"QCOLORCORRECTION = AUTO"}},
-      {"GrayCorrection: *FalseM", {"QCOLORCORRECTION = OFF"}},
-      {"ManualRGBImage: *Off", {"QMANUALCOLORRGBIMAGE = OFF"}},
-      {"ManualRGBText: *Off", {"QMANUALCOLORRGBTEXT = OFF"}},
-      {"ManualRGBGraphics: *Off", {"QMANUALCOLORRGBGRAPHICS = OFF"}},
-      {"ManualCMYK: *Off",
-       {"QMANUALCOLORCMYKIMAGE = OFF", "QMANUALCOLORCMYKTEXT = OFF",
-        "QMANUALCOLORCMYKGRAPHICS = OFF"}},
-      {"ColorSaver: *TrueM", {"QCOLORSAVER = ON"}},
-      {"BLW: *TrueM", {"QCOLORMODEL = BLACK"}},
-      {"QvnBrightness: *5", {"QIMAGEBRIGHTNESS = 5"}},
-      {"QvnContrast: *-1", {"QIMAGECONTRAST = -1"}},
-      {"QvnSaturation: *-2", {"QIMAGESATURATION = -2"}},
-      {"ImageSmoothing: *TrueF", {"QIMAGESMOOTHING = ON"}},
-      {"QvnLineDetail: *TrueF", {"QLINEDETAIL = ON"}},
-      {"Resolution: *300dpi", {"RESOLUTION = 300"}},
-  };
-  std::string ppd;
-  std::vector<std::string> all;
-  for (const auto& [option, variables] : rows) {
-    ppd = option + "\n" + ppd;  // in the other order
-    all.insert(all.end(), variables.begin(), variables.end());
+  std::istringstream choices(
+      "MediaType=Plain InputSlot=Tray1 OutputBin=Bin1 TonerDarkness=6 PictureGrade=TrueM "
+      "SepPages=Jobs SepSource=Tray1 Offset=Jobs CyanBalance=1 MagentaBalance=2 YellowBalance=3 "
+      "BlackBalance=4 MediaColor=Auto GrayCorrection=FalseM ManualRGBImage=Off ManualRGBText=Off "
+      "ManualRGBGraphics=Off ManualCMYK=Off ColorSaver=TrueM BLW=TrueM QvnBrightness=5 "
+      "QvnContrast=-1 QvnSaturation=-2 ImageSmoothing=TrueF QvnLineDetail=TrueF Resolution=300dpi");
+  std::string ppd;  // with the options in the other order
+  for (std::string choice; choices >> choice;) {
+    ppd = choice.replace(choice.find('='), 1, ": *") + "\n" + ppd;
   }
-  expectSettings(ppd, {{"", all}});
+  expectSettings(
+      ppd,
+      {{"",
+        "MEDIATYPE = \"PLAIN\", QPAPERSOURCE = TRAY1, OUTBIN = OPTIONALOUTBIN1, DENSITY = 1, "
+        "QPICTUREGRADE = ON, QSEPARATORSHEETS = BETWEENJOBS, QSEPARATORSOURCE = TRAY1, "
+        "JOBOFFSET = BETWEENJOBS, QCOLORBALANCECYAN = 1, QCOLORBALANCEMAGENTA = 2, "
+        "QCOLORBALANCEYELLOW = 3, QCOLORBALANCEBLACK = 4, QCOLORCORRECTION = AUTO, "
+        "QCOLORCORRECTION = OFF, QMANUALCOLORRGBIMAGE = OFF, QMANUALCOLORRGBTEXT = OFF, "
+        "QMANUALCOLORRGBGRAPHICS = OFF, QMANUALCOLORCMYKIMAGE = OFF, QMANUALCOLORCMYKTEXT = OFF, "
+        "QMANUALCOLORCMYKGRAPHICS = OFF, QCOLORSAVER = ON, QCOLORMODEL = BLACK, "
+        "QIMAGEBRIGHTNESS = 5, QIMAGECONTRAST = -1, QIMAGESATURATION = -2, QIMAGESMOOTHING = ON, "
+        "QLINEDETAIL = ON, RESOLUTION = 300"}});
 }
 
 // ---- texts for the header
@@ -324,16 +303,13 @@ TEST(HeaderText, IsMadeOfEveryTextOfAUser) {
 
 // Users find the jobs that the printer keeps by their names at its panel.
 TEST(JobName, IsTheTitleOfAJobThatThePrinterKeeps) {
-  const auto jobName = [](const std::string& options, const std::string& ppd) {
-    return complete({options, ppd}).additions.jobName;
-  };
   const std::string ppd = "PrintTo: JRPrinter *JRVerify JRConf";
   for (const char* options : {"", "PrintTo=jrconf JRHOLDKEY=1234", "job-password=1234"}) {
-    EXPECT_EQ(jobName(options, ppd), "The 'first' draft ") << options;
+    EXPECT_EQ(complete({options, ppd}).additions.jobName, "The 'first' draft ") << options;
   }
-  EXPECT_EQ(jobName("PrintTo=JRPrinter", ppd), "");
-  EXPECT_EQ(jobName("PrintTo=JRPrinter", ""), "");
-  EXPECT_EQ(jobName("", ""), "");
+  for (const Request& request : {Request{"PrintTo=JRPrinter", ppd}, {"PrintTo=JRPrinter"}, {""}}) {
+    EXPECT_EQ(complete(request).additions.jobName, "") << request.options;
+  }
 }
 
 // ---- features in the job
@@ -354,16 +330,14 @@ TEST(ResolutionOfIpp, ReplacesTheCodeOfTheDefault) {
 // CUPS adds a blank page to two-sided collated copies with an odd number of pages.
 TEST(Pages, AreCountedInSheetsWhereCupsWouldAddABlankPage) {
   const std::string ppd = "Duplex: *None DuplexTumble DuplexNoTumble\nCollate: True *False";
-  const std::pair<const char*, bool> rows[] = {{"Duplex=DuplexTumble Collate=True", true},
-                                               {"sides=two-sided-long-edge collate=true", true},
-                                               {"Duplex=DuplexTumble", false},
-                                               {"Collate=True", false}};
-  for (const auto& [options, wholeSheets] : rows) {
-    EXPECT_EQ(complete({options, ppd}).additions.wholeSheets, wholeSheets) << options;
+  for (const char* options :
+       {"Duplex=DuplexTumble Collate=True", "sides=two-sided-long-edge collate=true"}) {
+    EXPECT_TRUE(complete({options, ppd}).additions.wholeSheets) << options;
     EXPECT_FALSE(complete({options}).additions.wholeSheets) << options;
   }
-  for (const char* options : {"", "a=\"b"}) {
-    EXPECT_TRUE(complete({options}).additions.countPages) << options;
+  for (const char* options : {"Duplex=DuplexTumble", "Collate=True", "a=\"b"}) {
+    EXPECT_FALSE(complete({options, ppd}).additions.wholeSheets) << options;
+    EXPECT_TRUE(complete({options, ppd}).additions.countPages) << options;
   }
 }
 
@@ -419,7 +393,8 @@ TEST(OptionString, KeepsEveryValue) {
 }
 
 TEST(OptionString, ThatDoesNotEndStaysAsItIs) {
-  for (const char* options : {"a=\"b", "a='b", "a=\\", "a={b", "{a=1 b=2}", "=1"}) {
+  for (const char* options :
+       {"a=\"b", "a='b", "a=\\", "a={b", "{a=1 b=2}", "=1", "Resolution=6x6dpi a={b"}) {
     expectOptions({{options, "+", kDefaultsNotUsed}}, kBlankPage);
   }
 }

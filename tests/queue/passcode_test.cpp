@@ -101,8 +101,9 @@ TEST(Passcode, IsMissing) {
 
 TEST(Passcode, NeedsAPrinterThatKeepsConfidentialJobs) {
   expectRefusal("this printer cannot keep confidential jobs.",
-                "on another printer, or without PrintTo=JRConf and PIN.", {"job-password=4711"},
-                "PrintTo: JRPrinter *JRVerify", notAChoice("PrintTo=JRConf", "JRVerify"));
+                "on another printer, or without PrintTo=JRConf and PIN.",
+                {"job-password=4711", "PrintTo=JRConf"}, "PrintTo: JRPrinter *JRVerify",
+                notAChoice("PrintTo=JRConf", "JRVerify"));
 }
 
 TEST(Passcode, IsNotLostInAnOptionThatDoesNotEnd) {
