@@ -129,12 +129,6 @@ TEST(WriteError, IsIgnored) {
 
 // ---- what has been written while the filter waits for input
 
-// Waits for exactly this output of a job whose input stays open.
-void expectOut(Process& process, const std::string& expected, Where where = Where::here()) {
-  EXPECT_TRUE(process.waitForOutput(expected.size()));
-  expectSame(process.out(), expected, "standard output", "the waiting job", where);
-}
-
 // What a kill leaves, too: the captures are written before standard output.
 TEST(Flush, HeaderMessagesAndEveryFinishedPieceAreWrittenBeforeTheJobWaits) {
   Job job;
@@ -147,7 +141,8 @@ TEST(Flush, HeaderMessagesAndEveryFinishedPieceAreWrittenBeforeTheJobWaits) {
                                  Where where = Where::here()) {
     in += pjl + pieces;
     out += pieces;
-    expectOut(process, out, where);
+    EXPECT_TRUE(process.waitForOutput(out.size()));
+    expectSame(process.out(), out, "standard output", "the waiting job", where);
     expectSame(readFile(job.tmpFile("qvn_ps")), in, "qvn_ps", "the waiting job", where);
     expectSame(readFile(job.tmpFile("qvn_ps2")), out, "qvn_ps2", "the waiting job", where);
   };
@@ -162,30 +157,6 @@ TEST(Flush, HeaderMessagesAndEveryFinishedPieceAreWrittenBeforeTheJobWaits) {
   process.kill(SIGKILL);
   EXPECT_EQ(process.finish().signal, SIGKILL);
   expectWritten("");
-}
-
-TEST(Flush, PieceWithAZeroByteAndAllBeforeItAreWrittenAtOnce) {
-  struct {
-    std::string start;  // ends with a piece that contains a zero byte
-    std::string begun;  // of the next line, which is PJL of the job
-    bool wrapped;
-  } const rows[] = {{bytes("one\ntwo\nthree\0\n"), "@PJ", true},
-                    {bytes("\0\r"), "", false},
-                    {bytes("\0") + std::string(1023, 'x'), "", true}};
-  for (const auto& [start, begun, wrapped] : rows) {
-    Job job;
-    if (!wrapped) job.version(kOldSystem).env("DEVICE_URI", "usb://Quorvan/Office");
-    std::string expected = (wrapped ? plainHeader() : "") + start;
-    Process process(job);
-    process.write("@PJL JOB\n" + start + begun);
-    expectOut(process, expected);
-    process.write((begun.empty() ? "" : "L SET COPIES = 2\n") + bytes("four\n\0\n"));
-    expected += bytes("four\n\0\n");
-    expectOut(process, expected);
-    process.write("\nfive\n");
-    expected += "\nfive\n";
-    expectOutcome(process.finish(), expected + (wrapped ? trailer() : ""), tmpLines(job));
-  }
 }
 
 }  // namespace
