@@ -1,11 +1,9 @@
 #!/usr/bin/env bash
 # Checks that a built program has the usual hardening, and does not call functions that start programs
-# or open connections. Arguments: the program, and optionally readelf and the names of calls that are
-# permitted.
+# or open connections. Arguments: the program, and the names of calls that are permitted.
 set -euo pipefail
 
 program=$1
-readelf=${2:-readelf}
 status=0
 
 complain() {
@@ -14,11 +12,11 @@ complain() {
 }
 has() { grep -Eq -- "$1" <<< "$2"; }
 
-header=$("$readelf" -hW "$program")
-segments=$("$readelf" -lW "$program")
-dynamic=$("$readelf" -dW "$program")
-permitted=" ${*:3} "
-symbols=$("$readelf" --dyn-syms -W "$program" | awk '$7 == "UND" { sub(/@.*/, "", $8); print $8 }')
+header=$(readelf -hW "$program")
+segments=$(readelf -lW "$program")
+dynamic=$(readelf -dW "$program")
+permitted=" ${*:2} "
+symbols=$(readelf --dyn-syms -W "$program" | awk '$7 == "UND" { sub(/@.*/, "", $8); print $8 }')
 
 has '^ *Type: +DYN ' "$header" || complain 'does not run at any address'
 has '\(FLAGS_1\).* PIE' "$dynamic" || complain 'is a library'

@@ -3,8 +3,8 @@
 
 usage: gtk_dialog.py QUEUE OUTPUT-PREFIX [OPTION=CHOICE ...]
 
-Needs an X server and, in CUPS_SERVER, a scheduler. Writes OUTPUT-PREFIX-NUMBER.png and prints the title of
-each tab.
+Needs an X server and, in CUPS_SERVER, a scheduler. Writes OUTPUT-PREFIX-NUMBER.png and prints the title
+of each tab.
 """
 
 import sys
@@ -39,15 +39,14 @@ def visible_tabs(notebook):
 
 def draw(prefix):
     """Works while the print operation waits for the user."""
+    end = time.monotonic() + 20
     found = []
-    for _ in range(100):
+    while not found and time.monotonic() < end:
         pause(0.2)
-        # Before it knows the printer, the dialog has only the tabs for the range of pages and for the layout.
+        # Before it knows the printer, the dialog has only tabs for the range of pages and the layout.
         found = [(dialog, notebook) for dialog in Gtk.Window.list_toplevels()
                  if (notebook := notebook_in(dialog)) and len(visible_tabs(notebook)) > 2]
-        if found:
-            break
-    else:
+    if not found:
         sys.exit("the dialog shows no options of the printer")
     dialog, notebook = found[0]
     dialog.resize(760, 640)

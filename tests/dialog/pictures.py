@@ -9,13 +9,11 @@ dialog-and-booklet.png, the picture of the README: a tab of the dialog, and the 
 that it prints.
 """
 
-import contextlib
 import os
 import pathlib
 import re
 import subprocess
 import sys
-import tempfile
 import urllib.parse
 import urllib.request
 
@@ -50,24 +48,20 @@ def output_of(command, **options):
     return done.stdout
 
 
-@contextlib.contextmanager
-def screen():
-    """The name of an X server without a screen."""
+def start_screen():
+    """Starts an X server without a screen, which ends with this program, and returns its name."""
     reader, writer = os.pipe()
-    with subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1280x1400x24", "-nolisten", "tcp"],
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-            pass_fds=[writer], preexec_fn=end_with_parent) as server:
-        os.close(writer)
-        with os.fdopen(reader) as name:
-            yield ":" + name.readline().strip()
-        server.terminate()
+    command = ["Xvfb", "-displayfd", str(writer), "-screen", "0", "1280x1400x24", "-nolisten", "tcp"]
+    subprocess.Popen(command, stderr=subprocess.DEVNULL, pass_fds=[writer], preexec_fn=end_with_parent)
+    os.close(writer)
+    with os.fdopen(reader) as name:
+        return ":" + name.readline().strip()
 
 
 class Pictures:
-    def __init__(self, cups, port, display, work, output):
-        self.cups, self.url, self.display = cups, f"http://127.0.0.1:{port}", display
-        self.work, self.output = work, output
+    def __init__(self, cups, port, output):
+        self.cups, self.url, self.display = cups, f"http://127.0.0.1:{port}", start_screen()
+        self.work, self.output = cups.directory / "home", output
 
     def dialog(self, queue, language, output, *options):
         environment = {
@@ -76,8 +70,8 @@ class Pictures:
             "LANG": f"{LANGUAGES[language]}.UTF-8", "GTK_THEME": "Adwaita", "NO_AT_BRIDGE": "1",
             "GSETTINGS_BACKEND": "memory", "GDK_BACKEND": "x11"}
         name = f"gtk-{language}-{queue}"
-        tabs = output_of(["/usr/bin/python3", "-B", HERE / "gtk_dialog.py", queue, output / name, *options],
-                         env=environment)
+        command = ["/usr/bin/python3", "-B", HERE / "gtk_dialog.py", queue, output / name, *options]
+        tabs = output_of(command, env=environment)
         print(f"{name}:", ", ".join(tabs.splitlines()))
 
     def screenshot(self, html, name, size):
@@ -119,7 +113,8 @@ class Pictures:
             output_of(["gs", "-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", f"-sDEVICE={device}", *options,
                        "-o", self.work / target, source])
         sides = "".join(
-            f"<div>Sheet {n // 2 + 1}, {('outside', 'inside')[n % 2]}<br><img src='{side.as_uri()}'></div>"
+            f"<div>Sheet {n // 2 + 1}, {('outside', 'inside')[n % 2]}<br>"
+            f"<img src='{side.as_uri()}'></div>"
             for n, side in enumerate(sorted(self.work.glob("side-*.png"))))
         dialog = self.work / f"gtk-en-Color-{BOOKLET_TAB}.png"
         self.screenshot(SIDE_BY_SIDE % (dialog.as_uri(), sides), "dialog-and-booklet", "1600,700")
@@ -128,25 +123,22 @@ class Pictures:
 def main(build, output):
     build, output = pathlib.Path(build), pathlib.Path(output).resolve()
     output.mkdir(parents=True, exist_ok=True)
-    with contextlib.ExitStack() as stack:
-        work = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory(ignore_cleanup_errors=True)))
-        printer, cups, port = Listener(), PrivateCups(), free_port()
-        stack.callback(cups.stop)
-        cups.add_filter(build / "jobshaper-queue", "jobshaper-queue")
-        (cups.bin / "cgi-bin").symlink_to(SYSTEM_BIN / "cgi-bin")
-        cups.configure("DocumentRoot /usr/share/cups/doc-root\n", "cups-files.conf")
-        cups.configure(f"Listen 127.0.0.1:{port}\nWebInterface Yes\n")
-        cups.start()
-        pictures = Pictures(cups, port, stack.enter_context(screen()), work, output)
-        for name in LANGUAGES.values():  # whatever this system has
-            output_of(["localedef", "-i", name, "-f", "UTF-8", work / f"{name}.UTF-8"])
-        for queue, model in QUEUES.items():
-            cups.add_queue(queue, build / "ppd" / f"quorvan-{model}.ppd", printer.uri)
-            for language in LANGUAGES:
-                pictures.dialog(queue, language, output)
-                pictures.web_page(queue, language)
-        pictures.dialog("Color", "en", work, *map("=".join, BOOKLET.items()))
-        pictures.booklet(printer)
+    printer, cups, port = Listener(), PrivateCups(), free_port()
+    cups.add_filter(build / "jobshaper-queue", "jobshaper-queue")
+    (cups.bin / "cgi-bin").symlink_to(SYSTEM_BIN / "cgi-bin")
+    cups.configure("DocumentRoot /usr/share/cups/doc-root\n", "cups-files.conf")
+    cups.configure(f"Listen 127.0.0.1:{port}\nWebInterface Yes\n")
+    cups.start()
+    pictures = Pictures(cups, port, output)
+    for name in LANGUAGES.values():  # whatever this system has
+        output_of(["localedef", "-i", name, "-f", "UTF-8", pictures.work / f"{name}.UTF-8"])
+    for queue, model in QUEUES.items():
+        cups.add_queue(queue, build / "ppd" / f"quorvan-{model}.ppd", printer.uri)
+        for language in LANGUAGES:
+            pictures.dialog(queue, language, output)
+            pictures.web_page(queue, language)
+    pictures.dialog("Color", "en", pictures.work, *map("=".join, BOOKLET.items()))
+    pictures.booklet(printer)
 
 
 if __name__ == "__main__":

@@ -171,22 +171,15 @@ class Installed(unittest.TestCase):
             "ja": "ja ja_JP",
             "en": "C POSIX en en_US en_GB en_AU en_DE zh zh_CN zh_TW ko_KR ru_RU sv sv_SE pl_PL da_DK "
                   "nb nb_NO no cs_CZ tr_TR ar_EG he_IL uk_UA"}
-        expected = {name: language for language, names in locales.items() for name in names.split()}
-        for line in (RESOURCES / "locales.txt").read_text().splitlines():
-            if not line.startswith("#"):
-                name, *territories = line.split()
-                language = name if name in PAGES else "en"
-                expected[name] = language
-                expected |= {f"{name}_{territory}": language for territory in territories}
-        self.assertGreater(len(expected), 400)
         with tempfile.TemporaryDirectory() as root:
             subprocess.run([cmake, "--install", build, "--component", "resources"], check=True,
                            env={**os.environ, "DESTDIR": root}, stdout=subprocess.DEVNULL)
             resource = pathlib.Path(root, "Library/Printers/Quorvan/filter/.resource")
-            for locale, language in expected.items():
-                page = resource / f"{locale}.lproj" / "instruction(null)"
-                self.assertTrue(page.exists(), locale)
-                self.assertEqual(page.read_bytes(), PAGES[language], locale)
+            for language, names in locales.items():
+                for locale in names.split():
+                    page = resource / f"{locale}.lproj" / "instruction(null)"
+                    self.assertTrue(page.exists(), locale)
+                    self.assertEqual(page.read_bytes(), PAGES[language], locale)
 
 
 if __name__ == "__main__":
