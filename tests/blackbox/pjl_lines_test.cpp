@@ -292,9 +292,8 @@ TEST(PjlSettings, LinesOfTheHeaderCanBeAppendedAgain) {
   expectCalls(
       "", {{"addQvnGenericDrvCommands", ""}, {"addJobAcctgLines", accountingLines("", "", "")}});
   // Not in the header without a user.
-  expectCalls("JAACCTNUM=a<20>1", {{"addJobAcctgLines", accountingLines("", "a 1", "")}});
-  expectCalls("JADEPTNUM=\"50%s\x8a\"",
-              {{"addJobAcctgLines", accountingLines("", "", "50%s\xc3\xa4")}});
+  expectCalls("JAACCTNUM=a<20>1 JADEPTNUM=\"50%s\x8a\"",
+              {{"addJobAcctgLines", accountingLines("", "a 1", "50%s\xc3\xa4")}});
 }
 
 // ---- the command line
