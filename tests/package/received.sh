@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# received.sh DIRECTORY: checks what the printer received for the jobs of bare_system.sh.
+# received.sh DIRECTORY: checks what the printer received for the two booklets of bare_system.sh.
 set -euo pipefail
 cd "$1"
 uel=$'\e%-12345X'
