@@ -13,7 +13,6 @@
 namespace jobshaper {
 namespace {
 
-// What is left of a capture on a full disk is in tests/faults/.
 TEST(CaptureFile, AllocatesStepsOfSixteenMegabytesAfterTheFirstAndFreesTheRest) {
   constexpr std::int64_t kMegabyte = 1024 * 1024;
   const testing::TemporaryDirectory directory;
@@ -40,6 +39,20 @@ TEST(CaptureFile, AllocatesStepsOfSixteenMegabytesAfterTheFirstAndFreesTheRest) 
   }
   EXPECT_EQ(std::filesystem::file_size(directory.file("file")), 36 * kMegabyte + 1);
   EXPECT_EQ(allocated(), 36);
+}
+
+TEST(CaptureFile, StaysABeginningOnceItCouldNotBeWritten) {
+  const testing::TemporaryDirectory directory;
+  const std::string path = directory.file("file");
+  const Descriptor file = createFile(path);
+  CaptureFile capture(file.get());
+  capture.write("one ");
+  {
+    const testing::FileSizeLimit limit(6);
+    capture.write("two ");
+  }
+  capture.write("three");
+  EXPECT_EQ(testing::readFile(path), "one tw");
 }
 
 TEST(SpillFile, HoldsEverythingInOrderAlsoOnAFullDisk) {
