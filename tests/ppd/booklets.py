@@ -102,26 +102,23 @@ def covers():
     checks.check(request.endswith(b"/ManualFeed true  >> setpagedevice"), request)
 
 
-def manual_copies():
-    done = arrives(small, "booklet=true collate=true", document(5), copies="3")
-    jobs = done.stdout.split(b"\x1b%-12345X@PJL JOB\n")[1:]
-    same("copies", len(jobs), 3)
-    for job in jobs:
-        same("sides", re.findall(rb"(?m)^%%Page: \S+ (\d+)", job), [b"0", b"1", b"3", b"1", b"4", b"2"])
-        same("copies", re.findall(rb"(?m)^%RBINumCopies: .*|^.*COPIES = .*", job),
-             [b"@PJL SET COPIES = 1", b"%RBINumCopies: 1"])
-    same("pages", done.stderr.count(b"PAGE: "), 12)
-
-
-def manual_with_embedded_documents():
-    """Pages with a picture that is a document of its own, arranged by us or by the application."""
+def manual():
+    """Each copy is a job of its own, and a picture may be a document of its own."""
     picture = b"%%BeginDocument: a.eps\n%%Page: 1 1\n%%Trailer\n%%EOF\n%%EndDocument\n"
-    text = document(5).replace(b"initgraphics(PAGE", picture + b"initgraphics(PAGE")
-    for options, pages in (("booklet=true", b"0 1 3 1 4 2"),
-                           ("QVBookletFold=Booklet QvnBookletPages=Arranged", b"0 1 3 5 1 4 2")):
-        output = arrives(small, options, text).stdout
-        same(options, b" ".join(re.findall(rb"(?m)^%%Page: \S+ (\d+)", output)), pages)
-        same(options, output.count(b"PAGE "), 5)
+    pictures = document(5).replace(b"initgraphics(PAGE", picture + b"initgraphics(PAGE")
+    for options, text, copies, order in (
+            ("booklet=true collate=true", document(5), 3, b"0 1 3 1 4 2"),
+            ("booklet=true", pictures, 1, b"0 1 3 1 4 2"),
+            ("QVBookletFold=Booklet QvnBookletPages=Arranged", pictures, 1, b"0 1 3 5 1 4 2")):
+        done = arrives(small, options, text, copies=str(copies))
+        jobs = done.stdout.split(b"\x1b%-12345X@PJL JOB\n")[1:]
+        same(options, len(jobs), copies)
+        for job in jobs:
+            same(options, b" ".join(re.findall(rb"(?m)^%%Page: \S+ (\d+)", job)), order)
+            same(options, job.count(b"PAGE "), 5)
+            same(options, re.findall(rb"(?m)^%RBINumCopies: .*|^.*COPIES = .*", job),
+                 [b"@PJL SET COPIES = 1", b"%RBINumCopies: 1"])
+        same(options, done.stderr.count(b"PAGE: "), copies * (4 if "booklet" in options else 5))
 
 
 def pages(count, prolog=b"", begin=b""):
@@ -185,7 +182,7 @@ def two_passes(instructions):
 
 
 with Ghostscript("nullpage", "-r72") as nullpage:
-    for part in (who_arranges, as_it_is, covers, manual_copies, manual_with_embedded_documents):
+    for part in (who_arranges, as_it_is, covers, manual):
         part()
 with Ghostscript("pbmraw", "-r20") as pictures, tempfile.TemporaryDirectory() as directory:
     os.mkdir(f"{directory}/en.lproj")
