@@ -77,7 +77,8 @@ def tokens_of(source):
 
 
 def next_number(text):
-    digits, fraction, suffix = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[\d']+)(\.\d+)?([uUlLfF]*)", text).groups("")
+    parts = re.fullmatch(r"(0[xX][0-9a-fA-F']+|[\d']+)(\.\d+)?([uUlLfF]*)", text)
+    digits, fraction, suffix = parts.groups("")
     base = 16 if digits.lower().startswith("0x") else 10
     value = int(digits.replace("'", ""), base) + 1
     return (f"0x{value:x}" if base == 16 else f"{value}{fraction}") + suffix
@@ -151,15 +152,13 @@ def of_tables(source):
 
 
 def all_mutants(root):
-    files = subprocess.run(["git", "ls-files", "--", "src"], cwd=root, check=True,
-                           capture_output=True, text=True).stdout.split()
-    for file in sorted(files):
-        if file.endswith((".cpp", ".h")):
-            source = (root / file).read_bytes().decode("latin-1")
-            tokens = tokens_of(source)
-            for found in (of_tokens(source, tokens), of_statements(source, tokens), of_tables(source)):
-                for change in found:
-                    yield Mutant(file, source, *change)
+    files = subprocess.check_output(["git", "ls-files", "src/*.cpp", "src/*.h"], cwd=root, text=True)
+    for file in sorted(files.split()):
+        source = (root / file).read_bytes().decode("latin-1")
+        tokens = tokens_of(source)
+        for found in (of_tokens(source, tokens), of_statements(source, tokens), of_tables(source)):
+            for change in found:
+                yield Mutant(file, source, *change)
 
 
 def spread(mutants, seed):
