@@ -26,7 +26,7 @@ def run(command, seconds, cpu_seconds=None, **options):
     """Returns the exit status, or None after a timeout, and the output, and ends all processes that the
     command has started. A process that uses more than `cpu_seconds` is killed, which limits endless
     loops even on a busy machine."""
-    limits = [f"--as={6 << 30}", "--core=0"]
+    limits = [f"--as={6 << 30}", f"--fsize={12 << 30}", "--core=0"]
     if cpu_seconds:
         limits.append(f"--cpu={int(cpu_seconds) + 1}")
     process = subprocess.Popen(
