@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 
+#include "diag/debug_log.h"
 #include "platform/system.h"
 #include "tests/blackbox/manual_booklets.h"
 #include "tests/support/file_size_limit.h"
@@ -21,6 +22,7 @@ class ManualBookletParts : public ::testing::Test {
   ManualBookletParts() {
     setenv("TMPDIR", directory_.path().c_str(), 1);
     version = kFirstVersionWithoutSave;
+    logDoneSetup = true;  // the log would name the directory, too, but once per process
   }
   ~ManualBookletParts() override {
     version = versionBefore_;
