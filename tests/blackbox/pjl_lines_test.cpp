@@ -328,10 +328,15 @@ TEST(PjlLines, ListsTheSettersWithTheirOptions) {
   expectOutcome(runPjlLines({"--list"}), list, "");
 }
 
-TEST(PjlLines, HelpBeginsWithTheUsage) {
-  const Outcome outcome = runPjlLines({"--help"});
-  expectOutcome(outcome, kUsage + outcome.out.substr(std::size(kUsage) - 1), "");
-  EXPECT_NE(outcome.out.find("--list"), std::string::npos);
+TEST(PjlLines, HasAHelp) {
+  expectOutcome(runPjlLines({"--help"}),
+                std::string(kUsage) +
+                    "\nWrites the PJL header of a job with these CUPS options to standard output,\n"
+                    "followed by the lines that the named setters append.\n\n"
+                    "  -u USER   owner of the job; by default, you\n"
+                    "  --list    list the setters and the options that each reads\n"
+                    "  --help    show this help\n",
+                "");
 }
 
 TEST(PjlLines, TakesTheUserVerbatimAndOptionsThatBeginWithAMinus) {
