@@ -102,6 +102,7 @@ TEST(Utf8, IsCheckedByteByByte) {
         "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF7\xBF\xBF\xBF", "ok\xC3"}) {
     EXPECT_FALSE(isValidUtf8(bad)) << bad;
   }
+  EXPECT_TRUE(isValidUtf8(std::string_view("ok\xFF", 2)));
 }
 
 // ---- the system
