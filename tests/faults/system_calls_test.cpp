@@ -109,7 +109,8 @@ BeforeExec confined(const Job& job) {
 class SystemCalls : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (kSanitized || kCountsLines) GTEST_SKIP() << "this build makes calls of its own";
+    if (kSanitized || kCountsLines)
+      GTEST_SKIP() << "sanitizers and coverage make system calls of their own";
     // With a filter at address zero, the error tells whether the system has filters.
     if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr) != 0 && errno != EFAULT)
       GTEST_SKIP() << "this system has no system call filters (seccomp)";
